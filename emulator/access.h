@@ -1,0 +1,131 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "emulator/url.h"
+
+namespace emulator {
+
+/// An application key and what it may do. Without bucket and prefix: everything in the account.
+struct Key {
+  std::string id = {};
+  std::string secret = {};
+  std::string name = {};
+  std::set<std::string> capabilities = {};
+  std::optional<std::string> bucket_id = {};
+  std::optional<std::string> name_prefix = {};
+  std::optional<int64_t> expires = {};  // ms since 1970
+};
+using KeyPtr = std::shared_ptr<const Key>;
+
+/// The capabilities of the master key.
+const std::set<std::string>& AllCapabilities();
+
+/// Throw 401 unauthorized.
+void RequireCapability(const Key& key, const std::string& capability);
+void RequireBucket(const Key& key, const std::string& bucket_id);
+void RequireName(const Key& key, std::string_view name);
+
+/// An upload URL's right to store into one bucket or one large file.
+struct UploadTicket {
+  std::string token;
+  std::string path;    // what follows the call's name in the URL: target, "/", opaque
+  std::string target;  // bucket ID or file ID
+  KeyPtr key;
+  std::chrono::steady_clock::time_point expires;
+  std::atomic<bool> busy = false;
+};
+
+/// The use of an upload ticket, which nobody else may have at the same time.
+class UploadPass {
+ public:
+  explicit UploadPass(std::shared_ptr<UploadTicket> ticket) : ticket_(std::move(ticket)) {}
+  UploadPass(UploadPass&&) = default;
+  UploadPass& operator=(UploadPass&&) = delete;
+  ~UploadPass() {
+    if (ticket_) ticket_->busy = false;
+  }
+
+  const std::string& target() const { return ticket_->target; }
+  const Key& key() const { return *ticket_->key; }
+
+ private:
+  std::shared_ptr<UploadTicket> ticket_;
+};
+
+/// What a download authorization token allows.
+struct DownloadGrant {
+  std::string bucket_id;
+  std::string name_prefix;
+  Pairs overrides;  // b2ContentDisposition and so on: the download must carry the same
+  std::chrono::steady_clock::time_point expires;
+};
+
+/// Keys and tokens. Thread-safe. Refusals are thrown as ServiceError.
+class Access {
+ public:
+  struct Rules {
+    std::chrono::seconds token_life;
+    std::chrono::seconds upload_token_life;
+    bool one_upload_per_url;
+  };
+
+  Access(std::string account_id, std::string master_key, Rules rules);
+
+  const std::string& account_id() const { return account_id_; }
+
+  /// The key of an `Authorization: Basic` header; null when wrong.
+  KeyPtr Login(std::string_view basic_header) const;
+
+  std::string IssueAccountToken(const KeyPtr& key);
+  KeyPtr CheckAccountToken(const std::string& token) const;
+
+  /// Token and path of a new upload URL.
+  std::shared_ptr<const UploadTicket> IssueUpload(const std::string& target, const KeyPtr& key);
+  UploadPass BeginUpload(const std::string& token, const std::string& path) const;
+
+  std::string IssueDownload(DownloadGrant grant);
+  /// None when the token is not of this kind.
+  std::optional<DownloadGrant> FindDownload(const std::string& token) const;
+
+  /// Every token given out so far is answered expired_auth_token from now on.
+  void ExpireAll();
+  void ExpireAccountToken(const std::string& token);
+
+  /// Adds a key, choosing ID and secret.
+  KeyPtr AddKey(Key wanted);
+  /// All but the master key, in order of their IDs.
+  std::vector<KeyPtr> Keys() const;
+  /// Its tokens are void. Returns what was deleted.
+  KeyPtr DeleteKey(const std::string& key_id);
+
+ private:
+  struct AccountToken {
+    KeyPtr key;
+    std::chrono::steady_clock::time_point expires;
+  };
+
+  std::string NewToken(const char* kind) const;
+
+  const std::string account_id_;
+  const Rules rules_;
+
+  mutable std::mutex mutex_;
+  // Protected by mutex_.
+  std::map<std::string, KeyPtr> keys_;
+  std::map<std::string, AccountToken> account_tokens_;
+  std::map<std::string, std::shared_ptr<UploadTicket>> upload_tokens_;
+  std::map<std::string, DownloadGrant> download_tokens_;
+};
+
+}  // namespace emulator

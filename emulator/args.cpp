@@ -1,0 +1,113 @@
+#include "emulator/args.h"
+
+#include <charconv>
+
+#include "emulator/errors.h"
+
+namespace emulator {
+namespace {
+
+using nlohmann::json;
+
+ServiceError Missing(const char* name) {
+  return BadRequest(std::string("required field ") + name + " is missing");
+}
+
+ServiceError WrongType(const char* name, const char* wanted) {
+  return BadRequest(std::string(name) + " must be " + wanted);
+}
+
+std::string TextOf(const json& value, const char* name) {
+  if (!value.is_string()) throw WrongType(name, "a string");
+  return value.get<std::string>();
+}
+
+std::vector<std::string> SplitAtCommas(const std::string& text) {
+  std::vector<std::string> items;
+  for (size_t begin = 0; begin <= text.size();) {
+    const size_t end = std::min(text.find(',', begin), text.size());
+    items.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return items;
+}
+
+}  // namespace
+
+Args Args::FromBody(const std::string& body) {
+  json fields = body.empty() ? json::object() : json::parse(body, nullptr, false);
+  if (!fields.is_object()) throw ServiceError(400, "bad_json", "The body is not a JSON object");
+  return {std::move(fields), false};
+}
+
+Args Args::FromQuery(const Pairs& query) {
+  json fields = json::object();
+  for (const auto& [name, value] : query) fields[name] = value;
+  return {std::move(fields), true};
+}
+
+const json* Args::Find(const char* name) const {
+  const auto found = fields_.find(name);
+  return found == fields_.end() || found->is_null() ? nullptr : &*found;
+}
+
+std::string Args::Text(const char* name) const {
+  if (!Has(name)) throw Missing(name);
+  return TextOf(*Find(name), name);
+}
+
+std::string Args::Text(const char* name, const std::string& fallback) const {
+  return OptionalText(name).value_or(fallback);
+}
+
+std::optional<std::string> Args::OptionalText(const char* name) const {
+  if (!Has(name)) return std::nullopt;
+  return Text(name);
+}
+
+int64_t Args::Number(const char* name) const {
+  if (!Has(name)) throw Missing(name);
+  return Number(name, 0);
+}
+
+int64_t Args::Number(const char* name, int64_t fallback) const {
+  const json* const value = Find(name);
+  if (value == nullptr) return fallback;
+  if (value->is_number_integer()) return value->get<int64_t>();
+  int64_t number = 0;
+  if (from_query_) {
+    const std::string text = TextOf(*value, name);
+    const char* const end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data(), end, number);
+    if (error == std::errc{} && last == end) return number;
+  }
+  throw WrongType(name, "an integer");
+}
+
+std::vector<std::string> Args::Texts(const char* name) const {
+  const json* const value = Find(name);
+  if (value == nullptr) return {};
+  if (from_query_) return SplitAtCommas(TextOf(*value, name));
+  if (!value->is_array()) throw WrongType(name, "an array");
+  std::vector<std::string> texts;
+  for (const json& item : *value) texts.push_back(TextOf(item, name));
+  return texts;
+}
+
+FileInfo Args::Info(const char* name) const {
+  const json* const value = Find(name);
+  if (value == nullptr) return {};
+  if (!value->is_object()) throw WrongType(name, "an object");
+  FileInfo info;
+  for (const auto& [key, item] : value->items()) info[key] = TextOf(item, name);
+  return info;
+}
+
+std::optional<std::string> Args::RawArray(const char* name) const {
+  const json* const value = Find(name);
+  if (value == nullptr) return std::nullopt;
+  if (!value->is_array()) throw WrongType(name, "an array");
+  return value->dump();
+}
+
+}  // namespace emulator

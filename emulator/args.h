@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "emulator/names.h"
+#include "emulator/url.h"
+
+namespace emulator {
+
+/// The fields of a JSON call. A field that is null counts as absent. Values of the wrong type throw
+/// 400 bad_request with the field's name.
+class Args {
+ public:
+  /// Throws 400 bad_json unless `body` is a JSON object; an empty body is an empty object.
+  static Args FromBody(const std::string& body);
+  /// Query parameters: numbers are texts here, lists are separated by commas.
+  static Args FromQuery(const Pairs& query);
+
+  bool Has(const char* name) const { return Find(name) != nullptr; }
+
+  std::string Text(const char* name) const;  // throws when absent
+  std::string Text(const char* name, const std::string& fallback) const;
+  std::optional<std::string> OptionalText(const char* name) const;
+  int64_t Number(const char* name) const;  // throws when absent
+  int64_t Number(const char* name, int64_t fallback) const;
+  /// Empty when absent.
+  std::vector<std::string> Texts(const char* name) const;
+  /// Texts by key; empty when absent.
+  FileInfo Info(const char* name) const;
+  /// The JSON text of an array; none when absent.
+  std::optional<std::string> RawArray(const char* name) const;
+
+ private:
+  Args(nlohmann::json fields, bool from_query)
+      : fields_(std::move(fields)), from_query_(from_query) {}
+
+  const nlohmann::json* Find(const char* name) const;
+
+  nlohmann::json fields_;
+  bool from_query_;
+};
+
+}  // namespace emulator

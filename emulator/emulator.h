@@ -1,0 +1,73 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "emulator/access.h"
+#include "emulator/fault_plan.h"
+#include "emulator/options.h"
+#include "emulator/request_log.h"
+#include "emulator/store.h"
+
+namespace emulator {
+
+struct Core;
+class Server;
+
+/// A stand-in for the storage service on a port of 127.0.0.1, which takes TLS directly and as an
+/// HTTP proxy. Members may be called from any thread.
+class Emulator {
+ public:
+  /// Starts it; it answers when the constructor returns. Throws std::invalid_argument for options
+  /// that do not fit and std::runtime_error when something cannot be had, such as the port.
+  explicit Emulator(Options options = {});
+  Emulator(const Emulator&) = delete;
+  Emulator& operator=(const Emulator&) = delete;
+  /// Ends all connections, requests in progress among them, and waits for its threads.
+  ~Emulator();
+
+  uint16_t port() const;
+  const std::string& account_id() const;
+  /// The master key's secret.
+  const std::string& key() const;
+  /// The CA certificate to trust (PEM).
+  const std::filesystem::path& ca_file() const;
+
+  Store& store();
+  /// Makes an application key; ID and secret are chosen.
+  KeyPtr AddKey(Key wanted);
+
+  void AddFault(Fault fault);
+  void ClearFaults();
+
+  /// In order of arrival. A request is there, status and body included, once its answer is.
+  std::vector<Request> requests() const;
+  void ClearRequests();
+  /// Requests of `call` since the start or the last ClearRequests, recorded or not.
+  size_t Count(std::string_view call) const;
+  void RecordRequests(bool on);
+
+  /// Voids all tokens given out so far, those of upload URLs included (401 expired_auth_token).
+  void ExpireTokens();
+  /// Ends every connection that exists now: idle ones at once, others after their request.
+  void CloseIdleConnections();
+  void SetLatency(std::chrono::milliseconds latency);
+
+ private:
+  struct RemoveFile {
+    void operator()(const std::filesystem::path* file) const;
+  };
+
+  // A CA file that nobody asked for, removed at the end.
+  std::unique_ptr<const std::filesystem::path, RemoveFile> own_ca_file_;
+  std::unique_ptr<Core> core_;
+  std::unique_ptr<Server> server_;  // goes first: its threads use core_
+};
+
+}  // namespace emulator

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "emulator/core.h"
+#include "emulator/message.h"
+#include "emulator/stream.h"
+
+namespace emulator {
+
+/// An answer and what is to go wrong while it is sent.
+struct PlannedAnswer {
+  Answer answer = {};
+  bool silent = false;                     // send nothing
+  std::optional<uint64_t> cut_after = {};  // close after so many bytes of the body
+  bool stall = false;                      // hold the connection where it would be closed
+};
+
+/// Works a routed request off: latency, faults, service. Throws Aborted when the client is gone.
+PlannedAnswer Exchange(Core& core, Stream& stream, Incoming& incoming, BodySource& body);
+
+}  // namespace emulator

@@ -1,0 +1,114 @@
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "emulator/emulator.h"
+#include "emulator/seeding.h"
+
+namespace {
+
+constexpr int kFailure = 1;
+constexpr int kWrongUsage = 2;
+
+struct Arguments {
+  emulator::Options options;
+  int64_t latency_ms = 0;
+  int64_t token_life_s = 86400;
+  bool no_request_log = false;
+  std::vector<std::string> buckets;
+  std::vector<std::string> seeds;
+};
+
+void Declare(CLI::App& app, Arguments& arguments) {
+  emulator::Options& options = arguments.options;
+  app.option_defaults()->always_capture_default();
+  app.add_option("--port", options.port, "Port on 127.0.0.1; 0: any free one");
+  app.add_option("--account-id", options.account_id, "Account ID, 12 hex digits; empty: made up");
+  app.add_option("--key", options.key, "The master key; empty: made up");
+  app.add_option("--ca-file", options.ca_file, "Write the CA certificate (PEM) here");
+  app.add_option("--ca-key-file", options.ca_key_file, "Keep the CA's key here to use it again");
+  app.add_option("--latency", arguments.latency_ms, "Added to each request, milliseconds")
+      ->check(CLI::NonNegativeNumber);
+  app.add_option("--bucket", arguments.buckets, "Make an empty bucket (repeatable)");
+  app.add_option("--seed", arguments.seeds,
+                 "BUCKET/PREFIX:COUNT:SIZE[:FOLDERS], SIZE with K, M or G: make COUNT files named "
+                 "PREFIX and a number, or one file named PREFIX (repeatable)");
+  app.add_option("--recommended-part-size", options.recommended_part_size, "Bytes");
+  app.add_option("--minimum-part-size", options.absolute_minimum_part_size, "Bytes");
+  app.add_flag("--allow-single-part", options.allow_single_part,
+               "Let large files have a single part");
+  app.add_option("--token-life", arguments.token_life_s, "Life of tokens, seconds");
+  app.add_option("--proxy-user", options.proxy_user, "Ask proxy requests for this user");
+  app.add_option("--proxy-password", options.proxy_password, "The proxy user's password");
+  app.add_flag("--no-request-log", arguments.no_request_log, "Count requests, do not keep them");
+}
+
+emulator::Options OptionsOf(const Arguments& arguments) {
+  emulator::Options options = arguments.options;
+  options.latency = std::chrono::milliseconds(arguments.latency_ms);
+  options.token_life = std::chrono::seconds(arguments.token_life_s);
+  options.upload_token_life = options.token_life;
+  options.record_requests = !arguments.no_request_log;
+  return options;
+}
+
+void Announce(const emulator::Emulator& running) {
+  const nlohmann::json line{{"port", running.port()},
+                            {"accountId", running.account_id()},
+                            {"applicationKey", running.key()},
+                            {"caFile", running.ca_file().string()}};
+  std::cout << line.dump() << std::endl;
+}
+
+// The signals are blocked before any thread exists, so that they wait for sigwait.
+sigset_t BlockStopSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  return signals;
+}
+
+void Run(const Arguments& arguments) {
+  std::vector<emulator::Seed> seeds;
+  for (const std::string& text : arguments.seeds) seeds.push_back(emulator::ParseSeed(text));
+  const sigset_t signals = BlockStopSignals();
+  emulator::Emulator running(OptionsOf(arguments));
+  for (const std::string& name : arguments.buckets) {
+    emulator::EnsureBucket(running.store(), name);
+  }
+  for (const emulator::Seed& seed : seeds) emulator::Plant(running.store(), seed);
+  Announce(running);
+  int signal = 0;
+  sigwait(&signals, &signal);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("A stand-in for the storage service, for testing and measurement.", "b2emulator");
+  Arguments arguments;
+  Declare(app, arguments);
+  try {
+    app.parse(argc, argv);
+    Run(arguments);
+    return 0;
+  } catch (const CLI::Success& help) {
+    return app.exit(help);
+  } catch (const CLI::Error& error) {
+    std::cerr << "b2emulator: " << error.what() << "\n";
+    return kWrongUsage;
+  } catch (const std::invalid_argument& error) {
+    std::cerr << "b2emulator: " << error.what() << "\n";
+    return kWrongUsage;
+  } catch (const std::exception& error) {
+    std::cerr << "b2emulator: " << error.what() << "\n";
+    return kFailure;
+  }
+}

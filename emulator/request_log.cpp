@@ -1,0 +1,59 @@
+#include "emulator/request_log.h"
+
+#include <algorithm>
+
+#include "emulator/names.h"
+
+namespace emulator {
+
+std::string Request::Header(std::string_view name) const {
+  const std::string wanted = ToLower(name);
+  for (const auto& [key, value] : headers) {
+    if (ToLower(key) == wanted) return value;
+  }
+  return "";
+}
+
+uint64_t RequestLog::Begin(const Request& request) {
+  std::lock_guard lock(mutex_);
+  ++counts_[request.call];
+  const uint64_t ticket = next_ticket_++;
+  if (!recording_) return ticket;
+  if (requests_.size() == kCapacity) requests_.pop_front();
+  requests_.emplace_back(ticket, request);
+  return ticket;
+}
+
+void RequestLog::Update(uint64_t ticket, const Request& request) {
+  std::lock_guard lock(mutex_);
+  const auto found =
+      std::lower_bound(requests_.begin(), requests_.end(), ticket,
+                       [](const auto& kept, uint64_t wanted) { return kept.first < wanted; });
+  if (found != requests_.end() && found->first == ticket) found->second = request;
+}
+
+void RequestLog::SetRecording(bool on) {
+  std::lock_guard lock(mutex_);
+  recording_ = on;
+}
+
+std::vector<Request> RequestLog::All() const {
+  std::lock_guard lock(mutex_);
+  std::vector<Request> all;
+  all.reserve(requests_.size());
+  for (const auto& [ticket, request] : requests_) all.push_back(request);
+  return all;
+}
+
+std::map<std::string, size_t> RequestLog::Counts() const {
+  std::lock_guard lock(mutex_);
+  return counts_;
+}
+
+void RequestLog::Clear() {
+  std::lock_guard lock(mutex_);
+  requests_.clear();
+  counts_.clear();
+}
+
+}  // namespace emulator

@@ -1,0 +1,99 @@
+#include "emulator/seeding.h"
+
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <stdexcept>
+#include <vector>
+
+namespace emulator {
+namespace {
+
+[[noreturn]] void Refuse(std::string_view text, const std::string& why) {
+  throw std::invalid_argument("seed '" + std::string(text) + "': " + why);
+}
+
+std::vector<std::string_view> SplitFromBack(std::string_view text) {
+  std::vector<std::string_view> fields;
+  for (size_t begin = 0; begin <= text.size();) {
+    const size_t end = std::min(text.find(':', begin), text.size());
+    fields.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return fields;
+}
+
+uint64_t ParseCount(std::string_view field, std::string_view text) {
+  uint64_t count = 0;
+  const char* const end = field.data() + field.size();
+  const auto [last, error] = std::from_chars(field.data(), end, count);
+  if (field.empty() || error != std::errc{} || last != end) {
+    Refuse(text, "'" + std::string(field) + "' is not a number");
+  }
+  return count;
+}
+
+uint64_t ParseSize(std::string_view field, std::string_view text) {
+  constexpr std::string_view kSuffixes = "KMG";
+  const size_t suffix = field.empty() ? std::string_view::npos : kSuffixes.find(field.back());
+  if (suffix == std::string_view::npos) return ParseCount(field, text);
+  field.remove_suffix(1);
+  return ParseCount(field, text) << (10 * (suffix + 1));
+}
+
+std::string NumberedName(const Seed& seed, uint64_t number) {
+  std::array<char, 32> text{};
+  if (seed.folders > 0) {
+    std::snprintf(text.data(), text.size(), "%04d/%07d", static_cast<int>(number % seed.folders),
+                  static_cast<int>(number));
+  } else {
+    std::snprintf(text.data(), text.size(), "%07d", static_cast<int>(number));
+  }
+  return seed.prefix + text.data();
+}
+
+}  // namespace
+
+Seed ParseSeed(std::string_view text) {
+  const std::vector<std::string_view> fields = SplitFromBack(text);
+  if (fields.size() < 3 || fields.size() > 4) {
+    Refuse(text, "must be BUCKET/PREFIX:COUNT:SIZE[:FOLDERS]");
+  }
+  const size_t slash = fields[0].find('/');
+  if (slash == std::string_view::npos) Refuse(text, "names no bucket and prefix");
+  Seed seed{std::string(fields[0].substr(0, slash)), std::string(fields[0].substr(slash + 1)),
+            ParseCount(fields[1], text), ParseSize(fields[2], text)};
+  if (fields.size() == 4) seed.folders = ParseCount(fields[3], text);
+  if (seed.count == 1 && seed.prefix.empty()) Refuse(text, "a single file needs a name");
+  return seed;
+}
+
+Bucket EnsureBucket(Store& store, const std::string& name) {
+  const auto found = store.FindBucket(name);
+  return found ? *found : store.CreateBucket({.name = name});
+}
+
+void Plant(Store& store, const Seed& seed) {
+  const Bucket bucket = EnsureBucket(store, seed.bucket);
+  const ContentPtr content = Content::Synthetic(seed.size);
+  if (seed.count == 1 && seed.folders == 0) {
+    store.AddFile(bucket.id, {.name = seed.prefix}, content);
+    return;
+  }
+  for (uint64_t i = 0; i < seed.count; ++i) {
+    store.AddFile(bucket.id, {.name = NumberedName(seed, i)}, content);
+  }
+}
+
+VersionPtr AddText(Store& store, const std::string& bucket, const std::string& name,
+                   std::string_view text, const FileInfo& info) {
+  return store.AddFile(EnsureBucket(store, bucket).id, {.name = name, .info = info},
+                       Content::FromText(text));
+}
+
+VersionPtr AddSynthetic(Store& store, const std::string& bucket, const std::string& name,
+                        uint64_t size) {
+  return store.AddFile(EnsureBucket(store, bucket).id, {.name = name}, Content::Synthetic(size));
+}
+
+}  // namespace emulator

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "emulator/store.h"
+
+namespace emulator {
+
+/// Files to fill a bucket with, written BUCKET/PREFIX:COUNT:SIZE[:FOLDERS]. A single file is named
+/// PREFIX. More are named PREFIX and a seven-digit number from 0 on; with FOLDERS they are spread
+/// over as many folders "PREFIX<four digits>/". SIZE takes the suffixes K, M and G (powers of
+/// 1024). All files of a seed share their bytes.
+struct Seed {
+  std::string bucket = {};
+  std::string prefix = {};
+  uint64_t count = 1;
+  uint64_t size = 0;
+  uint64_t folders = 0;
+};
+
+/// Throws std::invalid_argument.
+Seed ParseSeed(std::string_view text);
+
+/// The bucket of that name, made (allPrivate) if there is none.
+Bucket EnsureBucket(Store& store, const std::string& name);
+
+/// Makes the seed's files, and its bucket if need be.
+void Plant(Store& store, const Seed& seed);
+
+/// Add one file to a bucket, which is made if need be.
+VersionPtr AddText(Store& store, const std::string& bucket, const std::string& name,
+                   std::string_view text, const FileInfo& info = {});
+VersionPtr AddSynthetic(Store& store, const std::string& bucket, const std::string& name,
+                        uint64_t size);
+
+}  // namespace emulator

@@ -1,0 +1,124 @@
+#include "emulator/server.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+namespace emulator {
+namespace {
+
+constexpr int kBacklog = 1024;
+
+[[noreturn]] void Fail(const std::string& what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+int Listen(uint16_t port) {
+  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (listener < 0) Fail("socket");
+  const int on = 1;
+  setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      listen(listener, kBacklog) != 0) {
+    const int error = errno;
+    close(listener);
+    errno = error;
+    Fail("cannot listen on port " + std::to_string(port));
+  }
+  return listener;
+}
+
+uint16_t PortOf(int listener) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  if (getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0) Fail("getsockname");
+  return ntohs(address.sin_port);
+}
+
+// Threads started from here leave signals, SIGPIPE among them, to the program's own threads.
+void BlockSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+}
+
+}  // namespace
+
+Server::Server(uint16_t port, std::function<void(Stream&)> serve)
+    : serve_(std::move(serve)), listener_(Listen(port)), port_(PortOf(listener_)) {
+  acceptor_ = std::thread([this] { AcceptLoop(); });
+}
+
+Server::~Server() {
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+    for (Worker& worker : workers_) worker.stream.Shutdown();
+  }
+  shutdown(listener_, SHUT_RDWR);
+  acceptor_.join();
+  close(listener_);
+  for (Worker& worker : workers_) worker.thread.join();
+}
+
+void Server::AcceptLoop() {
+  BlockSignals();
+  while (true) {
+    const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (socket >= 0) {
+      Start(socket);
+      for (Worker& worker : TakeDone()) worker.thread.join();
+      continue;
+    }
+    const bool out_of_descriptors = errno == EMFILE || errno == ENFILE;
+    if (IsStopping()) return;
+    // Some connection must end first.
+    if (out_of_descriptors) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+bool Server::IsStopping() {
+  std::lock_guard lock(mutex_);
+  return stopping_;
+}
+
+void Server::Start(int socket) {
+  std::lock_guard lock(mutex_);
+  Worker& worker = workers_.emplace_back(socket);
+  if (stopping_) worker.stream.Shutdown();
+  worker.thread = std::thread([this, &worker] {
+    serve_(worker.stream);
+    worker.stream.CloseNow();
+    std::lock_guard done_lock(mutex_);
+    worker.done = true;
+  });
+}
+
+std::list<Server::Worker> Server::TakeDone() {
+  std::lock_guard lock(mutex_);
+  std::list<Worker> done;
+  for (auto worker = workers_.begin(); worker != workers_.end();) {
+    const auto next = std::next(worker);
+    if (worker->done) done.splice(done.end(), workers_, worker);
+    worker = next;
+  }
+  return done;
+}
+
+void Server::CloseIdle() {
+  std::lock_guard lock(mutex_);
+  for (Worker& worker : workers_) worker.stream.CloseWhenIdle();
+}
+
+}  // namespace emulator

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <thread>
+
+#include "emulator/stream.h"
+
+namespace emulator {
+
+/// Listens on 127.0.0.1 and serves each connection on a thread of its own.
+class Server {
+ public:
+  /// `serve` is run once per connection and must return when its stream is shut down. Port 0: the
+  /// system's choice. Throws std::system_error.
+  Server(uint16_t port, std::function<void(Stream&)> serve);
+  /// Shuts all connections down and waits for their threads.
+  ~Server();
+
+  uint16_t port() const { return port_; }
+
+  /// Ends connections between requests now, the others after their request.
+  void CloseIdle();
+
+ private:
+  struct Worker {
+    explicit Worker(int socket) : stream(socket) {}
+    Stream stream;
+    std::thread thread;
+    bool done = false;
+  };
+
+  void AcceptLoop();
+  bool IsStopping();
+  void Start(int socket);
+  std::list<Worker> TakeDone();
+
+  const std::function<void(Stream&)> serve_;
+  int listener_ = -1;
+  uint16_t port_ = 0;
+
+  std::mutex mutex_;
+  // Protected by mutex_.
+  std::list<Worker> workers_;
+  bool stopping_ = false;
+
+  std::thread acceptor_;
+};
+
+}  // namespace emulator

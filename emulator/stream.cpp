@@ -1,0 +1,143 @@
+#include "emulator/stream.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "emulator/message.h"
+
+namespace emulator {
+namespace {
+
+constexpr size_t kGatherLimit = 16 * 1024;
+constexpr size_t kLargestWrite = size_t{1} << 20;
+constexpr int kLingerMilliseconds = 500;
+constexpr char kTlsHandshake = 0x16;
+
+void WaitForHangup(int socket, int milliseconds) {
+  pollfd wait{socket, POLLRDHUP, 0};
+  while (poll(&wait, 1, milliseconds) < 0 && errno == EINTR) {
+  }
+}
+
+}  // namespace
+
+void Stream::FreeSsl::operator()(ssl_st* ssl) const { SSL_free(ssl); }
+
+Stream::Stream(int socket) : socket_(socket) {
+  const int on = 1;
+  setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+Stream::~Stream() { CloseNow(); }
+
+bool Stream::PeekIsTls() const {
+  char first = 0;
+  return recv(socket_, &first, 1, MSG_PEEK) == 1 && first == kTlsHandshake;
+}
+
+void Stream::StartTls(ssl_ctx_st* context) {
+  ssl_.reset(SSL_new(context));
+  if (!ssl_ || SSL_set_fd(ssl_.get(), socket_) != 1 || SSL_accept(ssl_.get()) != 1) {
+    // The thread's error queue must be empty for the next connection's calls.
+    ERR_clear_error();
+    ssl_.reset();
+    throw Aborted{};
+  }
+}
+
+size_t Stream::Read(char* data, size_t size) {
+  if (ssl_) {
+    size_t got = 0;
+    if (SSL_read_ex(ssl_.get(), data, size, &got) == 1) return got;
+    ERR_clear_error();
+    return 0;
+  }
+  const ssize_t got = recv(socket_, data, size, 0);
+  return got > 0 ? static_cast<size_t>(got) : 0;
+}
+
+void Stream::WriteAll(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const size_t step = std::min(bytes.size(), kLargestWrite);
+    size_t sent = 0;
+    if (ssl_) {
+      if (SSL_write_ex(ssl_.get(), bytes.data(), step, &sent) != 1) {
+        ERR_clear_error();
+        throw Aborted{};
+      }
+    } else {
+      const ssize_t result = send(socket_, bytes.data(), step, MSG_NOSIGNAL);
+      if (result <= 0) throw Aborted{};
+      sent = static_cast<size_t>(result);
+    }
+    bytes.remove_prefix(sent);
+  }
+}
+
+void Stream::Write(std::string_view bytes) {
+  if (pending_.size() + bytes.size() <= kGatherLimit) {
+    pending_ += bytes;
+    return;
+  }
+  Flush();
+  WriteAll(bytes);
+}
+
+void Stream::Flush() {
+  WriteAll(pending_);
+  pending_.clear();
+}
+
+void Stream::Pause(std::chrono::milliseconds time) const {
+  if (time.count() > 0) WaitForHangup(socket_, static_cast<int>(time.count()));
+}
+
+void Stream::WaitForClose() const { WaitForHangup(socket_, -1); }
+
+void Stream::CloseGently() {
+  if (ssl_) {
+    SSL_shutdown(ssl_.get());
+    ERR_clear_error();
+  }
+  shutdown(socket_, SHUT_WR);
+  // Closing with unread bytes would reset the connection and take the answer back.
+  std::array<char, size_t{64} * 1024> rest;
+  pollfd wait{socket_, POLLIN, 0};
+  while (poll(&wait, 1, kLingerMilliseconds) == 1 &&
+         recv(socket_, rest.data(), rest.size(), 0) > 0) {
+  }
+  CloseNow();
+}
+
+void Stream::CloseNow() {
+  std::lock_guard lock(mutex_);
+  if (!open_) return;
+  open_ = false;
+  close(socket_);
+}
+
+void Stream::Shutdown() {
+  std::lock_guard lock(mutex_);
+  if (open_) shutdown(socket_, SHUT_RDWR);
+}
+
+void Stream::CloseWhenIdle() {
+  closing_ = true;
+  if (idle_) Shutdown();
+}
+
+bool Stream::BecomeIdle() {
+  idle_ = true;
+  return !closing_;
+}
+
+}  // namespace emulator

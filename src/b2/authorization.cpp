@@ -1,0 +1,85 @@
+#include <string>
+#include <utility>
+
+#include "b2/backblaze_b2.h"
+#include "b2/file_records.h"
+#include "util/base64.h"
+
+namespace {
+
+constexpr char kServiceUrl[] = "https://" B2_API_HOST;
+
+struct Account {
+  std::string& id;
+  std::string& key;
+};
+
+// Reads the saved account form; throws when it is not one. Fields that it lacks stay.
+void ReadAccount(const std::string& form, Account account) {
+  JsonObject document(form.c_str());
+  JsonObject values = Required(document, "values");
+  for (const std::string& name : values.GetKeys()) {
+    JsonObject field = values[name.c_str()];
+    const std::string value = Required(field, "value");
+    if (name == "account_id") account.id = value;
+    if (name == "application_key") account.key = value;
+  }
+}
+
+}  // namespace
+
+AERROR BackBlazeB2::Connect(IProtocolAuth* auth, const char* connect_info) {
+  try {
+    auth_ = auth;
+    connect_info_ = connect_info == nullptr ? "" : connect_info;
+    ReadAccount(connect_info_, {account_id_, application_key_});
+  } catch (...) {
+    return AERROR::AUTH_FAILED;
+  }
+  try {
+    about_ = std::make_shared<About>(this);
+    return AERROR::SUCCESS;
+  } catch (...) {
+    return AERROR::ACCESS_VIOLATION;
+  }
+}
+
+AERROR BackBlazeB2::AuthorizeAccount() {
+  BindQueryLogger(query_logger_);
+  const auto send = [this](const Request& request) {
+    AimAt(*request, kServiceUrl, call::kAuthorizeAccount);
+    const std::string credentials = account_id_ + ":" + application_key_;
+    request->AddHeader("Authorization", "Basic " + util::Base64Encode(credentials));
+    return request->PerformGet(nullptr, nullptr);
+  };
+  // An answer without some of the members connects all the same; what is missing keeps its value.
+  const auto store = [this](_CURLRTN& result) {
+    const auto length = static_cast<std::size_t>(result.bodyLength);
+    SetAuthorizedInfo(result.body ? std::string(result.body.get(), length) : std::string());
+    return AERROR::SUCCESS;
+  };
+  return Query({send, "Process"}, OnSuccessDo({store, ""}));
+}
+
+AERROR BackBlazeB2::SetAuthorizedInfo(std::string body) {
+  try {
+    JsonObject answer(body.data(), static_cast<unsigned int>(body.size()));
+    authorization_token_ = static_cast<std::string>(Required(answer, "authorizationToken"));
+    api_url_ = static_cast<std::string>(Required(answer, "apiUrl"));
+    download_url_ = static_cast<std::string>(Required(answer, "downloadUrl"));
+    recommended_part_size_ = static_cast<long long>(Required(answer, "recommendedPartSize"));
+    absolute_minimum_part_size_ =
+        static_cast<long long>(Required(answer, "absoluteMinimumPartSize"));
+    return AERROR::SUCCESS;
+  } catch (...) {
+    return AERROR::FAILED;
+  }
+}
+
+ServicePerformer BackBlazeB2::JsonCall(const char* name, const char* call_name,
+                                       BodyBuilder body) const {
+  const auto send = [this, call_name, body = std::move(body)](const Request& request) {
+    return PostJson(*request, api_url_, call_name, authorization_token_, body());
+  };
+  return {send, name};
+}

@@ -1,0 +1,69 @@
+#include "b2/backblaze_b2.h"
+#include "b2/guarded.h"
+#include "b2/paths.h"
+#include "protocol/file_list.h"
+#include "protocol/log.h"
+
+namespace {
+
+const ResultHandler kDone{[](_CURLRTN&) { return AERROR::SUCCESS; }, ""};
+
+void LogDeletion(const char* name, const _FS_FILE_V2& record) {
+  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s filename [%s], id [%s]", name,
+           record.name.c_str(), record.id.c_str());
+}
+
+}  // namespace
+
+// A failed listing leaves nothing, or only a part, to delete, and is not reported.
+AERROR BackBlazeB2::Delete(_FS_FILE_V2* file, char** message) {
+  return Guarded(AERROR::FAILED, [&] {
+    if (file == nullptr) return AERROR::FAILED;
+    LogDeletion("Delete", *file);
+    FileList versions;
+    GetFileList_ObjectVersions(file->id.c_str(), &versions, true, message);
+    return DeleteVersions(versions, message);
+  });
+}
+
+AERROR BackBlazeB2::DeleteDirectory(_FS_FILE_V2* dir, char** message) {
+  return Guarded(AERROR::FAILED, [&] {
+    if (dir == nullptr) return AERROR::FAILED;
+    LogDeletion("DeleteDirectory", *dir);
+    const auto [container, rest] = SplitIdentifier(dir->id);
+    if (container.empty()) return AERROR::FAILED;
+    return rest.empty() ? DeleteBucket(container, message) : DeleteFolder(dir, message);
+  });
+}
+
+AERROR BackBlazeB2::DeleteFolder(_FS_FILE_V2* record, char** msg) {
+  if (!enable_delete_folder_) {
+    __LOG__A(logger, LOGLEVEL_WARNING, "[PROTOCOL  ] %s not allowed by user", "DeleteFolder");
+    return AERROR::ACCESS_DENIED;
+  }
+  FileList versions;
+  const AERROR result = GetFileList_ObjectVersions(record->id.c_str(), &versions, false, msg);
+  return result == AERROR::SUCCESS ? DeleteVersions(versions, msg) : result;
+}
+
+// Stops at the first failure; the versions behind it stay.
+AERROR BackBlazeB2::DeleteVersions(FileList& versions, char** msg) {
+  for (const auto& version : versions.GetFileList()) {
+    const AERROR result = DeleteVersion(version->id, version->name, msg);
+    if (result != AERROR::SUCCESS) return result;
+  }
+  return AERROR::SUCCESS;
+}
+
+AERROR BackBlazeB2::DeleteVersion(std::string file_id, std::string file_name, char**) {
+  BindQueryLogger(query_logger_);
+  const auto body = [&] { return Members({{"fileId", file_id}, {"fileName", file_name}}); };
+  return Query(JsonCall("DeleteVersion", call::kDeleteFileVersion, body), OnSuccessDo(kDone));
+}
+
+AERROR BackBlazeB2::DeleteBucket(std::string bucket_id, char**) {
+  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s id [%s]", "DeleteBucket", bucket_id.c_str());
+  BindQueryLogger(query_logger_);
+  const auto body = [&] { return Members({{"accountId", account_id_}, {"bucketId", bucket_id}}); };
+  return Query(JsonCall("DeleteBucket", call::kDeleteBucket, body), OnSuccessDo(kDone));
+}

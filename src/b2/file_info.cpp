@@ -1,0 +1,84 @@
+#include <algorithm>
+
+#include "b2/backblaze_b2.h"
+#include "b2/file_records.h"
+#include "b2/guarded.h"
+#include "b2/paths.h"
+#include "protocol/file_list.h"
+#include "protocol/log.h"
+
+namespace {
+
+void CopyDirectory(const _FS_FILE_V2& found, _FS_FILE_V2& record) {
+  record.id = found.id;
+  record.type = found.type;
+  record.name = found.name;
+  record.size = 0;
+  SetTimes(record, found.first_time);
+}
+
+void SetRoot(_FS_FILE_V2& record) {
+  record.id.clear();
+  record.type = FS_DIRECTORY;
+  record.name.clear();
+  record.size = 0;
+}
+
+AERROR ReadFileInfo(JsonObject& answer, _FS_FILE_V2& record, bool full) {
+  // A host keeps the relative name of its listing; only the version listing wants the stored one.
+  if (full) record.name = static_cast<std::string>(Required(answer, "fileName"));
+  record.size =
+      static_cast<std::uint64_t>(static_cast<long long>(Required(answer, "contentLength")));
+  SetUploadTime(record, answer);
+  return AERROR::SUCCESS;
+}
+
+}  // namespace
+
+AERROR BackBlazeB2::GetFileInfo(const char* id, _FS_FILE_V2* out, char** message) {
+  return Guarded(AERROR::FAILED, [&] { return _GetFileInfo(id, out, message, false); });
+}
+
+AERROR BackBlazeB2::_GetFileInfo(const char* path, _FS_FILE_V2* record, char** msg, bool full) {
+  if (path == nullptr || record == nullptr) return AERROR::FAILED;
+  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s id [%s]", "_GetFileInfo", path);
+  if (*path == '\0') {
+    SetRoot(*record);
+    return AERROR::SUCCESS;
+  }
+  const auto [container, rest] = SplitIdentifier(path);
+  if (container.empty()) return AERROR::FAILED;
+  if (rest.empty()) return BucketInfo(container, *record, msg);
+  if ((record->type & FS_DIRECTORY) != 0) return FolderInfo(path, *record);
+  return StoredFileInfo(rest, *record, full);
+}
+
+AERROR BackBlazeB2::BucketInfo(const std::string& container, _FS_FILE_V2& record, char** msg) {
+  FileList buckets;
+  const AERROR result = GetFileList_BucketList("", &buckets, msg);
+  if (result != AERROR::SUCCESS) return result;
+  const auto& files = buckets.GetFileList();
+  const auto found = std::find_if(files.begin(), files.end(),
+                                  [&](const auto& bucket) { return bucket->id == container; });
+  if (found == files.end()) return AERROR::FAILED;
+  CopyDirectory(**found, record);
+  return AERROR::SUCCESS;
+}
+
+// Only the marker is looked for: a folder that exists through its files alone is not found.
+AERROR BackBlazeB2::FolderInfo(const char* path, _FS_FILE_V2& record) {
+  FileList markers;
+  const std::string marker = std::string(path) + kMarkerSuffix;
+  const AERROR result = GetFileList_ObjectList(marker.c_str(), &markers, nullptr, "");
+  if (result != AERROR::SUCCESS) return result;
+  if (markers.GetFileList().empty()) return AERROR::FAILED;
+  CopyDirectory(*markers.GetFileList().front(), record);
+  return AERROR::SUCCESS;
+}
+
+AERROR BackBlazeB2::StoredFileInfo(const std::string& file_id, _FS_FILE_V2& record, bool full) {
+  BindQueryLogger(query_logger_);
+  const auto body = [&] { return Members({{"fileId", file_id}}); };
+  return Query(JsonCall("_GetFileInfo", call::kGetFileInfo, body),
+               OnSuccess([&](JsonObject& answer) { return ReadFileInfo(answer, record, full); }));
+}

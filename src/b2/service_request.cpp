@@ -1,0 +1,74 @@
+#include "b2/service_request.h"
+
+#include <utility>
+
+#include "b2/request_pool.h"
+
+JsonObject Members(std::initializer_list<std::pair<const char*, std::string>> members) {
+  JsonObject object = JsonObject::GetEmptyObject();
+  for (const auto& [name, text] : members) object[name] = text;
+  return object;
+}
+
+void AimAt(BackBlazeB2CURL& request, const std::string& base_url, const char* call_name) {
+  request.SetURL((base_url + call::kCallPath + call_name).c_str());
+}
+
+void Authorize(BackBlazeB2CURL& request, const std::string& token) {
+  request.AddHeader("Authorization", token);
+}
+
+_CURLRTN PostJson(BackBlazeB2CURL& request, const std::string& base_url, const char* call_name,
+                  const std::string& token, JsonObject body) {
+  AimAt(request, base_url, call_name);
+  Authorize(request, token);
+  return request.PerformPost(body.ToText());
+}
+
+ResultHandler WithAnswer(AnswerReader reader) {
+  const auto handle = [reader = std::move(reader)](_CURLRTN& result) {
+    try {
+      const char* text = result.body ? result.body.get() : "";
+      JsonObject answer(text, static_cast<unsigned int>(result.bodyLength));
+      return reader(answer);
+    } catch (...) {
+      return AERROR::FAILED;
+    }
+  };
+  return {handle, ""};
+}
+
+HandlerMap OnSuccess(AnswerReader reader) { return OnSuccessDo(WithAnswer(std::move(reader))); }
+
+HandlerMap OnSuccessDo(ResultHandler handler) { return {{200, std::move(handler)}}; }
+
+HandlerMap OnRefusedUpload(std::function<void()> start_again) {
+  const auto handle = [start_again = std::move(start_again)](_CURLRTN&) {
+    start_again();
+    return AERROR::RETRY;
+  };
+  HandlerMap map;
+  for (const int status : {401, 408, 429, 500}) map[status] = {handle, ""};
+  return map;
+}
+
+TransportMap TimeoutOnly() { return {{CURLE_OPERATION_TIMEDOUT, AERROR::TIMEDOUT}}; }
+
+TransportMap UploadFailures() {
+  return {{CURLE_OPERATION_TIMEDOUT, AERROR::TIMEDOUT},
+          {CURLE_WRITE_ERROR, AERROR::UPLOAD_CANCELED},
+          {CURLE_ABORTED_BY_CALLBACK, AERROR::UPLOAD_CANCELED},
+          {CURLE_FAILED_INIT, AERROR::FAILED}};
+}
+
+AERROR Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code,
+             TransportMap on_transport) {
+  return QueryWithBackoff<ExponentialBackoff>(cq, std::move(performer), std::move(on_range),
+                                              std::move(on_code), std::move(on_transport));
+}
+
+_CURLRTN NotStarted(CURLcode code) {
+  _CURLRTN result;
+  result.code = code;
+  return result;
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "b2/service_calls.h"
+#include "engine/query_with_backoff.h"
+#include "http/backblaze_b2_curl.h"
+#include "util/json_object.h"
+
+// The pieces that service calls are made of. Eleven of them have one shape (URL, account token,
+// JSON body, POST): BackBlazeB2::JsonCall. Authorization, download and uploads use the steps
+// singly.
+
+using Request = std::shared_ptr<BackBlazeB2CURL>;
+using ServicePerformer = Performer<BackBlazeB2CURL>;
+using BodyBuilder = std::function<JsonObject()>;  // called anew for each attempt
+using AnswerReader = std::function<AERROR(JsonObject&)>;
+
+// A JSON object of text members.
+JsonObject Members(std::initializer_list<std::pair<const char*, std::string>> members);
+
+// Steps on a lent request object.
+void AimAt(BackBlazeB2CURL& request, const std::string& base_url, const char* call_name);
+void Authorize(BackBlazeB2CURL& request, const std::string& token);
+_CURLRTN PostJson(BackBlazeB2CURL& request, const std::string& base_url, const char* call_name,
+                  const std::string& token, JsonObject body);
+
+// A handler that hands the answer's JSON body to `reader`. What does not parse, and whatever the
+// reader throws, is FAILED.
+ResultHandler WithAnswer(AnswerReader reader);
+
+// The maps of a call, as sentences.
+HandlerMap OnSuccess(AnswerReader reader);      // every status from 200 to 299
+HandlerMap OnSuccessDo(ResultHandler handler);  // the same, with the result as it came
+// The statuses after which an upload starts again. The entry for 429 stands for completeness: the
+// backoff policy takes that status first.
+HandlerMap OnRefusedUpload(std::function<void()> start_again);
+TransportMap TimeoutOnly();
+TransportMap UploadFailures();
+
+// Runs a call on the module's pool.
+AERROR Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code = {},
+             TransportMap on_transport = TimeoutOnly());
+
+// The transfer result of a performer that did not begin, for the reason `code`.
+_CURLRTN NotStarted(CURLcode code = CURLE_FAILED_INIT);

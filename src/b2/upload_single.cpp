@@ -1,0 +1,88 @@
+#include <string>
+#include <utility>
+
+#include "b2/backblaze_b2.h"
+#include "b2/file_records.h"
+#include "b2/paths.h"
+#include "http/transfer_callbacks.h"
+#include "util/mime_types.h"
+#include "util/url_encode.h"
+
+namespace {
+
+constexpr char kNoChecksum[] = "do_not_verify";
+
+struct UploadTarget {
+  std::string url;
+  std::string token;
+};
+
+void AddUploadHeaders(BackBlazeB2CURL& request, const UploadTarget& target,
+                      const std::string& stored_name, const std::string& type_name,
+                      long long size) {
+  request.SetURL(target.url.c_str());
+  Authorize(request, target.token);
+  request.AddHeader("Content-Type", get_mime_type_from_ext(type_name));
+  request.AddHeader("X-Bz-Content-Sha1", kNoChecksum);
+  request.AddHeader("X-Bz-File-Name", URLEncode(stored_name.c_str(), false));
+  request.AddHeader("Content-Length", size);
+}
+
+_CURLRTN PostContents(BackBlazeB2CURL& request, UploadState& state) {
+  state.offset = state.start;
+  request.SetPostFileSize(state.length);
+  request.SetSeek(reinterpret_cast<curl_seek_callback>(&read_callback_cache_seek_func), &state);
+  if (state.handle && state.handle->progress != nullptr) request.BindHandle(state.handle);
+  return request.PerformPost(CallbackPointer(&read_callback_cache_func), &state, state.length);
+}
+
+AERROR ReadStoredFile(JsonObject& answer, const std::string& bucket, _FS_FILE_V2& record) {
+  SetUploadTime(record, answer);
+  record.type = FS_FILE;
+  record.size =
+      static_cast<std::uint64_t>(static_cast<long long>(Required(answer, "contentLength")));
+  record.id = ItemId(bucket, Required(answer, "fileId"));
+  return AERROR::SUCCESS;
+}
+
+AERROR ReadStoredMarker(JsonObject& answer, const std::string& bucket, _FS_FILE_V2& record) {
+  SetUploadTime(record, answer);
+  record.type = FS_DIRECTORY;
+  record.size = 0;
+  record.id = ItemId(bucket, WithoutMarkerSuffix(Required(answer, "fileName")));
+  return AERROR::SUCCESS;
+}
+
+}  // namespace
+
+AERROR BackBlazeB2::UploadUsingPost(const char* path, std::shared_ptr<_FS_HANDLE> handle,
+                                    ICacheIO* cache, _FS_FILE_V2* info, char**,
+                                    bool directory_marker) {
+  if (path == nullptr || *path == '\0' || info == nullptr) return AERROR::FAILED;
+  const long long size = directory_marker ? 0 : static_cast<long long>(info->size);
+  if (size < 0 || (cache == nullptr && !directory_marker)) return AERROR::FAILED;
+  const ItemPath item = SplitNormalized(std::string(path) + "/" + info->name);
+  if (item.container.empty() || item.rest.empty() || info->name.empty())
+    return AERROR::ACCESS_DENIED;
+
+  BindQueryLogger(query_logger_);
+  const std::string stored_name = directory_marker ? item.rest + kMarkerSuffix : item.rest;
+  UploadTarget target;
+  UploadState contents{cache, std::move(handle), 0, size, 0};
+  const auto send = [&](const Request& request) {
+    target = {};
+    // Between attempts no read would notice it, and those have no limit.
+    if (GivenUp(contents.handle)) return NotStarted(CURLE_ABORTED_BY_CALLBACK);
+    if (GetUploadUrl(item.container, target.url, target.token) != AERROR::SUCCESS)
+      return NotStarted();
+    AddUploadHeaders(*request, target, stored_name, info->name, size);
+    request->SetSpeedLimit(speed_limit_);
+    return directory_marker ? request->PerformPost("") : PostContents(*request, contents);
+  };
+  const auto read_answer = [&](JsonObject& answer) {
+    return directory_marker ? ReadStoredMarker(answer, item.container, *info)
+                            : ReadStoredFile(answer, item.container, *info);
+  };
+  return Query({send, "UploadUsingPost"}, OnSuccess(read_answer),
+               OnRefusedUpload([&target] { target = {}; }), UploadFailures());
+}

@@ -1,0 +1,59 @@
+#include "engine/query_logger.h"
+
+#include <string>
+
+#include "http/curl_impl.h"
+#include "protocol/log.h"
+#include "util/compression.h"
+
+namespace {
+
+constexpr int kDefaultLevel = -1;
+
+thread_local std::weak_ptr<IQueryLogger> __query_with_backoff_logger__;
+
+std::string Compressed(const char* data, std::size_t length) {
+  return compress_string(data, length, kDefaultLevel);
+}
+
+std::string CompressedWithUrl(const _CURLRTN& result, const char* data, std::size_t length) {
+  std::string text = result.curl->GetEffectiveURL() + "\n\n";
+  text.append(data, length);
+  return "\n" + Compressed(text.data(), text.size());
+}
+
+}  // namespace
+
+void HeaderLog::DoLog(const char* name, _CURLRTN& result) {
+  if (logger == nullptr || result.headerSize == 0) return;
+  const std::string text = CompressedWithUrl(result, result.headerBlock.get(),
+                                             static_cast<std::size_t>(result.headerSize));
+  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >>%s", name, text.c_str());
+}
+
+void BodyLog::DoLog(const char* name, _CURLRTN& result) {
+  if (logger == nullptr || result.bodyLength == 0) return;
+  const std::string text =
+      CompressedWithUrl(result, result.body.get(), static_cast<std::size_t>(result.bodyLength));
+  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >> %s", name, text.c_str());
+}
+
+void FullLog::DoLog(const char* name, _CURLRTN& result) {
+  if (logger == nullptr || (result.headerSize == 0 && result.bodyLength == 0)) return;
+  std::string text;
+  if (result.headerSize != 0) {
+    text += Compressed(result.headerBlock.get(), static_cast<std::size_t>(result.headerSize));
+  }
+  if (result.bodyLength != 0) {
+    text += "\n" + Compressed(result.body.get(), static_cast<std::size_t>(result.bodyLength));
+  }
+  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >>\n%s", name, text.c_str());
+}
+
+void BindQueryLogger(std::shared_ptr<IQueryLogger> query_logger) {
+  __query_with_backoff_logger__ = query_logger;
+}
+
+std::shared_ptr<IQueryLogger> GetQueryLogger() { return __query_with_backoff_logger__.lock(); }
+
+__Auto_Unbind_Logger__::~__Auto_Unbind_Logger__() { __query_with_backoff_logger__.reset(); }

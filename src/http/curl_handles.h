@@ -1,0 +1,30 @@
+#pragma once
+
+#include <curl/curl.h>
+#include <event2/buffer.h>
+
+#include <memory>
+
+// Owning aliases for what libcurl and libevent hand out.
+
+template <auto Free>
+struct FreeWith {
+  template <class T>
+  void operator()(T* object) const {
+    Free(object);
+  }
+};
+
+using HeaderList = std::unique_ptr<curl_slist, FreeWith<curl_slist_free_all>>;
+using CurlText = std::unique_ptr<char, FreeWith<curl_free>>;
+using CaptureBuffer = std::unique_ptr<evbuffer, FreeWith<evbuffer_free>>;
+
+// libcurl's process-wide state. Made before the first easy handle and destroyed after the last, so
+// that unloading the module gives back what libcurl and its TLS library hold.
+class CurlGlobal {
+ public:
+  CurlGlobal() { curl_global_init(CURL_GLOBAL_DEFAULT); }
+  ~CurlGlobal() { curl_global_cleanup(); }
+  CurlGlobal(const CurlGlobal&) = delete;
+  CurlGlobal& operator=(const CurlGlobal&) = delete;
+};

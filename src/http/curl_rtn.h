@@ -1,0 +1,22 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+class CURLImpl;
+
+// The result of one HTTP exchange. An HTTP status of 400 or more is a value here, not a failure:
+// whoever made the call judges it. With a transport failure (`code` not 0) everything but `code`
+// and `errorText` is zero or empty.
+struct _CURLRTN {
+  int code = 0;                // CURLcode
+  std::string errorText;       // libcurl's own message, where the request registered for it
+  long long httpCode = 0;      // HTTP status
+  std::shared_ptr<char> body;  // `bodyLength` bytes, not terminated; null when there are none
+  int bodyLength = 0;          // bytes
+  std::shared_ptr<char> headerBlock;  // the raw header block of every answer, zero-terminated
+  long headerSize = 0;                // bytes, without the terminating zero
+  double uploadSpeed = 0;             // bytes per second
+  double downloadSpeed = 0;           // bytes per second
+  std::shared_ptr<CURLImpl> curl;     // the request object, set by the engine
+};

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "http/curl_handles.h"
+#include "protocol/host_interfaces.h"
+#include "protocol/records.h"
+
+// What libcurl's callbacks get as their data pointer.
+
+inline constexpr int kStagingBytes = 512 * 1024;
+
+// A request body in memory; `data` is borrowed for the transfer.
+struct BufferCursor {
+  const char* data = nullptr;
+  long long position = 0;
+  long long length = 0;
+};
+
+// Progress of one transfer.
+struct ProgressBinding {
+  FS_PROGRESS function = nullptr;
+  void* context = nullptr;
+  CURL* easy = nullptr;
+};
+
+// Progress of a file whose bytes go out over several transfers.
+struct UploadProgress {
+  ProgressBinding binding;
+  long long total = 0;  // bytes of the whole file
+  long long last = 0;   // the running transfer's count at the latest callback
+  long long sent = 0;   // bytes of the whole file so far
+};
+
+// A range of a file on its way to the host.
+struct DownloadState {
+  long long offset = 0;     // file offset of the staged bytes
+  long long remaining = 0;  // bytes still expected, the staged ones included
+  long long start = 0;      // requested offset
+  std::shared_ptr<_FS_HANDLE> handle;
+  std::unique_ptr<char, FreeWith<std::free>> buffer;  // kStagingBytes
+  int buffered = 0;                                   // bytes staged
+  IFetchCallback* callback = nullptr;
+  CURL* easy = nullptr;  // to tell an error's body from the file's bytes
+};
+
+// A range of a file on its way out of the host's cache.
+struct UploadState {
+  ICacheIO* cache = nullptr;
+  std::shared_ptr<_FS_HANDLE> handle;
+  long long start = 0;   // file offset of the range
+  long long length = 0;  // bytes of the range
+  long long offset = 0;  // file offset of the next byte; the range's end when all are read
+};

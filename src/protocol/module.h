@@ -1,0 +1,37 @@
+#pragma once
+
+#include "protocol/aerror.h"
+#include "protocol/host_interfaces.h"
+
+// The exported functions, as a host resolves them. None lets an exception escape.
+//
+// Order of calls: load; GetSupports, GetSupportProtocol (then FreeP on its text),
+// GetProtocolVersion; BindLogger, BindAsyncQ; GetAuthType, GetAuthFields, GetOptFields; GetProtocol
+// for each account, its options, Connect and operations, Release; UnbindAsyncQ, UnbindLogger;
+// unload. Every protocol object must be released, and every thread that used one have ended, before
+// unloading.
+namespace module_api {
+
+using GetSupports = int (*)();  // capability bits, 3
+// A copy of the protocol's name, in `*out` and as result; freed with FreeP.
+using GetSupportProtocol = char* (*)(char** out);
+using GetProtocolVersion = const char* (*)();  // static text
+// Makes a protocol object (an IProtocol_V2) in `*out`; false, `*out` untouched, when that fails.
+using GetProtocol = bool (*)(const char* identifier, IProtocolManager* manager, void** out);
+// A null pointer changes nothing and gives false. Neither takes ownership.
+using BindAsyncQ = bool (*)(IAsyncQ* queue);
+using BindLogger = bool (*)(ILog* log);
+using UnbindAsyncQ = void (*)();
+using UnbindLogger = void (*)();
+using FreeP = void (*)(void* memory);  // null is ignored
+using GetAuthType = int (*)();         // 4
+// The account form and the option form as JSON. `*size` becomes the text's length; the buffer must
+// hold one byte more. Neither pointer may be null, but for a buffer with a `*size` of 0.
+using GetAuthFields = AERROR (*)(char* buffer, int* size);
+using GetOptFields = AERROR (*)(char* buffer, int* size);
+using OnLoad = void (*)();
+
+// OnLoad alone is exported under its decorated name.
+inline constexpr char kOnLoadSymbol[] = "_Z6OnLoadv";
+
+}  // namespace module_api

@@ -1,0 +1,51 @@
+#include <cryptopp/filters.h>
+#include <cryptopp/hex.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+
+#include <new>
+
+#include "toolkit/toolkit.h"
+
+namespace {
+
+constexpr std::size_t kDigestSize = 32;
+
+std::string HexOf(const std::string& bytes) {
+  constexpr bool kUpperCase = false;
+  std::string text;
+  const CryptoPP::StringSource source(
+      bytes, true, new CryptoPP::HexEncoder(new CryptoPP::StringSink(text), kUpperCase));
+  return text;
+}
+
+unsigned char* BytesOf(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
+
+const unsigned char* BytesOf(const std::string& text) {
+  return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+}  // namespace
+
+std::string sha256(const std::string& data) {
+  std::string digest(kDigestSize, '\0');
+  if (EVP_Digest(data.data(), data.size(), BytesOf(digest), nullptr, EVP_sha256(), nullptr) != 1) {
+    throw std::bad_alloc();
+  }
+  return digest;
+}
+
+std::string sha256_base16(const std::string& data) { return HexOf(sha256(data)); }
+
+std::string hmac(const std::string& key, const std::string& data) {
+  std::string digest(kDigestSize, '\0');
+  if (HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), BytesOf(data), data.size(),
+           BytesOf(digest), nullptr) == nullptr) {
+    throw std::bad_alloc();
+  }
+  return digest;
+}
+
+std::string hmacHex(const std::string& key, const std::string& data) {
+  return HexOf(hmac(key, data));
+}

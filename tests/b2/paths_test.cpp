@@ -1,0 +1,54 @@
+#include "b2/paths.h"
+
+#include <gtest/gtest.h>
+
+#include "protocol/aerror.h"
+
+TEST(PathsTest, SplitsIdentifiers) {
+  struct Row {
+    const char *path, *container, *rest;
+  };
+  const Row rows[] = {
+      {"", "", ""},
+      {"/", "", ""},
+      {"//", "", "/"},
+      {"b", "b", ""},
+      {"/b", "b", ""},
+      {"/b/", "b", ""},
+      {"/b/x/y", "b", "x/y"},
+      {"/b//x", "b", "/x"},
+      {"\\", "\\", ""},
+      {"/\\", "", "\\"},
+      {"\\/b/x\\y", "b", "x\\y"},
+      {"b\\c/x", "b\\c", "x"},
+  };
+  for (const Row& row : rows) {
+    const auto [container, rest] = SplitIdentifier(row.path);
+    EXPECT_EQ(container, row.container) << row.path;
+    EXPECT_EQ(rest, row.rest) << row.path;
+  }
+}
+
+TEST(PathsTest, CleansSlashes) {
+  EXPECT_EQ(remove_head_slashes("\\/a/b"), "a/b");
+  EXPECT_EQ(remove_head_slashes("///"), "///");
+  EXPECT_EQ(remove_head_slashes(""), "");
+  EXPECT_EQ(remove_duplicated_slashes("a//b///c"), "a/b/c");
+  EXPECT_EQ(remove_duplicated_slashes("//"), "/");
+  EXPECT_EQ(remove_duplicated_slashes("\\\\"), "\\\\");
+  EXPECT_EQ(WithoutMarkerSuffix("a/b/.bzEmpty"), "a/b");
+  EXPECT_EQ(WithoutMarkerSuffix("a/b"), "a/b");
+}
+
+TEST(ErrorNamesTest, KnowEveryCodeAndNothingElse) {
+  for (const int unknown : {43, 999, 1003, 2000, 2015, 3000, 3015, 4005, 5000, 6002, 6999, 7004,
+                            7007, 8000, 8025, -1}) {
+    EXPECT_STREQ(GetAERRORA(static_cast<AERROR>(unknown)), "Unknown") << unknown;
+  }
+  EXPECT_STREQ(GetAERRORA(AERROR::SUCCESS), "AERROR::SUCCESS");
+  EXPECT_STREQ(GetAERRORA(static_cast<AERROR>(8010)), "AERROR::SOCK_ADDRESS_NOT_AVALIABLE");
+  EXPECT_STREQ(GetAERRORA(static_cast<AERROR>(8024)), "AERROR::SOCK_UNKNOWN_SOCKET_ERROR");
+  EXPECT_EQ(ConvertAERROR(AERROR::SUCCESS), 0);
+  EXPECT_EQ(ConvertAERROR(AERROR::FILE_NOT_FOUND), -2);
+  EXPECT_EQ(ConvertAERROR(AERROR::PATH_NOT_FOUND), -5);
+}

@@ -1,0 +1,101 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "client.h"
+
+namespace emulator {
+namespace {
+
+// The program b2emulator, both its outputs in one pipe.
+class Program {
+ public:
+  explicit Program(std::vector<std::string> arguments) {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    arguments.insert(arguments.begin(), B2EMULATOR);
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(ends[1], STDOUT_FILENO);
+      dup2(ends[1], STDERR_FILENO);
+      close(ends[0]);
+      execv(argv[0], argv.data());
+      _exit(127);
+    }
+    close(ends[1]);
+    output_ = fdopen(ends[0], "r");
+  }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  ~Program() { fclose(output_); }
+
+  std::string Line() {
+    std::string line;
+    for (int c = 0; (c = std::fgetc(output_)) != EOF && c != '\n';) line += static_cast<char>(c);
+    return line;
+  }
+
+  void Signal(int signal) { kill(pid_, signal); }
+
+  int ExitCode() {
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t pid_ = -1;
+  FILE* output_ = nullptr;
+};
+
+TEST(ProgramTest, AnnouncesItselfAndStopsOnSignals) {
+  for (const int signal : {SIGTERM, SIGINT}) {
+    Program program({"--seed", "photos/a/one.jpg:1:3K", "--seed", "photos/n/:4:10:2"});
+    const json line = json::parse(program.Line());
+    EXPECT_GT(line["port"], 0);
+    EXPECT_EQ(line["accountId"].get<std::string>().size(), 12U);
+    EXPECT_EQ(line["applicationKey"].get<std::string>().size(), 31U);
+    const std::string ca_file = line["caFile"];
+    EXPECT_TRUE(std::filesystem::exists(ca_file));
+    program.Signal(signal);
+    EXPECT_EQ(program.ExitCode(), 0);
+    EXPECT_FALSE(std::filesystem::exists(ca_file));
+  }
+}
+
+TEST(ProgramTest, SaysInOneLineWhatIsWrong) {
+  const std::pair<std::vector<std::string>, int> rows[] = {
+      {{"--seed", "photos"}, 2},
+      {{"--seed", "photos/a:1:3T"}, 2},
+      {{"--seed", "photos/:1:3"}, 2},
+      {{"--port", "many"}, 2},
+      {{"--no-such-option"}, 2},
+      {{"--ca-key-file", "x"}, 2},
+      {{"--ca-file", "/nowhere/ca.pem"}, 1},
+      {{"--bucket", "tiny"}, 1},
+  };
+  for (const auto& [arguments, code] : rows) {
+    Program program(arguments);
+    EXPECT_TRUE(program.Line().starts_with("b2emulator: ")) << json(arguments);
+    EXPECT_EQ(program.Line(), "") << json(arguments);
+    EXPECT_EQ(program.ExitCode(), code) << json(arguments);
+  }
+}
+
+TEST(SeedTest, NamesFilesAndFolders) {
+  Store store({});
+  Plant(store, ParseSeed("photos/a/one.jpg:1:3K"));
+  Plant(store, ParseSeed("photos/n:3:0:2"));
+  EXPECT_EQ(
+      VisibleNames(store, "photos"),
+      (std::vector<std::string>{"a/one.jpg", "n0000/0000000", "n0000/0000002", "n0001/0000001"}));
+  EXPECT_EQ(ReadText(store, "photos", "a/one.jpg").size(), 3072U);
+}
+
+}  // namespace
+}  // namespace emulator

@@ -1,0 +1,166 @@
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "client.h"
+
+namespace emulator {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kPath = "api.backblazeb2.com/b2api/v1/b2_no_such_call";
+
+TEST(TransportTest, AnswersDirectlyThroughTunnelsAndAsPlainProxy) {
+  const Emulator emulator;
+  EXPECT_EQ(Client(emulator, Way::kDirect).Send(std::string("https://") + kPath).status, 404);
+  EXPECT_EQ(Client(emulator, Way::kTunnel).Send(std::string("https://") + kPath).status, 404);
+  EXPECT_EQ(Client(emulator, Way::kPlainProxy).Send(std::string("http://") + kPath).status, 404);
+  const std::string local = "https://localhost:" + std::to_string(emulator.port());
+  EXPECT_EQ(Client(emulator, Way::kDirect).Send(local + "/b2api/v1/x").status, 404);
+  EXPECT_EQ(Client(emulator).Send("https://example.com/").transport, CURLE_RECV_ERROR);
+  EXPECT_EQ(Client(emulator).Send("http://example.com/").Outcome(), "403 access_denied");
+}
+
+TEST(TransportTest, ProxyCredentials) {
+  const Emulator emulator({.proxy_user = "user", .proxy_password = "secret"});
+  for (const char* const scheme : {"https://", "http://"}) {
+    Client client(emulator);
+    const bool tunnel = scheme == std::string("https://");
+    const Reply refused = client.Send(scheme + std::string(kPath));
+    EXPECT_EQ(refused.transport, tunnel ? CURLE_RECV_ERROR : CURLE_OK);
+    if (!tunnel) {
+      EXPECT_EQ(refused.status, 407);
+    }
+    client.SetProxyLogin("user:wrong");
+    EXPECT_NE(client.Send(scheme + std::string(kPath)).status, 404);
+    client.SetProxyLogin("user:secret");
+    EXPECT_EQ(client.Send(scheme + std::string(kPath)).status, 404);
+  }
+  EXPECT_EQ(Client(emulator, Way::kDirect).Send(std::string("https://") + kPath).status, 404);
+}
+
+TEST(TransportTest, EmulatorsThatShareACaMakeItOnce) {
+  std::string pattern = (fs::temp_directory_path() / "ca-XXXXXX").string();
+  const fs::path folder = mkdtemp(pattern.data());
+  const Options options{.ca_file = folder / "ca.pem", .ca_key_file = folder / "key.pem"};
+  std::vector<std::unique_ptr<Emulator>> emulators(4);
+  std::vector<std::thread> threads;
+  for (auto& emulator : emulators) {
+    threads.emplace_back([&] { emulator = std::make_unique<Emulator>(options); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const auto& emulator : emulators) {
+    EXPECT_EQ(Client(*emulator).Send(std::string("https://") + kPath).status, 404);
+  }
+  struct stat key {};
+  ASSERT_EQ(stat((folder / "key.pem").c_str(), &key), 0);
+  EXPECT_EQ(key.st_mode & 0777, 0600U);
+  fs::remove_all(folder);
+}
+
+TEST(TransportTest, ATakenPortIsAnError) {
+  const Emulator emulator;
+  EXPECT_THROW(Emulator({.port = emulator.port()}), std::system_error);
+}
+
+TEST(TransportTest, CloseIdleConnectionsEndsThemAll) {
+  Emulator emulator;
+  Client client(emulator);
+  const std::string url = std::string("https://") + kPath;
+  client.Send(url);
+  client.Send(url);
+  EXPECT_EQ(emulator.Count("CONNECT"), 1U);
+  emulator.CloseIdleConnections();
+  EXPECT_EQ(client.Send(url).status, 404);
+  EXPECT_EQ(emulator.Count("CONNECT"), 2U);
+}
+
+// Sends bytes as they are over a plain connection and returns all that comes back.
+std::string Raw(uint16_t port, const std::string& bytes) {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(send(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+  shutdown(fd, SHUT_WR);
+  std::string all;
+  char buffer[4096];
+  for (ssize_t got = 0; (got = recv(fd, buffer, sizeof buffer, 0)) > 0;) {
+    all.append(buffer, static_cast<size_t>(got));
+  }
+  close(fd);
+  return all;
+}
+
+TEST(TransportTest, BrokenRequestsAreRefusedOrDropped) {
+  const Emulator emulator;
+  const std::string host = "Host: localhost\r\n";
+  const std::string big(100'000, 'x');
+  const std::pair<std::string, const char*> rows[] = {
+      {"", ""},
+      {"GET / HTT", ""},
+      {"\x16nonsense", ""},
+      {"no request at all\r\n\r\n", "HTTP/1.1 400"},
+      {"GET /" + big + " HTTP/1.1\r\n" + host + "\r\n", "HTTP/1.1 400"},
+      {"GET /b2api/v1/x HTTP/1.1\r\n" + host + "X: " + big.substr(0, 9000) + "\r\n\r\n",
+       "HTTP/1.1 404"},
+      {"DELETE /b2api/v1/b2_list_buckets HTTP/1.1\r\n" + host + "\r\n", "HTTP/1.1 405"},
+      {"POST /b2api/v1/b2_list_buckets HTTP/1.1\r\n" + host + "Content-Length: 9\r\n\r\n{", ""},
+  };
+  for (const auto& [bytes, expected] : rows) {
+    EXPECT_EQ(Raw(emulator.port(), bytes).substr(0, 12), expected) << bytes.substr(0, 60);
+  }
+}
+
+constexpr const char* kBigUrl = "https://f001.backblazeb2.com/file/photos/big";
+
+TEST(TransportTest, ManyClientsAtOnce) {
+  Emulator emulator;
+  Store& store = emulator.store();
+  const Bucket bucket = store.CreateBucket({.name = "photos", .type = "allPublic"});
+  AddSynthetic(store, "photos", "big", 5'000'000);
+  const VersionPtr large = store.StartLarge(bucket.id, {.name = "large"});
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 16; ++i) {
+    threads.emplace_back([&, i] {
+      Client client(emulator);
+      const std::string name = "n" + std::to_string(i);
+      for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(client.Send(kBigUrl).body.size(), 5'000'000U);
+        store.AddPart(large->Id(), i + 1, Content::FromText(name));
+        AddText(store, "photos", name, name);
+        emulator.requests();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(store.Parts(large->Id()).size(), 16U);
+  EXPECT_EQ(AllVersions(store, "photos").size(), 50U);
+}
+
+TEST(TransportTest, StopsInTheMidstOfTransfers) {
+  auto emulator = std::make_unique<Emulator>();
+  emulator->store().CreateBucket({.name = "photos", .type = "allPublic"});
+  AddSynthetic(emulator->store(), "photos", "big", 5'000'000);
+  emulator->AddFault({.call = "download_by_name", .stall = true});
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([client = std::make_shared<Client>(*emulator)] {
+      while (client->Send(kBigUrl).transport == CURLE_OK) {
+      }
+    });
+  }
+  while (emulator->Count("download_by_name") < 30) std::this_thread::yield();
+  emulator.reset();
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
+}  // namespace emulator

@@ -1,0 +1,71 @@
+#include "http/curl_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+struct FakeRequest {
+  FakeRequest() {
+    if (refuses) throw std::runtime_error("refused");
+  }
+  void Clear() {
+    cleared = true;
+    proxy.clear();
+  }
+  void SetProxy(int type, const std::string& host, int port, const std::string& user,
+                const std::string& password) {
+    proxy = std::to_string(type) + " " + host + " " + std::to_string(port) + " " + user + " " +
+            password;
+  }
+
+  bool cleared = false;
+  std::string proxy;
+  static inline bool refuses = false;
+};
+
+}  // namespace
+
+TEST(CurlQueueTest, LendsTheLatestReturnedAndClearsIt) {
+  CURLQueue<FakeRequest> pool;
+  const auto first = pool.GetCURL();
+  const auto second = pool.GetCURL();
+  EXPECT_NE(first, second);
+  pool.PutCURL(first);
+  { const AutoPutCURL<FakeRequest> give_back(pool, second); }
+  EXPECT_TRUE(second->cleared);
+  EXPECT_EQ(pool.GetCURL(), second);
+  EXPECT_EQ(pool.GetCURL(), first);
+}
+
+TEST(CurlQueueTest, AppliesTheProxyOnEveryLending) {
+  struct Row {
+    _PROXYINFO proxy;
+    const char* applied;
+  };
+  const Row rows[] = {
+      {{"SOCKS5", "h", "abc", "", ""}, "2 h 0  "},
+      {{"HTTP with TUNNEL", "h", "3128", "u", "p"}, "3 h 3128 u p"},
+      {{"HTTP without TUNNEL", "h", "3128", "", ""}, "4 h 3128  "},
+      {{"SOCKS4", "h", "1", "", ""}, "1 h 1  "},
+      {{"socks5", "h", "1", "", ""}, ""},
+      {{"", "h", "1", "", ""}, ""},
+  };
+  CURLQueue<FakeRequest> pool;
+  for (const Row& row : rows) {
+    pool.SetProxy(row.proxy);
+    const auto request = pool.GetCURL();
+    EXPECT_EQ(request->proxy, row.applied);
+    pool.PutCURL(request);
+  }
+}
+
+TEST(CurlQueueTest, StaysUsableWhenARequestCannotBeMade) {
+  CURLQueue<FakeRequest> pool;
+  FakeRequest::refuses = true;
+  EXPECT_THROW(pool.GetCURL(), std::runtime_error);
+  FakeRequest::refuses = false;
+  EXPECT_NE(pool.GetCURL(), nullptr);
+}

@@ -1,0 +1,124 @@
+#include <chrono>
+
+#include "tests/support/drive_test.h"
+
+namespace {
+
+class OptionsTest : public DriveTest {};
+
+std::string LastHeader(emulator::Emulator& service, const char* name) {
+  return service.requests().back().Header(name);
+}
+
+}  // namespace
+
+TEST_F(OptionsTest, ConnectSendsTheAccountAndReportsOneCode) {
+  const auto authorize = service->requests().back();
+  EXPECT_EQ(authorize.method, "GET");
+  EXPECT_EQ(authorize.target, "/b2api/v1/b2_authorize_account");
+  EXPECT_EQ(authorize.Header("Authorization").substr(0, 6), "Basic ");
+
+  const std::string wrong = AccountForm(service->account_id(), "wrong");
+  EXPECT_EQ(drive->Connect(nullptr, wrong.c_str()), AERROR::ACCESS_VIOLATION);
+  EXPECT_EQ(service->Count("b2_authorize_account"), 2U);
+  // The session of the earlier connection stays.
+  EXPECT_TRUE(List("").empty());
+
+  char credential[256];
+  int size = sizeof credential;
+  EXPECT_EQ(drive->GetCredential(credential, &size), AERROR::SUCCESS);
+  EXPECT_EQ(credential, wrong);
+  EXPECT_EQ(size, static_cast<int>(wrong.size()));
+  --size;
+  EXPECT_EQ(drive->GetCredential(credential, &size), AERROR::INSUFFICIENT_BUFFER);
+}
+
+TEST_F(OptionsTest, FormsThatDoNotReadAreRefused) {
+  for (const char* form : {"", "no JSON", "[]", "{}", R"({"values":1})", R"({"values":[1]})",
+                           R"({"values":{"account_id":"id"}})", R"({"values":{"x":{}}})",
+                           R"({"values":{"account_id":{"value":[]}}})"}) {
+    EXPECT_EQ(drive->Connect(nullptr, form), AERROR::AUTH_FAILED) << form;
+  }
+  EXPECT_EQ(drive->Connect(nullptr, nullptr), AERROR::AUTH_FAILED);
+}
+
+TEST_F(OptionsTest, AccountComesFromOptionsToo) {
+  SetOpt("ACCESS_KEY", service->account_id());
+  SetOpt("application_key", service->key());
+  EXPECT_EQ(drive->Connect(nullptr, R"({"values":{}})"), AERROR::SUCCESS);
+  SetOpt("connect_info", R"({"data":{"user":"x","pwd":"y"}})");
+  EXPECT_EQ(drive->Connect(nullptr, R"({"values":{}})"), AERROR::ACCESS_VIOLATION);
+  SetOpt("connect_info", R"({"data":{"user":")" + service->account_id() + R"("}})");
+  SetOpt("application_key", service->key());
+  EXPECT_EQ(drive->Connect(nullptr, R"({"values":{}})"), AERROR::SUCCESS);
+}
+
+TEST_F(OptionsTest, IncompleteSessionConnectsAndKeepsWhatItHad) {
+  NewBucket();
+  service->AddFault({.call = "b2_authorize_account",
+                     .status = 200,
+                     .body = R"({"authorizationToken":"other token","downloadUrl":"x"})"});
+  EXPECT_EQ(Connect(), AERROR::SUCCESS);
+  EXPECT_TRUE(Records("", AERROR::FAILED).empty());
+  EXPECT_EQ(LastHeader(*service, "Authorization"), "other token");
+}
+
+TEST_F(OptionsTest, UnknownAndBrokenOptionsAreIgnored) {
+  for (const char* value : {"", "no JSON", "[]", "{}", R"({"values":{"proxy":{}}})",
+                            R"({"values":{"proxy":{"value":{"type":"SOCKS4"}}}})",
+                            R"({"values":{"speedlimit":{"value":"many"}}})"}) {
+    EXPECT_EQ(drive->SetOpt("option_fields", value), AERROR::SUCCESS) << value;
+  }
+  EXPECT_EQ(drive->SetOpt("option_fields", nullptr), AERROR::SUCCESS);
+  EXPECT_EQ(drive->SetOpt(nullptr, "x"), AERROR::SUCCESS);
+  EXPECT_EQ(drive->SetOpt("colour", "blue"), AERROR::SUCCESS);
+  EXPECT_TRUE(List("").empty());
+}
+
+TEST_F(OptionsTest, SpeedLimitIsBytesAsOptionAndKilobytesInTheForm) {
+  const std::string file = Store(NewBucket(), "f", std::string(3'000'000, 'x'));
+  // Only lower bounds: a limiter cannot be outrun. With the units mixed up, the first would not
+  // wait at all and the second for half an hour.
+  const auto waits_half_a_second = [&] {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(ReadAll(file, 3'000'000).size(), 3'000'000U);
+    return std::chrono::steady_clock::now() - begin > std::chrono::milliseconds(500);
+  };
+  SetOpt("SpeedLimit", "2000000");
+  EXPECT_TRUE(waits_half_a_second());
+  SetOpt("option_fields", R"({"values":{"speedlimit":{"value":"2000"}}})");
+  EXPECT_TRUE(waits_half_a_second());
+}
+
+TEST_F(OptionsTest, FolderDeletionIsAllowedUntilItIsForbidden) {
+  const std::string bucket = NewBucket();
+  const auto remove = [&](const std::string& folder) {
+    Store(bucket, folder + "/f", "1");
+    _FS_FILE_V2 record;
+    record.id = bucket + "/" + folder;
+    return drive->DeleteDirectory(&record, nullptr);
+  };
+  EXPECT_EQ(remove("a"), AERROR::SUCCESS);
+  SetOpt("enable_delete_folder", "yes");
+  service->ClearRequests();
+  EXPECT_EQ(remove("a"), AERROR::ACCESS_DENIED);
+  EXPECT_TRUE(service->requests().empty());
+  EXPECT_TRUE(log.Contains("4 [PROTOCOL  ] DeleteFolder not allowed by user"));
+  SetOpt("Enable_Delete_Folder", "TRUE");
+  EXPECT_EQ(remove("a"), AERROR::SUCCESS);
+  SetOpt("option_fields", R"({"values":{"enable_delete_folder":{"value":false}}})");
+  EXPECT_EQ(remove("a"), AERROR::ACCESS_DENIED);
+}
+
+TEST_F(OptionsTest, VerboseLogsBodiesOnlyWhileOn) {
+  const auto logged = [&] {
+    log.Take();
+    List("");
+    return log.Contains("1 [PROTOCOL  ] GetFileList_BucketList >> \n");
+  };
+  EXPECT_FALSE(logged());
+  SetOpt("verbose", "ON");
+  EXPECT_TRUE(logged());
+  SetOpt("verbose", "off");
+  EXPECT_FALSE(logged());
+}

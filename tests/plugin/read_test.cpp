@@ -1,0 +1,145 @@
+#include <stdexcept>
+#include <string_view>
+#include <thread>
+
+#include "tests/support/drive_test.h"
+
+namespace {
+
+class ReadTest : public DriveTest {
+ protected:
+  static std::string Noise(std::size_t size) {
+    std::string text(size, '\0');
+    unsigned state = 1;
+    for (char& byte : text) byte = static_cast<char>((state = state * 1103515245U + 12345U) >> 16);
+    return text;
+  }
+
+  std::string bucket = NewBucket();
+};
+
+// Compares and throws away, so that nothing but the module's own buffers grows.
+class ComparingSink final : public IFetchCallback {
+ public:
+  explicit ComparingSink(const emulator::Content& content) : content_(content) {}
+
+  AERROR OnFetched(long long offset, const void* data, int count, int) override {
+    std::string_view bytes(static_cast<const char*>(data), static_cast<std::size_t>(count));
+    identical = identical && static_cast<std::uint64_t>(offset) == at;
+    while (!bytes.empty()) {
+      const auto expected = content_.At(at).substr(0, bytes.size());
+      identical = identical && bytes.starts_with(expected);
+      bytes.remove_prefix(expected.size());
+      at += expected.size();
+    }
+    return AERROR::SUCCESS;
+  }
+
+  std::uint64_t at = 0;
+  bool identical = true;
+
+ private:
+  const emulator::Content& content_;
+};
+
+}  // namespace
+
+TEST_F(ReadTest, RangesArriveInBlocksAndAreIdentical) {
+  const std::string contents = Noise(2'000'000);
+  const std::string file = Store(bucket, "f", contents);
+  struct Row {
+    long long offset, length;
+    int blocks, largest;
+  };
+  const Row rows[] = {{0, 2'000'000, 4, 524288}, {100, 50, 1, 50},       {0, 1, 1, 1},
+                      {1'999'999, 1, 1, 1},      {3, 524288, 1, 524288}, {3, 1048576, 2, 524288},
+                      {1'999'990, 100, 1, 10}};
+  for (const Row& row : rows) {
+    FetchedBytes fetched;
+    EXPECT_EQ(Read(file, row.offset, row.length, fetched), AERROR::SUCCESS);
+    const auto offset = static_cast<std::size_t>(row.offset);
+    EXPECT_TRUE(fetched.bytes == contents.substr(offset, static_cast<std::size_t>(row.length)));
+    EXPECT_EQ(fetched.first_offset, row.offset);
+    EXPECT_EQ(fetched.blocks, row.blocks) << row.offset;
+    EXPECT_EQ(fetched.largest, row.largest) << row.offset;
+  }
+  service->ClearRequests();
+  FetchedBytes fetched;
+  EXPECT_EQ(Read(file, 100, 50, fetched), AERROR::SUCCESS);
+  const auto request = service->requests().back();
+  EXPECT_EQ(request.Header("Range"), "bytes=100-149");
+  EXPECT_TRUE(request.target.starts_with("/b2api/v1/b2_download_file_by_id?fileId=4_z"));
+  EXPECT_EQ(request.host, "api001.backblazeb2.com");
+}
+
+TEST_F(ReadTest, OddArgumentsFailWithoutARequest) {
+  FetchedBytes fetched;
+  service->ClearRequests();
+  EXPECT_EQ(drive->Read(nullptr, 0, 1, NewHandle(), &fetched, nullptr), AERROR::FILE_READ_FAILED);
+  EXPECT_EQ(Read("/", 0, 1, fetched), AERROR::FAILED);
+  EXPECT_EQ(Read("", 0, 1, fetched), AERROR::FAILED);
+  EXPECT_EQ(drive->Read("b/f", 0, 1, nullptr, nullptr, nullptr), AERROR::FAILED);
+  EXPECT_TRUE(service->requests().empty());
+  EXPECT_EQ(Read(bucket + "/no such\r\nfile", 0, 1, fetched), AERROR::FAILED);
+  EXPECT_EQ(Read(bucket + "/f", INT64_MAX, INT64_MAX, fetched), AERROR::FAILED);
+}
+
+TEST_F(ReadTest, ErrorsDeliverNoByteOfTheirAnswer) {
+  const std::string file = Store(bucket, "f", "0123456789");
+  for (const int status : {400, 401, 403, 404, 416, 500, 503}) {
+    Fail("b2_download_file_by_id", status);
+    FetchedBytes fetched;
+    EXPECT_EQ(Read(file, 0, 5, fetched), AERROR::FAILED) << status;
+    EXPECT_EQ(fetched.blocks, 0) << status;
+  }
+  Fail("b2_download_file_by_id", 429);  // answered with a body, then repeated
+  EXPECT_EQ(ReadAll(file, 10), "0123456789");
+  FetchedBytes beyond;
+  EXPECT_EQ(Read(file, 10, 5, beyond), AERROR::FAILED);
+  service->AddFault({.call = "b2_download_file_by_id", .cut_after = 3});
+  FetchedBytes cut;
+  EXPECT_EQ(Read(file, 0, 10, cut), AERROR::FAILED);
+}
+
+TEST_F(ReadTest, StoredEncodingIsNotUndone) {
+  emulator::NewFile file;
+  file.name = "f.gz";
+  file.info["b2-content-encoding"] = "gzip";
+  const auto content = emulator::Content::FromText("not really gzip");
+  const std::string id = bucket + "/" + service->store().AddFile(bucket, file, content)->Id();
+  EXPECT_EQ(ReadAll(id, 15), "not really gzip");
+  EXPECT_EQ(service->requests().back().Header("Accept-Encoding"), "");
+  List("");
+  EXPECT_NE(service->requests().back().Header("Accept-Encoding"), "");
+}
+
+TEST_F(ReadTest, CancellationEndsItWithinOneBlock) {
+  const std::string file = Store(bucket, "f", std::string(8'000'000, 'x'));
+  for (const int state : {int{TRANSFER_CANCELED}, int{TRANSFER_FAILED}, 9}) {
+    const auto handle = NewHandle();
+    FetchedBytes fetched;
+    fetched.on_block = [&] { std::thread([&] { handle->transfer->state = state; }).join(); };
+    EXPECT_EQ(drive->Read(file.c_str(), 0, 8'000'000, handle, &fetched, nullptr),
+              AERROR::READ_CANCELED);
+    EXPECT_EQ(fetched.blocks, 1);
+  }
+  FetchedBytes refusing;
+  refusing.answer = AERROR::CACHE_WRITE_FAILED;
+  EXPECT_EQ(Read(file, 0, 8'000'000, refusing), AERROR::READ_CANCELED);
+  EXPECT_EQ(refusing.blocks, 1);
+  refusing.on_block = [] { throw std::runtime_error("disk"); };
+  EXPECT_EQ(Read(file, 0, 8'000'000, refusing), AERROR::READ_CANCELED);
+  EXPECT_EQ(Read(file, 7'999'990, 100, refusing), AERROR::FAILED);
+}
+
+TEST_F(ReadTest, GigabyteArrivesIdentical) {
+  constexpr std::uint64_t kSize = 1ULL << 30;
+  emulator::NewFile file;
+  file.name = "huge";
+  const auto content = emulator::Content::Synthetic(kSize);
+  const std::string id = bucket + "/" + service->store().AddFile(bucket, file, content)->Id();
+  ComparingSink sink(*content);
+  EXPECT_EQ(drive->Read(id.c_str(), 0, kSize, NewHandle(), &sink, nullptr), AERROR::SUCCESS);
+  EXPECT_EQ(sink.at, kSize);
+  EXPECT_TRUE(sink.identical);
+}

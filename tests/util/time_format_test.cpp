@@ -1,0 +1,69 @@
+#include "util/time_format.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdlib>
+#include <random>
+#include <tuple>
+
+namespace {
+
+constexpr const char* kOneHourEast = "XXX-1";
+constexpr const char* kMiddleEurope = "CET-1CEST,M3.5.0,M10.5.0/3";
+
+void SetZone(const char* zone) {
+  setenv("TZ", zone, 1);
+  tzset();
+}
+
+}  // namespace
+
+TEST(TimeFormatTest, RecordTimesAreUtcInEveryZone) {
+  std::mt19937_64 random(1);
+  for (const char* zone : {"UTC0", kMiddleEurope}) {
+    SetZone(zone);
+    EXPECT_EQ(TimeToRFC3339(0), "1970-01-01T00:00:00.000Z");
+    for (int i = 0; i < 4000; ++i) {
+      const long t = static_cast<long>(random() % (1L << (20 + i % 17))) - (1L << (i % 35));
+      tm utc{};
+      ASSERT_EQ(TimeToRFC3339(t), TMToRFC3339(gmtime_r(&t, &utc))) << zone << " " << t;
+    }
+  }
+  EXPECT_EQ(TimeToRFC3339(LONG_MAX), "292277026596-12-04T15:30:07.000Z");
+  EXPECT_EQ(TimeToRFC3339(LONG_MIN), "-292277022657-01-27T08:29:52.000Z");
+}
+
+TEST(TimeFormatTest, TextsAreReadInTheZoneTheNameSays) {
+  const std::tuple<const char*, const char*, long, long, const char*> rows[] = {
+      {kOneHourEast, "1970-01-01T10:00:00.5+07:00", 32400, 36000, "1970-01-01T08:00:00.000Z"},
+      {kMiddleEurope, "2015-01-01T10:00:00Z", 1420102800, 1420106400, "2015-01-01T08:00:00.000Z"},
+      {kMiddleEurope, "2015-07-01T10:00:00Z", 1435741200, 1435744800, "2015-07-01T07:00:00.000Z"},
+      {"UTC0", "2015-10-03", 1443830400, 1443830400, "2015-10-03T00:00:00.000Z"},
+  };
+  for (const auto& [zone, text, local, utc, adjusted] : rows) {
+    SetZone(zone);
+    EXPECT_EQ(RFC3339ToTM(text), local) << text;
+    EXPECT_EQ(RFC3339ToLocalTM(text), utc) << text;
+    EXPECT_EQ(AdjustServerTimeOffset(text), adjusted) << text;
+  }
+  EXPECT_NE(AdjustServerTimeOffset("-2147483648-2147483647"), "");
+}
+
+TEST(TimeFormatTest, LocalTimesAndTheReferenceOffset) {
+  SetZone(kMiddleEurope);
+  tm time{};
+  time.tm_year = 115;
+  time.tm_mday = 32;
+  EXPECT_EQ(TMToUTCRFC3339(&time), "2015-01-31T23:00:00.000Z");
+  EXPECT_EQ(TMToRFC3339(&time), "2015-02-01T00:00:00.000Z");
+  EXPECT_EQ(AdjustOffsetForServerTime(0), "1970-01-01T02:00:00.000Z");
+  EXPECT_EQ(AdjustOffsetForServerTime(LONG_MAX), TimeToRFC3339(LONG_MAX));
+}
+
+TEST(TimeFormatTest, ClockTimeIsNowInUtcWithMilliseconds) {
+  const std::string text = GetSystemTimeRfc3339();
+  EXPECT_THAT(text, testing::MatchesRegex("[0-9-]{10}T[0-9:]{8}\\.[0-9]{3}"));
+  EXPECT_LE(std::labs(RFC3339ToLocalTM(text.c_str()) - std::time(nullptr)), 5);
+}
