@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace b2drive {
+
+// What came back from the service. The plug-in's operations fold it into one code; only the
+// plug-in's log lines tell more.
+struct Answer {
+  int status = 0;         // HTTP status, 0 when none arrived
+  std::string transport;  // why no answer arrived: libcurl's text and code; empty when one did
+  bool large_file_begun = false;  // an upload in parts was begun, and stays if it fails
+};
+
+// Reads a log line of the plug-in into `answer`. Lines that say nothing about an answer leave it as
+// it is and give false.
+bool ReadAnswer(std::string_view line, Answer& answer);
+
+}  // namespace b2drive

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/body_log.h"
+#include "host/host_log.h"
+#include "host/path_index.h"
+#include "host/session.h"
+#include "host/transfers.h"
+
+namespace b2drive::cli {
+
+// Options that every command takes.
+struct GlobalOptions {
+  bool verbose = false;
+  std::string plugin;  // empty: the one shipped with the program
+  std::string proxy;
+  std::optional<long long> limit_kb;
+  std::string log_bodies;
+};
+
+// What a command works with; made when first asked for, so that a command which needs no plug-in or
+// no account works without.
+class Context {
+ public:
+  Context(GlobalOptions options, Transfers& transfers);
+
+  PluginLibrary& library();
+  Drive& drive();
+  PathIndex& index();
+  Transfers& transfers() { return transfers_; }
+
+  // Whether the plug-in is the one made together with this program.
+  bool uses_shipped_plugin() const { return options_.plugin.empty(); }
+
+  // Ends the connection; to be called by the thread that used it.
+  void EndSession();
+
+ private:
+  Session& session();
+
+  const GlobalOptions options_;
+  Transfers& transfers_;
+  // In the order of their dependence.
+  std::optional<BodyLog> bodies_;
+  std::unique_ptr<HostLog> log_;
+  std::unique_ptr<PluginLibrary> library_;
+  std::unique_ptr<Session> session_;
+  std::unique_ptr<PathIndex> index_;
+};
+
+}  // namespace b2drive::cli

@@ -1,0 +1,63 @@
+#include "host/cli/deletion.h"
+
+#include "host/cli/commands.h"
+#include "host/errors.h"
+#include "host/terminal.h"
+#include "host/text_format.h"
+
+namespace b2drive::cli {
+namespace {
+
+// The first few paths, and how many there are beyond.
+std::string Summary(const std::vector<Victim>& victims) {
+  constexpr std::size_t kShown = 3;
+  std::string text;
+  for (std::size_t i = 0; i < victims.size() && i < kShown; ++i) {
+    text += (i > 0 ? ", " : "") + victims[i].path.Text();
+  }
+  if (victims.size() > kShown) text += " and " + std::to_string(victims.size() - kShown) + " more";
+  return text;
+}
+
+}  // namespace
+
+std::size_t CountItems(PathIndex& index, const Victim& victim) {
+  std::size_t count = 1;
+  if (!victim.entry.folder) return count;
+  for (const Entry& child : *index.Children(victim.path)) {
+    count += CountItems(index, {victim.path.Child(child.name), child});
+  }
+  return count;
+}
+
+void ConfirmDeletion(const std::vector<Victim>& victims, std::size_t items, bool yes) {
+  if (yes || items <= 1) return;
+  std::string summary = Summary(victims);
+  std::string amount = std::to_string(items) + " files and folders";
+  if (!StdinIsTerminal()) {
+    throw HostError(ExitCode::kNotConfirmed, summary + ": nothing was deleted: this is about " +
+                                                 amount + " and nobody can be asked; use --yes");
+  }
+  if (!Confirm(EscapeControls("Delete " + summary + ": " + amount + ", in all versions?"))) {
+    throw HostError(ExitCode::kNotConfirmed, summary + ": not confirmed, nothing was deleted");
+  }
+}
+
+void DeleteFolder(Drive& drive, const Victim& victim) {
+  CallForBucket(victim.path,
+                "a bucket can hold hidden files or unfinished large files that no listing shows",
+                [&] { drive.DeleteFolder(victim.entry, victim.path.Text()); });
+}
+
+std::vector<std::string> LongerNames(const Listing& folder, const std::string& name) {
+  std::vector<std::string> names;
+  for (const Entry& entry : folder) {
+    bool same_file = !entry.folder && entry.name == name;
+    if (!same_file && entry.name.starts_with(name)) {
+      names.push_back(entry.name + (entry.folder ? "/" : ""));
+    }
+  }
+  return names;
+}
+
+}  // namespace b2drive::cli

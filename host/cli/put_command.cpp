@@ -1,0 +1,144 @@
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+#include "host/cli/commands.h"
+#include "host/cli/upload_plan.h"
+#include "host/progress.h"
+
+namespace b2drive::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct PutOptions {
+  bool recursive = false;
+  std::size_t jobs = 4;
+  std::vector<std::string> paths;  // the sources, then the target
+};
+
+// Stores planned files on several threads, and remembers how it went.
+class UploadCrew {
+ public:
+  UploadCrew(Drive& drive, Transfers& transfers, std::vector<Upload>& uploads)
+      : drive_(drive), transfers_(transfers), uploads_(uploads) {}
+
+  void Run(std::size_t threads) {
+    std::vector<std::thread> crew;
+    threads = std::min(threads, uploads_.size());
+    for (std::size_t i = 0; i < threads; ++i) crew.emplace_back([this] { Work(); });
+    for (std::thread& member : crew) member.join();
+  }
+
+  // Throws a single file's failure, or kInterrupted.
+  ExitCode Outcome() const {
+    if (stored_ == uploads_.size()) return ExitCode::kSuccess;
+    if (uploads_.size() == 1 && !failures_.empty()) throw HostError(failures_.front());
+    if (transfers_.canceled()) {
+      throw HostError(ExitCode::kInterrupted, Count() + "; these stay, the rest is not there");
+    }
+    Report("put", Count());
+    return ExitCode::kPartly;
+  }
+
+ private:
+  void Work() {
+    for (std::size_t at = next_++; at < uploads_.size(); at = next_++) {
+      if (transfers_.canceled()) return;
+      try {
+        Store(uploads_[at]);
+        ++stored_;
+      } catch (const HostError& error) {
+        Fail(error);
+      } catch (const std::exception& error) {
+        Fail({ExitCode::kFailed, uploads_[at].path.Text() + ": " + error.what()});
+      }
+    }
+  }
+
+  void Store(Upload& upload) {
+    LocalSource opened = upload.spooled ? std::move(*upload.spooled) : OpenSource(upload.local);
+    std::string path = upload.path.Text();
+    ActiveTransfer transfer(transfers_, path);
+    FileCache contents(opened.fd.get());
+    drive_.Upload(upload.parent_id, upload.path.Name(), path, opened.size, contents, transfer);
+  }
+
+  void Fail(const HostError& error) {
+    std::lock_guard lock(mutex_);
+    failures_.push_back(error);
+    if (uploads_.size() > 1) {
+      Report("put", error.what());
+    }
+  }
+
+  std::string Count() const {
+    return std::to_string(stored_) + " of " + std::to_string(uploads_.size()) +
+           " files were stored";
+  }
+
+  Drive& drive_;
+  Transfers& transfers_;
+  std::vector<Upload>& uploads_;
+  std::atomic<std::size_t> next_{0};
+  std::atomic<std::size_t> stored_{0};
+  std::mutex mutex_;
+  std::vector<HostError> failures_;  // guarded by mutex_ while the crew works
+};
+
+void AddSource(UploadPlan& plan, const std::string& source, const Target& target, bool recursive) {
+  if (source == "-") return plan.AddStandardInput(target);
+  std::error_code error;
+  if (!fs::is_directory(source, error)) return plan.AddFile(source, target);
+  if (!recursive) throw HostError(ExitCode::kWrongKind, source + ": is a folder; use put -r");
+  plan.AddFolder(source, target);
+}
+
+std::vector<Upload> Plan(Context& context, const PutOptions& options) {
+  std::vector<std::string> sources(options.paths.begin(), options.paths.end() - 1);
+  bool several = sources.size() > 1;
+  if (several && std::ranges::count(sources, "-") > 0) {
+    throw HostError(ExitCode::kUsage, "-: standard input cannot be put together with files");
+  }
+  UploadPlan plan(context.drive(), context.index());
+  Target target = ChooseTarget(context.index(), RemotePath(options.paths.back()), several);
+  for (const std::string& source : sources) AddSource(plan, source, target, options.recursive);
+  return plan.Take();
+}
+
+ExitCode RunPut(Context& context, const PutOptions& options) {
+  std::vector<Upload> uploads = Plan(context, options);
+  std::int64_t total = 0;
+  for (const Upload& upload : uploads) total += static_cast<std::int64_t>(upload.size);
+  std::string name =
+      uploads.size() == 1 ? uploads.front().path.Name() : std::to_string(uploads.size()) + " files";
+  UploadCrew crew(context.drive(), context.transfers(), uploads);
+  {
+    ProgressBar bar(context.transfers(), name, total);
+    crew.Run(options.jobs);
+  }
+  return crew.Outcome();
+}
+
+}  // namespace
+
+void AddPutCommand(CLI::App& app, Selected& selected) {
+  auto options = std::make_shared<PutOptions>();
+  CLI::App* put = app.add_subcommand("put", "Store local files and folders");
+  put->footer(
+      "Into the folder PATH, or a single source under the name PATH; - reads standard input.\n"
+      "Where a file has the name already, the new one becomes its latest version.\n"
+      "Files of 100 MB and more go up in parts. When such an upload is interrupted or fails, its\n"
+      "parts stay on the service as an unfinished large file, which costs storage until it is\n"
+      "canceled there; b2drive says so.");
+  put->add_flag("-r,--recursive", options->recursive, "Store folders with everything in them");
+  put->add_option("-j,--jobs", options->jobs, "Files at the same time")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64))
+      ->type_name("N");
+  put->add_option("LOCAL... PATH", options->paths)->required()->expected(2, 1 << 20);
+  Choose(put, selected, options, RunPut);
+}
+
+}  // namespace b2drive::cli

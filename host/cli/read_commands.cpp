@@ -1,0 +1,98 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+
+#include "host/cli/commands.h"
+#include "host/local_file.h"
+#include "host/progress.h"
+
+namespace b2drive::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::int64_t kFirstByte = 0;
+constexpr std::int64_t kLastByte = std::numeric_limits<std::int64_t>::max();
+
+struct CatOptions {
+  std::string path;
+};
+
+struct GetOptions {
+  std::string path;
+  std::string local;
+  std::uint64_t offset = 0;
+  std::optional<std::uint64_t> length;
+};
+
+struct Range {
+  std::uint64_t offset;
+  std::uint64_t length;
+};
+
+Range Clip(const GetOptions& options, std::uint64_t size) {
+  std::uint64_t offset = std::min(options.offset, size);
+  return {offset, std::min(options.length.value_or(size), size - offset)};
+}
+
+fs::path LocalTarget(const GetOptions& options, const std::string& name) {
+  if (options.local.empty()) return name;
+  fs::path local = options.local;
+  return fs::is_directory(local) ? local / name : local;
+}
+
+ExitCode RunGet(Context& context, const GetOptions& options) {
+  RemotePath path(options.path);
+  Entry file = context.index().FindFile(path);
+  Range range = Clip(options, file.size);
+  PendingFile pending(LocalTarget(options, file.name));
+  if (range.length > 0) {
+    ActiveTransfer transfer(context.transfers(), path.Text());
+    FileSink sink(pending.fd(), static_cast<long long>(range.offset), transfer.state());
+    ProgressBar bar(context.transfers(), file.name, static_cast<std::int64_t>(range.length));
+    context.drive().Read(file, path.Text(), range.offset, range.length, sink, transfer);
+  }
+  pending.Commit();
+  return ExitCode::kSuccess;
+}
+
+ExitCode RunCat(Context& context, const CatOptions& options) {
+  RemotePath path(options.path);
+  Entry file = context.index().FindFile(path);
+  if (file.size == 0) return ExitCode::kSuccess;
+  ActiveTransfer transfer(context.transfers(), path.Text());
+  StreamSink sink(STDOUT_FILENO, 0, transfer.state());
+  try {
+    context.drive().Read(file, path.Text(), 0, file.size, sink, transfer);
+  } catch (const HostError&) {
+    if (sink.error_number() == EPIPE) return ExitCode::kBrokenPipe;
+    throw;
+  }
+  return ExitCode::kSuccess;
+}
+
+}  // namespace
+
+void AddReadCommands(CLI::App& app, Selected& selected) {
+  auto cat_options = std::make_shared<CatOptions>();
+  CLI::App* cat = app.add_subcommand("cat", "Write a file to standard output");
+  cat->add_option("PATH", cat_options->path)->required();
+  Choose(cat, selected, cat_options, RunCat);
+
+  auto get_options = std::make_shared<GetOptions>();
+  CLI::App* get = app.add_subcommand(
+      "get", "Copy a file here; it appears under its name only when it is complete");
+  get->add_option("PATH", get_options->path)->required();
+  get->add_option("LOCAL", get_options->local, "File or folder to write to");
+  get->add_option("--offset", get_options->offset, "First byte to copy")
+      ->check(CLI::Range(kFirstByte, kLastByte))
+      ->type_name("BYTES");
+  get->add_option("--length", get_options->length, "How much to copy, at most to the file's end")
+      ->check(CLI::Range(kFirstByte, kLastByte))
+      ->type_name("BYTES");
+  Choose(get, selected, get_options, RunGet);
+}
+
+}  // namespace b2drive::cli

@@ -1,0 +1,83 @@
+#include "host/cli/commands.h"
+#include "host/cli/deletion.h"
+
+namespace b2drive::cli {
+namespace {
+
+struct RmOptions {
+  bool recursive = false;
+  bool yes = false;
+  bool exact_delete_supported = false;
+  std::vector<std::string> paths;
+};
+
+constexpr char kDetails[] =
+    "All versions of a file go, and with a folder also its hidden files. When one of the\n"
+    "paths is wrong nothing is deleted.\n"
+    "Some plug-ins delete with a file every name that begins with its name: with a also\n"
+    "a.bak. The one that belongs to b2drive does not. With another one (--plugin) rm refuses\n"
+    "when it sees such names (exit code 15); hidden ones it cannot see.";
+
+Victim ChooseVictim(PathIndex& index, const RemotePath& path, bool recursive) {
+  if (path.IsRoot()) throw HostError(ExitCode::kUsage, "/: the root cannot be deleted");
+  Victim victim{path, index.Find(path)};
+  if (victim.entry.folder && !recursive) {
+    throw HostError(ExitCode::kWrongKind,
+                    path.Text() + ": is a folder; use rm -r, or rmdir when it is empty");
+  }
+  return victim;
+}
+
+// A plug-in does not tell whether it knows the option that makes deletion exact.
+void RefuseLongerNames(PathIndex& index, const Victim& victim) {
+  auto names = LongerNames(*index.Children(victim.path.Parent()), victim.path.Name());
+  if (victim.entry.folder || names.empty()) return;
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  throw HostError(ExitCode::kWouldDeleteMore,
+                  victim.path.Text() + ": this plug-in could delete other names too: " + text +
+                      "; if it deletes exactly, say --exact-delete-supported");
+}
+
+void DeleteVictim(Context& context, const Victim& victim) {
+  Drive& drive = context.drive();
+  if (!victim.entry.folder) return drive.DeleteFile(victim.entry, victim.path.Text());
+  if (victim.path.IsBucket()) {
+    for (const Entry& child : *context.index().Children(victim.path)) {
+      DeleteVictim(context, {victim.path.Child(child.name), child});
+    }
+  }
+  DeleteFolder(drive, victim);
+}
+
+ExitCode RunRm(Context& context, const RmOptions& options) {
+  PathIndex& index = context.index();
+  bool exact = context.uses_shipped_plugin() || options.exact_delete_supported;
+  std::vector<Victim> victims;
+  for (const std::string& path : options.paths) {
+    victims.push_back(ChooseVictim(index, RemotePath(path), options.recursive));
+    if (!exact) RefuseLongerNames(index, victims.back());
+  }
+  std::size_t items = 0;
+  if (!options.yes) {
+    for (const Victim& victim : victims) items += CountItems(index, victim);
+  }
+  ConfirmDeletion(victims, items, options.yes);
+  return ForEach("rm", victims.size(), [&](std::size_t at) { DeleteVictim(context, victims[at]); });
+}
+
+}  // namespace
+
+void AddRmCommand(CLI::App& app, Selected& selected) {
+  auto options = std::make_shared<RmOptions>();
+  CLI::App* rm = app.add_subcommand("rm", "Delete files, and with -r folders and buckets");
+  rm->footer(kDetails);
+  rm->add_flag("-r,--recursive", options->recursive, "Delete folders and buckets too");
+  rm->add_flag("-y,--yes", options->yes, "Do not ask, however much it is");
+  rm->add_flag("--exact-delete-supported", options->exact_delete_supported,
+               "The library given with --plugin knows the option exact_delete");
+  rm->add_option("PATH", options->paths)->required();
+  Choose(rm, selected, options, RunRm);
+}
+
+}  // namespace b2drive::cli

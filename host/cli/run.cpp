@@ -1,0 +1,114 @@
+#include "host/cli/run.h"
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <sstream>
+#include <thread>
+
+#include "host/cli/commands.h"
+#include "host/cli/context.h"
+#include "host/errors.h"
+#include "host/interrupt.h"
+
+namespace b2drive::cli {
+namespace {
+
+constexpr char kDescription[] =
+    "Lists, reads and writes the buckets of a cloud storage account.\n"
+    "A PATH is /bucket/folder/name; a trailing slash asks for the folder where a file has the same "
+    "name.";
+
+std::string Footer() {
+  std::ostringstream text;
+  text << "Account: B2_APPLICATION_KEY_ID and B2_APPLICATION_KEY (B2_ACCOUNT_ID for the account, "
+          "when it\ncannot be read from the key ID); else the file b2drive/account in "
+          "$XDG_CONFIG_HOME or ~/.config,\nmode 0600, with the lines\n"
+          "  application_key_id = ...\n  application_key = ...\n"
+          "else b2drive asks on the terminal.\n\nExit codes:\n";
+  for (const ExitCodeText& row : ExitCodes()) {
+    text << "  " << std::left << std::setw(5) << static_cast<int>(row.code) << row.meaning << "\n";
+  }
+  return text.str();
+}
+
+void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
+  app.add_flag("-v,--verbose", options.verbose, "Show the plug-in's log lines");
+  app.add_option("--plugin", options.plugin, "Another plug-in library")->type_name("FILE");
+  app.add_option("--proxy", options.proxy,
+                 "http://[user:password@]host:port; http+forward://, socks4:// and socks5:// "
+                 "work as well. Others can see a password given here: put the proxy into "
+                 "B2DRIVE_PROXY then")
+      ->envname("B2DRIVE_PROXY")
+      ->type_name("URL");
+  app.add_option("--limit", options.limit_kb, "Most KB/s to move, 0 for no limit")
+      ->check(CLI::Range(0LL, 1'000'000'000LL))
+      ->type_name("KB/s");
+  app.add_option("--log-bodies", options.log_bodies,
+                 "Log the service's answers, compressed, to a file of mode 0600; they hold session "
+                 "tokens that are valid up to 24 hours. Read it with decode-log")
+      ->type_name("FILE");
+}
+
+ExitCode FlushOutput() {
+  std::cout.flush();
+  if (std::cout) return ExitCode::kSuccess;
+  if (errno == EPIPE) return ExitCode::kBrokenPipe;
+  throw LocalFailure("standard output", errno);
+}
+
+ExitCode RunAndReport(const Selected& selected, Context& context) {
+  try {
+    ExitCode exit_code = selected.command(context);
+    return exit_code == ExitCode::kSuccess ? FlushOutput() : exit_code;
+  } catch (const HostError& error) {
+    Report(selected.name, error.what());
+    return error.exit_code();
+  } catch (const std::exception& error) {
+    Report(selected.name, error.what());
+    return ExitCode::kFailed;
+  }
+}
+
+// Runs on its own thread, so that none that used the plug-in is left when it is unloaded.
+ExitCode RunCommand(const Selected& selected, Context& context) {
+  ExitCode exit_code = RunAndReport(selected, context);
+  context.EndSession();
+  return exit_code;
+}
+
+int RunSelected(const Selected& selected, const GlobalOptions& options) {
+  std::signal(SIGPIPE, SIG_IGN);
+  Transfers transfers;
+  Interrupt interrupt(transfers);
+  Context context(options, transfers);
+  ExitCode exit_code = ExitCode::kFailed;
+  std::thread([&] { exit_code = RunCommand(selected, context); }).join();
+  return static_cast<int>(exit_code);
+}
+
+}  // namespace
+
+int Run(int argc, char** argv) {
+  CLI::App app(kDescription, "b2drive");
+  app.footer(Footer());
+  app.require_subcommand(1);
+  app.fallthrough();
+  GlobalOptions options;
+  AddGlobalOptions(app, options);
+  Selected selected;
+  AddCommands(app, selected);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    return app.exit(help);
+  } catch (const CLI::ParseError& error) {
+    std::cerr << "b2drive: " << error.what() << " (see b2drive --help)\n";
+    return static_cast<int>(ExitCode::kUsage);
+  }
+  return RunSelected(selected, options);
+}
+
+}  // namespace b2drive::cli

@@ -1,0 +1,104 @@
+#include "host/cli/upload_plan.h"
+
+#include <algorithm>
+
+#include "host/cli/commands.h"
+#include "host/errors.h"
+
+namespace b2drive::cli {
+namespace fs = std::filesystem;
+namespace {
+
+// The last element of a path as the user means it: "photos" for "photos/" and for "." in it.
+std::string OwnName(const fs::path& local) {
+  fs::path path = local.lexically_normal();
+  if (path.filename().empty()) path = path.parent_path();
+  if (path.filename() == "." || path.filename() == "..") path = fs::canonical(path);
+  return path.filename().string();
+}
+
+Entry FileFolder(PathIndex& index, const RemotePath& path) {
+  if (path.IsRoot()) {
+    throw HostError(ExitCode::kWrongKind, "/: holds buckets only; name one: /BUCKET/...");
+  }
+  return index.FindFolder(path);
+}
+
+std::vector<fs::directory_entry> SortedEntries(const fs::path& folder) {
+  std::error_code error;
+  std::vector<fs::directory_entry> entries;
+  for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+    entries.push_back(*at);
+  }
+  if (error) throw LocalFailure(folder.string(), error.value());
+  std::ranges::sort(entries);
+  return entries;
+}
+
+}  // namespace
+
+Target ChooseTarget(PathIndex& index, const RemotePath& path, bool several) {
+  auto found = index.Lookup(path);
+  if (found && found->folder) return {path, ""};
+  if (several || path.asks_for_folder()) index.FindFolder(path);
+  return {path.Parent(), path.Name()};
+}
+
+void UploadPlan::AddStandardInput(const Target& target) {
+  if (target.name.empty()) {
+    throw HostError(ExitCode::kWrongKind,
+                    target.folder.Text() + ": is a folder; standard input needs a file name");
+  }
+  Entry parent = FileFolder(index_, target.folder);
+  LocalSource source = SpoolStandardInput();
+  std::uint64_t size = source.size;
+  uploads_.push_back({"-", std::move(source), parent.id, target.folder.Child(target.name), size});
+}
+
+void UploadPlan::AddFile(const fs::path& local, const Target& target) {
+  Entry parent = FileFolder(index_, target.folder);
+  std::string name = target.name.empty() ? OwnName(local) : target.name;
+  Add(local, parent.id, target.folder.Child(name));
+}
+
+void UploadPlan::AddFolder(const fs::path& local, const Target& target) {
+  FileFolder(index_, target.folder);
+  std::string name = target.name.empty() ? OwnName(local) : target.name;
+  Fill(Enter(Open(target.folder), name), local);
+}
+
+UploadPlan::Folder UploadPlan::Open(const RemotePath& path) {
+  return {index_.FindFolder(path), path, index_.Children(path)};
+}
+
+UploadPlan::Folder UploadPlan::Enter(const Folder& parent, const std::string& name) {
+  RemotePath path = parent.path.Child(name);
+  auto exists = std::ranges::any_of(
+      *parent.children, [&](const Entry& entry) { return entry.folder && entry.name == name; });
+  if (exists) return Open(path);
+  Entry made = drive_.MakeFolder(parent.entry.id, name, path.Text());
+  index_.Forget(parent.path);
+  return {made, path, std::make_shared<const Listing>()};
+}
+
+void UploadPlan::Fill(const Folder& folder, const fs::path& local) {
+  for (const fs::directory_entry& entry : SortedEntries(local)) {
+    std::string name = entry.path().filename().string();
+    if (entry.is_symlink() || (!entry.is_directory() && !entry.is_regular_file())) {
+      Report("put", entry.path().string() + ": left out, neither a file nor a folder");
+    } else if (entry.is_directory()) {
+      Fill(Enter(folder, name), entry.path());
+    } else {
+      Add(entry.path(), folder.entry.id, folder.path.Child(name));
+    }
+  }
+}
+
+void UploadPlan::Add(const fs::path& local, const std::string& parent_id, const RemotePath& path) {
+  std::error_code error;
+  std::uint64_t size = fs::file_size(local, error);
+  if (error) throw LocalFailure(local.string(), error.value());
+  uploads_.push_back({local, std::nullopt, parent_id, path, size});
+}
+
+}  // namespace b2drive::cli

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/local_file.h"
+#include "host/path_index.h"
+
+namespace b2drive::cli {
+
+// One file that is to be stored.
+struct Upload {
+  std::filesystem::path local;
+  std::optional<LocalSource> spooled;  // in place of `local`: what standard input gave
+  std::string parent_id;
+  RemotePath path;
+  std::uint64_t size = 0;  // when it was planned, for the progress bar
+};
+
+// Where sources go, by the rules of cp: into an existing folder under their own names, else a
+// single one to the path itself.
+struct Target {
+  RemotePath folder;
+  std::string name;  // empty: the source's own
+};
+
+// Throws kNotFound when the folder does not exist.
+Target ChooseTarget(PathIndex& index, const RemotePath& path, bool several);
+
+// Finds the files to store, and makes the folders for them on the way.
+class UploadPlan {
+ public:
+  UploadPlan(Drive& drive, PathIndex& index) : drive_(drive), index_(index) {}
+
+  void AddStandardInput(const Target& target);
+  void AddFile(const std::filesystem::path& local, const Target& target);
+  // Everything in `local`. Links and other special files inside are left out with a note.
+  void AddFolder(const std::filesystem::path& local, const Target& target);
+
+  std::vector<Upload> Take() { return std::move(uploads_); }
+
+ private:
+  struct Folder {
+    Entry entry;
+    RemotePath path;
+    std::shared_ptr<const Listing> children;  // what the service holds
+  };
+
+  Folder Open(const RemotePath& path);
+  Folder Enter(const Folder& parent, const std::string& name);
+  void Fill(const Folder& folder, const std::filesystem::path& local);
+  void Add(const std::filesystem::path& local, const std::string& parent_id,
+           const RemotePath& path);
+
+  Drive& drive_;
+  PathIndex& index_;
+  std::vector<Upload> uploads_;
+};
+
+}  // namespace b2drive::cli

@@ -1,0 +1,137 @@
+#include "host/drive.h"
+
+#include "host/errors.h"
+#include "host/host_log.h"
+
+namespace b2drive {
+namespace {
+
+Entry ToEntry(const _FS_FILE_V2& record) {
+  bool folder = (record.type & FS_DIRECTORY) != 0;
+  // The times of folders and buckets are those of the listing itself.
+  return {record.name, record.id, folder, folder ? 0 : record.size,
+          folder ? "" : record.first_time};
+}
+
+_FS_FILE_V2 ToRecord(const Entry& entry) {
+  _FS_FILE_V2 record;
+  record.name = entry.name;
+  record.id = entry.id;
+  record.type = entry.folder ? FS_DIRECTORY : FS_FILE;
+  record.size = entry.size;
+  return record;
+}
+
+class ListingSink final : public IFileList {
+ public:
+  AERROR AddFile(const _FS_FILE_V2* record) override {
+    listing.push_back(ToEntry(*record));
+    return AERROR::SUCCESS;
+  }
+  Listing listing;
+};
+
+// What a failed upload left behind.
+std::string Leftover(AERROR code) {
+  if (HostLog::LastAnswer().large_file_begun) {
+    return "; an unfinished large file may be left on the service, which costs storage: remove it "
+           "with the service's web page or a client that cancels unfinished large files, or let a "
+           "lifecycle rule do so";
+  }
+  return code == AERROR::UPLOAD_CANCELED ? "; no file was stored" : "";
+}
+
+}  // namespace
+
+void Drive::Call(const std::string& path, const std::function<AERROR()>& operation) {
+  HostLog::ForgetAnswer();
+  AERROR code = operation();
+  if (code != AERROR::SUCCESS) throw ServiceFailure(path, code, HostLog::LastAnswer());
+}
+
+Listing Drive::List(const std::string& id, const std::string& path) {
+  ListingSink sink;
+  Call(path, [&] { return protocol_.GetFileList(id.c_str(), &sink, nullptr); });
+  return std::move(sink.listing);
+}
+
+void Drive::Read(const Entry& file, const std::string& path, std::uint64_t offset,
+                 std::uint64_t length, FetchSink& sink, const ActiveTransfer& transfer) {
+  auto first = static_cast<long long>(offset);
+  auto count = static_cast<long long>(length);
+  try {
+    Call(path, [&] {
+      return protocol_.Read(file.id.c_str(), first, count, transfer.handle(), &sink, nullptr);
+    });
+    sink.Finish();
+  } catch (const HostError&) {
+    if (sink.error_number() == 0) throw;
+  }
+  if (sink.error_number() != 0) throw LocalFailure("writing " + path, sink.error_number());
+  if (sink.received() != count) {
+    throw HostError(ExitCode::kFailed, path + ": the service sent " +
+                                           std::to_string(sink.received()) + " bytes instead of " +
+                                           std::to_string(count));
+  }
+}
+
+Entry Drive::Upload(const std::string& parent_id, const std::string& name, const std::string& path,
+                    std::uint64_t size, FileCache& contents, const ActiveTransfer& transfer) {
+  _FS_FILE_V2 record = ToRecord({name, "", false, size, ""});
+  try {
+    Call(path, [&] {
+      return protocol_.Upload(parent_id.c_str(), transfer.handle(), &contents, &record,
+                              UPLOAD_DEFAULT, nullptr);
+    });
+  } catch (const HostError& error) {
+    if (contents.error_number() != 0) {
+      HostError local = LocalFailure("reading for " + path, contents.error_number());
+      throw HostError(local.exit_code(), local.what() + Leftover(error.code()), error.code());
+    }
+    throw HostError(error.exit_code(), error.what() + Leftover(error.code()), error.code());
+  }
+  return ToEntry(record);
+}
+
+Entry Drive::MakeFolder(const std::string& parent_id, const std::string& name,
+                        const std::string& path) {
+  _FS_FILE_V2 record = ToRecord({name, "", true, 0, ""});
+  Call(path, [&] { return protocol_.CreateDirectory(parent_id.c_str(), &record, nullptr); });
+  record.name = name;
+  return ToEntry(record);
+}
+
+bool Drive::HasMarker(const std::string& folder_id, const std::string& path) {
+  _FS_FILE_V2 record;
+  record.type = FS_DIRECTORY;
+  HostLog::ForgetAnswer();
+  AERROR code = protocol_.GetFileInfo(folder_id.c_str(), &record, nullptr);
+  if (code == AERROR::SUCCESS) return true;
+  // A lookup that the service answered has found nothing.
+  const Answer& last = HostLog::LastAnswer();
+  if (last.status > 0 && last.status < 400) return false;
+  throw ServiceFailure(path, code, last);
+}
+
+std::uint64_t Drive::TotalBytes() {
+  unsigned long long total = 0;
+  Call("/", [&] { return protocol_.GetQuota(&total, nullptr); });
+  return total;
+}
+
+void Drive::DeleteFile(const Entry& file, const std::string& path) {
+  _FS_FILE_V2 record = ToRecord(file);
+  Call(path, [&] { return protocol_.Delete(&record, nullptr); });
+  // The plug-in counts a file whose versions it could not list as deleted.
+  const Answer& last = HostLog::LastAnswer();
+  if (last.status >= 400 || !last.transport.empty()) {
+    throw ServiceFailure(path, AERROR::FAILED, last);
+  }
+}
+
+void Drive::DeleteFolder(const Entry& folder, const std::string& path) {
+  _FS_FILE_V2 record = ToRecord(folder);
+  Call(path, [&] { return protocol_.DeleteDirectory(&record, nullptr); });
+}
+
+}  // namespace b2drive

@@ -1,0 +1,124 @@
+#include "host/errors.h"
+
+#include <algorithm>
+#include <array>
+#include <system_error>
+
+namespace b2drive {
+namespace {
+
+struct StatusRow {
+  int status;
+  ExitCode exit_code;
+  const char* advice;
+};
+
+constexpr std::array kStatuses = {
+    StatusRow{400, ExitCode::kFailed, "it does not accept the request or the name"},
+    StatusRow{401, ExitCode::kAccessDenied,
+              "check the application key and what it may do; sessions end after 24 hours"},
+    StatusRow{403, ExitCode::kAccessDenied, "access denied, or a limit of the account is reached"},
+    StatusRow{404, ExitCode::kNotFound, "not found"},
+    StatusRow{407, ExitCode::kNetwork, "the proxy wants a user and a password"},
+    StatusRow{408, ExitCode::kNetwork, "the request took too long; try again"},
+    StatusRow{409, ExitCode::kFailed, "something else changed it at the same time; try again"},
+    StatusRow{416, ExitCode::kFailed, "the file has no such range"},
+    StatusRow{429, ExitCode::kFailed, "too many requests; try again later"},
+    StatusRow{500, ExitCode::kFailed, "an error of the service; try again later"},
+    StatusRow{503, ExitCode::kFailed, "the service is busy; try again later"},
+};
+
+struct CodeRow {
+  AERROR code;
+  ExitCode exit_code;
+  const char* cause;
+};
+
+constexpr std::array kCodes = {
+    CodeRow{AERROR::FILE_NOT_FOUND, ExitCode::kNotFound, "not found"},
+    CodeRow{AERROR::PATH_NOT_FOUND, ExitCode::kNotFound, "not found"},
+    CodeRow{AERROR::ACCESS_DENIED, ExitCode::kAccessDenied, "not allowed here"},
+    CodeRow{AERROR::NO_ACCESS, ExitCode::kAccessDenied, "not allowed here"},
+    CodeRow{AERROR::ALREADY_EXISTS, ExitCode::kExists, "exists already"},
+    CodeRow{AERROR::DIR_NOT_EMPTY, ExitCode::kNotEmpty, "the folder is not empty"},
+    CodeRow{AERROR::TIMEDOUT, ExitCode::kNetwork,
+            "the service did not answer in time; check the network and try again"},
+    CodeRow{AERROR::NOT_SUPPORTED, ExitCode::kFailed, "the plug-in does not offer this"},
+};
+
+constexpr std::array kExitCodes = {
+    ExitCodeText{ExitCode::kSuccess, "success"},
+    ExitCodeText{ExitCode::kFailed, "any failure without a code of its own"},
+    ExitCodeText{ExitCode::kUsage, "wrong arguments"},
+    ExitCodeText{ExitCode::kNoCaBundle, "../Frameworks/cacert.pem beside bin/ is missing"},
+    ExitCodeText{ExitCode::kNoPlugin, "the plug-in library cannot be used"},
+    ExitCodeText{ExitCode::kNoAccount, "no account, or an unusable account file"},
+    ExitCodeText{ExitCode::kSignInRefused, "the service refused to sign in"},
+    ExitCodeText{ExitCode::kNotFound, "no such bucket, folder or file"},
+    ExitCodeText{ExitCode::kAccessDenied, "the service or the plug-in denied access"},
+    ExitCodeText{ExitCode::kExists, "exists already"},
+    ExitCodeText{ExitCode::kNotEmpty, "the folder or bucket is not empty"},
+    ExitCodeText{ExitCode::kWrongKind, "a folder where a file is needed, or the reverse"},
+    ExitCodeText{ExitCode::kNetwork, "the service cannot be reached or does not answer"},
+    ExitCodeText{ExitCode::kLocalFile, "a local file cannot be read or written"},
+    ExitCodeText{ExitCode::kNotConfirmed, "a deletion was not confirmed"},
+    ExitCodeText{ExitCode::kWouldDeleteMore, "the deletion could reach other names; see rm --help"},
+    ExitCodeText{ExitCode::kPartly, "some of several items failed"},
+    ExitCodeText{ExitCode::kInterrupted, "interrupted"},
+    ExitCodeText{ExitCode::kBrokenPipe, "the reader of standard output went away"},
+};
+
+// The row for a status; a status without one is judged by its class.
+const StatusRow& FindStatus(int status) {
+  auto row_of = [](int wanted) { return std::ranges::find(kStatuses, wanted, &StatusRow::status); };
+  auto row = row_of(status);
+  return row != kStatuses.end() ? *row : *row_of(status >= 500 ? 500 : 400);
+}
+
+struct Judgement {
+  ExitCode exit_code;
+  std::string cause;
+};
+
+Judgement Judge(AERROR code, const Answer& answer) {
+  if (code == AERROR::READ_CANCELED || code == AERROR::UPLOAD_CANCELED) {
+    return {ExitCode::kInterrupted, "canceled"};
+  }
+  auto row = std::ranges::find(kCodes, code, &CodeRow::code);
+  if (row != kCodes.end()) return {row->exit_code, row->cause};
+  if (!answer.transport.empty()) {
+    return {ExitCode::kNetwork,
+            "the service cannot be reached: " + answer.transport + "; check network and proxy"};
+  }
+  if (answer.status >= 400) {
+    const StatusRow& found = FindStatus(answer.status);
+    return {found.exit_code,
+            "the service answered " + std::to_string(answer.status) + ": " + found.advice};
+  }
+  if (answer.status > 0) return {ExitCode::kFailed, "the service's answer makes no sense"};
+  return {ExitCode::kFailed, "failed"};
+}
+
+}  // namespace
+
+std::span<const ExitCodeText> ExitCodes() { return kExitCodes; }
+
+HostError ServiceFailure(const std::string& subject, AERROR code, const Answer& answer) {
+  Judgement judgement = Judge(code, answer);
+  return {judgement.exit_code, subject + ": " + judgement.cause + " (" + GetAERRORA(code) + ")",
+          code};
+}
+
+HostError LocalFailure(const std::string& subject, int error_number) {
+  return {ExitCode::kLocalFile, subject + ": " + std::generic_category().message(error_number)};
+}
+
+HostError NotFound(const std::string& path) {
+  return ServiceFailure(path, AERROR::FILE_NOT_FOUND, {});
+}
+
+HostError Interrupted(const std::string& subject) {
+  return {ExitCode::kInterrupted, subject + ": interrupted", AERROR::CANCEL};
+}
+
+}  // namespace b2drive

@@ -1,0 +1,86 @@
+#include "host/interrupt.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <mutex>
+
+#include "host/errors.h"
+#include "host/terminal.h"
+
+namespace b2drive {
+namespace {
+
+constexpr int kWakeUp = SIGUSR1;  // ends the watcher
+
+struct Cleanups {
+  std::mutex mutex;
+  std::list<std::function<void()>> actions;
+};
+
+Cleanups& AllCleanups() {
+  static Cleanups cleanups;
+  return cleanups;
+}
+
+// Without those that the program was started to ignore, as nohup does.
+sigset_t WatchedSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler != SIG_IGN) sigaddset(&signals, signal);
+  }
+  return signals;
+}
+
+[[noreturn]] void EndAtOnce() {
+  Cleanups& cleanups = AllCleanups();
+  std::lock_guard lock(cleanups.mutex);
+  for (auto& action : cleanups.actions) action();
+  PrintToTerminal("b2drive: interrupted");
+  _exit(static_cast<int>(ExitCode::kInterrupted));
+}
+
+}  // namespace
+
+InterruptCleanup::InterruptCleanup(std::function<void()> action) {
+  Cleanups& cleanups = AllCleanups();
+  std::lock_guard lock(cleanups.mutex);
+  position_ = cleanups.actions.insert(cleanups.actions.end(), std::move(action));
+}
+
+InterruptCleanup::~InterruptCleanup() {
+  Cleanups& cleanups = AllCleanups();
+  std::lock_guard lock(cleanups.mutex);
+  cleanups.actions.erase(position_);
+}
+
+Interrupt::Interrupt(Transfers& transfers) : transfers_(transfers) {
+  sigset_t signals = WatchedSignals();
+  sigaddset(&signals, kWakeUp);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  watcher_ = std::thread([this] { Watch(); });
+}
+
+Interrupt::~Interrupt() {
+  ending_ = true;
+  pthread_kill(watcher_.native_handle(), kWakeUp);
+  watcher_.join();
+}
+
+void Interrupt::Watch() {
+  sigset_t signals = WatchedSignals();
+  sigaddset(&signals, kWakeUp);
+  int signal = 0;
+  while (sigwait(&signals, &signal) == 0 && !ending_) {
+    if (signal == kWakeUp) continue;
+    bool second = transfers_.canceled();
+    if (second || !transfers_.Cancel()) EndAtOnce();
+    PrintToTerminal("b2drive: canceling; once more to stop at once");
+  }
+}
+
+}  // namespace b2drive

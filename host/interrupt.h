@@ -1,0 +1,44 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <list>
+#include <thread>
+
+#include "host/transfers.h"
+
+namespace b2drive {
+
+// Runs `action` if the program has to end at once because of a signal; otherwise does nothing.
+// Leaving the scope takes the action back. Thread-safe.
+class InterruptCleanup {
+ public:
+  explicit InterruptCleanup(std::function<void()> action);
+  ~InterruptCleanup();
+  InterruptCleanup(const InterruptCleanup&) = delete;
+  InterruptCleanup& operator=(const InterruptCleanup&) = delete;
+
+ private:
+  std::list<std::function<void()>>::iterator position_;
+};
+
+// Turns SIGINT, SIGTERM and SIGHUP into cancellation. The first one cancels the transfers that
+// run, which then fail with kInterrupted; without any, or with a second signal, the cleanups run
+// and the program ends with exit code 130. To be made before any other thread, since it blocks the
+// signals in the calling thread and so in those made later.
+class Interrupt {
+ public:
+  explicit Interrupt(Transfers& transfers);
+  ~Interrupt();
+  Interrupt(const Interrupt&) = delete;
+  Interrupt& operator=(const Interrupt&) = delete;
+
+ private:
+  void Watch();
+
+  Transfers& transfers_;
+  std::atomic<bool> ending_{false};
+  std::thread watcher_;
+};
+
+}  // namespace b2drive

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "host/interrupt.h"
+#include "host/unique_fd.h"
+
+namespace b2drive {
+
+// A file that appears under its name only when it is complete. Until Commit its bytes stand beside
+// it under a temporary name, which is removed on every way out, an interrupted one included.
+class PendingFile {
+ public:
+  // Throws kWrongKind when `target` exists and is no regular file, kLocalFile when it cannot be
+  // made.
+  explicit PendingFile(std::filesystem::path target);
+  ~PendingFile();
+  PendingFile(const PendingFile&) = delete;
+  PendingFile& operator=(const PendingFile&) = delete;
+
+  int fd() const { return fd_.get(); }
+  const std::filesystem::path& target() const { return target_; }
+
+  // Puts the file in place, over an older one.
+  void Commit();
+
+ private:
+  std::filesystem::path target_;
+  std::string temporary_;
+  UniqueFd fd_;
+  bool committed_ = false;
+  std::unique_ptr<InterruptCleanup> remove_at_exit_;
+};
+
+// An opened local file whose contents are to be sent.
+struct LocalSource {
+  UniqueFd fd;
+  std::uint64_t size = 0;  // bytes
+};
+
+// Throws kLocalFile, or kWrongKind when `file` is no regular file.
+LocalSource OpenSource(const std::filesystem::path& file);
+
+// Copies standard input into a file without a name, since its size must be known before sending.
+LocalSource SpoolStandardInput();
+
+}  // namespace b2drive

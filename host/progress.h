@@ -1,0 +1,40 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "host/transfers.h"
+
+namespace b2drive {
+
+// One line of at most `columns` columns: name, percentage, bar, bytes, rate (bytes per second) and
+// time left. The name gives way first.
+std::string ProgressLine(const std::string& name, std::int64_t done, std::int64_t total,
+                         double rate, int columns);
+
+// Shows the progress of `transfers` on the terminal behind standard error while it lives, and
+// leaves nothing behind. Without a terminal it does nothing.
+class ProgressBar {
+ public:
+  ProgressBar(const Transfers& transfers, std::string name, std::int64_t total_bytes);
+  ~ProgressBar();
+  ProgressBar(const ProgressBar&) = delete;
+  ProgressBar& operator=(const ProgressBar&) = delete;
+
+ private:
+  void Run();
+
+  const Transfers& transfers_;
+  const std::string name_;
+  const std::int64_t total_;
+  const std::int64_t before_;  // bytes that earlier transfers moved
+  std::mutex mutex_;
+  std::condition_variable stop_changed_;
+  bool stop_ = false;  // guarded by mutex_
+  std::thread painter_;
+};
+
+}  // namespace b2drive

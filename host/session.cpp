@@ -1,0 +1,49 @@
+#include "host/session.h"
+
+#include "host/errors.h"
+#include "host/form_values.h"
+#include "host/host_log.h"
+
+namespace b2drive {
+
+AERROR Session::Manager::GetText(const char*, char* buffer, int* size) {
+  if (*size < 1) return AERROR::INSUFFICIENT_BUFFER;
+  buffer[0] = '\0';
+  *size = 0;
+  return AERROR::SUCCESS;
+}
+
+AERROR Session::NoInteractiveSignIn::Authorize(const char*, char**) {
+  return AERROR::NOT_SUPPORTED;
+}
+
+Session::Session(const PluginLibrary& library, const Account& account,
+                 const SessionOptions& options)
+    : protocol_(library.MakeProtocol(manager_)), drive_(*protocol_) {
+  SetOptions(options);
+  Connect(account);
+}
+
+void Session::SetOptions(const SessionOptions& options) {
+  protocol_->SetOpt("exact_delete", "true");
+  if (options.proxy || options.limit_kb) {
+    protocol_->SetOpt("option_fields", OptionFormValues(options.proxy, options.limit_kb).c_str());
+  }
+  if (options.log_bodies) protocol_->SetOpt("verbose", "on");
+}
+
+void Session::Connect(const Account& account) {
+  HostLog::ForgetAnswer();
+  AERROR code = protocol_->Connect(&sign_in_, AccountFormValues(account).c_str());
+  if (code != AERROR::SUCCESS) {
+    if (HostLog::LastAnswer().status == 401) {
+      throw HostError(ExitCode::kSignInRefused,
+                      "sign in: the service answered 401: check the application key", code);
+    }
+    throw ServiceFailure("sign in", code, HostLog::LastAnswer());
+  }
+  // The key's ID signs in, but the calls that name an account want the account's.
+  protocol_->SetOpt("access_key", account.AccountId().c_str());
+}
+
+}  // namespace b2drive

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace b2drive {
+
+// `text` with control characters (also the two-byte ones of U+0080 to U+009F) written as \xNN, so
+// that a name from the service cannot steer a terminal.
+std::string EscapeControls(std::string_view text);
+
+// "999 B", "1.5 kB", "20 MB": decimal units, two significant places below ten.
+std::string FormatBytes(double bytes);
+
+// "0:05", "12:34", "1:02:03"; "-:--" when negative.
+std::string FormatDuration(std::int64_t seconds);
+
+}  // namespace b2drive

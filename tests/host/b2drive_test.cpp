@@ -1,0 +1,292 @@
+// Runs b2drive as a user does: the built program and library in a folder of their own, against the
+// emulator as its proxy.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "emulator/emulator.h"
+#include "emulator/inspection.h"
+#include "emulator/seeding.h"
+#include "tests/host/run_program.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Arguments = std::vector<std::string>;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr char kBucket[] = "test-bucket";
+constexpr char kKey[] = "SecretKeyOfTheTests";
+constexpr char kProxyPassword[] = "SecretOfTheProxy";
+
+class B2DriveTest : public testing::Test {
+ protected:
+  B2DriveTest() : scratch_(MakeScratch()), emulator_(EmulatorOptions(scratch_)) {
+    fs::copy(B2DRIVE_FILE, scratch_ / "bin");
+    fs::copy(B2_PLUGIN_FILE, scratch_ / "lib" / fs::path(B2_PLUGIN_FILE).filename());
+    fs::copy(B2_PLUGIN_FILE, scratch_ / "lib" / B2_PLUGIN_SONAME, fs::copy_options::skip_existing);
+    emulator::EnsureBucket(emulator_.store(), kBucket);
+    run_ = {scratch_ / "bin" / "b2drive", scratch_ / "work", {}, ""};
+    run_.environment = {{"B2_APPLICATION_KEY_ID", emulator_.account_id()},
+                        {"B2_APPLICATION_KEY", emulator_.key()},
+                        {"B2DRIVE_PROXY", "http://user:" + std::string(kProxyPassword) +
+                                              "@127.0.0.1:" + std::to_string(emulator_.port())}};
+  }
+  ~B2DriveTest() override { fs::remove_all(scratch_); }
+
+  static fs::path MakeScratch() {
+    std::string name = (fs::temp_directory_path() / "b2drive-e2e-XXXXXX").string();
+    fs::path scratch = mkdtemp(name.data());
+    for (const char* folder : {"bin", "lib", "Frameworks", "work"}) {
+      fs::create_directory(scratch / folder);
+    }
+    return scratch;
+  }
+
+  static emulator::Options EmulatorOptions(const fs::path& scratch) {
+    emulator::Options options;
+    options.ca_file = scratch / "Frameworks" / "cacert.pem";
+    options.key = kKey;
+    options.recommended_part_size = 100'000;
+    options.absolute_minimum_part_size = 50'000;
+    options.proxy_user = "user";
+    options.proxy_password = kProxyPassword;
+    return options;
+  }
+
+  ProgramResult Run(const Arguments& arguments) { return RunningProgram(run_, arguments).Wait(); }
+
+  // Runs a command that must succeed, and gives its output.
+  std::string Output(const Arguments& arguments) {
+    ProgramResult result = Run(arguments);
+    EXPECT_EQ(result.exit_code, 0) << testing::PrintToString(arguments) << result.err;
+    return result.out;
+  }
+
+  // Runs a command that must fail with one line, and gives that line.
+  std::string Failure(int exit_code, const Arguments& arguments) {
+    ProgramResult result = Run(arguments);
+    EXPECT_EQ(result.exit_code, exit_code) << testing::PrintToString(arguments) << result.err;
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(std::ranges::count(result.err, '\n'), 1) << result.err;
+    return result.err;
+  }
+
+  void Store(const std::string& name, const std::string& text) {
+    emulator::AddText(emulator_.store(), kBucket, name, text);
+  }
+  std::vector<std::string> Names() { return emulator::VisibleNames(emulator_.store(), kBucket); }
+  fs::path Work(const std::string& name) { return run_.folder / name; }
+
+  // Starts a command that transfers slowly, interrupts it in the middle and gives its end.
+  ProgramResult Interrupt(Arguments arguments, const std::string& call) {
+    arguments.insert(arguments.begin(), {"--limit", "1000"});
+    RunningProgram program(run_, arguments);
+    while (emulator_.Count(call) == 0) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    program.Signal(SIGINT);
+    return program.Wait();
+  }
+
+  fs::path scratch_;
+  emulator::Emulator emulator_;
+  ProgramRun run_;
+};
+
+TEST_F(B2DriveTest, ListsAndReads) {
+  Store("folder/inner/deep.txt", "deep");
+  Store("folder/name with \xC3\xA4", "x");
+  Store("empty", "");
+  Store("both", "file");
+  Store("both/inside", "in");
+  EXPECT_EQ(Output({"ls"}), "test-bucket/\n");
+  EXPECT_EQ(Output({"ls", "/test-bucket"}), "both\nboth/\nempty\nfolder/\n");
+  EXPECT_EQ(Output({"ls", "test-bucket/both/"}), "inside\n");
+  EXPECT_EQ(Output({"ls", "/test-bucket/folder"}), "inner/\nname with \xC3\xA4\n");
+  EXPECT_THAT(Output({"ls", "-l", "/test-bucket"}),
+              HasSubstr("\n-  -                         fol"));
+  EXPECT_THAT(Output({"stat", "--json", "/test-bucket/folder/inner"}),
+              HasSubstr("\"type\": \"folder\""));
+  EXPECT_THAT(Output({"stat", "/test-bucket/both"}), HasSubstr("size:     4\n"));
+  EXPECT_EQ(Output({"cat", "/test-bucket/both"}), "file");
+  EXPECT_EQ(Output({"cat", "/test-bucket/empty"}), "");
+  EXPECT_THAT(Output({"forms"}), HasSubstr("\"speedlimit\""));
+  Output({"get", "/test-bucket/folder/inner/deep.txt"});
+  Output({"get", "/test-bucket/empty", "nothing"});
+  Output({"get", "/test-bucket/both", "part", "--offset", "1", "--length", "99"});
+  Output({"get", "/test-bucket/both", "beyond", "--offset", "9"});
+  EXPECT_EQ(ReadFile(Work("deep.txt")), "deep");
+  EXPECT_EQ(fs::file_size(Work("nothing")), 0u);
+  EXPECT_EQ(ReadFile(Work("part")), "ile");
+  EXPECT_EQ(fs::file_size(Work("beyond")), 0u);
+}
+
+TEST_F(B2DriveTest, FailuresHaveOneLineAndACode) {
+  Store("file", "x");
+  Store("folder/x", "x");
+  WriteFile(Work("local"), "x");
+  struct Row {
+    int exit_code;
+    Arguments arguments;
+    const char* line;
+  };
+  for (const Row& row : std::vector<Row>{
+           {2, {"ls", "a", "b"}, "not expected: b"},
+           {2, {"get", "/test-bucket/file", "--offset", "-1"}, "not in range"},
+           {2, {"rm", "/"}, "b2drive: rm /: the root"},
+           {4, {"--plugin", "/none", "ls"}, "cannot be loaded"},
+           {7, {"get", "/test-bucket/none"}, "/test-bucket/none: not found (AERROR::FILE_NOT_FO"},
+           {7, {"put", "local", "/test-bucket/none/"}, "/test-bucket/none: not found"},
+           {9, {"mkdir", "/test-bucket/folder"}, "exists already, a folder"},
+           {1, {"mkdir", "/x"}, "answered 400"},
+           {10, {"rmdir", "/test-bucket/folder"}, "not empty"},
+           {11, {"cat", "/test-bucket/folder"}, "is a folder, not a file"},
+           {11, {"ls", "/test-bucket/file/"}, "is a file, not a folder"},
+           {11, {"get", "/test-bucket/file", "/dev/null"}, "no regular file"},
+           {11, {"put", "local", "/"}, "holds buckets only"},
+           {12, {"--proxy", "http://127.0.0.1:1", "ls"}, "cannot be reached: "},
+           {13, {"put", "none", "/test-bucket"}, "put: none: No such file"},
+           {13, {"get", "/test-bucket/file", "no/folder"}, "get: no/folder: No such file"},
+           {14, {"rm", "-r", "/test-bucket"}, "4 files and folders"},
+       }) {
+    EXPECT_THAT(Failure(row.exit_code, row.arguments), HasSubstr(row.line));
+  }
+  EXPECT_THAT(Names(), ElementsAre("file", "folder/x"));
+  run_.environment["B2_APPLICATION_KEY"] = "wrong";
+  EXPECT_THAT(Failure(6, {"ls"}), HasSubstr("answered 401: check the application key"));
+  run_.environment.erase("B2_APPLICATION_KEY");
+  EXPECT_THAT(Failure(5, {"ls"}), HasSubstr("set both"));
+  fs::remove(scratch_ / "Frameworks" / "cacert.pem");
+  EXPECT_THAT(Failure(3, {"ls"}), HasSubstr("Frameworks/cacert.pem"));
+}
+
+TEST_F(B2DriveTest, StoresAndReadsBackWhateverTheSizeOrName) {
+  fs::create_directories(Work("tree/sub/none"));
+  const std::map<std::string, std::string> files = {
+      {"tree/zero", ""},
+      {"tree/a b \xC3\xA4+%.txt", "one"},
+      {"tree/sub/below", std::string(99'999, 'b')},
+      {"tree/sub/parts", std::string(250'001, 'p')},
+  };
+  for (const auto& [name, text] : files) WriteFile(Work(name), text);
+  fs::create_symlink("zero", Work("tree/link"));
+  ProgramResult put = Run({"put", "-r", "tree", "/test-bucket"});
+  EXPECT_EQ(put.exit_code, 0);
+  EXPECT_THAT(put.err, HasSubstr("tree/link: left out"));
+  EXPECT_EQ(Output({"ls", "/test-bucket/tree/sub"}), "below\nnone/\nparts\n");
+  for (const auto& [name, text] : files) {
+    EXPECT_EQ(Output({"cat", "/test-bucket/" + name}), text) << name;
+  }
+  run_.input = std::string(300'000, 'i');
+  Output({"put", "-", "/test-bucket/tree/stdin"});
+  EXPECT_EQ(emulator::ReadText(emulator_.store(), kBucket, "tree/stdin"), run_.input);
+  Output({"put", "tree/zero", "tree/sub/below", "/test-bucket/tree/sub/none"});
+  Output({"put", "tree/zero", "/test-bucket/other name"});
+  EXPECT_EQ(Output({"ls", "/test-bucket/tree/sub/none"}), "below\nzero\n");
+  EXPECT_EQ(Output({"ls", "/test-bucket"}), "other name\ntree/\n");
+}
+
+TEST_F(B2DriveTest, SeveralUploadsOfWhichOneFails) {
+  for (const char* name : {"a", "b", "c"}) WriteFile(Work(name), name);
+  emulator_.AddFault({.call = "b2_upload_file", .skip = 1, .status = 400});
+  ProgramResult put = Run({"put", "--jobs", "1", "a", "b", "c", "/test-bucket"});
+  EXPECT_EQ(put.exit_code, 16);
+  EXPECT_THAT(put.err, HasSubstr("put /test-bucket/b: the service answered 400"));
+  EXPECT_THAT(put.err, HasSubstr("2 of 3 files were stored"));
+  EXPECT_THAT(Names(), ElementsAre("a", "c"));
+}
+
+TEST_F(B2DriveTest, DeletesExactlyWhatIsNamed) {
+  for (const char* name : {"a", "a", "a.bak", "ab/c", "d/e/f", "d/g"}) Store(name, "x");
+  Arguments other = {"--plugin", (scratch_ / "lib" / B2_PLUGIN_SONAME).string(), "rm"};
+  auto with_other = [&](Arguments more) {
+    more.insert(more.begin(), other.begin(), other.end());
+    return more;
+  };
+  EXPECT_THAT(Failure(15, with_other({"/test-bucket/a"})), HasSubstr(": a.bak, ab/;"));
+  Output(with_other({"/test-bucket/a.bak"}));
+  emulator_.AddFault({.call = "b2_list_file_versions", .status = 503});
+  EXPECT_THAT(Failure(1, {"rm", "/test-bucket/a"}), HasSubstr("answered 503"));
+  Output({"rm", "/test-bucket/a"});
+  EXPECT_THAT(Names(), ElementsAre("ab/c", "d/e/f", "d/g"));
+  Failure(7, {"rm", "--yes", "/test-bucket/d/g", "/test-bucket/none"});
+  Failure(11, {"rm", "/test-bucket/d"});
+  Output({"rm", "-r", "--yes", "/test-bucket/d/e", "/test-bucket/ab"});
+  EXPECT_THAT(Names(), ElementsAre("d/g"));
+  Output({"mkdir", "-p", "/second-bucket/x/y", "/test-bucket/d"});
+  Failure(10, {"rmdir", "/second-bucket"});
+  Output({"rmdir", "/second-bucket/x/y"});
+  Output({"rm", "-r", "--yes", "/second-bucket", "/test-bucket"});
+  EXPECT_EQ(Output({"ls"}), "");
+}
+
+TEST_F(B2DriveTest, AnInterruptedTransferLeavesNoHalfFile) {
+  Store("big", std::string(8'000'000, 'x'));
+  WriteFile(Work("big"), "older");
+  ProgramResult get = Interrupt({"get", "/test-bucket/big"}, "b2_download_file_by_id");
+  EXPECT_EQ(get.exit_code, 130);
+  EXPECT_THAT(get.err, HasSubstr("get /test-bucket/big: canceled (AERROR::READ_CANCELED)"));
+  EXPECT_EQ(ReadFile(Work("big")), "older");
+  EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 1);
+
+  WriteFile(Work("big"), std::string(8'000'000, 'y'));
+  ProgramResult put = Interrupt({"put", "big", "/test-bucket/new"}, "b2_upload_part");
+  EXPECT_EQ(put.exit_code, 130);
+  EXPECT_THAT(put.err, HasSubstr("UPLOAD_CANCELED); an unfinished large file may be left"));
+  EXPECT_THAT(Names(), ElementsAre("big"));
+}
+
+TEST_F(B2DriveTest, TheTextOfARefusalNeverGetsIntoAFile) {
+  const std::string refusal = "{\"code\": \"too_many\"}";
+  Store("file", std::string(refusal.size(), 'x'));
+  for (const Arguments& read :
+       {Arguments{"cat", "/test-bucket/file"}, Arguments{"get", "/test-bucket/file", "copy"}}) {
+    emulator_.AddFault({.call = "b2_download_file_by_id", .status = 429, .body = refusal});
+    std::string out = Output(read);
+    EXPECT_EQ(read[0] == "cat" ? out : ReadFile(Work("copy")), std::string(refusal.size(), 'x'));
+  }
+  emulator_.AddFault({.call = "b2_download_file_by_id", .status = 503, .body = refusal});
+  EXPECT_THAT(Failure(1, {"get", "/test-bucket/file", "none"}), HasSubstr("answered 503"));
+  emulator_.AddFault({.call = "b2_download_file_by_id", .cut_after = 5});
+  EXPECT_THAT(Failure(12, {"get", "/test-bucket/file", "none"}), HasSubstr("reached"));
+  EXPECT_FALSE(fs::exists(Work("none")));
+}
+
+TEST_F(B2DriveTest, AKeyForOneBucketShowsThatBucket) {
+  emulator::EnsureBucket(emulator_.store(), "other-bucket");
+  emulator::Key wanted{.capabilities = emulator::AllCapabilities()};
+  wanted.bucket_id = emulator::EnsureBucket(emulator_.store(), kBucket).id;
+  auto key = emulator_.AddKey(wanted);
+  run_.environment["B2_APPLICATION_KEY_ID"] = key->id;
+  run_.environment["B2_APPLICATION_KEY"] = key->secret;
+  run_.environment["B2_ACCOUNT_ID"] = emulator_.account_id();
+  EXPECT_EQ(Output({"ls"}), "test-bucket/\n");
+}
+
+TEST_F(B2DriveTest, LogsAreReadableAndHoldNoSecret) {
+  Store("file", "x");
+  ProgramResult result = Run({"--verbose", "--log-bodies", "log", "ls", "/test-bucket"});
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.err, HasSubstr(" INFO  [PROTOCOL  ] GetFileList_ObjectList >> HTTPS POST"));
+  EXPECT_THAT(result.err, HasSubstr("session tokens"));
+  EXPECT_EQ(fs::status(Work("log")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_THAT(ReadFile(Work("log")), Not(HasSubstr("\"fileName\"")));
+  std::string decoded = Output({"decode-log", "log"});
+  EXPECT_THAT(decoded, HasSubstr("\"fileName\": \"file\""));
+  for (const std::string& text : {result.err, result.out, decoded, ReadFile(Work("log"))}) {
+    for (const char* secret : {kKey, kProxyPassword, "Basic "}) {
+      EXPECT_THAT(text, Not(HasSubstr(secret)));
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,126 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <sstream>
+
+#include "host/answer.h"
+#include "host/body_decoder.h"
+#include "host/body_log.h"
+#include "host/errors.h"
+#include "host/progress.h"
+#include "host/text_format.h"
+
+namespace b2drive {
+namespace {
+
+TEST(Answer, IsTheOneThatExplainsTheFailure) {
+  struct Row {
+    std::vector<const char*> lines;
+    int status;
+    const char* transport;
+  };
+  const char* listed = "[PROTOCOL  ] List >> https POST >> 200 : https://h/x?a=b(12) - 3ms";
+  const char* refused = "[PROTOCOL  ] List >> https POST >> 401 : https://h/x >> 7(1) - 3ms";
+  for (const Row& row : std::vector<Row>{
+           {{}, 0, ""},
+           {{"[PROTOCOL  ] GetFileList id: [x >> y(3)]", "[NETWORK   ] a >> b(7)"}, 0, ""},
+           {{listed}, 200, ""},
+           {{refused, "[PROTOCOL  ] List >> HTTP 401"}, 401, ""},
+           {{refused, "[PROTOCOL  ] List >> ON HTTP 401 : AERROR::FAILED(0x00000001)"}, 401, ""},
+           {{listed, "[PROTOCOL  ] Read >> Couldn't connect to server(7)"},
+            0,
+            "Couldn't connect to server(7)"},
+           {{"[PROTOCOL  ] Read >> Timeout was reached(28) treat as "
+             "AERROR::TIMEDOUT"},
+            0,
+            "Timeout was reached(28)"},
+           {{refused,
+             "[PROTOCOL  ] Put >> Failed initialization(2) treat as "
+             "AERROR::FAILED"},
+            401,
+            ""},
+           {{refused,
+             "[PROTOCOL  ] CancelLargeFile >> https POST >> 200 : "
+             "https://h/x(1) - 3ms"},
+            401,
+            ""},
+       }) {
+    Answer answer;
+    for (const char* line : row.lines) ReadAnswer(line, answer);
+    EXPECT_EQ(answer.status, row.status) << testing::PrintToString(row.lines);
+    EXPECT_EQ(answer.transport, row.transport) << testing::PrintToString(row.lines);
+  }
+}
+
+TEST(Errors, SayWhatHappenedAndExitAccordingly) {
+  struct Row {
+    AERROR code;
+    Answer answer;
+    ExitCode exit_code;
+    const char* text;
+  };
+  for (const Row& row : std::vector<Row>{
+           {FILE_NOT_FOUND, {}, ExitCode::kNotFound, "p: not found (AERROR::FILE_NOT_FOUND)"},
+           {FAILED,
+            {401, "", false},
+            ExitCode::kAccessDenied,
+            "answered 401: check the application key"},
+           {ACCESS_VIOLATION, {0, "no host(6)", false}, ExitCode::kNetwork, "reached: no host(6);"},
+           {FAILED, {418, "", false}, ExitCode::kFailed, "answered 418: it does not accept"},
+           {FAILED, {502, "", false}, ExitCode::kFailed, "answered 502: an error of the service"},
+           {FAILED, {200, "", false}, ExitCode::kFailed, "makes no sense (AERROR::FAILED)"},
+           {TIMEDOUT, {0, "x(28)", false}, ExitCode::kNetwork, "did not answer in time"},
+           {READ_CANCELED, {200, "", false}, ExitCode::kInterrupted, "canceled"},
+       }) {
+    HostError error = ServiceFailure("p", row.code, row.answer);
+    EXPECT_EQ(error.exit_code(), row.exit_code) << row.text;
+    EXPECT_NE(std::string(error.what()).find(row.text), std::string::npos) << error.what();
+  }
+}
+
+TEST(Errors, ExitCodesAreDistinct) {
+  std::set<ExitCode> codes;
+  for (const ExitCodeText& row : ExitCodes()) EXPECT_TRUE(codes.insert(row.code).second);
+}
+
+TEST(TextFormat, WritesSizesAndTimesForPeople) {
+  EXPECT_EQ(FormatBytes(0), "0 B");
+  EXPECT_EQ(FormatBytes(999), "999 B");
+  EXPECT_EQ(FormatBytes(999.5), "1.0 kB");
+  EXPECT_EQ(FormatBytes(9949), "9.9 kB");
+  EXPECT_EQ(FormatBytes(9951), "10 kB");
+  EXPECT_EQ(FormatBytes(999'500), "1.0 MB");
+  EXPECT_EQ(FormatBytes(5e18), "5000 PB");
+  EXPECT_EQ(FormatDuration(-1), "-:--");
+  EXPECT_EQ(FormatDuration(59), "0:59");
+  EXPECT_EQ(FormatDuration(3723), "1:02:03");
+  EXPECT_EQ(EscapeControls("a\x1B[2J\xC2\x9B\x7F\xC3\xA4\xC2"),
+            "a\\x1b[2J\\xc2\\x9b\\x7f\xC3\xA4\xC2");
+}
+
+TEST(ProgressLine, ShowsShareRateAndTimeLeftWithinTheColumns) {
+  EXPECT_EQ(ProgressLine("name", 500, 1000, 100, 80),
+            "name                50% [==========          ]   500 B     100 B/s    "
+            "0:05 left");
+  EXPECT_EQ(ProgressLine("name", 2000, 0, 0, 30).size(), 29u);
+  EXPECT_NE(ProgressLine("name", 10, 1000, 0, 100).find("-:-- left"), std::string::npos);
+}
+
+TEST(BodyDecoder, MakesBodiesReadableAndKeepsTheRest) {
+  // "hello hello hello" deflated, without the zlib header.
+  const std::string hex = "CB48CDC9C957C84090003A2E067D";
+  EXPECT_TRUE(IsBodyLine("[PROTOCOL  ] List >> \n" + hex));
+  EXPECT_FALSE(IsBodyLine("[PROTOCOL  ] List >> Exception"));
+  std::istringstream log("t TRACE [PROTOCOL  ] List >> \n" + hex + "\nABBA\nt INFO other\nABBA\n");
+  std::ostringstream out;
+  EXPECT_EQ(DecodeBodyLog(log, out), 1);
+  EXPECT_EQ(out.str(),
+            "t TRACE [PROTOCOL  ] List >> \nhello hello "
+            "hello\nABBA\nt INFO other\nABBA\n");
+  for (const char* damaged : {"", "CB4", "XY", "CB48CDC9C957"}) {
+    EXPECT_EQ(InflateBody(damaged), std::nullopt) << damaged;
+  }
+}
+
+}  // namespace
+}  // namespace b2drive

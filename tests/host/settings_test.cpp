@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "host/account.h"
+#include "host/body_log.h"
+#include "host/errors.h"
+#include "host/form_values.h"
+#include "host/proxy.h"
+
+namespace b2drive {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(Proxy, ReadsTheFormsItOffers) {
+  struct Row {
+    const char* url;
+    const char* fields;  // type|host|port|user|password
+  };
+  for (const Row& row : std::initializer_list<Row>{
+           {"http://host:80", "HTTP with TUNNEL|host|80||"},
+           {"http+forward://host:8080/", "HTTP without TUNNEL|host|8080||"},
+           {"socks4://u@10.0.0.1:1080", "SOCKS4|10.0.0.1|1080|u|"},
+           {"socks5://u:p%40ss@w:rd@[::1]:65535", "SOCKS5|[::1]|65535|u|p@ss@w:rd"},
+       }) {
+    _PROXYINFO proxy = ParseProxy(row.url);
+    EXPECT_EQ(
+        proxy.type + "|" + proxy.host + "|" + proxy.port + "|" + proxy.user + "|" + proxy.password,
+        row.fields);
+  }
+}
+
+TEST(Proxy, RefusesTheRestWithoutRepeatingIt) {
+  for (const char* url :
+       {"", "host:80", "https://secret@host:80", "http://secret@host", "http://secret@:80",
+        "http://secret@host:0", "http://secret@host:65536", "http://secret@host:8o",
+        "http://secret%4@host:80", "http://secret@host/path:80"}) {
+    try {
+      ParseProxy(url);
+      ADD_FAILURE() << url;
+    } catch (const HostError& error) {
+      EXPECT_EQ(error.exit_code(), ExitCode::kUsage);
+      EXPECT_EQ(std::string(error.what()).find("secret"), std::string::npos) << error.what();
+    }
+  }
+}
+
+TEST(Forms, CarryOnlyWhatIsGiven) {
+  EXPECT_EQ(AccountFormValues({"id", "k\"ey", ""}),
+            R"({"values":{"account_id":{"value":"id"},"application_key":{"value":"k\"ey"}}})");
+  EXPECT_EQ(OptionFormValues({}, 100), R"({"values":{"speedlimit":{"value":"100"}}})");
+  EXPECT_EQ(OptionFormValues(ParseProxy("http://u:p@h:80"), {}),
+            R"({"values":{"proxy":{"value":{"host":"h","password":"p","port":80,)"
+            R"("type":"HTTP with TUNNEL","user":"u"}}}})");
+}
+
+TEST(Account, FindsTheAccountIdOfAKey) {
+  EXPECT_EQ((Account{"0123456789ab", "k", ""}).AccountId(), "0123456789ab");
+  EXPECT_EQ((Account{"0050123456789ab0000000001", "k", ""}).AccountId(), "0123456789ab");
+  EXPECT_EQ((Account{"0050123456789ab0000000001", "k", "given"}).AccountId(), "given");
+}
+
+TEST(Account, ReadsItsFile) {
+  Account account =
+      ParseAccount("# mine\n\n application_key_id = id \r\napplication_key=a=b #c\n", "file");
+  EXPECT_EQ(account.key_id, "id");
+  EXPECT_EQ(account.key, "a=b #c");
+  for (const char* text : {"", "application_key_id=x", "application_key_id=x\nSECRET\n",
+                           "application_key_id=x\napplication_key=\n"}) {
+    try {
+      ParseAccount(text, "file");
+      ADD_FAILURE() << text;
+    } catch (const HostError& error) {
+      EXPECT_EQ(error.exit_code(), ExitCode::kNoAccount);
+      EXPECT_EQ(std::string(error.what()).find("SECRET"), std::string::npos);
+    }
+  }
+}
+
+class PrivateFiles : public testing::Test {
+ protected:
+  PrivateFiles() {
+    std::string name = (fs::temp_directory_path() / "b2drive-test-XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+  }
+  ~PrivateFiles() override { fs::remove_all(folder_); }
+
+  fs::path Write(const char* name, mode_t mode) {
+    fs::path file = folder_ / name;
+    std::ofstream(file) << "application_key_id=id\napplication_key=key\n";
+    chmod(file.c_str(), mode);
+    return file;
+  }
+
+  fs::path folder_;
+};
+
+TEST_F(PrivateFiles, AnAccountFileThatOthersCanReadIsRefused) {
+  EXPECT_EQ(ReadAccountFile(Write("good", 0600)).key, "key");
+  for (mode_t mode : {0640, 0604, 0620, 0666}) {
+    EXPECT_THROW(ReadAccountFile(Write("bad", mode)), HostError) << std::oct << mode;
+  }
+  EXPECT_THROW(ReadAccountFile(folder_), HostError);
+}
+
+TEST_F(PrivateFiles, ABodyLogIsPrivateOrNotWritten) {
+  fs::path fresh = folder_ / "fresh";
+  BodyLog(fresh.string()).Append("one\n");
+  BodyLog(fresh.string()).Append("two\n");
+  EXPECT_EQ(fs::status(fresh).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(fs::file_size(fresh), 8u);
+  EXPECT_THROW(BodyLog(Write("wide", 0644).string()), HostError);
+  fs::create_symlink(fresh, folder_ / "link");
+  EXPECT_THROW(BodyLog((folder_ / "link").string()), HostError);
+  EXPECT_EQ(fs::file_size(fresh), 8u);
+}
+
+}  // namespace
+}  // namespace b2drive
