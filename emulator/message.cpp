@@ -6,7 +6,7 @@
 namespace emulator {
 
 std::string BodySource::ReadAll(size_t limit) {
-  constexpr size_t kStep = 16 * 1024;
+  constexpr size_t kStep = size_t{16} * 1024;
   std::string all;
   while (all.size() < limit) {
     const size_t size = all.size();

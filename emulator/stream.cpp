@@ -17,7 +17,7 @@
 namespace emulator {
 namespace {
 
-constexpr size_t kGatherLimit = 16 * 1024;
+constexpr size_t kGatherLimit = size_t{16} * 1024;
 constexpr size_t kLargestWrite = size_t{1} << 20;
 constexpr int kLingerMilliseconds = 500;
 constexpr char kTlsHandshake = 0x16;

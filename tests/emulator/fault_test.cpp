@@ -21,8 +21,8 @@ class FaultTest : public EmulatorTest {
 struct Row {
   const char* what;
   Fault fault;
-  CURLcode transport;
   const char* outcome;  // when an answer came
+  CURLcode transport;
   bool takes_effect;
 };
 
@@ -30,20 +30,20 @@ TEST_F(FaultTest, AnswersAreReplacedCutOrLost) {
   const Row rows[] = {
       {"refused",
        {.status = 503, .code = "service_unavailable"},
-       CURLE_OK,
        "503 service_unavailable",
+       CURLE_OK,
        false},
       {"answer lost",
        {.status = 500, .code = "internal_error", .commit = true},
-       CURLE_OK,
        "500 internal_error",
+       CURLE_OK,
        true},
-      {"wrong JSON", {.status = 200, .body = "{\"fi"}, CURLE_OK, "200", false},
-      {"body cut", {.cut_after = 3}, CURLE_PARTIAL_FILE, nullptr, false},
-      {"body cut, done", {.cut_after = 3, .commit = true}, CURLE_PARTIAL_FILE, nullptr, true},
-      {"request cut", {.cut_request_after = 5}, CURLE_GOT_NOTHING, nullptr, false},
-      {"closed, done", {.cut_request_after = 0, .commit = true}, CURLE_GOT_NOTHING, nullptr, true},
-      {"delayed", {.delay = milliseconds(20)}, CURLE_OK, "200", true},
+      {"wrong JSON", {.status = 200, .body = "{\"fi"}, "200", CURLE_OK, false},
+      {"body cut", {.cut_after = 3}, nullptr, CURLE_PARTIAL_FILE, false},
+      {"body cut, done", {.cut_after = 3, .commit = true}, nullptr, CURLE_PARTIAL_FILE, true},
+      {"request cut", {.cut_request_after = 5}, nullptr, CURLE_GOT_NOTHING, false},
+      {"closed, done", {.cut_request_after = 0, .commit = true}, nullptr, CURLE_GOT_NOTHING, true},
+      {"delayed", {.delay = milliseconds(20)}, "200", CURLE_OK, true},
   };
   for (const Row& row : rows) {
     AddText(emulator_.store(), "photos", row.what, "x");

@@ -17,6 +17,7 @@ class Program {
     EXPECT_EQ(pipe(ends), 0);
     arguments.insert(arguments.begin(), B2EMULATOR);
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
     pid_ = fork();

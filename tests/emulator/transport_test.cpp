@@ -50,6 +50,7 @@ TEST(TransportTest, EmulatorsThatShareACaMakeItOnce) {
   const Options options{.ca_file = folder / "ca.pem", .ca_key_file = folder / "key.pem"};
   std::vector<std::unique_ptr<Emulator>> emulators(4);
   std::vector<std::thread> threads;
+  threads.reserve(emulators.size());
   for (auto& emulator : emulators) {
     threads.emplace_back([&] { emulator = std::make_unique<Emulator>(options); });
   }
@@ -128,6 +129,7 @@ TEST(TransportTest, ManyClientsAtOnce) {
   AddSynthetic(store, "photos", "big", 5'000'000);
   const VersionPtr large = store.StartLarge(bucket.id, {.name = "large"});
   std::vector<std::thread> threads;
+  threads.reserve(16);
   for (int i = 0; i < 16; ++i) {
     threads.emplace_back([&, i] {
       Client client(emulator);
@@ -151,6 +153,7 @@ TEST(TransportTest, StopsInTheMidstOfTransfers) {
   AddSynthetic(emulator->store(), "photos", "big", 5'000'000);
   emulator->AddFault({.call = "download_by_name", .stall = true});
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([client = std::make_shared<Client>(*emulator)] {
       while (client->Send(kBigUrl).transport == CURLE_OK) {

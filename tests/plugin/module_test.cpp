@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 
 #include "tests/support/plugin.h"
 #include "tests/support/recording_log.h"
@@ -159,6 +161,22 @@ TEST_F(ModuleTest, FixedAnswers) {
   drive->FreeMsg(nullptr);
   drive->FreeMsg(strdup("message"));
   drive->Release();
+}
+
+TEST_F(ModuleTest, SeveralModulesKeepApart) {
+  const std::string copy = testing::TempDir() + "second-module-" + std::to_string(getpid());
+  std::filesystem::copy_file(Plugin::File(), copy);
+  const Plugin second(copy);
+  std::filesystem::remove(copy);
+  RecordingLog log;
+  second.Get<module_api::BindLogger>("BindLogger")(&log);
+  for (const Plugin* module : {&plugin, &second}) {
+    IProtocol_V2* drive = module->NewProtocol();
+    drive->Rename("a", "b", nullptr, nullptr);
+    EXPECT_EQ(log.Take().size(), module == &second ? 1U : 0U);
+    drive->Release();
+  }
+  second.Get<module_api::UnbindLogger>("UnbindLogger")();
 }
 
 // A host built by another compiler reaches the operations by position alone.

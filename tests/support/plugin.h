@@ -8,7 +8,7 @@
 // The built library, loaded as a host loads it; unloaded when it goes out of scope.
 class Plugin {
  public:
-  Plugin();
+  explicit Plugin(const std::string& file = File());
   ~Plugin();
   Plugin(const Plugin&) = delete;
   Plugin& operator=(const Plugin&) = delete;
