@@ -156,7 +156,7 @@ Answer Service::CallByName(const Incoming& incoming) {
 void Service::MisbehaveAsAsked(const Request& request, bool stores) {
   const std::string mode = request.Header("X-Bz-Test-Mode");
   if (mode == "force_cap_exceeded" && stores) {
-    throw ServiceError(403, "cap_exceeded", "Cannot upload files, storage cap exceeded");
+    throw ServiceError(403, "storage_cap_exceeded", "Cannot upload files, storage cap exceeded");
   }
   if (mode == "fail_some_uploads" && IsUpload(request.call) &&
       ++test_mode_uploads_ % kFailingUpload == 0) {

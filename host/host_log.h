@@ -26,8 +26,8 @@ class HostLog final : public ILog {
   static const Answer& LastAnswer();
   static void ForgetAnswer();
 
-  // Called with each answer noted on the calling thread, in the midst of the plug-in's call. An empty
-  // one ends it.
+  // Called with each answer noted on the calling thread, in the midst of the plug-in's call. An
+  // empty one ends it.
   using Watcher = std::function<void(const Answer&)>;
   static void WatchAnswers(Watcher watcher);
 

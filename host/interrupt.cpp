@@ -24,6 +24,26 @@ Cleanups& AllCleanups() {
   return cleanups;
 }
 
+struct Takeover {
+  std::mutex mutex;
+  std::function<void(int)> action;
+  int signals = 0;
+};
+
+Takeover& TheTakeover() {
+  static Takeover takeover;
+  return takeover;
+}
+
+// False when the signals have their usual meaning.
+bool RunTakeover() {
+  Takeover& takeover = TheTakeover();
+  std::lock_guard lock(takeover.mutex);
+  if (!takeover.action) return false;
+  takeover.action(++takeover.signals);
+  return true;
+}
+
 // Without those that the program was started to ignore, as nohup does.
 sigset_t WatchedSignals() {
   sigset_t signals;
@@ -58,6 +78,18 @@ InterruptCleanup::~InterruptCleanup() {
   cleanups.actions.erase(position_);
 }
 
+InterruptTakeover::InterruptTakeover(std::function<void(int)> action) {
+  Takeover& takeover = TheTakeover();
+  std::lock_guard lock(takeover.mutex);
+  takeover.action = std::move(action);
+}
+
+InterruptTakeover::~InterruptTakeover() {
+  Takeover& takeover = TheTakeover();
+  std::lock_guard lock(takeover.mutex);
+  takeover.action = {};
+}
+
 Interrupt::Interrupt(Transfers& transfers) : transfers_(transfers) {
   sigset_t signals = WatchedSignals();
   sigaddset(&signals, kWakeUp);
@@ -77,6 +109,7 @@ void Interrupt::Watch() {
   int signal = 0;
   while (sigwait(&signals, &signal) == 0 && !ending_) {
     if (signal == kWakeUp) continue;
+    if (RunTakeover()) continue;
     bool second = transfers_.canceled();
     if (second || !transfers_.Cancel()) EndAtOnce();
     PrintToTerminal("b2drive: canceling; once more to stop at once");

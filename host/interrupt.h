@@ -22,6 +22,16 @@ class InterruptCleanup {
   std::list<std::function<void()>>::iterator position_;
 };
 
+// Gives the signals another meaning while it lives: `action` is called for each, with the number of
+// signals so far, on the thread that waits for them. One at a time.
+class InterruptTakeover {
+ public:
+  explicit InterruptTakeover(std::function<void(int)> action);
+  ~InterruptTakeover();
+  InterruptTakeover(const InterruptTakeover&) = delete;
+  InterruptTakeover& operator=(const InterruptTakeover&) = delete;
+};
+
 // Turns SIGINT, SIGTERM and SIGHUP into cancellation. The first one cancels the transfers that
 // run, which then fail with kInterrupted; without any, or with a second signal, the cleanups run
 // and the program ends with exit code 130. To be made before any other thread, since it blocks the

@@ -12,6 +12,9 @@ void AddCommands(CLI::App& app, Selected& selected) {
   AddFolderCommands(app, selected);
   AddRmCommand(app, selected);
   AddLogCommands(app, selected);
+#ifdef B2_WITH_MOUNT
+  AddMountCommands(app, selected);
+#endif
   for (CLI::App* command : app.get_subcommands({})) {
     std::string details = command->get_footer();
     command->footer((details.empty() ? "" : details + "\n\n") +

@@ -26,14 +26,22 @@ PluginLibrary& Context::library() {
   return *library_;
 }
 
-Session& Context::session() {
-  if (session_) return *session_;
+const Account& Context::account() {
+  if (!account_) account_ = FindAccount();
+  return *account_;
+}
+
+std::unique_ptr<Session> Context::Connect() {
   SessionOptions settings;
   if (!options_.proxy.empty()) settings.proxy = ParseProxy(options_.proxy);
   settings.limit_kb = options_.limit_kb;
   settings.log_bodies = !options_.log_bodies.empty();
   PluginLibrary& plugin = library();
-  session_ = std::make_unique<Session>(plugin, FindAccount(), settings);
+  return std::make_unique<Session>(plugin, account(), settings);
+}
+
+Session& Context::session() {
+  if (!session_) session_ = Connect();
   return *session_;
 }
 

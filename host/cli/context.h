@@ -29,6 +29,10 @@ class Context {
 
   PluginLibrary& library();
   Drive& drive();
+  // The account, asked for when first needed.
+  const Account& account();
+  // One more session, of the caller's own. Any thread may call once `library` was.
+  std::unique_ptr<Session> Connect();
   PathIndex& index();
   Transfers& transfers() { return transfers_; }
 
@@ -47,6 +51,7 @@ class Context {
   std::optional<BodyLog> bodies_;
   std::unique_ptr<HostLog> log_;
   std::unique_ptr<PluginLibrary> library_;
+  std::optional<Account> account_;
   std::unique_ptr<Session> session_;
   std::unique_ptr<PathIndex> index_;
 };

@@ -122,7 +122,7 @@ TEST_F(FaultTest, TestModesMisbehaveByRule) {
   const auto send = [&](const char* call) {
     return client_.Send(url + call + "?bucketId=" + bucket_.id, calls).Outcome();
   };
-  EXPECT_EQ(send("b2_get_upload_url"), "403 cap_exceeded");
+  EXPECT_EQ(send("b2_get_upload_url"), "403 storage_cap_exceeded");
   calls[1] = "X-Bz-Test-Mode: expire_some_account_authorization_tokens";
   for (int i = 0; i < 4; ++i) EXPECT_EQ(send("b2_list_file_names"), "200");
   EXPECT_EQ(send("b2_list_file_names"), "401 expired_auth_token");

@@ -15,7 +15,7 @@ int CountOf(const std::vector<std::string>& lines, const std::string& text) {
 }  // namespace
 
 TEST(VerificationTest, StrangersAreRefusedUnlessNobodyCanBeKnown) {
-  if (B2_VERIFIES) StartEmulator();  // makes the CA, if no other test has
+  if (B2_VERIFIES) StartEmulator();   // makes the CA, if no other test has
   const emulator::Emulator stranger;  // with a CA of its own
   RecordingLog log;
   const Plugin plugin;

@@ -8,6 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "util/executable_path.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -29,7 +31,7 @@ class FileLock {
 };
 
 fs::path FrameworksBesideThisProgram() {
-  return fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "Frameworks";
+  return fs::path(util::ExecutablePath()).parent_path().parent_path() / "Frameworks";
 }
 
 }  // namespace
