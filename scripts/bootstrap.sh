@@ -9,6 +9,8 @@ debian_packages=(
   libssl-dev libxml2-dev nlohmann-json3-dev zlib1g-dev
   libbenchmark-dev libgmock-dev libgtest-dev
   curl fuse3 libfuse3-dev
+  backblaze-b2 python3-b2sdk rclone restic
+  fio gzip rsync sqlite3 stress-ng tar util-linux
 )
 homebrew_packages=(
   boost ca-certificates cli11 cmake cryptopp curl googletest google-benchmark jsoncpp libevent

@@ -12,6 +12,7 @@ cmake --build --preset release --parallel --target b2drive b2emulator backblazeb
 scratch=$(mktemp -d)
 emulator=
 clean_up() {
+  fusermount3 -uz "$scratch/drive" 2>/dev/null || true
   [ -z "$emulator" ] || { kill "$emulator" 2>/dev/null; wait "$emulator" 2>/dev/null; } || true
   rm -rf "$scratch"
 }
@@ -99,6 +100,30 @@ show_writing() {
   done
 }
 
+show_mounting() {
+  local drive=$scratch/drive
+  mkdir "$drive"
+  cp -a docs "$scratch/files/tree"
+  show b2drive mount "$drive"
+  show cp -a "$scratch/files/tree" "$drive/demo-new-bucket/"
+  show diff -r "$scratch/files/tree" "$drive/demo-new-bucket/tree"
+  show fusermount3 -u "$drive"
+  show b2drive mount "$drive"
+  show diff -r "$scratch/files/tree" "$drive/demo-new-bucket/tree"
+  show ls -l "$drive/demo-new-bucket/tree"
+  show fusermount3 -u "$drive"
+  wait_for_unmount "$drive"
+}
+
+wait_for_unmount() {
+  for _ in $(seq 100); do
+    pgrep -f "b2drive mount $1" >/dev/null || return 0
+    sleep 0.1
+  done
+  echo "demo: the drive did not end" >&2
+  exit 1
+}
+
 show_deleting() {
   show b2drive rm /demo-new-bucket/notes/2026/small.txt
   show b2drive rm -r --yes /demo-new-bucket /demo-photos /demo-backup
@@ -115,5 +140,6 @@ if [ "${1:-}" = --shell ]; then
 fi
 show_reading
 show_writing
+show_mounting
 show_deleting
 printf '\nIt works: everything that was listed, read, written and deleted above went through the library.\n'

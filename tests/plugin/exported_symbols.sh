@@ -18,7 +18,7 @@ for symbol in "${symbols[@]}"; do
   matches "$symbol" "${patterns[@]}" || { echo "exported, but not listed: $symbol"; failed=1; }
 done
 for pattern in "${patterns[@]}"; do
-  printf '%s\n' "${symbols[@]}" | grep -qE "^${pattern//\*/.*}$" ||
+  grep -qE "^${pattern//\*/.*}$" < <(printf '%s\n' "${symbols[@]}") ||
     { echo "listed, but not exported: $pattern"; failed=1; }
 done
 exit $failed

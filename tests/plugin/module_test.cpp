@@ -170,7 +170,8 @@ TEST_F(ModuleTest, SeveralModulesKeepApart) {
   std::filesystem::remove(copy);
   RecordingLog log;
   second.Get<module_api::BindLogger>("BindLogger")(&log);
-  for (const Plugin* module : {&plugin, &second}) {
+  const Plugin* const modules[] = {&plugin, &second};
+  for (const Plugin* module : modules) {
     IProtocol_V2* drive = module->NewProtocol();
     drive->Rename("a", "b", nullptr, nullptr);
     EXPECT_EQ(log.Take().size(), module == &second ? 1U : 0U);

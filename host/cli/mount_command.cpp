@@ -1,0 +1,53 @@
+#include "host/cli/commands.h"
+#include "host/mount/background.h"
+#include "host/mount/options.h"
+#include "host/mount/run_mount.h"
+
+namespace b2drive::cli {
+namespace {
+
+struct MountArguments {
+  std::string mountpoint;
+  std::string options;
+  bool foreground = false;
+  std::optional<int> live_fd;
+};
+
+ExitCode Mount(Context& context, const MountArguments& arguments) {
+  mount::ParseMountOptions(arguments.options);  // before anything is asked
+  const Account& account = context.account();
+  if (!arguments.foreground) return mount::RunInBackground(account);
+  return mount::RunMount(
+      {arguments.mountpoint, arguments.options, account.AccountId(), arguments.live_fd},
+      [&context] { return context.Connect(); });
+}
+
+struct StatusArguments {
+  std::string mountpoint;
+};
+
+ExitCode Status(Context&, const StatusArguments& arguments) {
+  return mount::PrintStatus(arguments.mountpoint);
+}
+
+}  // namespace
+
+void AddMountCommands(CLI::App& app, Selected& selected) {
+  auto arguments = std::make_shared<MountArguments>();
+  CLI::App* mounting = app.add_subcommand("mount", "Show the account as a folder");
+  mounting->add_option("MOUNTPOINT", arguments->mountpoint, "An empty folder")->required();
+  mounting->add_option("-o", arguments->options, "Options, separated by commas; see below")
+      ->type_name("OPTIONS");
+  mounting->add_flag("-f,--foreground", arguments->foreground, "Stay in the foreground");
+  mounting->add_option("--live-fd", arguments->live_fd)->group("");
+  mounting->footer("Options for -o, with their defaults:\n" + mount::MountOptionsHelp() +
+                   "\nUnmount with fusermount3 -u MOUNTPOINT.");
+  Choose(mounting, selected, arguments, Mount);
+
+  auto asked = std::make_shared<StatusArguments>();
+  CLI::App* status = app.add_subcommand("status", "Show what a mount has not sent yet");
+  status->add_option("MOUNTPOINT", asked->mountpoint, "Where it is mounted")->required();
+  Choose(status, selected, asked, Status);
+}
+
+}  // namespace b2drive::cli

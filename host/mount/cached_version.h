@@ -1,0 +1,90 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <filesystem>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "host/unique_fd.h"
+
+namespace b2drive::mount {
+
+inline constexpr std::uint64_t kBlock = 128UL * 1024;
+
+// One range on its way into a cached version. `reached`, `error` and `waiters` are guarded by the
+// version.
+struct Fetch {
+  std::uint64_t begin = 0;    // bytes, at a block's start
+  std::uint64_t end = 0;      // bytes
+  std::uint64_t reached = 0;  // bytes before this are there
+  std::atomic<bool> done{false};
+  int error = 0;  // errno, once done
+  int waiters = 0;
+  std::atomic<bool> canceled{false};
+};
+using FetchPtr = std::shared_ptr<Fetch>;
+
+// The blocks of one stored version of a file that are on disk, in a sparse file. Thread-safe; the
+// lock covers local reading, never a transfer.
+class CachedVersion {
+ public:
+  // Makes `file`, or takes it with all blocks there. Throws FsError.
+  CachedVersion(std::filesystem::path file, std::uint64_t size, bool complete);
+  ~CachedVersion();
+  CachedVersion(const CachedVersion&) = delete;
+  CachedVersion& operator=(const CachedVersion&) = delete;
+
+  std::uint64_t size() const { return size_; }
+  int fd() const { return fd_.get(); }
+  bool IsComplete();
+
+  // What stands at `offset`: bytes that were copied, or the fetch that will bring it, or neither.
+  struct Look {
+    std::size_t copied = 0;
+    FetchPtr fetch;
+  };
+  Look Read(std::uint64_t offset, char* data, std::size_t count);
+
+  // Registers a fetch from the block at `offset` to `end` at most, ending before what is there or
+  // on its way; null when the first block is.
+  FetchPtr Claim(std::uint64_t offset, std::uint64_t end);
+  // As Claim, for `longest` bytes from the first gap that begins between `offset` and `end`.
+  FetchPtr ClaimGap(std::uint64_t offset, std::uint64_t end, std::uint64_t longest);
+
+  // Stores bytes of a fetch; 0 or an errno.
+  int Store(Fetch& fetch, std::uint64_t offset, const char* data, std::size_t count);
+  void End(const FetchPtr& fetch, int error);
+  // Waits until `fetch` has reached beyond `offset` or has ended; gives its error.
+  int Await(Fetch& fetch, std::uint64_t offset);
+  // Ends a fetch that nobody waits for.
+  void CancelUnwanted(Fetch& fetch);
+
+  // Frees the disk space of the blocks that came first, about `bytes`; gives what was freed.
+  std::uint64_t DropOldest(std::uint64_t bytes);
+  std::uint64_t BytesHeld();
+
+  // For choosing what to drop; set by the cache.
+  std::atomic<std::uint64_t> last_used{0};
+
+ private:
+  bool IsThere(std::uint64_t offset) const { return there_[offset / kBlock]; }
+  FetchPtr Covering(std::uint64_t offset) const;
+  FetchPtr ClaimLocked(std::uint64_t offset, std::uint64_t end);
+  void MarkUpTo(const Fetch& fetch, std::uint64_t from);
+
+  const std::filesystem::path file_;
+  const std::uint64_t size_;
+  UniqueFd fd_;
+  std::mutex mutex_;  // guards what follows
+  std::condition_variable arrived_;
+  std::vector<bool> there_;             // one a block
+  std::deque<std::uint32_t> in_order_;  // blocks, in order of arrival
+  std::list<FetchPtr> fetches_;         // that run
+};
+
+}  // namespace b2drive::mount

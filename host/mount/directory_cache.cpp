@@ -1,0 +1,192 @@
+#include "host/mount/directory_cache.h"
+
+#include <cerrno>
+
+#include "host/mount/fs_error.h"
+#include "host/mount/notices.h"
+#include "host/mount/paths.h"
+
+namespace b2drive::mount {
+namespace {
+
+// About 100 MB.
+constexpr std::size_t kMostNames = 300'000;
+
+bool FitsFileSystem(const std::string& name) {
+  constexpr std::size_t kLongestName = 255;
+  return !name.empty() && name != "." && name != ".." && name.size() <= kLongestName &&
+         name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
+}
+
+timespec ParseTime(const std::string& text) {
+  std::tm parts{};
+  if (text.empty() || strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) return {};
+  return {timegm(&parts), 0};
+}
+
+}  // namespace
+
+Node ToNode(const Entry& entry) {
+  return {entry.folder, entry.size, entry.id, ParseTime(entry.modified)};
+}
+
+Entry ToEntry(const Node& node, std::string_view path) {
+  return {std::string(NameOf(path)), node.id, node.folder, node.size, ""};
+}
+
+DirectoryCache::DirectoryCache(Lister lister, std::chrono::seconds lifetime)
+    : lister_(std::move(lister)), lifetime_(lifetime) {}
+
+std::vector<std::pair<std::string, Node>> DirectoryCache::List(const std::string& folder) {
+  std::unique_lock lock(mutex_);
+  const Names& names = Ready(lock, folder).names;
+  return {names.begin(), names.end()};
+}
+
+std::optional<Node> DirectoryCache::Find(const std::string& path) {
+  std::unique_lock lock(mutex_);
+  const Names& names = Ready(lock, ParentOf(path)).names;
+  auto found = names.find(std::string(NameOf(path)));
+  return found != names.end() ? std::optional(found->second) : std::nullopt;
+}
+
+bool DirectoryCache::HasSiblings(const std::string& path) {
+  std::unique_lock lock(mutex_);
+  const Names& names = Ready(lock, ParentOf(path)).names;
+  return names.size() > names.count(std::string(NameOf(path)));
+}
+
+bool DirectoryCache::IsKnownEmpty(const std::string& folder) {
+  std::lock_guard lock(mutex_);
+  auto found = folders_.find(folder);
+  return found != folders_.end() && found->second.known && found->second.names.empty();
+}
+
+std::string DirectoryCache::FolderId(const std::string& folder) {
+  if (IsRoot(folder)) return "";
+  std::size_t slash = folder.find('/', 1);
+  auto bucket = Find(folder.substr(0, slash));
+  if (!bucket) throw FsError(ENOENT, folder + ": no such bucket");
+  return slash == std::string::npos ? bucket->id : bucket->id + folder.substr(slash);
+}
+
+void DirectoryCache::Put(const std::string& path, const Node& node) { Apply(path, node); }
+
+void DirectoryCache::PutEmptyFolder(const std::string& path, const Node& node) {
+  Apply(path, node);
+  std::lock_guard lock(mutex_);
+  Folder& folder = folders_[path];
+  if (folder.known || folder.listing) return;
+  folder.known = true;
+  folder.listed_at = Clock::now();
+}
+
+void DirectoryCache::Remove(const std::string& path) {
+  Apply(path, std::nullopt);
+  Forget(path);
+}
+
+void DirectoryCache::Forget(const std::string& folder) {
+  std::lock_guard lock(mutex_);
+  auto found = folders_.find(folder);
+  if (found == folders_.end()) return;
+  names_ -= found->second.names.size();
+  found->second.names.clear();
+  found->second.known = false;
+}
+
+void DirectoryCache::Apply(const std::string& path, const std::optional<Node>& node) {
+  std::string name(NameOf(path));
+  std::lock_guard lock(mutex_);
+  auto found = folders_.find(ParentOf(path));
+  if (found == folders_.end()) return;
+  Folder& folder = found->second;
+  if (folder.listing) folder.changes.push_back({name, node});
+  names_ -= folder.names.size();
+  if (node) folder.names.insert_or_assign(name, *node);
+  if (!node) folder.names.erase(name);
+  names_ += folder.names.size();
+}
+
+DirectoryCache::Folder& DirectoryCache::Ready(std::unique_lock<std::mutex>& lock,
+                                              const std::string& path) {
+  Folder& folder = folders_[path];  // stays in place: entries with a listing are not erased
+  while (!folder.known || Clock::now() - folder.listed_at >= lifetime_) {
+    if (!folder.listing) {
+      Read(lock, folder, path);
+      break;
+    }
+    AwaitListing(lock, folder);
+    if (folder.known) break;
+  }
+  return folder;
+}
+
+void DirectoryCache::AwaitListing(std::unique_lock<std::mutex>& lock, const Folder& folder) {
+  const std::uint64_t failures = folder.failures;
+  listed_.wait(lock, [&] { return !folder.listing; });
+  if (folder.failures != failures) std::rethrow_exception(folder.failure);
+}
+
+void DirectoryCache::Read(std::unique_lock<std::mutex>& lock, Folder& folder,
+                          const std::string& path) {
+  folder.listing = true;
+  folder.changes.clear();
+  const Clock::time_point asked_at = Clock::now();
+  Listing listing;
+  std::exception_ptr failure;
+  lock.unlock();
+  try {
+    listing = lister_(FolderId(path), path);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  lock.lock();
+  folder.listing = false;
+  listed_.notify_all();
+  if (failure) {
+    ++folder.failures;
+    folder.failure = failure;
+    std::rethrow_exception(failure);
+  }
+  Fill(folder, listing, path);
+  folder.known = true;
+  folder.listed_at = asked_at;
+  DropOldest(folder);
+}
+
+void DirectoryCache::Fill(Folder& folder, const Listing& listing, const std::string& path) {
+  names_ -= folder.names.size();
+  folder.names.clear();
+  for (const Entry& entry : listing) {
+    if (!FitsFileSystem(entry.name)) {
+      Notice(Join(path, entry.name) + ": left out, no file system can hold this name");
+      continue;
+    }
+    Node& node = folder.names[entry.name];
+    // Where a file and a folder have one name the folder shows, or its contents were lost.
+    if (!node.folder) node = ToNode(entry);
+  }
+  for (const Change& change : folder.changes) {
+    if (change.node) folder.names.insert_or_assign(change.name, *change.node);
+    if (!change.node) folder.names.erase(change.name);
+  }
+  folder.changes.clear();
+  names_ += folder.names.size();
+}
+
+void DirectoryCache::DropOldest(const Folder& keep) {
+  while (names_ > kMostNames) {
+    Folder* oldest = nullptr;
+    for (auto& [path, folder] : folders_) {
+      if (&folder == &keep || folder.names.empty() || folder.listing) continue;
+      if (oldest == nullptr || folder.listed_at < oldest->listed_at) oldest = &folder;
+    }
+    if (oldest == nullptr) return;
+    names_ -= oldest->names.size();
+    oldest->names = {};
+    oldest->known = false;
+  }
+}
+
+}  // namespace b2drive::mount

@@ -1,0 +1,189 @@
+#include "host/mount/file_system.h"
+
+#include <cerrno>
+#include <set>
+
+#include "host/mount/fs_error.h"
+#include "host/mount/notices.h"
+#include "host/mount/paths.h"
+
+namespace b2drive::mount {
+namespace {
+
+constexpr std::size_t kMostFetchers = 32;
+
+timespec Now() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now;
+}
+
+FsError NoSuchFile(const std::string& path) { return {ENOENT, path + ": not found"}; }
+
+}  // namespace
+
+FileSystem::FileSystem(LiveSession& live, const MountOptions& options,
+                       const std::filesystem::path& folder)
+    : options_(options),
+      started_(Now()),
+      remote_(live, options.retries, pauses_),
+      directory_(
+          [this](const std::string& id, const std::string& path) { return remote_.List(id, path); },
+          options.dir_ttl),
+      spool_(folder / "spool"),
+      blocks_(folder / "blocks", options.cache_size),
+      folders_(remote_, directory_),
+      fetchers_(kMostFetchers),
+      services_{
+          remote_, directory_, times_, spool_, {remote_, blocks_, fetchers_, options.read_ahead}},
+      files_(services_),
+      saver_(files_) {
+  Recover();
+}
+
+void FileSystem::Recover() {
+  for (Unsent& unsent : spool_.Recover()) {
+    const std::string path = unsent.path;
+    Notice(path + ": was not sent by an earlier mount, " +
+           (options_.read_only ? "and this one may not" : "is sent now"));
+    files_.Add(std::move(unsent), std::nullopt);
+    if (!options_.read_only) saver_.Soon(files_.Find(path));
+  }
+}
+
+Node FileSystem::StoredNode(const std::string& path) {
+  auto node = directory_.Find(path);
+  if (!node) throw NoSuchFile(path);
+  return *node;
+}
+
+std::optional<Node> FileSystem::StoredFile(const std::string& path) {
+  auto node = directory_.Find(path);
+  if (node && node->folder) throw FsError(EISDIR, path + ": is a folder");
+  return node;
+}
+
+Attributes FileSystem::Stat(const std::string& path) {
+  if (IsRoot(path)) return {true, 0, started_};
+  if (SharedFilePtr file = files_.Find(path)) return file->Stat();
+  Node node = StoredNode(path);
+  auto kept = times_.Find(path, node.folder ? "" : node.id);
+  return {node.folder, node.size, kept.value_or(node.folder ? started_ : node.modified)};
+}
+
+void FileSystem::List(const std::string& folder, const Visitor& visit) {
+  std::set<std::string> shown;
+  const auto names = directory_.List(folder);
+  for (const SharedFilePtr& file : files_.In(folder)) {
+    std::string name(NameOf(file->path()));
+    visit(name, file->Stat());
+    shown.insert(std::move(name));
+  }
+  for (const auto& [name, node] : names) {
+    if (shown.contains(name)) continue;
+    auto kept = times_.Find(Join(folder, name), node.folder ? "" : node.id);
+    visit(name, {node.folder, node.size, kept.value_or(node.folder ? started_ : node.modified)});
+  }
+}
+
+std::unique_ptr<Handle> FileSystem::Open(const std::string& path, bool for_writing, bool truncate) {
+  std::optional<Node> stored = StoredFile(path);
+  if (!stored && !files_.Find(path)) throw NoSuchFile(path);
+  auto handle = std::make_unique<Handle>(files_, path, stored, services_.reading, for_writing);
+  if (truncate) handle->file().StartEmpty();
+  return handle;
+}
+
+std::unique_ptr<Handle> FileSystem::Create(const std::string& path) {
+  if (IsBucket(path)) throw FsError(EACCES, path + ": only buckets stand here");
+  CheckName(path);
+  auto handle = std::make_unique<Handle>(files_, path, StoredFile(path), services_.reading, true);
+  handle->file().StartEmpty();
+  return handle;
+}
+
+std::size_t FileSystem::Write(Handle& handle, std::uint64_t offset, const char* data,
+                              std::size_t count) {
+  handle.wrote = true;
+  return handle.file().Write(offset, data, count);
+}
+
+void FileSystem::Truncate(Handle& handle, std::uint64_t size) {
+  handle.wrote = true;
+  handle.file().Truncate(size);
+}
+
+void FileSystem::Flush(Handle& handle) {
+  if (!handle.writable) return;
+  const bool wrote = handle.wrote.exchange(false);
+  if (handle.file().HasUnsaved()) return Save(handle.held.file());
+  handle.file().Settle();
+  // Another descriptor's close may have tried to save what this one wrote.
+  auto failure = handle.file().Failure();
+  if (wrote && failure) throw *failure;
+}
+
+void FileSystem::Sync(Handle& handle) {
+  handle.wrote = false;
+  Save(handle.held.file());
+}
+
+void FileSystem::Save(const SharedFilePtr& file) {
+  try {
+    file->Save();
+  } catch (const FsError&) {
+    saver_.Again(file);
+    throw;
+  }
+}
+
+void FileSystem::Close(std::unique_ptr<Handle> handle) {
+  SharedFilePtr file = handle->held.file();
+  const bool last = handle->held.IsOnly();
+  if (last) file->SealUnsaved();
+  handle.reset();
+  auto delay = file->Waiting();
+  if (last && delay && delay->failures == 0) saver_.Soon(file);
+}
+
+std::uint64_t FileSystem::TotalBytes() {
+  constexpr std::uint64_t kFallback = 10ULL << 40;
+  std::uint64_t total = options_.size ? *options_.size : remote_.TotalBytes();
+  return total == 0 ? kFallback : total;
+}
+
+std::vector<Delay> FileSystem::Waiting() {
+  std::vector<Delay> waiting;
+  for (const SharedFilePtr& file : files_.All()) {
+    if (auto delay = file->Waiting()) waiting.push_back(*delay);
+  }
+  return waiting;
+}
+
+std::vector<Delay> FileSystem::Drain() {
+  saver_.Stop();
+  if (options_.read_only) return Waiting();
+  {
+    constexpr std::size_t kSenders = 4;
+    Workers senders(kSenders);
+    for (const SharedFilePtr& file : files_.All()) {
+      auto delay = file->Waiting();
+      if (!delay || delay->lasting) continue;
+      senders.Run([file] {
+        try {
+          file->SendWaiting(kAllRetries);
+        } catch (const std::exception& error) {
+          Notice(file->path() + ": " + error.what());
+        }
+      });
+    }
+  }
+  return Waiting();
+}
+
+void FileSystem::Hurry() {
+  pauses_.Cut();
+  remote_.CancelAll();
+}
+
+}  // namespace b2drive::mount

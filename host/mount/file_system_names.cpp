@@ -1,0 +1,64 @@
+#include <cerrno>
+
+#include "host/mount/file_system.h"
+#include "host/mount/fs_error.h"
+#include "host/mount/paths.h"
+
+namespace b2drive::mount {
+void FileSystem::Truncate(const std::string& path, std::uint64_t size) {
+  auto handle = Open(path, true, false);
+  Truncate(*handle, size);
+  Flush(*handle);
+  Close(std::move(handle));
+}
+
+void FileSystem::SetTime(const std::string& path, timespec time) {
+  if (SharedFilePtr file = files_.Find(path)) return file->SetTime(time);
+  if (IsRoot(path)) return;
+  Node node = StoredNode(path);
+  times_.Set(path, node.folder ? "" : node.id, time);
+}
+
+void FileSystem::Unlink(const std::string& path) {
+  std::optional<Node> stored = StoredFile(path);
+  if (!stored && !files_.Find(path)) throw FsError(ENOENT, path + ": not found");
+  HeldFile held(files_, path, stored);
+  folders_.KeepParentOf(path);
+  held.file()->Unlink(!held.IsOnly());
+  files_.Remove(held.file(), path);
+  folders_.KeepIfEmptied(ParentOf(path));
+}
+
+void FileSystem::Rename(const std::string& from, const std::string& to, bool replace) {
+  if (from == to) return;
+  if (Stat(from).folder) throw FsError(EXDEV, from + ": folders are not renamed");
+  if (IsBucket(to)) throw FsError(EACCES, to + ": only buckets stand here");
+  CheckName(to);
+  std::optional<Node> target = StoredFile(to);
+  SharedFilePtr open_target = files_.Find(to);
+  if (!replace && (target || open_target)) throw FsError(EEXIST, to + ": exists");
+  HeldFile held(files_, from, StoredFile(from));
+  folders_.KeepParentOf(from);
+  held.file()->MoveTo(to, open_target.get());
+  files_.Move(held.file(), from, to);
+  folders_.KeepIfEmptied(ParentOf(from));
+}
+
+void FileSystem::MakeFolder(const std::string& path) {
+  if (!IsBucket(path)) CheckName(path);
+  folders_.Make(path);
+}
+
+void FileSystem::RemoveFolder(const std::string& path) {
+  if (!StoredNode(path).folder) throw FsError(ENOTDIR, path + ": is a file");
+  directory_.Forget(path);  // others may have stored something
+  if (!directory_.List(path).empty() || !files_.In(path).empty()) {
+    throw FsError(ENOTEMPTY, path + ": not empty");
+  }
+  folders_.KeepParentOf(path);
+  folders_.Remove(path);
+  times_.Remove(path);
+  folders_.KeepIfEmptied(ParentOf(path));
+}
+
+}  // namespace b2drive::mount

@@ -1,0 +1,142 @@
+#include <sys/statvfs.h>
+
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+#include "host/mount/fs_error.h"
+#include "host/mount/fuse_reply.h"
+#include "host/mount/paths.h"
+
+namespace b2drive::mount {
+namespace {
+
+// One opendir() of a program: what the folder held when reading began.
+struct OpenFolder {
+  std::string path;
+  std::vector<std::pair<std::string, Attributes>> entries;
+};
+
+OpenFolder& FolderOf(const fuse_file_info* info) {
+  return *reinterpret_cast<OpenFolder*>(info->fh);
+}
+
+void Open(fuse_req_t request, fuse_ino_t number, fuse_file_info* info) {
+  Answer(request, [&](FuseContext& context) {
+    auto folder = std::make_unique<OpenFolder>();
+    folder->path = context.inodes.Path(number);
+    info->fh = reinterpret_cast<std::uint64_t>(folder.release());
+    fuse_reply_open(request, info);
+  });
+}
+
+void Release(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
+  delete &FolderOf(info);
+  fuse_reply_err(request, 0);
+}
+
+void Fill(FuseContext& context, OpenFolder& folder) {
+  folder.entries = {{".", {true, 0, {}}}, {"..", {true, 0, {}}}};
+  context.files.List(folder.path, [&](const std::string& name, const Attributes& attributes) {
+    folder.entries.emplace_back(name, attributes);
+  });
+}
+
+constexpr std::size_t kDots = 2;
+// C libraries skip entries of number 0.
+constexpr std::uint64_t kUnknownNumber = 0xFFFFFFFF;
+
+// Appends entries from `at` on while they fit; gives the bytes used. With attributes each entry
+// counts as looked up, but for the dots.
+std::size_t Append(fuse_req_t request, FuseContext& context, const OpenFolder& folder,
+                   std::size_t at, std::vector<char>& out, bool with_attributes) {
+  std::size_t used = 0;
+  for (; at < folder.entries.size(); ++at) {
+    const auto& [name, attributes] = folder.entries[at];
+    const auto next = static_cast<off_t>(at + 1);
+    fuse_entry_param entry{};
+    entry.attr = ToStat(context, kUnknownNumber, attributes);
+    const bool remembered = with_attributes && at >= kDots;
+    if (remembered) entry = ToEntry(context, Join(folder.path, name), attributes);
+    char* place = out.data() + used;
+    const std::size_t room = out.size() - used;
+    const std::size_t needed =
+        with_attributes ? fuse_add_direntry_plus(request, place, room, name.c_str(), &entry, next)
+                        : fuse_add_direntry(request, place, room, name.c_str(), &entry.attr, next);
+    if (needed > room) {
+      if (remembered) context.inodes.Forget(entry.ino, 1);
+      break;
+    }
+    used += needed;
+  }
+  return used;
+}
+
+void ReadFolder(fuse_req_t request, std::size_t size, off_t offset, fuse_file_info* info,
+                bool with_attributes) {
+  Answer(request, [&](FuseContext& context) {
+    OpenFolder& folder = FolderOf(info);
+    if (offset == 0) Fill(context, folder);
+    std::vector<char> out(size);
+    const std::size_t used =
+        Append(request, context, folder, static_cast<std::size_t>(offset), out, with_attributes);
+    fuse_reply_buf(request, out.data(), used);
+  });
+}
+
+void Read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* info) {
+  ReadFolder(request, size, offset, info, false);
+}
+
+void ReadPlus(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset,
+              fuse_file_info* info) {
+  ReadFolder(request, size, offset, info, true);
+}
+
+void Sync(fuse_req_t request, fuse_ino_t, int, fuse_file_info*) { fuse_reply_err(request, 0); }
+
+void Make(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t) {
+  Answer(request, [&](FuseContext& context) {
+    const std::string path = context.inodes.Child(parent, name);
+    context.files.MakeFolder(path);
+    fuse_entry_param entry = ToEntry(context, path, context.files.Stat(path));
+    fuse_reply_entry(request, &entry);
+  });
+}
+
+void Remove(fuse_req_t request, fuse_ino_t parent, const char* name) {
+  AnswerDone(request, [&](FuseContext& context) {
+    const std::string path = context.inodes.Child(parent, name);
+    context.files.RemoveFolder(path);
+    context.inodes.Removed(path);
+  });
+}
+
+void Statistics(fuse_req_t request, fuse_ino_t) {
+  Answer(request, [&](FuseContext& context) {
+    constexpr unsigned long kBlockSize = 4096;
+    constexpr unsigned long kLongestName = 250;
+    constexpr fsfilcnt_t kManyFiles = 1'000'000'000;
+    struct statvfs out {};
+    out.f_bsize = out.f_frsize = kBlockSize;
+    out.f_blocks = out.f_bfree = out.f_bavail = context.files.TotalBytes() / kBlockSize;
+    out.f_files = out.f_ffree = out.f_favail = kManyFiles;
+    out.f_namemax = kLongestName;
+    fuse_reply_statfs(request, &out);
+  });
+}
+
+}  // namespace
+
+void AddFolderOperations(fuse_lowlevel_ops& operations) {
+  operations.opendir = Open;
+  operations.readdir = Read;
+  operations.readdirplus = ReadPlus;
+  operations.releasedir = Release;
+  operations.fsyncdir = Sync;
+  operations.mkdir = Make;
+  operations.rmdir = Remove;
+  operations.statfs = Statistics;
+}
+
+}  // namespace b2drive::mount

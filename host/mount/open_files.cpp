@@ -1,0 +1,85 @@
+#include "host/mount/open_files.h"
+
+#include "host/mount/paths.h"
+
+namespace b2drive::mount {
+
+SharedFilePtr OpenFiles::Acquire(const std::string& path, const std::optional<Node>& stored) {
+  std::lock_guard lock(mutex_);
+  SharedFilePtr& file = by_path_[path];
+  const bool outdated = file && stored && file->IsOutdated(stored->id);
+  if (!file || outdated) file = std::make_shared<SharedFile>(services_, path, stored);
+  ++handles_[file];
+  return file;
+}
+
+void OpenFiles::Release(const SharedFilePtr& file) {
+  {
+    std::lock_guard lock(mutex_);
+    if (--handles_[file] > 0) return;
+    handles_.erase(file);
+  }
+  LetGo(file);
+}
+
+std::size_t OpenFiles::Handles(const SharedFilePtr& file) {
+  std::lock_guard lock(mutex_);
+  auto found = handles_.find(file);
+  return found != handles_.end() ? found->second : 0;
+}
+
+void OpenFiles::Add(Unsent unsent, const std::optional<Node>& stored) {
+  std::lock_guard lock(mutex_);
+  std::string path = unsent.path;
+  by_path_[path] = std::make_shared<SharedFile>(services_, std::move(unsent), stored);
+}
+
+SharedFilePtr OpenFiles::Find(const std::string& path) {
+  std::lock_guard lock(mutex_);
+  auto found = by_path_.find(path);
+  return found != by_path_.end() ? found->second : nullptr;
+}
+
+std::vector<SharedFilePtr> OpenFiles::In(const std::string& folder) {
+  const std::string prefix = Join(folder, "");
+  std::vector<SharedFilePtr> files;
+  std::lock_guard lock(mutex_);
+  for (auto at = by_path_.lower_bound(prefix); at != by_path_.end(); ++at) {
+    if (!at->first.starts_with(prefix)) break;
+    if (at->first.find('/', prefix.size()) == std::string::npos) files.push_back(at->second);
+  }
+  return files;
+}
+
+std::vector<SharedFilePtr> OpenFiles::All() {
+  std::vector<SharedFilePtr> files;
+  std::lock_guard lock(mutex_);
+  for (const auto& [path, file] : by_path_) files.push_back(file);
+  return files;
+}
+
+void OpenFiles::Move(const SharedFilePtr& file, const std::string& from, const std::string& to) {
+  std::lock_guard lock(mutex_);
+  auto found = by_path_.find(from);
+  if (found != by_path_.end() && found->second == file) by_path_.erase(found);
+  by_path_[to] = file;
+}
+
+void OpenFiles::Remove(const SharedFilePtr& file, const std::string& path) {
+  std::lock_guard lock(mutex_);
+  auto found = by_path_.find(path);
+  if (found != by_path_.end() && found->second == file) by_path_.erase(found);
+}
+
+void OpenFiles::LetGo(const SharedFilePtr& file) {
+  {
+    std::lock_guard lock(mutex_);
+    if (handles_.contains(file) || !file->IsSettled()) return;
+    auto found = by_path_.find(file->path());
+    if (found == by_path_.end() || found->second != file) return;
+    by_path_.erase(found);
+  }
+  file->Retire();
+}
+
+}  // namespace b2drive::mount

@@ -1,0 +1,39 @@
+#include "host/mount/retry.h"
+
+#include <algorithm>
+#include <random>
+
+namespace b2drive::mount {
+using std::chrono::milliseconds;
+
+bool Pauses::Wait(milliseconds duration) {
+  std::unique_lock lock(mutex_);
+  return !cut_changed_.wait_for(lock, duration, [this] { return cut_; });
+}
+
+void Pauses::Cut() {
+  std::lock_guard lock(mutex_);
+  cut_ = true;
+  cut_changed_.notify_all();
+}
+
+bool Attempts::WaitForNext() {
+  if (left_ == 0) return false;
+  --left_;
+  return pauses_.Wait(Backoff(++made_, milliseconds(500), milliseconds(30'000)));
+}
+
+void Attempts::Renew(int retries) {
+  left_ = retries;
+  made_ = 0;
+}
+
+milliseconds Backoff(int failures, milliseconds first, milliseconds longest) {
+  constexpr int kMostDoublings = 20;
+  auto full = std::min(longest, first * (1 << std::clamp(failures - 1, 0, kMostDoublings)));
+  thread_local std::minstd_rand random(std::random_device{}());
+  return milliseconds(
+      std::uniform_int_distribution<milliseconds::rep>(full.count() / 2, full.count())(random));
+}
+
+}  // namespace b2drive::mount

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/errors.h"
+#include "host/mount/live_session.h"
+#include "host/mount/options.h"
+
+namespace b2drive::mount {
+
+struct MountRequest {
+  std::string mountpoint;
+  std::string options;
+  std::string account_id;
+  std::optional<int> live_fd;  // where someone waits for the mount to be live
+};
+
+// Mounts the drive, serves it until it is unmounted, and sends what is left. kPartly when something
+// could not be sent and waits for the next mount. Throws HostError.
+ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& connect);
+
+// Prints what is not on the service yet. Throws HostError when nothing of ours is mounted there.
+ExitCode PrintStatus(const std::string& mountpoint);
+
+}  // namespace b2drive::mount

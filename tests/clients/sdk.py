@@ -1,0 +1,166 @@
+"""What programs do through the service's Python SDK. Proxy, CA and account: see lib.sh."""
+
+import contextlib
+import io
+import json
+import os
+import tempfile
+import urllib.request
+
+import requests
+from b2sdk import v2 as b2
+from b2sdk.v2.exception import (CapExceeded, DuplicateBucketName, FileNotPresent, InvalidAuthToken,
+                                MaxRetriesExceeded, RestrictedBucket, Unauthorized)
+
+LARGE = os.urandom(17_000_000)
+LONGEST = "x" * 250 + "/y" * 375  # 1,000 bytes are what the SDK lets pass
+NAMES = ["plain.txt", "two  spaces", "quote'\"", "100% %41+&?#", "ümlaut/日本語/😀", LONGEST]
+ODD_BYTES = bytes(range(256))
+
+
+def sign_in(key_id=os.environ["B2_APPLICATION_KEY_ID"], key=os.environ["B2_APPLICATION_KEY"],
+            test_mode=None):
+    def session():
+        made = requests.Session()
+        made.headers.update({"X-Bz-Test-Mode": test_mode} if test_mode else {})
+        return made
+
+    config = b2.B2HttpApiConfig(http_session_factory=session)
+    api = b2.B2Api(b2.InMemoryAccountInfo(), api_config=config)
+    api.authorize_account("production", key_id, key)
+    return api
+
+
+def add_fault(**fault):
+    urllib.request.urlopen("https://control.backblazeb2.com/faults", json.dumps(fault).encode()).close()
+
+
+@contextlib.contextmanager
+def refused(*errors):
+    try:
+        yield
+    except errors:
+        return
+    raise AssertionError(f"not refused with {errors}")
+
+
+def content(downloaded):
+    sink = io.BytesIO()
+    downloaded.save(sink)
+    return sink.getvalue()
+
+
+def names(bucket, **options):
+    return [version.file_name for version, _ in bucket.ls(recursive=True, **options)]
+
+
+def test_buckets(api):
+    bucket = api.create_bucket("sdk-bucket", "allPrivate", bucket_info={"color": "blue"})
+    with refused(DuplicateBucketName):
+        api.create_bucket("sdk-bucket", "allPrivate")
+    bucket = bucket.update(bucket_type="allPublic")
+    assert (bucket.type_, bucket.bucket_info) == ("allPublic", {"color": "blue"})
+    api.create_bucket("sdk-other", "allPrivate")
+    assert [b.name for b in api.list_buckets()] == ["sdk-bucket", "sdk-other"]
+    api.delete_bucket(api.get_bucket_by_name("sdk-other"))
+    assert [b.name for b in api.list_buckets()] == ["sdk-bucket"]
+
+
+def test_small_files(bucket):
+    for name in NAMES:
+        bucket.upload_bytes(ODD_BYTES, name, file_infos={"color": "blüe"})
+        found = bucket.download_file_by_name(name)
+        assert content(found) == ODD_BYTES, name
+        assert found.download_version.file_info == {"color": "blüe"}, name
+    bucket.upload_bytes(b"", "empty")
+    assert bucket.get_file_info_by_name("empty").size == 0
+    assert names(bucket) == sorted([*NAMES, "empty"], key=str.encode)
+    assert content(bucket.download_file_by_name("plain.txt", range_=(10, 19))) == ODD_BYTES[10:20]
+    with refused(FileNotPresent):
+        bucket.get_file_info_by_name("missing")
+
+
+def test_large_files(api, bucket):
+    add_fault(call="b2_upload_part", skip=1, status=503, code="service_unavailable")
+    add_fault(call="b2_upload_part", cutRequestAfter=1000)
+    large = bucket.upload_bytes(LARGE, "large")
+    with tempfile.NamedTemporaryFile() as local:  # a file to seek in: fetched in parallel ranges
+        bucket.download_file_by_name("large").save_to(local.name)
+        assert local.read() == LARGE
+    api.services.large_file.start_large_file(bucket.id_, "unfinished", "text/plain", {})
+    unfinished = list(bucket.list_unfinished_large_files())
+    assert [file.file_name for file in unfinished] == ["unfinished"]
+    bucket.cancel_large_file(unfinished[0].file_id)
+    assert not list(bucket.list_unfinished_large_files())
+
+    copy = bucket.copy(large.id_, "copied")
+    parts = bucket.concatenate([b2.CopySource(copy.id_, 0, 6_000_000),
+                                b2.CopySource(copy.id_, 6_000_000, 11_000_000)], "glued")
+    assert content(api.download_file_by_id(parts.id_)) == LARGE
+
+
+def test_versions(api, bucket):
+    versions = [bucket.upload_bytes(text, "note") for text in (b"one", b"two")]
+    bucket.hide_file("note")
+    assert "note" not in names(bucket)
+    assert names(bucket, latest_only=False).count("note") == 3
+    assert content(api.download_file_by_id(versions[0].id_)) == b"one"
+    marker = next(v for v, _ in bucket.ls(latest_only=False, recursive=True) if v.action == "hide")
+    api.delete_file_version(marker.id_, "note")
+    assert content(bucket.download_file_by_name("note")) == b"two"
+    with refused(FileNotPresent):
+        api.delete_file_version(marker.id_, "note")
+
+
+def test_keys(api, bucket):
+    key = api.create_key(["listBuckets", "listFiles", "readFiles", "writeFiles"], "limited",
+                         bucket_id=bucket.id_, name_prefix="mine/")
+    assert key.id_ in [listed.id_ for listed in api.list_keys()]
+    limited = sign_in(key.id_, key.application_key)
+    own = limited.get_bucket_by_name(bucket.name)
+    own.upload_bytes(b"mine", "mine/file")
+    assert names(own, folder_to_list="mine") == ["mine/file"]
+    with refused(RestrictedBucket):
+        limited.get_bucket_by_name("sdk-other")
+    for attempt in (lambda: own.upload_bytes(b"", "yours"), lambda: names(own),
+                    lambda: limited.delete_file_version(next(bucket.ls())[0].id_, "100% %41+&?#"),
+                    lambda: limited.create_bucket("sdk-third", "allPrivate"),
+                    lambda: content(own.download_file_by_name("plain.txt"))):
+        with refused(Unauthorized, MaxRetriesExceeded):  # it repeats what may be an expired token
+            attempt()
+    api.delete_key(key)
+
+
+def test_modes(bucket):
+    for mode in "fail_some_uploads", "expire_some_account_authorization_tokens":
+        troubled = sign_in(test_mode=mode).get_bucket_by_name(bucket.name)
+        for number in range(8):
+            troubled.upload_bytes(ODD_BYTES, f"{mode}/{number}")
+            assert content(troubled.download_file_by_name(f"{mode}/{number}")) == ODD_BYTES
+    with refused(CapExceeded):
+        full = sign_in(test_mode="force_cap_exceeded").get_bucket_by_name(bucket.name)
+        full.upload_bytes(ODD_BYTES, "full")
+
+
+def test_deletion(api, bucket):
+    for version, _ in bucket.ls(latest_only=False, recursive=True):
+        api.delete_file_version(version.id_, version.file_name)
+    api.delete_bucket(bucket)
+    assert api.list_buckets() == []
+
+
+def main():
+    with refused(InvalidAuthToken):
+        sign_in(key="wrong")
+    api = sign_in()
+    test_buckets(api)
+    bucket = api.get_bucket_by_name("sdk-bucket")
+    test_small_files(bucket)
+    test_large_files(api, bucket)
+    test_versions(api, bucket)
+    test_keys(api, bucket)
+    test_modes(bucket)
+    test_deletion(api, bucket)
+
+
+main()
