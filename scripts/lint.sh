@@ -20,6 +20,6 @@ changed() {
 mkdir -p build/lint
 sed 's/ -fno-gnu-unique//' build/release/compile_commands.json >build/lint/compile_commands.json
 mapfile -t units < <(changed)
-printf '%s\0' "${units[@]}" | xargs -0 -r -n 4 -P "$(getconf _NPROCESSORS_ONLN)" \
-  clang-tidy --quiet -p build/lint 2>/dev/null
+[ ${#units[@]} -eq 0 ] || printf '%s\0' "${units[@]}" |
+  xargs -0 -n 4 -P "$(getconf _NPROCESSORS_ONLN)" clang-tidy --quiet -p build/lint 2>/dev/null
 echo "lint: ${#sources[@]} files formatted, ${#units[@]} units clean"
