@@ -38,7 +38,8 @@ cat "$BUCKET/huge" | sha1sum > "$SCRATCH/sum2" &
 wait %cat 2> /dev/null; for job in $(jobs -p); do [ "$job" = "$EMULATOR_PID" ] || wait "$job"; done
 cmp "$SCRATCH/sum1" "$SCRATCH/sum2" || Fail "two readers, two contents"
 Note "downloads: $(($(Calls b2_download_file_by_id) - before)), memory: $(Memory) MiB"
-[ "$(($(Calls b2_download_file_by_id) - before))" -lt 200 ] || Fail "ranges do not grow"
+# 64 for one reader; two that drift apart fetch for themselves. Ranges that do not grow make 8,192.
+[ "$(($(Calls b2_download_file_by_id) - before))" -lt 500 ] || Fail "ranges do not grow"
 [ "$(Memory)" -lt 200 ] || Fail "memory: $(Memory) MiB"
 
 Finish
