@@ -18,7 +18,7 @@ changed() {
 
 # clang does not know every option of GCC's that the build uses.
 mkdir -p build/lint
-sed 's/ -fno-gnu-unique//' build/release/compile_commands.json >build/lint/compile_commands.json
+sed -E 's/ -(fno-gnu-unique|Wno-restrict|Wno-maybe-uninitialized)//g' build/release/compile_commands.json >build/lint/compile_commands.json
 mapfile -t units < <(changed)
 [ ${#units[@]} -eq 0 ] || printf '%s\0' "${units[@]}" |
   xargs -0 -n 4 -P "$(getconf _NPROCESSORS_ONLN)" clang-tidy --quiet -p build/lint 2>/dev/null
