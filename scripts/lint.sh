@@ -5,6 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 base=${1:-HEAD~1}
+[ "$base" = all ] || git rev-parse --quiet --verify "$base" >/dev/null || base=HEAD  # a shallow clone
 
 mapfile -t sources < <(git ls-files '*.h' '*.cpp' '*.c')
 clang-format --dry-run -Werror "${sources[@]}"
