@@ -6,8 +6,11 @@
 #include "util/time_format.h"
 
 JsonObject Required(JsonObject& answer, const char* key) {
-  if (!answer.HasObject(key)) throw AERROR::FAILED;
-  return answer[key];
+  try {
+    return answer.GetObject(key);
+  } catch (AERROR) {
+    throw AERROR::FAILED;
+  }
 }
 
 void SetTimes(_FS_FILE_V2& record, const std::string& time) {

@@ -13,6 +13,7 @@ struct BackBlazeB2::ListState {
   std::string delimiter;
   std::string next_file_name;
   IFileList* list;
+  _FS_FILE_V2& record;  // the latest file's; used again, because making one allocates eight times
 
   JsonObject Body() const {
     JsonObject request(R"({"maxFileCount":1000})");
@@ -51,7 +52,6 @@ struct BackBlazeB2::ListState {
       return;
     }
     if (delimiter == "/" && ends_with(full_name, ".bzEmpty")) return;
-    _FS_FILE_V2 record;
     record.id = ItemId(container, Required(file, "fileId"));
     record.type = FS_FILE;
     record.size =
@@ -78,7 +78,8 @@ AERROR BackBlazeB2::GetFileList_ObjectList(const char* path, IFileList* list, ch
   if (container.empty()) return AERROR::FAILED;
 
   BindQueryLogger(query_logger_);
-  ListState state{std::move(container), std::move(prefix), std::move(delimiter), "", list};
+  _FS_FILE_V2 record;
+  ListState state{std::move(container), std::move(prefix), std::move(delimiter), "", list, record};
   return Query(
       JsonCall("GetFileList_ObjectList", call::kListFileNames, [&state] { return state.Body(); }),
       OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));

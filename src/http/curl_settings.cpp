@@ -3,6 +3,7 @@
 #include "http/curl_impl.h"
 #include "http/transfer_callbacks.h"
 #include "protocol/log.h"
+#include "util/ca_store.h"
 #include "util/executable_path.h"
 
 namespace {
@@ -12,6 +13,21 @@ void WarnOfUnverifiedServers() {
   if (warned.test_and_set()) return;
   __LOG__A(logger, LOGLEVEL_WARNING,
            "[NETWORK   ] Servers are not verified: no ../Frameworks beside the host's program");
+}
+
+// libcurl's callback for a new TLS context.
+CURLcode TrustSharedStore(CURL*, void* context, void*) {
+  try {
+    const bool trusted = util::ShareCaStore(context, util::FrameworksDirectory());
+    return trusted ? CURLE_OK : CURLE_SSL_CACERT_BADFILE;
+  } catch (...) {
+    return CURLE_OUT_OF_MEMORY;
+  }
+}
+
+bool LibcurlTakesSharedStore() {
+  const char* tls = curl_version_info(CURLVERSION_NOW)->ssl_version;
+  return tls != nullptr && util::IsOwnTlsLibrary(tls);
 }
 
 }  // namespace
@@ -88,6 +104,13 @@ void CURLImpl::SetSSLDefaults() {
   }
   Set(CURLOPT_SSL_VERIFYPEER, 1L);
   Set(CURLOPT_SSL_VERIFYHOST, 2L);
+  if (LibcurlTakesSharedStore()) {
+    // Otherwise each request object would read the whole bundle for itself.
+    Set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    Set(CURLOPT_CAINFO, static_cast<const char*>(nullptr));
+    Set(CURLOPT_SSL_CTX_FUNCTION, &TrustSharedStore);
+    return;
+  }
   Set(CURLOPT_CAPATH, (directory + "/").c_str());
   Set(CURLOPT_CAINFO, (directory + "/cacert.pem").c_str());
 }

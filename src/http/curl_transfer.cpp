@@ -22,6 +22,17 @@ CaptureBuffer NewCapture() {
   return buffer;
 }
 
+// The body that a fresh BufferCursor would read, or null. libcurl sends a body that it is shown in
+// one packet with the headers; one that it has to read follows in a packet of its own, for which the
+// server waits.
+const char* TextInMemory(void* read_function, void* read_data, long long size) {
+  if (read_function != CallbackPointer(&read_callback_buf_func) || read_data == nullptr) {
+    return nullptr;
+  }
+  const auto* cursor = static_cast<const BufferCursor*>(read_data);
+  return cursor->position == 0 && cursor->length == size ? cursor->data : nullptr;
+}
+
 double Number(CURL* easy, CURLINFO which) {
   curl_off_t value = 0;
   curl_easy_getinfo(easy, which, &value);
@@ -135,6 +146,8 @@ void CURLImpl::SendBody(void* read_function, void* read_data, long long size,
     Set(CURLOPT_MIMEPOST, mime_);
   } else {
     Set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t{size});
+    // Null, or an earlier body on this object would go before the reader.
+    Set(CURLOPT_POSTFIELDS, TextInMemory(read_function, read_data, size));
   }
   if (read_function != nullptr) {
     Set(CURLOPT_READFUNCTION, read_function);

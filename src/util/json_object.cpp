@@ -90,8 +90,10 @@ Json::Value* JsonObject::Find(const char* path) const {
   Json::Value* value = current_;
   for (const char* name = path + std::strspn(path, "/"); *name != '\0';) {
     const char* end = name + std::strcspn(name, "/");
-    if (!value->isObject() || !value->isMember(name, end)) return nullptr;
-    value = value->demand(name, end);
+    if (!value->isObject()) return nullptr;
+    // jsoncpp finds for reading only, and its other look-up creates what is missing.
+    value = const_cast<Json::Value*>(value->find(name, end));
+    if (value == nullptr) return nullptr;
     name = end + std::strspn(end, "/");
   }
   return value;

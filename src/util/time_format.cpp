@@ -48,7 +48,37 @@ Calendar ToUtc(long t) {
           static_cast<int>(second_of_day % 60)};
 }
 
+// `value` from 0 to 99 as two digits.
+void PutTwoDigits(char* at, int value) {
+  at[0] = static_cast<char>('0' + value / 10);
+  at[1] = static_cast<char>('0' + value % 10);
+}
+
+bool HasTwoDigits(int value) { return value >= 0 && value <= 99; }
+
+// Every field is in its usual range, unlike in a tm that a caller filled in.
+bool IsUsual(const Calendar& time) {
+  return time.year >= 0 && time.year <= 9999 && HasTwoDigits(time.month) &&
+         HasTwoDigits(time.day) && HasTwoDigits(time.hour) && HasTwoDigits(time.minute) &&
+         HasTwoDigits(time.second);
+}
+
+// By hand, because a listing formats as many times as it has names and printf takes twenty times as
+// long.
+std::string FormatUsual(const Calendar& time) {
+  char text[] = "0000-00-00T00:00:00";
+  PutTwoDigits(text, static_cast<int>(time.year / 100));
+  PutTwoDigits(text + 2, static_cast<int>(time.year % 100));
+  PutTwoDigits(text + 5, time.month);
+  PutTwoDigits(text + 8, time.day);
+  PutTwoDigits(text + 11, time.hour);
+  PutTwoDigits(text + 14, time.minute);
+  PutTwoDigits(text + 17, time.second);
+  return {text, sizeof text - 1};
+}
+
 std::string Format(const Calendar& time) {
+  if (IsUsual(time)) return FormatUsual(time);
   char text[128];
   const int length = std::snprintf(text, sizeof text, "%04ld-%02d-%02dT%02d:%02d:%02d", time.year,
                                    time.month, time.day, time.hour, time.minute, time.second);
