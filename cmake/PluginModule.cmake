@@ -15,7 +15,7 @@ function(b2_plugin_module target symbols)
     string(JOIN ";\n    " text ${exported})
     set(text "{\n  global:\n    ${text};\n  local:\n    *;\n};\n")
     target_link_options(${target} PRIVATE
-      -Wl,--version-script,${list} -Wl,-Bsymbolic -Wl,--no-as-needed)
+      -Wl,--version-script,${list} -Wl,-Bsymbolic -Wl,--no-as-needed -Wl,--gc-sections)
     if(NOT B2_SANITIZE)  # the sanitizers' own symbols are the program's
       target_link_options(${target} PRIVATE -Wl,--no-undefined)
     endif()
