@@ -5,10 +5,7 @@
 #include "protocol/aerror.h"
 
 TEST(PathsTest, SplitsIdentifiers) {
-  struct Row {
-    const char *path, *container, *rest;
-  };
-  const Row rows[] = {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
       {"", "", ""},
       {"/", "", ""},
       {"//", "", "/"},
@@ -22,10 +19,10 @@ TEST(PathsTest, SplitsIdentifiers) {
       {"\\/b/x\\y", "b", "x\\y"},
       {"b\\c/x", "b\\c", "x"},
   };
-  for (const Row& row : rows) {
-    const auto [container, rest] = SplitIdentifier(row.path);
-    EXPECT_EQ(container, row.container) << row.path;
-    EXPECT_EQ(rest, row.rest) << row.path;
+  for (const auto& [path, container, rest] : rows) {
+    const auto split = SplitIdentifier(path);
+    EXPECT_EQ(split.container, container) << path;
+    EXPECT_EQ(split.rest, rest) << path;
   }
 }
 

@@ -1,6 +1,6 @@
-# Sourced by the tests of this folder: an emulator of the test's own, the settings by which each
-# client reaches it, and checks. From the environment: B2EMULATOR, B2DRIVE and B2_PLUGIN, the files of
-# the programs and of the library. Everything lies in $scratch and goes with it, HOME too.
+# Sourced by the tests of this folder, bench/load and bench/faults: an emulator of one's own, the settings
+# by which each client reaches it, and checks. From the environment: B2EMULATOR, B2DRIVE and B2_PLUGIN,
+# the files of the programs and of the library. Everything lies in $scratch and goes with it, HOME too.
 # shellcheck shell=bash
 set -euo pipefail
 : "${B2EMULATOR:?}" "${B2DRIVE:?}" "${B2_PLUGIN:?}"

@@ -93,17 +93,10 @@ EmulatorTest::EmulatorTest(const Options& options)
 }
 
 void EmulatorTest::Login(const std::string& id_and_key) {
-  CURLU* const url = curl_url();
-  const std::string login =
-      id_and_key.empty() ? emulator_.account_id() + ":" + emulator_.key() : id_and_key;
-  curl_url_set(url, CURLUPART_URL,
-               ("https://" + login + "@api.backblazeb2.com/b2api/v1/b2_authorize_account").c_str(),
-               0);
-  char* text = nullptr;
-  curl_url_get(url, CURLUPART_URL, &text, 0);
-  token_ = client_.Send(text).Json().value("authorizationToken", "");
-  curl_free(text);
-  curl_url_cleanup(url);
+  const std::string master = emulator_.account_id() + ":" + emulator_.key();
+  const Reply reply = client_.Send("https://" + (id_and_key.empty() ? master : id_and_key) +
+                                   "@api.backblazeb2.com/b2api/v1/b2_authorize_account");
+  token_ = reply.Json().value("authorizationToken", "");
 }
 
 Reply EmulatorTest::Call(const std::string& name, const json& fields, int version) {
@@ -128,6 +121,14 @@ Reply EmulatorTest::Upload(const json& target, const Headers& headers, const std
   Headers all = headers;
   all.push_back("Authorization: " + target["authorizationToken"].get<std::string>());
   return client_.Send(target["uploadUrl"], all, body);
+}
+
+Reply EmulatorTest::UploadFile(const json& target, const std::string& name, const std::string& body,
+                               const Headers& more) {
+  Headers headers{"X-Bz-File-Name: " + name, "Content-Type: a/b",
+                  "X-Bz-Content-Sha1: do_not_verify"};
+  headers.insert(headers.end(), more.begin(), more.end());
+  return Upload(target, headers, body);
 }
 
 Reply EmulatorTest::UploadPart(const json& target, int number, const std::string& body) {

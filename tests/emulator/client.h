@@ -59,6 +59,7 @@ class EmulatorTest : public testing::Test {
  protected:
   explicit EmulatorTest(const Options& options = SmallParts());
 
+  Store& store() { return emulator_.store(); }
   /// Logs in with "id:key", the master key by default; later calls use the token.
   void Login(const std::string& id_and_key = "");
   Reply Call(const std::string& name, const json& fields, int version = 1);
@@ -68,6 +69,9 @@ class EmulatorTest : public testing::Test {
   /// An upload URL with its token, for the bucket or, given a large file's ID, for its parts.
   json UploadTarget(const std::string& large_id = "");
   Reply Upload(const json& target, const Headers& headers, const std::string& body);
+  /// Uploads a file, not verified.
+  Reply UploadFile(const json& target, const std::string& name, const std::string& body,
+                   const Headers& more = {});
   /// Uploads a part in the plainest way.
   Reply UploadPart(const json& target, int number, const std::string& body);
 

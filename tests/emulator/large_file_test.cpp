@@ -24,7 +24,7 @@ TEST_F(LargeFileTest, PartsInAnyOrderBecomeOneFile) {
   EXPECT_EQ(UploadPart(target, 2, four_).Outcome(), "200");
   EXPECT_EQ(UploadPart(target, 1, "replaced!!").Outcome(), "200");
   EXPECT_EQ(UploadPart(UploadTarget(id), 1, ten_).Outcome(), "200");
-  AddText(emulator_.store(), "photos", "big", "newer");
+  AddText(store(), "photos", "big", "newer");
   EXPECT_EQ(Call("b2_list_parts", {{"fileId", id}, {"maxPartCount", 1}}).Json()["nextPartNumber"],
             2);
 
@@ -36,7 +36,6 @@ TEST_F(LargeFileTest, PartsInAnyOrderBecomeOneFile) {
   EXPECT_EQ(VersionsText(), "big=newer big=0123456789tail");
   EXPECT_EQ(Finish(id, {Sha1Of(ten_), Sha1Of(four_)}).Outcome(), "400 bad_request");
   EXPECT_EQ(UploadPart(target, 3, four_).Outcome(), "400 bad_request");
-  EXPECT_EQ(emulator_.store().UnfinishedCount(), 0U);
 }
 
 TEST_F(LargeFileTest, FinishChecksTheParts) {
@@ -79,12 +78,11 @@ TEST_F(LargeFileTest, PartsAreChecked) {
   for (const auto& [headers, outcome] : rows) {
     EXPECT_EQ(Upload(target, headers, four_).Outcome(), outcome) << json(headers);
   }
-  json parts = emulator_.store().Parts(target["fileId"]).size();
-  EXPECT_EQ(parts, 2);
+  EXPECT_EQ(store().Parts(target["fileId"]).size(), 2U);
 }
 
 TEST_F(LargeFileTest, CopiedPartsAndCancelling) {
-  const VersionPtr source = AddText(emulator_.store(), "photos", "source", ten_ + four_);
+  const VersionPtr source = AddText(store(), "photos", "source", ten_ + four_);
   const std::string id = Start("big");
   const json range{{"sourceFileId", source->Id()},
                    {"largeFileId", id},
@@ -94,7 +92,7 @@ TEST_F(LargeFileTest, CopiedPartsAndCancelling) {
   const json whole{{"sourceFileId", source->Id()}, {"largeFileId", id}, {"partNumber", 2}};
   EXPECT_EQ(Call("b2_copy_part", whole).Json()["contentLength"], 14);
   EXPECT_EQ(Finish(id, {Sha1Of(ten_), Sha1Of(ten_ + four_)}).Outcome(), "200");
-  EXPECT_EQ(ReadText(emulator_.store(), "photos", "big"), ten_ + ten_ + four_);
+  EXPECT_EQ(ReadText(store(), "photos", "big"), ten_ + ten_ + four_);
 
   const std::string second = Start("second");
   const std::string third = Start("third");
@@ -107,7 +105,7 @@ TEST_F(LargeFileTest, CopiedPartsAndCancelling) {
   EXPECT_EQ(Call("b2_cancel_large_file", {{"fileId", second}}).Outcome(), "400 bad_request");
   EXPECT_EQ(Call("b2_delete_file_version", {{"fileId", third}, {"fileName", "third"}}).Outcome(),
             "200");
-  EXPECT_EQ(emulator_.store().UnfinishedCount(), 0U);
+  EXPECT_EQ(store().UnfinishedCount(), 0U);
 }
 
 TEST(SinglePartTest, IsAllowedOnRequest) {

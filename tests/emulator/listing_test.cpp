@@ -1,4 +1,3 @@
-#include <random>
 #include <set>
 
 #include "client.h"
@@ -26,11 +25,10 @@ std::string PageText(const Reply& reply) {
 class ListingTest : public EmulatorTest {
  protected:
   ListingTest() {
-    Store& store = emulator_.store();
     for (const char* name : {"b.txt", "b/1", "b/2/x", "c", "c", "h/gone", "z", "\xC3\xA9/x"}) {
-      AddText(store, "photos", name, name);
+      AddText(store(), "photos", name, name);
     }
-    store.Hide(bucket_.id, "h/gone");
+    store().Hide(bucket_.id, "h/gone");
     Start("b/0");
     Start("c");
   }
@@ -41,31 +39,17 @@ class ListingTest : public EmulatorTest {
   }
 };
 
-struct Row {
-  const char* call;
-  json fields;
-  const char* expected;
-};
-
 TEST_F(ListingTest, RulesOfPagesFoldersAndVersions) {
   const json none = nullptr;
-  const Row rows[] = {
-      {kNames, json::object(), "b.txt b/1 b/2/x c z \xC3\xA9/x "},
+  const std::tuple<const char*, json, const char*> rows[] = {
       {kNames,
        {{"delimiter", none}, {"prefix", none}, {"startFileName", none}},
        "b.txt b/1 b/2/x c z \xC3\xA9/x "},
       // Only folders with something visible are shown; names sort as unsigned bytes.
       {kNames, {{"delimiter", "/"}}, "b.txt b/ c z \xC3\xA9/ "},
       {kNames, {{"delimiter", "/"}, {"maxFileCount", 1}}, "b.txt > b/"},
-      {kNames, {{"delimiter", "/"}, {"maxFileCount", 2}}, "b.txt b/ > c"},
       {kNames, {{"delimiter", "/"}, {"startFileName", "b/"}, {"maxFileCount", 1}}, "b/ > c"},
-      {kNames, {{"delimiter", "/"}, {"startFileName", "b/1x"}}, "b/ c z \xC3\xA9/ "},
-      {kNames, {{"delimiter", "/"}, {"prefix", "b"}}, "b.txt b/ "},
-      {kNames, {{"delimiter", "/"}, {"prefix", "b/"}}, "b/1 b/2/ "},
-      {kNames, {{"delimiter", "2"}}, "b.txt b/1 b/2 c z \xC3\xA9/x "},
-      {kNames, {{"prefix", "b/"}, {"startFileName", "a"}}, "b/1 b/2/x "},
       {kNames, {{"prefix", "b/"}, {"startFileName", "c"}}, ""},
-      {kNames, {{"prefix", "b"}, {"maxFileCount", 3}}, "b.txt b/1 b/2/x "},
       {kNames, {{"maxFileCount", 0}}, "b.txt b/1 b/2/x c z \xC3\xA9/x "},
       {kNames, {{"maxFileCount", 10'000}}, "b.txt b/1 b/2/x c z \xC3\xA9/x "},
       {kNames, {{"maxFileCount", 10'001}}, "400 out_of_range"},
@@ -80,54 +64,47 @@ TEST_F(ListingTest, RulesOfPagesFoldersAndVersions) {
       {kVersions, {{"startFileName", "c"}, {"startFileId", "x"}}, "400 invalid_file_id"},
       {kVersions, {{"startFileId", "x"}}, "400 bad_request"},
   };
-  for (const Row& row : rows) {
-    EXPECT_EQ(PageText(List(row.call, row.fields)), row.expected) << row.call << row.fields;
+  for (const auto& [call, fields, expected] : rows) {
+    EXPECT_EQ(PageText(List(call, fields)), expected) << call << fields;
   }
 }
 
 TEST_F(ListingTest, VersionsGoOnBehindADeletedVersion) {
   const json first = List(kVersions, {{"prefix", "c"}, {"maxFileCount", 1}}).Json();
   const std::string next = first["nextFileId"];
-  emulator_.store().Delete("c", next);
+  store().Delete("c", next);
   EXPECT_EQ(PageText(List(kVersions, {{"startFileName", "c"}, {"startFileId", next}})),
             "c h/gone- h/gone z \xC3\xA9/x ");
 }
 
 TEST_F(ListingTest, HidingAndDeletingChangeWhatIsVisible) {
-  Store& store = emulator_.store();
-  const std::string marker = AllVersions(store, "photos")[7]->Id();
-  const auto call = [&](const char* name, json fields) {
-    fields["bucketId"] = bucket_.id;
-    return Call(name, fields).Outcome();
+  const std::string marker = AllVersions(store(), "photos")[7]->Id();
+  const auto outcome = [&](const char* call, const char* name) {
+    return Call(call, {{"bucketId", bucket_.id}, {"fileName", name}, {"fileId", marker}}).Outcome();
   };
   EXPECT_EQ(Download("h/gone").status, 404);
-  EXPECT_EQ(call("b2_hide_file", {{"fileName", "h/gone"}}), "400 already_hidden");
-  EXPECT_EQ(call("b2_hide_file", {{"fileName", "b/0"}}), "400 no_such_file");
-  EXPECT_EQ(call("b2_delete_file_version", {{"fileName", "h/gone"}, {"fileId", marker}}), "200");
+  EXPECT_EQ(outcome("b2_hide_file", "h/gone"), "400 already_hidden");
+  EXPECT_EQ(outcome("b2_hide_file", "b/0"), "400 no_such_file");
+  EXPECT_EQ(outcome("b2_delete_file_version", "h/gone"), "200");
   EXPECT_EQ(Download("h/gone").body, "h/gone");
-  EXPECT_EQ(call("b2_delete_file_version", {{"fileName", "h/gone"}, {"fileId", marker}}),
-            "400 file_not_present");
-  EXPECT_EQ(call("b2_hide_file", {{"fileName", "z"}}), "200");
+  EXPECT_EQ(outcome("b2_delete_file_version", "h/gone"), "400 file_not_present");
+  EXPECT_EQ(outcome("b2_hide_file", "z"), "200");
   EXPECT_EQ(PageText(List(kNames, {{"prefix", "z"}})), "");
   EXPECT_EQ(PageText(List(kVersions, {{"prefix", "z"}})), "z- z ");
 }
 
-// Every way of paging through random names must show what a plain walk over all of them shows.
+// Every way of paging must show what a plain walk over all of them shows.
 TEST_F(ListingTest, PagesOfAnySizeAddUpToThePlainListing) {
   Store store({});
   const std::string bucket = store.CreateBucket({.name = "random"}).id;
-  std::mt19937 random(20);
-  std::set<std::string> visible;
-  for (int i = 0; i < 150; ++i) {
-    std::string name(1 + random() % 4, 'x');
-    for (char& c : name) c = "ab//."[random() % 5];
-    if (name.front() == '/' || name.back() == '/' || name.find("//") != name.npos) continue;
+  std::set<std::string> visible{"a",  "a.", "a./b", "a/.",  "a/a",   "a/a/a", "a/b", "aa",
+                                "ab", "b",  "b/a",  "b/a.", "b/a/a", "b/a/b", "ba/a"};
+  for (const std::string& name : visible) {
     store.AddFile(bucket, {.name = name}, Content::FromText(name));
-    visible.insert(name);
-    if (random() % 3 == 0) {
-      store.Hide(bucket, name);
-      visible.erase(name);
-    }
+  }
+  for (const std::string name : {"a.", "a/b", "ba/a"}) {
+    store.Hide(bucket, name);
+    visible.erase(name);
   }
   for (const std::string prefix : {"", "a", "a/", "b/a", "nothing"}) {
     for (const std::string delimiter : {"", "/", "."}) {

@@ -6,15 +6,9 @@ namespace {
 
 using RefusalTest = EmulatorTest;
 
-struct Row {
-  const char* call;
-  json fields;
-  const char* outcome;
-};
-
 TEST_F(RefusalTest, CallsRefuseWhatDoesNotFit) {
-  AddText(emulator_.store(), "photos", "a", "text");
-  const std::string file_id = AllVersions(emulator_.store(), "photos")[0]->Id();
+  AddText(store(), "photos", "a", "text");
+  const std::string file_id = AllVersions(store(), "photos")[0]->Id();
   const std::string large_id = Start("large");
   std::string unknown_id = file_id;
   unknown_id[40] = 'f';
@@ -23,17 +17,19 @@ TEST_F(RefusalTest, CallsRefuseWhatDoesNotFit) {
   const auto create = [&](const char* name, const char* type) {
     return json{{"accountId", account}, {"bucketName", name}, {"bucketType", type}};
   };
-  const Row rows[] = {
+  const auto with_account = [&](const char* field, const json& value) {
+    return json{{"accountId", account}, {field, value}};
+  };
+  const auto copy_with = [&](const char* field, const char* value) {
+    return json{{"sourceFileId", file_id}, {"fileName", "b"}, {field, value}};
+  };
+  const std::tuple<const char*, json, const char*> rows[] = {
       {"b2_list_buckets", json::object(), "400 bad_request"},
       {"b2_list_buckets", {{"accountId", "000000000000"}}, "400 bad_request"},
       {"b2_list_buckets", {{"accountId", 5}}, "400 bad_request"},
-      {"b2_list_buckets",
-       {{"accountId", account}, {"bucketTypes", json::array()}},
-       "400 bad_request"},
-      {"b2_list_buckets",
-       {{"accountId", account}, {"bucketTypes", {"all", "shared"}}},
-       "400 bad_request"},
-      {"b2_list_buckets", {{"accountId", account}, {"bucketId", "none"}}, "200"},
+      {"b2_list_buckets", with_account("bucketTypes", json::array()), "400 bad_request"},
+      {"b2_list_buckets", with_account("bucketTypes", {"all", "shared"}), "400 bad_request"},
+      {"b2_list_buckets", with_account("bucketId", "none"), "200"},
       {"b2_create_bucket", create("short", "allPrivate"), "400 bad_request"},
       {"b2_create_bucket", create("under_score", "allPrivate"), "400 bad_request"},
       {"b2_create_bucket", create("b2-bucket", "allPrivate"), "400 bad_request"},
@@ -42,10 +38,8 @@ TEST_F(RefusalTest, CallsRefuseWhatDoesNotFit) {
       {"b2_update_bucket",
        {{"accountId", account}, {"bucketId", bucket}, {"ifRevisionIs", 9}},
        "409 conflict"},
-      {"b2_delete_bucket",
-       {{"accountId", account}, {"bucketId", bucket}},
-       "400 cannot_delete_non_empty_bucket"},
-      {"b2_delete_bucket", {{"accountId", account}, {"bucketId", "none"}}, "400 bad_bucket_id"},
+      {"b2_delete_bucket", with_account("bucketId", bucket), "400 cannot_delete_non_empty_bucket"},
+      {"b2_delete_bucket", with_account("bucketId", "none"), "400 bad_bucket_id"},
       {"b2_list_file_names", {{"bucketId", "none"}}, "400 bad_bucket_id"},
       {"b2_list_file_names", json::array(), "400 bad_json"},
       {"b2_get_file_info", {{"fileId", "nonsense"}}, "400 bad_request"},
@@ -55,15 +49,9 @@ TEST_F(RefusalTest, CallsRefuseWhatDoesNotFit) {
       {"b2_get_upload_part_url", {{"fileId", file_id}}, "400 bad_request"},
       {"b2_delete_file_version", {{"fileId", file_id}, {"fileName", "b"}}, "400 file_not_present"},
       {"b2_copy_file", {{"sourceFileId", large_id}, {"fileName", "b"}}, "404 not_found"},
-      {"b2_copy_file",
-       {{"sourceFileId", file_id}, {"fileName", "b"}, {"contentType", "x/y"}},
-       "400 bad_request"},
-      {"b2_copy_file",
-       {{"sourceFileId", file_id}, {"fileName", "b"}, {"metadataDirective", "REPLACE"}},
-       "400 bad_request"},
-      {"b2_copy_file",
-       {{"sourceFileId", file_id}, {"fileName", "b"}, {"range", "bytes=4-"}},
-       "416 range_not_satisfiable"},
+      {"b2_copy_file", copy_with("contentType", "x/y"), "400 bad_request"},
+      {"b2_copy_file", copy_with("metadataDirective", "REPLACE"), "400 bad_request"},
+      {"b2_copy_file", copy_with("range", "bytes=4-"), "416 range_not_satisfiable"},
       {"b2_start_large_file", {{"bucketId", bucket}, {"fileName", "b"}}, "400 bad_request"},
       {"b2_list_parts", {{"fileId", large_id}, {"maxPartCount", 1001}}, "400 out_of_range"},
       {"b2_get_download_authorization",
@@ -71,8 +59,8 @@ TEST_F(RefusalTest, CallsRefuseWhatDoesNotFit) {
        "400 bad_request"},
       {"b2_no_such_call", json::object(), "404 not_found"},
   };
-  for (const Row& row : rows) {
-    EXPECT_EQ(Call(row.call, row.fields).Outcome(), row.outcome) << row.call << row.fields;
+  for (const auto& [call, fields, outcome] : rows) {
+    EXPECT_EQ(Call(call, fields).Outcome(), outcome) << call << fields;
   }
   EXPECT_EQ(VersionsText(), "a=text large+");
 }
@@ -118,7 +106,7 @@ TEST_F(RefusalTest, NamesAndInfos) {
 }
 
 TEST_F(RefusalTest, TokensAreCheckedOnEveryKindOfCall) {
-  AddText(emulator_.store(), "photos", "a", "text");
+  AddText(store(), "photos", "a", "text");
   const json target = UploadTarget();
   const auto outcomes = [&](const std::string& token, const std::string& upload_token) {
     const Headers header{"Authorization: " + token};
@@ -128,10 +116,7 @@ TEST_F(RefusalTest, TokensAreCheckedOnEveryKindOfCall) {
     return send("https://api001.backblazeb2.com/b2api/v1/b2_list_file_names?bucketId=" +
                 bucket_.id) +
            "; " + send("https://f001.backblazeb2.com/file/photos/a") + "; " +
-           Upload(other,
-                  {"X-Bz-File-Name: b", "Content-Type: a/b", "X-Bz-Content-Sha1: do_not_verify"},
-                  "")
-               .Outcome();
+           UploadFile(other, "b", "").Outcome();
   };
   const std::string upload_token = target["authorizationToken"];
   EXPECT_EQ(outcomes(token_, upload_token), "200; 200; 200");

@@ -23,8 +23,8 @@ class ShapeTest : public EmulatorTest {
 using Keys = std::set<std::string>;
 
 TEST_F(ShapeTest, VersionsOfTheApiDifferAsClientsExpect) {
-  AddText(emulator_.store(), "photos", "a", "text");
-  emulator_.store().Hide(bucket_.id, "a");
+  AddText(store(), "photos", "a", "text");
+  store().Hide(bucket_.id, "a");
   const auto both = [&](const char* name, const json& fields, const char* list, size_t index) {
     return Difference(Call(name, fields, 2).Json()[list][index],
                       Call(name, fields, 1).Json()[list][index]);
@@ -66,29 +66,23 @@ TEST_F(ShapeTest, AuthorizeInThreeShapes) {
 }
 
 TEST_F(ShapeTest, BucketsKeepWhatTheyAreGiven) {
-  const std::string account = emulator_.account_id();
-  const json rules = json::array({{{"fileNamePrefix", "x"}}});
-  const json made = Call("b2_create_bucket", {{"accountId", account},
-                                              {"bucketName", "a-bucket"},
-                                              {"bucketType", "allPublic"},
-                                              {"bucketInfo", {{"k", "v"}}},
-                                              {"lifecycleRules", rules}})
-                        .Json();
-  const json changed = Call("b2_update_bucket", {{"accountId", account},
-                                                 {"bucketId", made["bucketId"]},
-                                                 {"bucketInfo", nullptr},
-                                                 {"ifRevisionIs", 1},
-                                                 {"bucketType", "allPrivate"}})
-                           .Json();
-  json expected = made;
-  expected["bucketType"] = "allPrivate";
-  expected["revision"] = 2;
-  EXPECT_EQ(changed, expected);
-  EXPECT_EQ(changed["lifecycleRules"], rules);
-  expected["revision"] = 3;
-  EXPECT_EQ(
-      Call("b2_delete_bucket", {{"accountId", account}, {"bucketId", made["bucketId"]}}).Json(),
-      expected);
+  const auto call = [&](const char* name, json fields) {
+    fields["accountId"] = emulator_.account_id();
+    return Call(name, fields).Json();
+  };
+  json bucket = call("b2_create_bucket", {{"bucketName", "a-bucket"},
+                                          {"bucketType", "allPublic"},
+                                          {"bucketInfo", {{"k", "v"}}},
+                                          {"lifecycleRules", {{{"fileNamePrefix", "x"}}}}});
+  EXPECT_EQ(bucket["lifecycleRules"][0]["fileNamePrefix"], "x");
+  const json id = bucket["bucketId"];
+  bucket["bucketType"] = "allPrivate";
+  bucket["revision"] = 2;
+  EXPECT_EQ(call("b2_update_bucket",
+                 {{"bucketId", id}, {"ifRevisionIs", 1}, {"bucketType", "allPrivate"}}),
+            bucket);
+  bucket["revision"] = 3;
+  EXPECT_EQ(call("b2_delete_bucket", {{"bucketId", id}}), bucket);
 }
 
 }  // namespace

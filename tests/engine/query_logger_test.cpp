@@ -13,57 +13,52 @@
 
 namespace {
 
-std::shared_ptr<char> Block(const char* text) { return {strdup(text), std::free}; }
-
 _CURLRTN Result(const char* headers, const char* body) {
+  const auto block = [](const char* text) {
+    return std::shared_ptr<char>(strdup(text), std::free);
+  };
   _CURLRTN result = Answer(200);
   result.headerSize = static_cast<long>(std::strlen(headers));
-  result.headerBlock = Block(headers);
+  result.headerBlock = block(headers);
   result.bodyLength = static_cast<int>(std::strlen(body));
-  result.body = Block(body);
+  result.body = block(body);
   result.curl = std::make_shared<FakeRequest>();
   return result;
 }
 
-class LogBinding {
- public:
-  explicit LogBinding(RecordingLog& log) { logger = &log; }
-  ~LogBinding() { logger = nullptr; }
-  LogBinding(const LogBinding&) = delete;
-  LogBinding& operator=(const LogBinding&) = delete;
-};
+std::string Hex(const std::string& text) { return compress_string(text.data(), text.size(), -1); }
 
 }  // namespace
 
 TEST(QueryLoggerTest, EachKindWritesItsFormatAndNothingForEmptyResults) {
   RecordingLog log;
-  const LogBinding binding(log);
-  const std::string headers = compress_string("\n\nH", 3, -1);
-  const std::string body = compress_string("\n\nB", 3, -1);
-  const std::string bare_headers = compress_string("H", 1, -1);
-  const std::string bare_body = compress_string("B", 1, -1);
+  logger = &log;
+  const auto header = std::make_shared<HeaderLog>();
+  const auto body = std::make_shared<BodyLog>();
+  const auto full = std::make_shared<FullLog>();
   struct Row {
     std::shared_ptr<IQueryLogger> kind;
     const char *headers, *body;
     std::string line;
   };
   const Row rows[] = {
-      {std::make_shared<HeaderLog>(), "H", "B", "1 [PROTOCOL  ] Call >>\n" + headers},
-      {std::make_shared<HeaderLog>(), "", "B", ""},
-      {std::make_shared<BodyLog>(), "H", "B", "1 [PROTOCOL  ] Call >> \n" + body},
-      {std::make_shared<BodyLog>(), "H", "", ""},
-      {std::make_shared<FullLog>(), "H", "B",
-       "1 [PROTOCOL  ] Call >>\n" + bare_headers + "\n" + bare_body},
-      {std::make_shared<FullLog>(), "", "B", "1 [PROTOCOL  ] Call >>\n\n" + bare_body},
-      {std::make_shared<FullLog>(), "H", "", "1 [PROTOCOL  ] Call >>\n" + bare_headers},
-      {std::make_shared<FullLog>(), "", "", ""},
+      {header, "H", "B", ">>\n" + Hex("\n\nH")},
+      {header, "", "B", ""},
+      {body, "H", "B", ">> \n" + Hex("\n\nB")},
+      {body, "H", "", ""},
+      {full, "H", "B", ">>\n" + Hex("H") + "\n" + Hex("B")},
+      {full, "", "B", ">>\n\n" + Hex("B")},
+      {full, "H", "", ">>\n" + Hex("H")},
+      {full, "", "", ""},
   };
   for (const Row& row : rows) {
     _CURLRTN result = Result(row.headers, row.body);
     row.kind->DoLog("Call", result);
     const auto lines = log.Take();
-    EXPECT_EQ(lines.empty() ? "" : lines[0], row.line);
+    const std::string expected = row.line.empty() ? "" : "1 [PROTOCOL  ] Call " + row.line;
+    EXPECT_EQ(lines.empty() ? "" : lines[0], expected);
   }
+  logger = nullptr;
 }
 
 TEST(QueryLoggerTest, BindingIsPerThreadEndsWithTheQueryAndOwnsNothing) {

@@ -13,22 +13,20 @@ class CurlLoggerTest : public testing::Test {
   CurlLoggerTest() { logger = &log; }
   ~CurlLoggerTest() override { logger = nullptr; }
 
-  void Debug(curl_infotype type, std::string text) {
-    EXPECT_EQ(CURLDebug(nullptr, type, text.data(), text.size(), nullptr), 0);
-  }
-
   RecordingLog log;
 };
 
 }  // namespace
 
 TEST_F(CurlLoggerTest, DebugCallbackChoosesWhatToShow) {
-  Debug(CURLINFO_TEXT, "Connected\n");
-  Debug(CURLINFO_HEADER_IN, "HTTP/1.1 200\r\n");
-  Debug(CURLINFO_HEADER_IN, "\r\n");
-  Debug(CURLINFO_HEADER_OUT, "GET / HTTP/1.1\r\n");
-  Debug(CURLINFO_HEADER_OUT, "PASS secret\r\n");
-  Debug(CURLINFO_DATA_IN, "body");
+  for (auto [type, text] : {std::pair<curl_infotype, std::string>{CURLINFO_TEXT, "Connected\n"},
+                            {CURLINFO_HEADER_IN, "HTTP/1.1 200\r\n"},
+                            {CURLINFO_HEADER_IN, "\r\n"},
+                            {CURLINFO_HEADER_OUT, "GET / HTTP/1.1\r\n"},
+                            {CURLINFO_HEADER_OUT, "PASS secret\r\n"},
+                            {CURLINFO_DATA_IN, "body"}}) {
+    EXPECT_EQ(CURLDebug(nullptr, type, text.data(), text.size(), nullptr), 0);
+  }
   EXPECT_EQ(log.Take(),
             (std::vector<std::string>{"2 [NETWORK   ] [INFORMATION] Connected\n",
                                       "1 [NETWORK   ] [HEADER   >>] HTTP/1.1 200\r\n",
@@ -59,10 +57,6 @@ TEST_F(CurlLoggerTest, TransfersWriteOneLineEachAndTraceWhenAsked) {
 
   logger = nullptr;
   EXPECT_EQ(request.PerformGet(nullptr, nullptr).code, CURLE_OK);
-}
-
-TEST_F(CurlLoggerTest, ErrorTextIsLibcurlsOwn) {
-  CURLLogger request;
   request.SetURL("https://127.0.0.1:1/");
   EXPECT_FALSE(request.PerformGet(nullptr, nullptr).errorText.empty());
 }

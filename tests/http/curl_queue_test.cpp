@@ -28,11 +28,13 @@ struct FakeRequest {
 
 }  // namespace
 
-TEST(CurlQueueTest, LendsTheLatestReturnedAndClearsIt) {
+TEST(CurlQueueTest, LendsTheLatestReturnedClearedAndOutlivesRefusals) {
   CURLQueue<FakeRequest> pool;
   const auto first = pool.GetCURL();
   const auto second = pool.GetCURL();
-  EXPECT_NE(first, second);
+  FakeRequest::refuses = true;
+  EXPECT_THROW(pool.GetCURL(), std::runtime_error);
+  FakeRequest::refuses = false;
   pool.PutCURL(first);
   { const AutoPutCURL<FakeRequest> give_back(pool, second); }
   EXPECT_TRUE(second->cleared);
@@ -41,11 +43,7 @@ TEST(CurlQueueTest, LendsTheLatestReturnedAndClearsIt) {
 }
 
 TEST(CurlQueueTest, AppliesTheProxyOnEveryLending) {
-  struct Row {
-    _PROXYINFO proxy;
-    const char* applied;
-  };
-  const Row rows[] = {
+  const std::pair<_PROXYINFO, const char*> rows[] = {
       {{"SOCKS5", "h", "abc", "", ""}, "2 h 0  "},
       {{"HTTP with TUNNEL", "h", "3128", "u", "p"}, "3 h 3128 u p"},
       {{"HTTP without TUNNEL", "h", "3128", "", ""}, "4 h 3128  "},
@@ -54,18 +52,10 @@ TEST(CurlQueueTest, AppliesTheProxyOnEveryLending) {
       {{"", "h", "1", "", ""}, ""},
   };
   CURLQueue<FakeRequest> pool;
-  for (const Row& row : rows) {
-    pool.SetProxy(row.proxy);
+  for (const auto& [proxy, applied] : rows) {
+    pool.SetProxy(proxy);
     const auto request = pool.GetCURL();
-    EXPECT_EQ(request->proxy, row.applied);
+    EXPECT_EQ(request->proxy, applied);
     pool.PutCURL(request);
   }
-}
-
-TEST(CurlQueueTest, StaysUsableWhenARequestCannotBeMade) {
-  CURLQueue<FakeRequest> pool;
-  FakeRequest::refuses = true;
-  EXPECT_THROW(pool.GetCURL(), std::runtime_error);
-  FakeRequest::refuses = false;
-  EXPECT_NE(pool.GetCURL(), nullptr);
 }

@@ -1,11 +1,9 @@
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
 
-#include "tests/support/plugin.h"
-#include "tests/support/recording_log.h"
+#include "tests/support/drive_test.h"
 
 namespace {
 
@@ -13,14 +11,12 @@ class Manager final : public IProtocolManager {
  public:
   AERROR GetText(const char* key, char* buffer, int* size) override {
     if (throws) throw AERROR::FAILED;
-    asked = key;
-    room = *size;
-    std::strcpy(buffer, "text");
+    asked = std::string(key) + " " + std::to_string(*size);
+    *buffer = '\0';
     return AERROR::SUCCESS;
   }
 
   std::string asked;
-  int room = 0;
   bool throws = false;
 };
 
@@ -39,29 +35,12 @@ class ModuleTest : public testing::Test {
   }
 
   Plugin plugin;
+  ProtocolPtr drive{plugin.NewProtocol()};
 };
 
-// The slots of a virtual table, by the order in which an object's operations are called through it.
 using Slot = void (*)();
-Slot* SlotsOf(void* object) { return *static_cast<Slot**>(object); }
 
 }  // namespace
-
-TEST_F(ModuleTest, AnswersTheHostsQuestions) {
-  EXPECT_EQ(plugin.Get<module_api::GetSupports>("GetSupports")(), 3);
-  EXPECT_STREQ(plugin.Get<module_api::GetProtocolVersion>("GetProtocolVersion")(), "1.0.0");
-  EXPECT_EQ(plugin.Get<module_api::GetAuthType>("GetAuthType")(), 4);
-  plugin.Get<module_api::OnLoad>(module_api::kOnLoadSymbol)();
-
-  char* name = nullptr;
-  const auto get_name = plugin.Get<module_api::GetSupportProtocol>("GetSupportProtocol");
-  char* returned = get_name(&name);
-  EXPECT_EQ(returned, name);
-  EXPECT_STREQ(name, "backblazeb2");
-  const auto free_p = plugin.Get<module_api::FreeP>("FreeP");
-  free_p(name);
-  free_p(nullptr);
-}
 
 TEST_F(ModuleTest, BindingReplacesButNeverByNull) {
   RecordingLog log;
@@ -100,9 +79,7 @@ TEST_F(ModuleTest, DescribesItsForms) {
 TEST_F(ModuleTest, ConstructionAsksTheManagerAndFailsWithIt) {
   Manager manager;
   plugin.NewProtocol(&manager)->Release();
-  EXPECT_EQ(manager.asked, "Tervanix3_backblazeb2.dll_3.6.344.0");
-  EXPECT_EQ(manager.room, 256);
-
+  EXPECT_EQ(manager.asked, "Tervanix3_backblazeb2.dll_3.6.344.0 256");
   manager.throws = true;
   void* untouched = &manager;
   const auto make = plugin.Get<module_api::GetProtocol>("GetProtocol");
@@ -111,45 +88,50 @@ TEST_F(ModuleTest, ConstructionAsksTheManagerAndFailsWithIt) {
 }
 
 TEST_F(ModuleTest, OutBuffersKeepTheirRules) {
-  IProtocol_V2* drive = plugin.NewProtocol();
   char buffer[64];
   struct Row {
+    AERROR (IProtocol_V2::*get)(char*, int*);
     int size;
     AERROR result;
     int reported;
+    const char* text;
   };
-  for (const Row& row : {Row{12, AERROR::INSUFFICIENT_BUFFER, 13}, {13, AERROR::SUCCESS, 12}}) {
+  for (const Row& row :
+       {Row{&IProtocol_V2::GetUserInfo, 12, AERROR::INSUFFICIENT_BUFFER, 13, "kept"},
+        {&IProtocol_V2::GetUserInfo, 13, AERROR::SUCCESS, 12, "Backblaze B2"},
+        {&IProtocol_V2::GetRootID, -1, AERROR::INSUFFICIENT_BUFFER, 0, "kept"},
+        {&IProtocol_V2::GetRootID, 0, AERROR::SUCCESS, 0, ""}}) {
+    std::strcpy(buffer, "kept");
     int size = row.size;
-    EXPECT_EQ(drive->GetUserInfo(buffer, &size), row.result);
+    EXPECT_EQ((drive.get()->*row.get)(buffer, &size), row.result);
     EXPECT_EQ(size, row.reported);
+    EXPECT_STREQ(buffer, row.text);
   }
-  EXPECT_STREQ(buffer, "Backblaze B2");
-  for (const Row& row : {Row{-1, AERROR::INSUFFICIENT_BUFFER, 0}, {0, AERROR::SUCCESS, 0}}) {
-    int size = row.size;
-    EXPECT_EQ(drive->GetRootID(buffer, &size), row.result);
-    EXPECT_EQ(size, row.reported);
-  }
-  EXPECT_STREQ(buffer, "");
   int size = sizeof buffer;
   EXPECT_EQ(drive->GetUserInfo(nullptr, &size), AERROR::INVALID_PARAMETER);
   EXPECT_EQ(drive->GetUserInfo(buffer, nullptr), AERROR::INVALID_PARAMETER);
   EXPECT_EQ(drive->GetRootID(buffer, nullptr), AERROR::ACCESS_DENIED);
   EXPECT_EQ(drive->GetCredential(nullptr, &size), AERROR::AUTH_FAILED);
   EXPECT_EQ(drive->GetCredential(buffer, &size), AERROR::FS_NEED_AUTHORIZE);
-  drive->Release();
 }
 
-TEST_F(ModuleTest, FixedAnswers) {
-  IProtocol_V2* drive = plugin.NewProtocol();
-  unsigned long long total = 1, used = 1;
-  char* type = nullptr;
-  EXPECT_EQ(drive->GetQuota(&total, &used), AERROR::SUCCESS);
-  EXPECT_EQ(total, 10995116277760ULL);
+TEST_F(ModuleTest, AnswersTheHostsQuestionsAndRefusesWhatTheServiceLacks) {
+  EXPECT_EQ(plugin.Get<module_api::GetSupports>("GetSupports")(), 3);
+  EXPECT_STREQ(plugin.Get<module_api::GetProtocolVersion>("GetProtocolVersion")(), "1.0.0");
+  EXPECT_EQ(plugin.Get<module_api::GetAuthType>("GetAuthType")(), 4);
+  plugin.Get<module_api::OnLoad>(module_api::kOnLoadSymbol)();
+  char* name = nullptr;
+  const auto get_name = plugin.Get<module_api::GetSupportProtocol>("GetSupportProtocol");
+  EXPECT_STREQ(get_name(&name), "backblazeb2");
+  const auto free_p = plugin.Get<module_api::FreeP>("FreeP");
+  free_p(name);
+  free_p(nullptr);
+
+  unsigned long long used = 1;
+  EXPECT_EQ(drive->GetQuota(nullptr, &used), AERROR::SUCCESS);
   EXPECT_EQ(used, 0U);
-  EXPECT_EQ(drive->GetQuota(nullptr, nullptr), AERROR::SUCCESS);
-  EXPECT_EQ(drive->GetType(&type), AERROR::SUCCESS);
-  EXPECT_STREQ(type, "backblazeb2");
-  EXPECT_EQ(drive->GetFeature(), 320);
+  EXPECT_EQ(drive->GetType(&name), AERROR::SUCCESS);
+  EXPECT_STREQ(name, "backblazeb2");
   EXPECT_EQ(drive->SetQuota(1, 1), AERROR::NOT_SUPPORTED);
   EXPECT_EQ(drive->SetFileTime("", "", "", "", nullptr, nullptr), AERROR::NOT_SUPPORTED);
   EXPECT_EQ(drive->Rename(nullptr, nullptr, nullptr, nullptr), AERROR::NOT_SUPPORTED);
@@ -160,7 +142,6 @@ TEST_F(ModuleTest, FixedAnswers) {
   EXPECT_EQ(drive->GetIdentifier(nullptr, nullptr), AERROR::SUCCESS);
   drive->FreeMsg(nullptr);
   drive->FreeMsg(strdup("message"));
-  drive->Release();
 }
 
 TEST_F(ModuleTest, SeveralModulesKeepApart) {
@@ -170,37 +151,34 @@ TEST_F(ModuleTest, SeveralModulesKeepApart) {
   std::filesystem::remove(copy);
   RecordingLog log;
   second.Get<module_api::BindLogger>("BindLogger")(&log);
-  const Plugin* const modules[] = {&plugin, &second};
-  for (const Plugin* module : modules) {
-    IProtocol_V2* drive = module->NewProtocol();
-    drive->Rename("a", "b", nullptr, nullptr);
-    EXPECT_EQ(log.Take().size(), module == &second ? 1U : 0U);
-    drive->Release();
-  }
+  drive->Rename("a", "b", nullptr, nullptr);
+  EXPECT_TRUE(log.Take().empty());
+  ProtocolPtr(second.NewProtocol())->Rename("a", "b", nullptr, nullptr);
+  EXPECT_EQ(log.Take().size(), 1U);
   second.Get<module_api::UnbindLogger>("UnbindLogger")();
 }
 
 // A host built by another compiler reaches the operations by position alone.
 TEST_F(ModuleTest, SlotsStandInTheirOrder) {
-  IProtocol_V2* drive = plugin.NewProtocol();
-  Slot* slots = SlotsOf(drive);
+  IProtocol_V2* object = drive.release();
+  Slot* slots = *reinterpret_cast<Slot**>(object);
   unsigned long long total = 0;
   const auto get_quota = reinterpret_cast<AERROR (*)(void*, unsigned long long*, void*)>(slots[2]);
-  EXPECT_EQ(get_quota(drive, &total, nullptr), AERROR::SUCCESS);
+  EXPECT_EQ(get_quota(object, &total, nullptr), AERROR::SUCCESS);
   EXPECT_EQ(total, 10995116277760ULL);
   const auto rename =
       reinterpret_cast<AERROR (*)(void*, const char*, const char*, void*, char**)>(slots[8]);
-  EXPECT_EQ(rename(drive, "a", "b", nullptr, nullptr), AERROR::NOT_SUPPORTED);
+  EXPECT_EQ(rename(object, "a", "b", nullptr, nullptr), AERROR::NOT_SUPPORTED);
   const auto read =
       reinterpret_cast<AERROR (*)(void*, const char*, long long, long long,
                                   std::shared_ptr<_FS_HANDLE>*, void*, char**)>(slots[14]);
   std::shared_ptr<_FS_HANDLE> handle;  // passed by invisible reference
-  EXPECT_EQ(read(drive, nullptr, 0, 1, &handle, nullptr, nullptr), AERROR::FILE_READ_FAILED);
-  EXPECT_EQ(reinterpret_cast<int (*)(void*)>(slots[19])(drive), 320);
+  EXPECT_EQ(read(object, nullptr, 0, 1, &handle, nullptr, nullptr), AERROR::FILE_READ_FAILED);
+  EXPECT_EQ(reinterpret_cast<int (*)(void*)>(slots[19])(object), 320);
   const auto connect = reinterpret_cast<AERROR (*)(void*, void*, const char*)>(slots[22]);
-  EXPECT_EQ(connect(drive, nullptr, "no form"), AERROR::AUTH_FAILED);
+  EXPECT_EQ(connect(object, nullptr, "no form"), AERROR::AUTH_FAILED);
   int size = -1;
   const auto get_root = reinterpret_cast<AERROR (*)(void*, char*, int*)>(slots[24]);
-  EXPECT_EQ(get_root(drive, nullptr, &size), AERROR::INSUFFICIENT_BUFFER);
-  reinterpret_cast<void (*)(void*)>(slots[27])(drive);  // the deleting destructor
+  EXPECT_EQ(get_root(object, nullptr, &size), AERROR::INSUFFICIENT_BUFFER);
+  reinterpret_cast<void (*)(void*)>(slots[27])(object);  // the deleting destructor
 }

@@ -1,11 +1,10 @@
 #include <functional>
 #include <thread>
 
-#include "emulator/inspection.h"
 #include "tests/support/drive_test.h"
 
 // Transfers that stall: ended after 20 seconds below 1 byte/s, a part of a large file after 60. The
-// cases wait side by side.
+// rows wait side by side.
 
 namespace {
 
@@ -13,20 +12,7 @@ constexpr int kPart = 1000;  // bytes
 
 class TimeoutTest : public DriveTest {
  protected:
-  TimeoutTest() : DriveTest(SmallParts()) {}
-
-  static emulator::Options SmallParts() {
-    emulator::Options options;
-    options.recommended_part_size = kPart;
-    options.absolute_minimum_part_size = 100;
-    return options;
-  }
-
-  void Stall(const std::string& call, int skip = 0) {
-    service->AddFault({.call = call, .skip = skip, .stall = true});
-  }
-
-  std::string bucket = NewBucket();
+  TimeoutTest() : DriveTest(kPart) {}
 };
 
 }  // namespace
@@ -34,25 +20,39 @@ class TimeoutTest : public DriveTest {
 TEST_F(TimeoutTest, StalledCallsTimeOutAndLargeUploadsGoOn) {
   const std::string file = Store(bucket, "f", "0123456789");
   const std::string large(3 * kPart, 'x');
-  for (const char* call : {"b2_list_file_names", "b2_get_file_info", "b2_download_file_by_id",
-                           "b2_upload_file", "b2_list_buckets"}) {
-    Stall(call);
-  }
-  Stall("b2_upload_part", 1);
+  const auto upload_large = [&](const char* name) { return Upload(bucket, name, large); };
   FetchedBytes fetched;
   FileList list;
   _FS_FILE_V2 record;
-  const std::vector<std::pair<std::function<AERROR()>, AERROR>> calls = {
-      {[&] { return drive->GetFileList(bucket.c_str(), &list, nullptr); }, AERROR::TIMEDOUT},
-      {[&] { return drive->GetFileList("", &list, nullptr); }, AERROR::TIMEDOUT},
-      {[&] { return drive->GetFileInfo(file.c_str(), &record, nullptr); }, AERROR::TIMEDOUT},
-      {[&] { return Read(file, 0, 10, fetched); }, AERROR::TIMEDOUT},
-      {[&] { return Upload(bucket, "small", "1"); }, AERROR::TIMEDOUT},
-      {[&] { return Upload(bucket, "large", large); }, AERROR::SUCCESS},
+  struct Row {
+    const char* call;
+    std::size_t skip;
+    std::function<AERROR()> act;
+    AERROR expected;
+  };
+  const Row rows[] = {
+      {"b2_list_file_names", 0, [&] { return drive->GetFileList(bucket.c_str(), &list, nullptr); },
+       AERROR::TIMEDOUT},
+      {"b2_list_buckets", 0, [&] { return drive->GetFileList("", &list, nullptr); },
+       AERROR::TIMEDOUT},
+      {"b2_get_file_info", 0, [&] { return drive->GetFileInfo(file.c_str(), &record, nullptr); },
+       AERROR::TIMEDOUT},
+      {"b2_download_file_by_id", 0, [&] { return Read(file, 0, 10, fetched); }, AERROR::TIMEDOUT},
+      {"b2_get_upload_url", 0, [&] { return Upload(bucket, "no URL", "1"); }, AERROR::FAILED},
+      {"b2_upload_file", 0, [&] { return Upload(bucket, "small", "1"); }, AERROR::TIMEDOUT},
+      {"b2_start_large_file", 0, [&] { return upload_large("no start"); }, AERROR::FAILED},
+      {"b2_get_upload_part_url", 0, [&] { return upload_large("no part URL"); }, AERROR::FAILED},
+      {"b2_upload_part", 0, [&] { return upload_large("no first part"); }, AERROR::TIMEDOUT},
+      {"b2_finish_large_file", 0, [&] { return upload_large("no finish"); }, AERROR::TIMEDOUT},
+      {"b2_upload_part", 1, [&] { return upload_large("goes on"); }, AERROR::SUCCESS},
   };
   std::vector<std::thread> threads;
-  for (const auto& [call, expected] : calls) {
-    threads.emplace_back([&call = call, expected = expected] { EXPECT_EQ(call(), expected); });
+  for (const Row& row : rows) {
+    const std::size_t before = service->Count(row.call);
+    service->AddFault({.call = row.call, .skip = static_cast<int>(row.skip), .stall = true});
+    threads.emplace_back([&row] { EXPECT_EQ(row.act(), row.expected) << row.call << row.skip; });
+    // Until a request has run into the fault, so that no other row can.
+    while (service->Count(row.call) <= before + row.skip) std::this_thread::yield();
   }
   for (std::thread& thread : threads) thread.join();
 
@@ -60,11 +60,10 @@ TEST_F(TimeoutTest, StalledCallsTimeOutAndLargeUploadsGoOn) {
   for (const auto& request : service->requests()) {
     if (request.call == "b2_upload_part") parts += request.Header("X-Bz-Part-Number");
   }
-  EXPECT_EQ(parts, "1223");  // the stalled part again, none that had been sent
-  EXPECT_EQ(service->Count("b2_start_large_file"), 1U);
-  EXPECT_EQ(emulator::ReadText(service->store(), "bucket-one", "large"), large);
-
-  Stall("b2_finish_large_file");
-  EXPECT_EQ(Upload(bucket, "unfinished", large), AERROR::TIMEDOUT);
-  EXPECT_EQ(service->store().UnfinishedCount(), 1U);
+  // One, then all three, then two; last the stalled second one again and the third.
+  EXPECT_EQ(parts, "11231223");
+  EXPECT_EQ(service->Count("b2_start_large_file"), 5U);
+  EXPECT_EQ(Stored(), (std::vector<std::string>{"f", "goes on"}));
+  EXPECT_EQ(Text("goes on"), large);
+  EXPECT_EQ(service->store().UnfinishedCount(), 3U);
 }

@@ -1,13 +1,11 @@
 #include "tests/support/drive_test.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "emulator/inspection.h"
+#include "emulator/seeding.h"
 #include "util/executable_path.h"
 
 namespace {
@@ -15,23 +13,16 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-// Test programs run side by side, and the first one makes the CA.
-class FileLock {
- public:
-  explicit FileLock(const fs::path& file)
-      : descriptor_(open(file.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600)) {
-    if (descriptor_ < 0 || flock(descriptor_, LOCK_EX) != 0) throw std::runtime_error("no lock");
-  }
-  ~FileLock() { close(descriptor_); }
-  FileLock(const FileLock&) = delete;
-  FileLock& operator=(const FileLock&) = delete;
-
- private:
-  int descriptor_;
-};
-
 fs::path FrameworksBesideThisProgram() {
   return fs::path(util::ExecutablePath()).parent_path().parent_path() / "Frameworks";
+}
+
+emulator::Options WithParts(int size) {
+  emulator::Options options;
+  if (size == 0) return options;
+  options.recommended_part_size = size;
+  options.absolute_minimum_part_size = 100;
+  return options;
 }
 
 }  // namespace
@@ -39,7 +30,6 @@ fs::path FrameworksBesideThisProgram() {
 std::unique_ptr<emulator::Emulator> StartEmulator(emulator::Options options) {
   const fs::path directory = FrameworksBesideThisProgram();
   fs::create_directories(directory);
-  const FileLock lock(directory / "lock");
   options.ca_file = directory / "cacert.pem";
   options.ca_key_file = directory / "ca-key.pem";
   return std::make_unique<emulator::Emulator>(options);
@@ -59,8 +49,10 @@ std::string ProxyForm(const emulator::Emulator& emulator, const std::string& typ
   return json{{"values", {{"proxy", {{"value", proxy}}}}}}.dump();
 }
 
-DriveTest::DriveTest(emulator::Options options)
-    : service(StartEmulator(std::move(options))), drive(plugin.NewProtocol()) {
+DriveTest::DriveTest(int part_size)
+    : service(StartEmulator(WithParts(part_size))),
+      drive(plugin.NewProtocol()),
+      bucket(NewBucket("bucket-one")) {
   plugin.Get<module_api::BindLogger>("BindLogger")(&log);
   SetOpt("option_fields", ProxyForm(*service, "HTTP with TUNNEL"));
   if (Connect() != AERROR::SUCCESS) throw std::runtime_error("not connected");
@@ -76,9 +68,7 @@ AERROR DriveTest::Connect() {
 }
 
 std::string DriveTest::NewBucket(const std::string& name) {
-  emulator::Bucket bucket;
-  bucket.name = name;
-  return service->store().CreateBucket(bucket).id;
+  return emulator::EnsureBucket(service->store(), name).id;
 }
 
 std::string DriveTest::Store(const std::string& bucket_id, const std::string& name,
@@ -127,14 +117,38 @@ AERROR DriveTest::Upload(const std::string& parent, const std::string& name,
                          const std::string& contents) {
   MemoryCache cache(contents);
   _FS_FILE_V2 file = NewFile(name, contents.size());
-  return drive->Upload(parent.c_str(), NewHandle(), &cache, &file, UPLOAD_DEFAULT, nullptr);
+  return UploadFrom(cache, parent, file);
+}
+
+AERROR DriveTest::UploadFrom(MemoryCache& cache, const std::string& parent, _FS_FILE_V2& file,
+                             const std::shared_ptr<_FS_HANDLE>& handle) {
+  return drive->Upload(parent.c_str(), handle, &cache, &file, UPLOAD_DEFAULT, nullptr);
+}
+
+AERROR DriveTest::Delete(const std::string& id) {
+  _FS_FILE_V2 record;
+  record.id = id;
+  return drive->Delete(&record, nullptr);
+}
+
+AERROR DriveTest::DeleteDirectory(const std::string& id) {
+  _FS_FILE_V2 record;
+  record.id = id;
+  return drive->DeleteDirectory(&record, nullptr);
+}
+
+std::vector<std::string> DriveTest::Stored() const {
+  return emulator::VisibleNames(service->store(), "bucket-one");
+}
+
+std::string DriveTest::Text(const std::string& name) const {
+  return emulator::ReadText(service->store(), "bucket-one", name);
 }
 
 void DriveTest::Fail(const std::string& call, int status, int times, int skip) {
-  emulator::Fault fault;
-  fault.call = call;
-  fault.status = status;
-  fault.times = times;
-  fault.skip = skip;
-  service->AddFault(fault);
+  service->AddFault({.call = call, .skip = skip, .times = times, .status = status});
+}
+
+void DriveTest::AnswerWith(const std::string& call, const std::string& body) {
+  service->AddFault({.call = call, .status = 200, .body = body});
 }

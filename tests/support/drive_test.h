@@ -25,16 +25,17 @@ struct ReleaseProtocol {
 };
 using ProtocolPtr = std::unique_ptr<IProtocol_V2, ReleaseProtocol>;
 
-// A connected drive: library, emulator, protocol object. Every case has its own.
+// A connected drive: library, emulator with one bucket, protocol object. Every case has its own.
 class DriveTest : public testing::Test {
  protected:
-  explicit DriveTest(emulator::Options options = {});
+  // `part_size`: bytes of a large file's parts, 0 for the service's usual size.
+  explicit DriveTest(int part_size = 0);
   ~DriveTest() override;
 
   AERROR Connect();
   void SetOpt(const char* key, const std::string& value) { drive->SetOpt(key, value.c_str()); }
 
-  std::string NewBucket(const std::string& name = "bucket-one");  // its ID
+  std::string NewBucket(const std::string& name);  // its ID
   // Stores a file and gives its identifier.
   std::string Store(const std::string& bucket_id, const std::string& name, std::string contents);
   // "name" for files, "name/" for folders, in the listing's order.
@@ -44,11 +45,22 @@ class DriveTest : public testing::Test {
   std::string ReadAll(const std::string& id, std::size_t length);
   _FS_FILE_V2 NewFile(const std::string& name, std::uint64_t size) const;
   AERROR Upload(const std::string& parent, const std::string& name, const std::string& contents);
+  // Uploads from a cache as the record says, and fills the record.
+  AERROR UploadFrom(MemoryCache& cache, const std::string& parent, _FS_FILE_V2& file,
+                    const std::shared_ptr<_FS_HANDLE>& handle = NewHandle());
+  AERROR Delete(const std::string& id);
+  AERROR DeleteDirectory(const std::string& id);
+
+  // What `bucket` holds: visible names in order, and a visible file's contents.
+  std::vector<std::string> Stored() const;
+  std::string Text(const std::string& name) const;
 
   void Fail(const std::string& call, int status, int times = 1, int skip = 0);
+  void AnswerWith(const std::string& call, const std::string& body);  // once, as 200
 
   RecordingLog log;
   Plugin plugin;
   std::unique_ptr<emulator::Emulator> service;
   ProtocolPtr drive;
+  const std::string bucket;  // ID of "bucket-one"
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -42,7 +43,8 @@ class MemoryCache final : public ICacheIO {
     if (on_read) on_read(offset);
     if (fails) return AERROR::CACHE_READ_FAILED;
     const auto begin = static_cast<std::size_t>(offset);
-    const std::size_t length = std::min(bytes.size() - begin, static_cast<std::size_t>(count));
+    const std::size_t length =
+        std::min({bytes.size() - begin, static_cast<std::size_t>(count), largest_read});
     std::memcpy(data, bytes.data() + begin, length);
     *read = static_cast<int>(length);
     return AERROR::SUCCESS;
@@ -50,6 +52,7 @@ class MemoryCache final : public ICacheIO {
 
   std::string bytes;
   bool fails = false;
+  std::size_t largest_read = SIZE_MAX;  // bytes
   std::function<void(long long offset)> on_read;
 };
 

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "protocol/host_interfaces.h"
@@ -11,10 +15,25 @@ class RecordingLog final : public ILog {
  public:
   void SetLevels(std::int32_t) override {}
   bool IsNetworkTraceEnabled() override { return trace; }
-  void Log(LOGLEVEL level, const char* format, std::va_list arguments) override;
+  void Log(LOGLEVEL level, const char* format, std::va_list arguments) override {
+    char* text = nullptr;
+    if (vasprintf(&text, format, arguments) < 0) std::abort();
+    const std::lock_guard lock(mutex_);
+    lines_.push_back(std::to_string(level) + " " + text);
+    std::free(text);
+  }
 
-  std::vector<std::string> Take();
-  bool Contains(const std::string& text);
+  std::vector<std::string> Take() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(lines_, {});
+  }
+  // Lines that contain a text.
+  std::ptrdiff_t Count(const std::string& text) {
+    const std::lock_guard lock(mutex_);
+    return std::ranges::count_if(lines_,
+                                 [&](const auto& line) { return line.find(text) != line.npos; });
+  }
+  bool Contains(const std::string& text) { return Count(text) > 0; }
 
   bool trace = false;
 

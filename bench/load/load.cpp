@@ -1,7 +1,7 @@
-// load REQUESTS CONNECTIONS: a mixed load on the service, every answer checked. CONNECTIONS workers
-// go through the rounds of load_steps.h side by side, on connections kept alive, until at least
-// REQUESTS requests are answered. Account, proxy and CA come from the environment, as lib.sh sets
-// them.
+// b2_load REQUESTS CONNECTIONS: a mixed load on the service, every answer checked. CONNECTIONS
+// workers go through the rounds of load_steps.h side by side, on connections kept alive, until at
+// least REQUESTS requests are answered. Account, proxy and CA come from the environment, as load.sh
+// sets them.
 
 #include <curl/curl.h>
 #include <openssl/evp.h>
@@ -12,7 +12,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "load_steps.h"
+#include "bench/load/load_steps.h"
 
 namespace load {
 namespace {
@@ -224,7 +224,7 @@ Session SignIn() {
 
 int main(int argc, char** argv) {
   if (argc != 3) {
-    std::fputs("usage: load REQUESTS CONNECTIONS\n", stderr);
+    std::fputs("usage: b2_load REQUESTS CONNECTIONS\n", stderr);
     return 2;
   }
   curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -234,7 +234,7 @@ int main(int argc, char** argv) {
     load.Run();
     load.Report();
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "load: %s\n", error.what());
+    std::fprintf(stderr, "b2_load: %s\n", error.what());
     code = 1;
   }
   curl_global_cleanup();

@@ -1,4 +1,4 @@
-#include "load_steps.h"
+#include "bench/load/load_steps.h"
 
 namespace load {
 namespace {

@@ -1,14 +1,17 @@
 #!/usr/bin/env bash
-# Many clients at once: a mixed load over 200 connections that stay open, every answer checked, and
-# nothing left behind. From the environment: B2_LOAD, the program; B2_LOAD_REQUESTS, how many.
-. "$(dirname "$0")/lib.sh"
-: "${B2_LOAD:?}"
+# load.sh [REQUESTS [BUILD]]: many clients at once: a mixed load over 200 connections that stay open,
+# every answer checked, and nothing left behind. Needs rclone.
+requests=${1:-6000}
+build=$(realpath "${2:-$(dirname "$0")/../../build/release}")
+export B2EMULATOR=$build/bin/b2emulator B2DRIVE=$build/bin/b2drive
+export B2_PLUGIN=$build/lib/libbackblazeb2.so.3
+. "$(dirname "$0")/../../tests/clients/lib.sh"
 start_emulator --bucket load-bucket --minimum-part-size 1000 --no-request-log
 held() { local entries=("/proc/$emulator_pid/$1"/*); echo "${#entries[@]}"; }
 threads=$(held task) files=$(held fd)
 
-step "${B2_LOAD_REQUESTS:=6000} requests"
-"$B2_LOAD" "$B2_LOAD_REQUESTS" 200 | tee "$scratch/load"
+step "$requests requests"
+time "$build/bench/b2_load" "$requests" 200 | tee "$scratch/load"
 opened=$(sed -nE 's/.* ([0-9]+) connections.*/\1/p' "$scratch/load")
 [ "$opened" -le 600 ] || fail "$opened connections for 200 clients of three hosts"
 
