@@ -1,6 +1,7 @@
 """The emulator under measurement, and the little of the service's interface that a run needs."""
 
 import base64
+import collections
 import http.client
 import json
 import os
@@ -8,6 +9,7 @@ import ssl
 import subprocess
 import urllib.parse
 
+CONTROL = "https://control.backblazeb2.com"
 CA_BUNDLES = (
     "/etc/ssl/certs/ca-certificates.crt",
     "/etc/ssl/cert.pem",
@@ -35,6 +37,7 @@ class Service:
         self.key_id = ready["accountId"]
         self.key = ready["applicationKey"]
         self.bundle = os.path.join(directory, "Frameworks", "cacert.pem")
+        self._own_calls = collections.Counter()
         self._write_bundle(ca_file)
         self._authorize()
 
@@ -43,6 +46,7 @@ class Service:
         self._process.wait()
 
     def call(self, name, body):
+        self._own_calls[name] += 1
         return self._post(f"{self._api_url}/b2api/v1/{name}", self._token, body)
 
     def buckets(self):
@@ -65,6 +69,21 @@ class Service:
             if not page["files"]:
                 return
 
+    def contents(self, file_id):
+        """The bytes of a stored file, piece by piece."""
+        url = f"{self._download_url}/b2api/v1/b2_download_file_by_id?fileId={file_id}"
+        answer = self._request("GET", url, {"Authorization": self._token})
+        while piece := answer.read(1 << 20):
+            yield piece
+
+    def counts(self):
+        """How often each call was made, by others than this object; CONNECT: connections."""
+        answer = self._request("GET", f"{CONTROL}/counts")
+        return collections.Counter(json.loads(answer.read())["calls"]) - self._own_calls
+
+    def set_latency(self, milliseconds):
+        self._post(f"{CONTROL}/latency", "", {"milliseconds": milliseconds})
+
     def _write_bundle(self, ca_file):
         os.makedirs(os.path.dirname(self.bundle), exist_ok=True)
         with open(self.bundle, "wb") as bundle:
@@ -78,7 +97,7 @@ class Service:
         basic = base64.b64encode(f"{self.key_id}:{self.key}".encode()).decode()
         url = "https://api.backblazeb2.com/b2api/v1/b2_authorize_account"
         answer = self._post(url, "Basic " + basic, {})
-        self._api_url = answer["apiUrl"]
+        self._api_url, self._download_url = answer["apiUrl"], answer["downloadUrl"]
         self._token = answer["authorizationToken"]
 
     def _connection(self, host):
@@ -89,11 +108,16 @@ class Service:
         return self._connections[host]
 
     def _post(self, url, token, body):
+        return json.loads(
+            self._request("POST", url, {"Authorization": token}, json.dumps(body)).read())
+
+    def _request(self, method, url, headers=None, body=None):
+        """The answer, whose body is to be read to its end before the next request."""
         parts = urllib.parse.urlsplit(url)
         connection = self._connection(parts.hostname)
-        connection.request("POST", parts.path, json.dumps(body), {"Authorization": token})
+        target = parts.path + (f"?{parts.query}" if parts.query else "")
+        connection.request(method, target, body, headers or {})
         answer = connection.getresponse()
-        text = answer.read()
         if answer.status != 200:
-            raise SystemExit(f"compare: {parts.path}: {answer.status} {text[:200]}")
-        return json.loads(text)
+            raise SystemExit(f"compare: {parts.path}: {answer.status} {answer.read()[:200]}")
+        return answer
