@@ -38,6 +38,7 @@ void PassOn(const Account& account) {
 
 pid_t Start(std::vector<std::string> arguments) {
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   posix_spawnattr_t attributes;
@@ -87,6 +88,8 @@ void ReportLive(int fd) {
   SendNoticesToSystemLog();
   UniqueFd nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
   for (int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nothing.get(), standard);
+  // A mount must not keep the file system busy that it was started from.
+  if (chdir("/") != 0) Notice("the working folder stays in use");
   UniqueFd waiting(fd);
   const char live = 1;
   // Who started us may have gone; that is no reason to end.

@@ -10,7 +10,7 @@ namespace b2drive::mount {
 ExitCode RunInBackground(const Account& account);
 
 // In the new process: tells the one that waits at `fd` that the mount is live, and lets go of the
-// terminal.
+// terminal and the working folder.
 void ReportLive(int fd);
 
 }  // namespace b2drive::mount

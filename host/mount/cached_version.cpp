@@ -23,11 +23,6 @@ CachedVersion::CachedVersion(std::filesystem::path file, std::uint64_t size, boo
 
 CachedVersion::~CachedVersion() { unlink(file_.c_str()); }
 
-bool CachedVersion::IsComplete() {
-  std::lock_guard lock(mutex_);
-  return in_order_.size() == there_.size();
-}
-
 CachedVersion::Look CachedVersion::Read(std::uint64_t offset, char* data, std::size_t count) {
   std::lock_guard lock(mutex_);
   Look look;
@@ -44,9 +39,12 @@ CachedVersion::Look CachedVersion::Read(std::uint64_t offset, char* data, std::s
   return look;
 }
 
+// A fetch does not come back to blocks that it has completed, and those may have been dropped.
 FetchPtr CachedVersion::Covering(std::uint64_t offset) const {
+  const std::uint64_t block_end = std::min((offset / kBlock + 1) * kBlock, size_);
   for (const FetchPtr& fetch : fetches_) {
-    if (fetch->begin <= offset && offset < fetch->end && !fetch->canceled) return fetch;
+    const bool to_come = fetch->begin <= offset && offset < fetch->end;
+    if (to_come && fetch->reached < block_end && !fetch->canceled) return fetch;
   }
   return nullptr;
 }

@@ -21,7 +21,7 @@ inline constexpr std::uint64_t kBlock = 128UL * 1024;
 struct Fetch {
   std::uint64_t begin = 0;    // bytes, at a block's start
   std::uint64_t end = 0;      // bytes
-  std::uint64_t reached = 0;  // bytes before this are there
+  std::uint64_t reached = 0;  // bytes before this have come
   std::atomic<bool> done{false};
   int error = 0;  // errno, once done
   int waiters = 0;
@@ -40,8 +40,6 @@ class CachedVersion {
   CachedVersion& operator=(const CachedVersion&) = delete;
 
   std::uint64_t size() const { return size_; }
-  int fd() const { return fd_.get(); }
-  bool IsComplete();
 
   // What stands at `offset`: bytes that were copied, or the fetch that will bring it, or neither.
   struct Look {

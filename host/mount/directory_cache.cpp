@@ -62,6 +62,21 @@ bool DirectoryCache::IsKnownEmpty(const std::string& folder) {
   return found != folders_.end() && found->second.known && found->second.names.empty();
 }
 
+std::vector<std::string> DirectoryCache::After(const std::string& folder, const std::string& name,
+                                               bool folders, std::size_t count) {
+  constexpr int kMostSteps = 1000;
+  std::vector<std::string> after;
+  std::lock_guard lock(mutex_);
+  auto found = folders_.find(folder);
+  if (found == folders_.end() || !found->second.known) return after;
+  const Names& names = found->second.names;
+  auto at = names.upper_bound(name);
+  for (int step = 0; at != names.end() && after.size() < count && step < kMostSteps; ++at, ++step) {
+    if (at->second.folder == folders) after.push_back(at->first);
+  }
+  return after;
+}
+
 std::string DirectoryCache::FolderId(const std::string& folder) {
   if (IsRoot(folder)) return "";
   std::size_t slash = folder.find('/', 1);

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <ctime>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -32,17 +33,21 @@ Entry ToEntry(const Node& node, std::string_view path);
 class DirectoryCache {
  public:
   using Lister = std::function<Listing(const std::string& folder_id, const std::string& path)>;
-  using Names = std::unordered_map<std::string, Node>;
+  using Names = std::map<std::string, Node>;
 
   DirectoryCache(Lister lister, std::chrono::seconds lifetime);
 
-  // All names of a folder, without those that no file system can hold.
+  // All names of a folder in order, without those that no file system can hold.
   std::vector<std::pair<std::string, Node>> List(const std::string& folder);
   std::optional<Node> Find(const std::string& path);
   // Whether the folder of `path` holds any other name.
   bool HasSiblings(const std::string& path);
   // Asks nobody.
   bool IsKnownEmpty(const std::string& folder);
+  // Up to `count` names behind `name`, of folders or of files, as far as they are known at once.
+  // Asks nobody.
+  std::vector<std::string> After(const std::string& folder, const std::string& name, bool folders,
+                                 std::size_t count);
 
   // The identifier of a folder, which need not exist. Throws FsError when its bucket does not.
   std::string FolderId(const std::string& folder);

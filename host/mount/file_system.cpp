@@ -1,5 +1,6 @@
 #include "host/mount/file_system.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <set>
 
@@ -18,6 +19,12 @@ timespec Now() {
   return now;
 }
 
+// What one reader asks for ahead must not push out of the cache what it has not read yet.
+std::uint64_t LongestRange(const MountOptions& options) {
+  constexpr std::uint64_t kShare = 8;
+  return std::min(options.read_ahead, options.cache_size / kShare);
+}
+
 FsError NoSuchFile(const std::string& path) { return {ENOENT, path + ": not found"}; }
 
 }  // namespace
@@ -33,9 +40,14 @@ FileSystem::FileSystem(LiveSession& live, const MountOptions& options,
       spool_(folder / "spool"),
       blocks_(folder / "blocks", options.cache_size),
       folders_(remote_, directory_),
+      folder_scans_(directory_, ScanWatch::Kind::kFolders),
+      file_scans_(directory_, ScanWatch::Kind::kFiles),
       fetchers_(kMostFetchers),
-      services_{
-          remote_, directory_, times_, spool_, {remote_, blocks_, fetchers_, options.read_ahead}},
+      services_{remote_,
+                directory_,
+                times_,
+                spool_,
+                {remote_, blocks_, fetchers_, LongestRange(options)}},
       files_(services_),
       saver_(files_) {
   Recover();
@@ -63,6 +75,12 @@ std::optional<Node> FileSystem::StoredFile(const std::string& path) {
   return node;
 }
 
+std::optional<Node> FileSystem::ExistingFile(const std::string& path) {
+  auto stored = StoredFile(path);
+  if (!stored && !files_.Find(path)) throw NoSuchFile(path);
+  return stored;
+}
+
 Attributes FileSystem::Stat(const std::string& path) {
   if (IsRoot(path)) return {true, 0, started_};
   if (SharedFilePtr file = files_.Find(path)) return file->Stat();
@@ -72,6 +90,7 @@ Attributes FileSystem::Stat(const std::string& path) {
 }
 
 void FileSystem::List(const std::string& folder, const Visitor& visit) {
+  ListAhead(folder);
   std::set<std::string> shown;
   const auto names = directory_.List(folder);
   for (const SharedFilePtr& file : files_.In(folder)) {
@@ -87,17 +106,18 @@ void FileSystem::List(const std::string& folder, const Visitor& visit) {
 }
 
 std::unique_ptr<Handle> FileSystem::Open(const std::string& path, bool for_writing, bool truncate) {
-  std::optional<Node> stored = StoredFile(path);
-  if (!stored && !files_.Find(path)) throw NoSuchFile(path);
-  auto handle = std::make_unique<Handle>(files_, path, stored, services_.reading, for_writing);
+  auto handle = std::make_unique<Handle>(
+      files_, path, [&] { return ExistingFile(path); }, services_.reading, for_writing);
   if (truncate) handle->file().StartEmpty();
+  if (!for_writing) FetchAhead(path);
   return handle;
 }
 
 std::unique_ptr<Handle> FileSystem::Create(const std::string& path) {
   if (IsBucket(path)) throw FsError(EACCES, path + ": only buckets stand here");
   CheckName(path);
-  auto handle = std::make_unique<Handle>(files_, path, StoredFile(path), services_.reading, true);
+  auto handle = std::make_unique<Handle>(
+      files_, path, [&] { return StoredFile(path); }, services_.reading, true);
   handle->file().StartEmpty();
   return handle;
 }

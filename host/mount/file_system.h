@@ -9,14 +9,15 @@
 #include "host/mount/open_files.h"
 #include "host/mount/options.h"
 #include "host/mount/saver.h"
+#include "host/mount/scan_watch.h"
 
 namespace b2drive::mount {
 
 // One open() of a program.
 struct Handle {
-  Handle(OpenFiles& files, const std::string& path, const std::optional<Node>& stored,
+  Handle(OpenFiles& files, const std::string& path, const OpenFiles::Look& look,
          const ReadServices& services, bool for_writing)
-      : held(files, path, stored), reader(services), writable(for_writing) {}
+      : held(files, path, look), reader(services), writable(for_writing) {}
 
   SharedFile& file() const { return *held.file(); }
 
@@ -66,8 +67,13 @@ class FileSystem {
  private:
   Node StoredNode(const std::string& path);
   std::optional<Node> StoredFile(const std::string& path);
+  // As StoredFile; throws when no file has this name here either.
+  std::optional<Node> ExistingFile(const std::string& path);
   void Save(const SharedFilePtr& file);
   void Recover();
+  void ListAhead(const std::string& folder);
+  void FetchAhead(const std::string& path);
+  void FetchSmall(const std::string& path) noexcept;
 
   const MountOptions options_;
   const timespec started_;
@@ -78,6 +84,8 @@ class FileSystem {
   Spool spool_;
   BlockCache blocks_;
   Folders folders_;
+  ScanWatch folder_scans_;
+  ScanWatch file_scans_;
   Workers fetchers_;
   FileServices services_;
   OpenFiles files_;

@@ -20,9 +20,7 @@ void FileSystem::SetTime(const std::string& path, timespec time) {
 }
 
 void FileSystem::Unlink(const std::string& path) {
-  std::optional<Node> stored = StoredFile(path);
-  if (!stored && !files_.Find(path)) throw FsError(ENOENT, path + ": not found");
-  HeldFile held(files_, path, stored);
+  HeldFile held(files_, path, [&] { return ExistingFile(path); });
   folders_.KeepParentOf(path);
   held.file()->Unlink(!held.IsOnly());
   files_.Remove(held.file(), path);
@@ -37,7 +35,7 @@ void FileSystem::Rename(const std::string& from, const std::string& to, bool rep
   std::optional<Node> target = StoredFile(to);
   SharedFilePtr open_target = files_.Find(to);
   if (!replace && (target || open_target)) throw FsError(EEXIST, to + ": exists");
-  HeldFile held(files_, from, StoredFile(from));
+  HeldFile held(files_, from, [&] { return StoredFile(from); });
   folders_.KeepParentOf(from);
   held.file()->MoveTo(to, open_target.get());
   files_.Move(held.file(), from, to);

@@ -11,27 +11,18 @@
 namespace b2drive::mount {
 namespace {
 
-// One opendir() of a program: what the folder held when reading began.
-struct OpenFolder {
-  std::string path;
-  std::vector<std::pair<std::string, Attributes>> entries;
-};
-
-OpenFolder& FolderOf(const fuse_file_info* info) {
-  return *reinterpret_cast<OpenFolder*>(info->fh);
-}
-
 void Open(fuse_req_t request, fuse_ino_t number, fuse_file_info* info) {
   Answer(request, [&](FuseContext& context) {
     auto folder = std::make_unique<OpenFolder>();
     folder->path = context.inodes.Path(number);
-    info->fh = reinterpret_cast<std::uint64_t>(folder.release());
-    fuse_reply_open(request, info);
+    info->fh = context.folders.Lend(std::move(folder));
+    // A program that is interrupted meanwhile never releases it.
+    if (fuse_reply_open(request, info) != 0) context.folders.TakeBack(info->fh);
   });
 }
 
 void Release(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
-  delete &FolderOf(info);
+  ContextOf(request).folders.TakeBack(info->fh);
   fuse_reply_err(request, 0);
 }
 
@@ -75,7 +66,7 @@ std::size_t Append(fuse_req_t request, FuseContext& context, const OpenFolder& f
 void ReadFolder(fuse_req_t request, std::size_t size, off_t offset, fuse_file_info* info,
                 bool with_attributes) {
   Answer(request, [&](FuseContext& context) {
-    OpenFolder& folder = FolderOf(info);
+    OpenFolder& folder = context.folders.Of(info->fh);
     if (offset == 0) Fill(context, folder);
     std::vector<char> out(size);
     const std::size_t used =

@@ -2,9 +2,13 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdarg>
+#include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/errors.h"
@@ -25,11 +29,21 @@ std::string FuseOptions(const MountOptions& options) {
   return text;
 }
 
+// libfuse's own lines, which standard error would lose in the background.
+void NoteLine(fuse_log_level, const char* format, std::va_list arguments) {
+  std::array<char, 512> line{};
+  std::vsnprintf(line.data(), line.size(), format, arguments);
+  std::string_view text = line.data();
+  if (text.ends_with('\n')) text.remove_suffix(1);
+  Notice(std::string(text));
+}
+
 fuse_session* NewSession(FuseContext& context) {
   std::string name = "b2drive";
   std::string flag = "-o";
   std::string options = FuseOptions(context.options);
   std::vector<char*> arguments = {name.data(), flag.data(), options.data(), nullptr};
+  fuse_set_log_func(NoteLine);
   fuse_args all = FUSE_ARGS_INIT(3, arguments.data());
   const fuse_lowlevel_ops operations = FuseOperations();
   fuse_session* made = fuse_session_new(&all, &operations, sizeof operations, &context);

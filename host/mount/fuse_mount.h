@@ -12,7 +12,7 @@ namespace b2drive::mount {
 // A mounted file system, from construction to destruction.
 class FuseMount {
  public:
-  // Mounts. Throws HostError; libfuse says on standard error why.
+  // Mounts. Throws HostError; a notice of libfuse's or a line of fusermount3's says why.
   FuseMount(FuseContext& context, const std::filesystem::path& mountpoint);
   ~FuseMount();
   FuseMount(const FuseMount&) = delete;

@@ -12,7 +12,7 @@
 namespace b2drive::mount {
 namespace {
 
-Handle& Of(const fuse_file_info* info) { return *reinterpret_cast<Handle*>(info->fh); }
+Handle& Of(const fuse_file_info* info) { return Lent<Handle>::Of(info->fh); }
 
 void Init(void* user_data, fuse_conn_info* connection) {
   connection->max_readahead = std::max(connection->max_readahead, 1024U * 1024);
@@ -93,10 +93,9 @@ void SetAttributes(fuse_req_t request, fuse_ino_t number, struct stat* wanted, i
   });
 }
 
-// A program that is interrupted meanwhile never learns of the handle.
-void KeepUnless(bool refused, std::unique_ptr<Handle>& handle, FuseContext& context) {
-  if (refused) return context.files.Close(std::move(handle));
-  handle.release();
+// At a release, or at once when its program was interrupted and so never learned of the handle.
+void TakeBack(FuseContext& context, const fuse_file_info* info) {
+  context.files.Close(context.handles.TakeBack(info->fh));
 }
 
 void Open(fuse_req_t request, fuse_ino_t number, fuse_file_info* info) {
@@ -105,8 +104,8 @@ void Open(fuse_req_t request, fuse_ino_t number, fuse_file_info* info) {
     auto handle =
         context.files.Open(context.inodes.Path(number), writes, (info->flags & O_TRUNC) != 0);
     context.inodes.Opened(number, handle->held.file());
-    info->fh = reinterpret_cast<std::uint64_t>(handle.get());
-    KeepUnless(fuse_reply_open(request, info) != 0, handle, context);
+    info->fh = context.handles.Lend(std::move(handle));
+    if (fuse_reply_open(request, info) != 0) TakeBack(context, info);
   });
 }
 
@@ -116,8 +115,8 @@ void Create(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t, fus
     auto handle = context.files.Create(path);
     const fuse_entry_param entry = ToEntry(context, path, handle->file().Stat());
     context.inodes.Opened(entry.ino, handle->held.file());
-    info->fh = reinterpret_cast<std::uint64_t>(handle.get());
-    KeepUnless(fuse_reply_create(request, &entry, info) != 0, handle, context);
+    info->fh = context.handles.Lend(std::move(handle));
+    if (fuse_reply_create(request, &entry, info) != 0) TakeBack(context, info);
   });
 }
 
@@ -148,9 +147,7 @@ void Sync(fuse_req_t request, fuse_ino_t, int, fuse_file_info* info) {
 }
 
 void Release(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
-  AnswerDone(request, [&](FuseContext& context) {
-    context.files.Close(std::unique_ptr<Handle>(&Of(info)));
-  });
+  AnswerDone(request, [&](FuseContext& context) { TakeBack(context, info); });
 }
 
 void Unlink(fuse_req_t request, fuse_ino_t parent, const char* name) {

@@ -3,18 +3,24 @@
 #include "host/errors.h"
 
 namespace b2drive::mount {
+namespace {
 
-LiveSession::LiveSession(Connector connect, std::chrono::seconds lifetime)
-    : connect_(std::move(connect)), lifetime_(lifetime) {
+// A session is replaced at this age without having been refused.
+constexpr auto kLifetime = std::chrono::hours(23);
+
+}  // namespace
+
+LiveSession::LiveSession(Connector connect, Clock clock)
+    : connect_(std::move(connect)), clock_(std::move(clock)) {
   Connect();
 }
 
 std::shared_ptr<Session> LiveSession::Current() {
   std::unique_lock lock(mutex_);
   auto session = session_;
-  if (Clock::now() < replace_at_) return session;
+  if (clock_() < replace_at_) return session;
   // The others go on with the old one, whose token has some time left.
-  replace_at_ = Clock::now() + std::chrono::minutes(1);
+  replace_at_ = clock_() + std::chrono::minutes(1);
   lock.unlock();
   try {
     Replace(session);
@@ -37,7 +43,7 @@ void LiveSession::Connect() {
   std::shared_ptr<Session> fresh = connect_();
   std::lock_guard lock(mutex_);
   session_ = std::move(fresh);
-  replace_at_ = Clock::now() + lifetime_;
+  replace_at_ = clock_() + kLifetime;
 }
 
 }  // namespace b2drive::mount

@@ -13,10 +13,11 @@ namespace b2drive::mount {
 // place; calls in flight finish on the old one, which goes with the last of them. Thread-safe.
 class LiveSession {
  public:
-  using Connector = std::function<std::unique_ptr<Session>()>;
+  using Connector = std::function<std::shared_ptr<Session>()>;
+  using Time = std::chrono::steady_clock::time_point;
+  using Clock = std::function<Time()>;
 
-  // `lifetime` is when a session is replaced without having been refused.
-  explicit LiveSession(Connector connect, std::chrono::seconds lifetime = std::chrono::hours(23));
+  explicit LiveSession(Connector connect, Clock clock = std::chrono::steady_clock::now);
 
   // Throws what Session's constructor throws when there is no session yet.
   std::shared_ptr<Session> Current();
@@ -25,16 +26,14 @@ class LiveSession {
   void Replace(const std::shared_ptr<Session>& refused);
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   void Connect();
 
   const Connector connect_;
-  const std::chrono::seconds lifetime_;
+  const Clock clock_;
   std::mutex connecting_;  // held while connecting
   std::mutex mutex_;
   std::shared_ptr<Session> session_;  // guarded by mutex_
-  Clock::time_point replace_at_;      // guarded by mutex_
+  Time replace_at_;                   // guarded by mutex_
 };
 
 }  // namespace b2drive::mount

@@ -15,6 +15,7 @@
 
 #include "host/errors.h"
 #include "host/mount/notices.h"
+#include "host/mount/status_query.h"
 
 namespace b2drive::mount {
 namespace fs = std::filesystem;
@@ -55,14 +56,20 @@ fs::path MadeFolder(const fs::path& folder) {
   std::error_code error;
   fs::create_directories(folder, error);
   if (!error) fs::permissions(folder, fs::perms::owner_all, error);
-  if (error) throw LocalFailure(folder.string(), error.value());
+  if (error) throw LocalFailure("cache folder " + folder.string(), error.value());
   return fs::absolute(folder);
+}
+
+bool ShowsDrive(const fs::path& folder) {
+  UniqueFd fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  StatusQuery query{};
+  return fd && ioctl(fd.get(), kStatusRequest, &query) == 0;
 }
 
 }  // namespace
 
 fs::path CheckMountpoint(const std::string& path, const MountOptions& options) {
-  const fs::path mountpoint = fs::absolute(path).lexically_normal();
+  fs::path mountpoint = fs::absolute(path).lexically_normal();
   struct stat status {};
   if (stat(mountpoint.c_str(), &status) != 0) {
     const bool left_over = errno == ENOTCONN && Unmount(mountpoint, true);
@@ -72,6 +79,10 @@ fs::path CheckMountpoint(const std::string& path, const MountOptions& options) {
   }
   if (!S_ISDIR(status.st_mode)) {
     throw HostError(ExitCode::kWrongKind, mountpoint.string() + ": not a folder");
+  }
+  if (ShowsDrive(mountpoint)) {
+    throw HostError(ExitCode::kExists,
+                    mountpoint.string() + ": b2drive is mounted there; fusermount3 -u unmounts");
   }
   std::error_code error;
   const bool empty = fs::is_empty(mountpoint, error);

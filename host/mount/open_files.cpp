@@ -4,13 +4,23 @@
 
 namespace b2drive::mount {
 
-SharedFilePtr OpenFiles::Acquire(const std::string& path, const std::optional<Node>& stored) {
+SharedFilePtr OpenFiles::Acquire(const std::string& path, const Look& look) {
+  if (SharedFilePtr unsent = AcquireUnsent(path)) return unsent;
+  const std::optional<Node> stored = look();
   std::lock_guard lock(mutex_);
   SharedFilePtr& file = by_path_[path];
   const bool outdated = file && stored && file->IsOutdated(stored->id);
   if (!file || outdated) file = std::make_shared<SharedFile>(services_, path, stored);
   ++handles_[file];
   return file;
+}
+
+SharedFilePtr OpenFiles::AcquireUnsent(const std::string& path) {
+  std::lock_guard lock(mutex_);
+  auto found = by_path_.find(path);
+  if (found == by_path_.end() || found->second->IsSettled()) return nullptr;
+  ++handles_[found->second];
+  return found->second;
 }
 
 void OpenFiles::Release(const SharedFilePtr& file) {

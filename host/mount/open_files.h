@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -15,9 +16,11 @@ class OpenFiles {
  public:
   explicit OpenFiles(FileServices& services) : services_(services) {}
 
-  // The file at `path` for one more handle. `stored` is what the service holds there; a handle on
-  // an older version keeps that to itself.
-  SharedFilePtr Acquire(const std::string& path, const std::optional<Node>& stored);
+  // The file at `path` for one more handle. `look` finds what the service holds there, and is not
+  // asked about a file whose contents are not there yet; a handle on an older version keeps that to
+  // itself.
+  using Look = std::function<std::optional<Node>()>;
+  SharedFilePtr Acquire(const std::string& path, const Look& look);
   void Release(const SharedFilePtr& file);
   std::size_t Handles(const SharedFilePtr& file);
 
@@ -33,6 +36,8 @@ class OpenFiles {
   void LetGo(const SharedFilePtr& file);
 
  private:
+  SharedFilePtr AcquireUnsent(const std::string& path);
+
   FileServices& services_;
   std::mutex mutex_;  // guards what follows
   std::map<std::string, SharedFilePtr> by_path_;
@@ -42,8 +47,8 @@ class OpenFiles {
 // One handle on a file, given back with the object.
 class HeldFile {
  public:
-  HeldFile(OpenFiles& files, const std::string& path, const std::optional<Node>& stored)
-      : files_(files), file_(files.Acquire(path, stored)) {}
+  HeldFile(OpenFiles& files, const std::string& path, const OpenFiles::Look& look)
+      : files_(files), file_(files.Acquire(path, look)) {}
   ~HeldFile() { files_.Release(file_); }
   HeldFile(const HeldFile&) = delete;
   HeldFile& operator=(const HeldFile&) = delete;

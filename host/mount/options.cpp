@@ -9,6 +9,7 @@
 #include <iomanip>
 #include <limits>
 #include <sstream>
+#include <stdexcept>
 #include <string_view>
 
 #include "host/errors.h"
@@ -16,22 +17,20 @@
 namespace b2drive::mount {
 namespace {
 
-[[noreturn]] void Refuse(const std::string& text) {
-  throw HostError(ExitCode::kUsage, "-o " + text);
-}
+// Readers of values say by std::invalid_argument what is wrong with one.
 
 std::uint64_t ReadNumber(std::string_view text, int base) {
   std::uint64_t number = 0;
   auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
   if (error != std::errc() || end != text.data() + text.size()) {
-    Refuse(std::string(text) + ": a number is needed");
+    throw std::invalid_argument("a number is needed");
   }
   return number;
 }
 
 std::uint64_t ReadNumberUpTo(std::string_view text, std::uint64_t most, int base = 10) {
   std::uint64_t number = ReadNumber(text, base);
-  if (number > most) Refuse(std::string(text) + ": too large");
+  if (number > most) throw std::invalid_argument("too large");
   return number;
 }
 
@@ -47,8 +46,13 @@ std::uint64_t ReadBytes(std::string_view text) {
 
 std::uint64_t ReadBytesFrom(std::string_view text, std::uint64_t least) {
   std::uint64_t bytes = ReadBytes(text);
-  if (bytes < least) Refuse(std::string(text) + ": too small");
+  if (bytes < least) throw std::invalid_argument("too small");
   return bytes;
+}
+
+std::filesystem::path ReadFolder(std::string_view text) {
+  if (text.empty()) throw std::invalid_argument("a folder is needed");
+  return text;
 }
 
 struct Row {
@@ -82,7 +86,7 @@ constexpr std::array kRows = {
         }},
     Row{"cache_dir=", "folder for blocks and for what is being written",
         "b2drive in $XDG_CACHE_HOME or ~/.cache",
-        [](MountOptions& o, std::string_view value) { o.cache_dir = value; }},
+        [](MountOptions& o, std::string_view value) { o.cache_dir = ReadFolder(value); }},
     Row{"cache_size=", "most bytes of blocks kept (K, M, G)", "1G",
         [](MountOptions& o, std::string_view value) {
           o.cache_size = ReadBytesFrom(value, 1UL << 20);
@@ -117,10 +121,13 @@ void Apply(MountOptions& options, std::string_view word) {
   std::string_view name = has_value ? word.substr(0, equals + 1) : word;
   const auto* row =
       std::ranges::find(kRows, name, [](const Row& r) { return std::string_view(r.name); });
-  if (row != kRows.end()) {
+  if (row == kRows.end() && IsMountsOwn(word)) return;
+  try {
+    if (row == kRows.end()) throw std::invalid_argument("no such option");
     row->set(options, has_value ? word.substr(equals + 1) : "");
-  } else if (!IsMountsOwn(word)) {
-    Refuse(std::string(word) + ": no such option (see b2drive mount --help)");
+  } catch (const std::invalid_argument& error) {
+    throw HostError(ExitCode::kUsage, "-o " + std::string(word) + ": " + error.what() +
+                                          " (see b2drive mount --help)");
   }
 }
 

@@ -18,6 +18,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kEntrySuffix[] = ".json";
+constexpr char kSpareSuffix[] = ".spare";
+constexpr std::size_t kMostSpares = 64;
 
 fs::path EntryOf(const fs::path& contents) { return contents.string() + kEntrySuffix; }
 
@@ -27,14 +29,16 @@ UniqueFd Open(const fs::path& file, int flags) {
   return fd;
 }
 
-// In place at once, so that an entry is never read half.
-void WriteEntry(const fs::path& entry, const std::string& text) {
-  const fs::path fresh = entry.string() + ".new";
-  UniqueFd fd = Open(fresh, O_WRONLY | O_CREAT | O_TRUNC);
+// Written into `spare`, which may hold an older text, and in place at once, so that an entry is
+// never read half.
+void WriteEntry(const fs::path& spare, const fs::path& entry, const std::string& text) {
+  UniqueFd fd = Open(spare, O_WRONLY | O_CREAT);
   int error = WriteAt(fd.get(), text.data(), text.size(), 0);
-  if (error == 0 && rename(fresh.c_str(), entry.c_str()) != 0) error = errno;
+  // Not emptied first: ext4 then begins to write to the disk at every close.
+  if (error == 0 && ftruncate(fd.get(), static_cast<off_t>(text.size())) != 0) error = errno;
+  if (error == 0 && rename(spare.c_str(), entry.c_str()) != 0) error = errno;
   if (error == 0) return;
-  unlink(fresh.c_str());
+  unlink(spare.c_str());
   throw FsError(error, entry.string() + ": cannot be written");
 }
 
@@ -79,6 +83,7 @@ std::vector<Unsent> Spool::Recover() {
     latest = std::move(*found);
   }
   std::vector<Unsent> all;
+  all.reserve(unsent.size());
   for (auto& [path, one] : unsent) all.push_back(std::move(one));
   return all;
 }
@@ -88,8 +93,11 @@ std::optional<Unsent> Spool::Load(const fs::path& entry) {
   contents.replace_extension();
   std::ifstream text(entry);
   auto values = nlohmann::json::parse(text, nullptr, false);
-  if (!values.is_object() || !values.contains("path") || !values.contains("size") ||
-      !fs::exists(contents)) {
+  const bool complete = values.is_object() && values.contains("path") &&
+                        values["path"].is_string() && values.contains("size") &&
+                        values["size"].is_number_unsigned() && values.contains("file") &&
+                        values["file"] == contents.filename().string();
+  if (!complete || !fs::exists(contents)) {
     Notice(entry.string() + ": cannot be read; it and its contents are left as they are");
     return std::nullopt;
   }
@@ -120,9 +128,12 @@ SpoolPtr Spool::Clone(const SpoolFile& original) {
 }
 
 void Spool::Enter(SpoolFile& contents, const std::string& path) {
-  nlohmann::json entry{{"path", path}, {"size", contents.Size()}};
+  // The file's own name tells its entry from the older text of a spare, which is what a machine
+  // that lost its power may find in it.
+  nlohmann::json entry{
+      {"file", contents.file().filename().string()}, {"path", path}, {"size", contents.Size()}};
   // A name need not be UTF-8 text; the service takes no other, but this must not fail.
-  WriteEntry(EntryOf(contents.file()),
+  WriteEntry(TakeSpare(contents.file()), EntryOf(contents.file()),
              entry.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
   contents.journaled_ = true;
 }
@@ -135,10 +146,29 @@ void Spool::Secure(const SpoolFile& contents) {
 
 void Spool::Strike(SpoolFile& contents) {
   if (!contents.journaled_) return;
-  if (unlink(EntryOf(contents.file()).c_str()) != 0 && errno != ENOENT) {
+  const fs::path spare = contents.file().string() + kSpareSuffix;
+  if (rename(EntryOf(contents.file()).c_str(), spare.c_str()) != 0 && errno != ENOENT) {
     throw FsError(errno, contents.file().string() + ": its journal entry cannot be removed");
   }
   contents.journaled_ = false;
+  KeepSpare(spare);
+}
+
+fs::path Spool::TakeSpare(const fs::path& contents) {
+  std::lock_guard lock(mutex_);
+  if (spares_.empty()) return contents.string() + kSpareSuffix;
+  fs::path spare = std::move(spares_.back());
+  spares_.pop_back();
+  return spare;
+}
+
+void Spool::KeepSpare(const fs::path& spare) {
+  std::lock_guard lock(mutex_);
+  if (spares_.size() < kMostSpares) {
+    spares_.push_back(spare);
+  } else {
+    unlink(spare.c_str());
+  }
 }
 
 }  // namespace b2drive::mount

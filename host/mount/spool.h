@@ -62,10 +62,15 @@ class Spool {
 
  private:
   std::optional<Unsent> Load(const std::filesystem::path& entry);
+  std::filesystem::path TakeSpare(const std::filesystem::path& contents);
+  void KeepSpare(const std::filesystem::path& spare);
 
   const std::filesystem::path folder_;
-  std::mutex mutex_;
-  std::uint64_t next_ = 0;  // guarded by mutex_
+  std::mutex mutex_;  // guards what follows
+  std::uint64_t next_ = 0;
+  // Entries that were struck, for the next ones: ext4 looks at every file removed in the last
+  // minute when it makes one, which would be most of the work of copying many small files.
+  std::vector<std::filesystem::path> spares_;
 };
 
 }  // namespace b2drive::mount

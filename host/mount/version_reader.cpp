@@ -14,10 +14,27 @@ constexpr std::uint64_t kFirstRange = kBlock;
 constexpr std::uint64_t kSecondRange = 5UL * 1024 * 1024;
 // The kernel asks ahead with several threads, so reads in sequence come slightly out of order.
 constexpr std::uint64_t kSlack = 1024UL * 1024;
-constexpr std::size_t kMostRunning = 3;
+// Ranges on their way at a time: the wait for a far service is shared by so many.
+constexpr std::size_t kMostRunning = 4;
 
 // A version that is gone while it is read cannot come back.
 int ReadError(int number) { return number == ENOENT ? ESTALE : number; }
+
+// Copies from the version's beginning while blocks are there; gives the bytes copied.
+std::uint64_t CopyCached(CachedVersion& cached, int fd, std::uint64_t count) {
+  constexpr std::uint64_t kPiece = 1024UL * 1024;
+  std::vector<char> buffer(std::min(count, kPiece));
+  std::uint64_t done = 0;
+  while (done < count) {
+    const std::size_t wanted = std::min<std::uint64_t>(count - done, buffer.size());
+    const std::size_t got = cached.Read(done, buffer.data(), wanted).copied;
+    if (got == 0) break;
+    int error = WriteAt(fd, buffer.data(), got, done);
+    if (error != 0) throw FsError(error, "writing in the cache folder");
+    done += got;
+  }
+  return done;
+}
 
 }  // namespace
 
@@ -41,10 +58,10 @@ void RunFetch(const ReadServices& services, const StoredVersion& version,
 void BringInto(const ReadServices& services, const StoredVersion& version, int fd,
                std::uint64_t count) {
   if (count == 0) return;
-  auto cached = services.blocks.Open(version.file.id, version.file.size);
-  if (cached->IsComplete()) return CopyBytes(cached->fd(), fd, count);
-  cached.reset();
-  services.remote.Read({version.file, version.path, 0, count},
+  const auto cached = services.blocks.Open(version.file.id, version.file.size);
+  const std::uint64_t done = CopyCached(*cached, fd, count);
+  if (done == count) return;
+  services.remote.Read({version.file, version.path, done, count - done},
                        [fd](std::uint64_t offset, const char* data, std::size_t length) {
                          return WriteAt(fd, data, length, offset);
                        });
@@ -104,7 +121,7 @@ void VersionReader::Ahead(const StoredVersion& version, const Cached& cached, st
     std::lock_guard lock(mutex_);
     std::erase_if(running_, [](const Running& running) { return running.fetch->done.load(); });
     if (running_.size() >= kMostRunning) return;
-    fetch = cached->ClaimGap(from, from + 2 * range_, range_);
+    fetch = cached->ClaimGap(from, from + kMostRunning * range_, range_);
     if (!fetch) return;
     range_ = services_.longest_range;
   }

@@ -15,6 +15,10 @@ EMULATOR_PID=
 FAILURES=0
 mkdir -p "$MNT" "$CACHE" "$SCRATCH/home"
 export HOME=$SCRATCH/home GIT_CONFIG_NOSYSTEM=1
+# A mount in the background has no terminal for what sanitizers report.
+export ASAN_OPTIONS=${ASAN_OPTIONS:-}:log_path=$SCRATCH/report
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-}:print_stacktrace=1:log_path=$SCRATCH/report
+export TSAN_OPTIONS=${TSAN_OPTIONS:-}:log_path=$SCRATCH/report
 
 CleanUp() {
   local pid
@@ -99,7 +103,9 @@ Faults() { Control POST /faults "$1" > /dev/null; }
 NoFaults() { Control DELETE /faults > /dev/null; }
 
 Finish() {
+  local report
   Unmount
+  for report in "$SCRATCH"/report.*; do [ ! -e "$report" ] || Fail "$(cat "$report")"; done
   [ $FAILURES -eq 0 ] || { echo "$FAILURES failed"; exit 1; }
   echo "all held"
 }

@@ -8,7 +8,8 @@ Fio() {  # NAME, fio's options
   local name=$1; shift
   Note "fio $name"
   Must $((LONG + 200)) fio --name="$name" --directory="$BUCKET" --size=24M --ioengine=psync \
-    --fallocate=none --verify=crc32c --verify_fatal=1 --end_fsync=1 --randseed=7 "$@"
+    --fallocate=none --verify=crc32c --verify_fatal=1 --verify_state_save=0 --end_fsync=1 \
+    --randseed=7 "$@"
 }
 Fio sequential --rw=write --bs=1M
 Fio random --rw=randwrite --bs=4k --size=8M

@@ -42,4 +42,11 @@ Note "downloads: $(($(Calls b2_download_file_by_id) - before)), memory: $(Memory
 [ "$(($(Calls b2_download_file_by_id) - before))" -lt 500 ] || Fail "ranges do not grow"
 [ "$(Memory)" -lt 200 ] || Fail "memory: $(Memory) MiB"
 
+Note "all of it through a cache that holds a hundredth"
+Unmount; Mount cache_size=10M
+Drive cat /bucket-one/huge | sha1sum > "$SCRATCH/sum3"
+cat "$BUCKET/huge" | sha1sum > "$SCRATCH/sum4"
+cmp "$SCRATCH/sum1" "$SCRATCH/sum3" && cmp "$SCRATCH/sum3" "$SCRATCH/sum4" || Fail "wrong bytes"
+held=$(du -sm "$CACHE" | cut -f1)
+[ "$held" -le 16 ] || Fail "the cache holds $held MiB"
 Finish

@@ -56,11 +56,15 @@ Must 60 rm "$BUCKET/stays"
 [ ! -e "$BUCKET/stays" ] || Fail "stays"
 
 Note "uploads refused without end: an error at close, kept, sent later"
-Unmount; Mount retries=2
+Unmount; Mount retries=2,dir_ttl=0
 Faults '[{"call":"b2_upload_file","status":500,"code":"bad","times":-1}]'
 MustFail 120 cp "$SCRATCH/file" "$BUCKET/later"
 Same "$BUCKET/later"
 Drive status "$MNT" | grep -q "/bucket-one/later: 3000000 bytes" || Fail "status: $(Drive status "$MNT")"
+Faults '[{"call":"b2_list_file_names","status":500,"code":"bad","times":-1}]'
+Same "$BUCKET/later"    # nobody has to be asked about it
+NoFaults
+Faults '[{"call":"b2_upload_file","status":500,"code":"bad","times":-1}]'
 MustFail 120 python3 -c "
 import os; f = os.open('$BUCKET/synced', os.O_CREAT | os.O_WRONLY); os.write(f, b'x'); os.fsync(f)"
 KillMount

@@ -1,0 +1,123 @@
+#include "host/mount/directory_cache.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <map>
+#include <thread>
+
+#include "host/mount/fs_error.h"
+#include "host/mount/scan_watch.h"
+
+namespace b2drive::mount {
+namespace {
+
+class DirectoryCacheTest : public testing::Test {
+ protected:
+  Listing Ask(const std::string& id, const std::string& path) {
+    ++asked_[path];
+    EXPECT_EQ(id, path == "/" ? "" : "B");
+    if (path == "/") return {{"b", "B", true, 0, ""}};
+    if (meanwhile_) meanwhile_();
+    return listing_;
+  }
+  std::string Find(const std::string& path) {
+    auto node = cache_.Find(path);
+    return !node ? "none" : node->folder ? "folder" : std::to_string(node->size);
+  }
+
+  Listing listing_ = {{"f", "B/1", false, 5, ""},      {"both", "B/2", false, 6, ""},
+                      {"both", "B/both", true, 0, ""}, {"htob", "B/htob", true, 0, ""},
+                      {"htob", "B/3", false, 7, ""},   {"", "B/4", false, 1, ""},
+                      {"..", "B/5", false, 1, ""},     {"a/b", "B/6", false, 1, ""}};
+  std::map<std::string, std::atomic<int>> asked_;
+  std::function<void()> meanwhile_;
+  const DirectoryCache::Lister lister_ = [this](auto&... names) { return Ask(names...); };
+  DirectoryCache cache_{lister_, std::chrono::seconds(1000)};
+};
+
+TEST_F(DirectoryCacheTest, OneListingAnswersForAllNames) {
+  listing_.push_back({std::string("a\0b", 3), "B/7", false, 1, ""});
+  listing_.push_back({std::string(256, 'x'), "B/8", false, 1, ""});
+  const std::map<std::string, std::string> rows = {{"/b", "folder"},      {"/c", "none"},
+                                                   {"/b/f", "5"},         {"/b/both", "folder"},
+                                                   {"/b/htob", "folder"}, {"/b/F", "none"}};
+  for (const auto& [path, found] : rows) EXPECT_EQ(Find(path), found) << path;
+  EXPECT_EQ(cache_.List("/b").size(), 3u);  // the rest is nothing that a file system can hold
+  EXPECT_EQ(cache_.FolderId("/b/new/deep"), "B/new/deep");
+  EXPECT_THROW(cache_.FolderId("/c/new"), FsError);
+  EXPECT_EQ(asked_["/"] + asked_["/b"], 2);
+}
+
+TEST_F(DirectoryCacheTest, OwnChangesShowAlsoWhenMadeDuringAListing) {
+  auto change = [this](const std::string& added, const std::string& removed) {
+    cache_.Put(added, {false, 9, "B/9", {}});
+    cache_.Remove(removed);
+  };
+  meanwhile_ = [&] { change("/b/new", "/b/f"); };
+  EXPECT_EQ(Find("/b/new") + Find("/b/f"), "9none");
+  change("/b/newer", "/b/both");
+  EXPECT_EQ(Find("/b/newer") + Find("/b/both"), "9none");
+  cache_.PutEmptyFolder("/b/made", {true, 0, "B/made", {}});
+  EXPECT_TRUE(cache_.IsKnownEmpty("/b/made"));
+  EXPECT_FALSE(cache_.HasSiblings("/b/made/only"));
+  EXPECT_EQ(asked_["/b"] + asked_["/b/made"], 1);
+  meanwhile_ = nullptr;
+  cache_.Forget("/b");
+  EXPECT_EQ(Find("/b/f") + Find("/b/new"), "5none");
+}
+
+TEST_F(DirectoryCacheTest, AFailedListingFailsAllThatWaitAndIsAskedAgain) {
+  constexpr int kReaders = 8;
+  std::atomic<int> started{0};
+  Find("/b");
+  meanwhile_ = [&] {
+    while (started < kReaders) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the others come to wait
+    throw FsError(EIO, "away");
+  };
+  std::vector<std::thread> readers;
+  for (int i = 0; i < kReaders; ++i) {
+    readers.emplace_back([&] {
+      ++started;
+      EXPECT_THROW(cache_.Find("/b/f"), FsError);
+    });
+  }
+  for (std::thread& reader : readers) reader.join();
+  EXPECT_LT(asked_["/b"], kReaders);
+  meanwhile_ = nullptr;
+  EXPECT_EQ(Find("/b/f"), "5");
+}
+
+TEST_F(DirectoryCacheTest, AListingThatIsTooOldIsNotBelieved) {
+  DirectoryCache forgetful(lister_, std::chrono::seconds(0));
+  EXPECT_TRUE(forgetful.Find("/b/f"));
+  listing_.clear();
+  EXPECT_FALSE(forgetful.Find("/b/f"));
+}
+
+TEST_F(DirectoryCacheTest, AScanInOrderTellsWhatComesNext) {
+  using Paths = std::vector<std::string>;
+  listing_.clear();
+  for (char name = 'a'; name <= 'p'; ++name) {
+    listing_.push_back({{name}, std::string("B/") + name, name % 2 == 0, 1, ""});  // b: a folder
+  }
+  cache_.List("/b");
+  ScanWatch folders(cache_, ScanWatch::Kind::kFolders);
+  ScanWatch files(cache_, ScanWatch::Kind::kFiles);
+  const std::vector<std::pair<std::string, Paths>> steps = {{"/b/a", {}},
+                                                            {"/b/e", {}},  // out of order
+                                                            {"/b/g", {}},
+                                                            {"/b/g", {}},  // once more is no step
+                                                            {"/b/i", {"/b/k", "/b/m", "/b/o"}},
+                                                            {"/b/k", {}},
+                                                            {"/b/a", {}}};
+  for (const auto& [path, next] : steps) EXPECT_EQ(files.Next(path), next) << path;
+  EXPECT_EQ(folders.Next("/b/b"), Paths{});
+  EXPECT_EQ(folders.Next("/b/d"), Paths{});
+  EXPECT_EQ(folders.Next("/b/f"), (Paths{"/b/h", "/b/j", "/b/l", "/b/n", "/b/p"}));
+  EXPECT_EQ(asked_["/b"], 1);
+}
+
+}  // namespace
+}  // namespace b2drive::mount

@@ -1,0 +1,87 @@
+#include <gmock/gmock.h>
+
+#include "host/mount/fs_error.h"
+#include "host/mount/live_session.h"
+#include "host/mount/options.h"
+
+namespace b2drive::mount {
+namespace {
+
+using testing::AllOf, testing::Property, testing::StartsWith, testing::Throws;
+
+std::string Show(const MountOptions& o) {
+  auto text = [](auto... numbers) { return ((std::to_string(numbers) + " ") + ...); };
+  return text(o.read_only, o.allow_other, o.auto_unmount, o.nonempty) +
+         text(o.umask, o.cache_size, o.dir_ttl.count(), o.read_ahead, o.retries,
+              o.size.value_or(0));
+}
+
+TEST(MountOptions, AreReadWithTheirDefaults) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "0 0 0 0 18 1073741824 60 16777216 5 0 "},
+      {"ro,allow_other,auto_unmount,nonempty", "1 1 1 1 18 1073741824 60 16777216 5 0 "},
+      {"umask=077,cache_size=2M,dir_ttl=0", "0 0 0 0 63 2097152 0 16777216 5 0 "},
+      {"read_ahead=128K,retries=0,size=1T", "0 0 0 0 18 1073741824 60 131072 0 1099511627776 "},
+      {"_netdev,rw,x-a=b,user,,retries=7,", "0 0 0 0 18 1073741824 60 16777216 7 0 "}};
+  for (auto [text, shown] : rows) EXPECT_EQ(Show(ParseMountOptions(text)), shown) << text;
+  const MountOptions given = ParseMountOptions("uid=1,gid=4294967294,cache_dir=/a=b");
+  EXPECT_TRUE(given.uid == 1 && given.gid == 4294967294 && given.cache_dir == "/a=b");
+}
+
+TEST(MountOptions, RefusalsNameTheOption) {
+  for (const std::string word :
+       {"nope", "ro=1", "uid", "uid=", "uid=-1", "uid=4294967295", "umask=8", "umask=1000",
+        "cache_dir=", "cache_size=1023K", "cache_size=5X", "cache_size=K", "cache_size=16777216T",
+        "dir_ttl=1s", "read_ahead=1", "retries=1001", "size=4095"}) {
+    EXPECT_THAT(
+        [&] { ParseMountOptions("ro," + word + ",retries=3"); },
+        Throws<HostError>(AllOf(Property(&HostError::exit_code, ExitCode::kUsage),
+                                Property(&HostError::what, StartsWith("-o " + word + ": ")))));
+  }
+}
+
+TEST(Diagnose, SaysWhatHelpsAndWhatAProgramSees) {
+  const HostError failed(ExitCode::kFailed, ""), refused(ExitCode::kSignInRefused, "");
+  const HostError late(ExitCode::kNetwork, "", AERROR::TIMEDOUT);
+  const std::tuple<HostError, int, Remedy, int> rows[] = {
+      {failed, 401, Remedy::kNewSession, EACCES}, {failed, 403, Remedy::kNone, EACCES},
+      {failed, 404, Remedy::kNone, ENOENT},       {failed, 400, Remedy::kNone, EIO},
+      {failed, 408, Remedy::kWait, ETIMEDOUT},    {failed, 429, Remedy::kWait, EIO},
+      {failed, 503, Remedy::kWait, EIO},          {failed, 200, Remedy::kWait, EIO},
+      {late, 404, Remedy::kWait, ETIMEDOUT},      {refused, 401, Remedy::kNone, EACCES}};
+  for (const auto& [error, status, remedy, number] : rows) {
+    const Diagnosis diagnosis = Diagnose(error, {status, "", false});
+    EXPECT_TRUE(diagnosis.remedy == remedy && diagnosis.number == number) << status;
+  }
+  EXPECT_EQ(Diagnose(failed, {404, "broken(56)", false}).remedy, Remedy::kWait);
+}
+
+TEST(LiveSession, IsReplacedBeforeItsTokenEndsAndLivesWhileItIsUsed) {
+  LiveSession::Time now;
+  bool away = false;
+  auto connect = [&]() -> std::shared_ptr<Session> {
+    if (away) throw HostError(ExitCode::kNetwork, "away");
+    auto owner = std::make_shared<char>();
+    return {owner, reinterpret_cast<Session*>(owner.get())};  // only handed on
+  };
+  LiveSession live(connect, [&] { return now; });
+  auto first = live.Current();
+  now += std::chrono::hours(23) - std::chrono::seconds(1);
+  EXPECT_EQ(live.Current(), first);
+  away = true;
+  now += std::chrono::seconds(1);
+  EXPECT_EQ(live.Current(), first);
+  away = false;
+  EXPECT_EQ(live.Current(), first);  // not tried at every call
+  now += std::chrono::minutes(1);
+  auto second = live.Current();
+  EXPECT_NE(second, first);
+  EXPECT_EQ(first.use_count(), 1);
+  live.Replace(first);  // refused late, long replaced
+  EXPECT_EQ(live.Current(), second);
+  live.Replace(second);
+  EXPECT_NE(live.Current(), second);
+}
+
+}  // namespace
+}  // namespace b2drive::mount
