@@ -52,7 +52,7 @@ std::uint64_t ReadBytesFrom(std::string_view text, std::uint64_t least) {
 
 std::filesystem::path ReadFolder(std::string_view text) {
   if (text.empty()) throw std::invalid_argument("a folder is needed");
-  return text;
+  return std::filesystem::absolute(text);  // the mount leaves the folder that it was started from
 }
 
 struct Row {

@@ -26,6 +26,7 @@ TEST(MountOptions, AreReadWithTheirDefaults) {
   for (auto [text, shown] : rows) EXPECT_EQ(Show(ParseMountOptions(text)), shown) << text;
   const MountOptions given = ParseMountOptions("uid=1,gid=4294967294,cache_dir=/a=b");
   EXPECT_TRUE(given.uid == 1 && given.gid == 4294967294 && given.cache_dir == "/a=b");
+  EXPECT_TRUE(ParseMountOptions("cache_dir=a").cache_dir.is_absolute());
 }
 
 TEST(MountOptions, RefusalsNameTheOption) {
