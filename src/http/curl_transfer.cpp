@@ -23,8 +23,8 @@ CaptureBuffer NewCapture() {
 }
 
 // The body that a fresh BufferCursor would read, or null. libcurl sends a body that it is shown in
-// one packet with the headers; one that it has to read follows in a packet of its own, for which the
-// server waits.
+// one packet with the headers; one that it has to read follows in a packet of its own, for which
+// the server waits.
 const char* TextInMemory(void* read_function, void* read_data, long long size) {
   if (read_function != CallbackPointer(&read_callback_buf_func) || read_data == nullptr) {
     return nullptr;
