@@ -73,7 +73,7 @@ class FileSystem {
   void Recover();
   void ListAhead(const std::string& folder);
   void FetchAhead(const std::string& path);
-  void FetchSmall(const std::string& path) noexcept;
+  void Ahead(std::function<void()> task);
 
   const MountOptions options_;
   const timespec started_;

@@ -2,37 +2,39 @@
 #include "host/mount/paths.h"
 
 namespace b2drive::mount {
+namespace {
 
-// A failure here is nobody's: the program that comes to the folder or file asks again, and is told.
+// The whole of a file that is read at once anyway.
+void FetchSmall(DirectoryCache& directory, const ReadServices& reading, const std::string& path) {
+  const auto node = directory.Find(path);
+  if (!node || node->folder || node->size == 0 || node->size > kBlock) return;
+  auto cached = reading.blocks.Open(node->id, node->size);
+  const FetchPtr fetch = cached->Claim(0, node->size);
+  if (fetch) RunFetch(reading, {ToEntry(*node, path), path}, cached, fetch);
+}
+
+}  // namespace
+
+// A failure is nobody's: the program that comes to the folder or file asks again, and is told.
+void FileSystem::Ahead(std::function<void()> task) {
+  fetchers_.Run([task = std::move(task)] {
+    try {
+      task();
+    } catch (const std::exception&) {  // see above
+    }
+  });
+}
 
 void FileSystem::ListAhead(const std::string& folder) {
   if (IsRoot(folder)) return;
   for (const std::string& next : folder_scans_.Next(folder)) {
-    fetchers_.Run([this, next] {
-      try {
-        directory_.List(next);
-      } catch (const std::exception&) {  // see above
-      }
-    });
+    Ahead([this, next] { directory_.List(next); });
   }
 }
 
 void FileSystem::FetchAhead(const std::string& path) {
   for (const std::string& next : file_scans_.Next(path)) {
-    fetchers_.Run([this, next] { FetchSmall(next); });
-  }
-}
-
-// The whole of a file that is read at once anyway.
-void FileSystem::FetchSmall(const std::string& path) noexcept {
-  try {
-    const auto node = directory_.Find(path);
-    if (!node || node->folder || node->size == 0 || node->size > kBlock) return;
-    auto cached = blocks_.Open(node->id, node->size);
-    const FetchPtr fetch = cached->Claim(0, node->size);
-    const ReadServices reading{remote_, blocks_, fetchers_, options_.read_ahead};
-    if (fetch) RunFetch(reading, {ToEntry(*node, path), path}, cached, fetch);
-  } catch (const std::exception&) {  // see above
+    Ahead([this, next, reading = services_.reading] { FetchSmall(directory_, reading, next); });
   }
 }
 

@@ -112,11 +112,7 @@ std::optional<Unsent> Spool::Load(const fs::path& entry) {
 }
 
 SpoolPtr Spool::Make() {
-  fs::path file;
-  {
-    std::lock_guard lock(mutex_);
-    file = folder_ / std::to_string(next_++);
-  }
+  fs::path file = NewName("");
   UniqueFd fd = Open(file, O_RDWR | O_CREAT | O_EXCL);
   return std::make_shared<SpoolFile>(std::move(file), std::move(fd));
 }
@@ -133,7 +129,7 @@ void Spool::Enter(SpoolFile& contents, const std::string& path) {
   nlohmann::json entry{
       {"file", contents.file().filename().string()}, {"path", path}, {"size", contents.Size()}};
   // A name need not be UTF-8 text; the service takes no other, but this must not fail.
-  WriteEntry(TakeSpare(contents.file()), EntryOf(contents.file()),
+  WriteEntry(TakeSpare(), EntryOf(contents.file()),
              entry.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
   contents.journaled_ = true;
 }
@@ -146,7 +142,8 @@ void Spool::Secure(const SpoolFile& contents) {
 
 void Spool::Strike(SpoolFile& contents) {
   if (!contents.journaled_) return;
-  const fs::path spare = contents.file().string() + kSpareSuffix;
+  // Not the contents' own name: they may be entered and struck again before the spare is used.
+  const fs::path spare = NewName(kSpareSuffix);
   if (rename(EntryOf(contents.file()).c_str(), spare.c_str()) != 0 && errno != ENOENT) {
     throw FsError(errno, contents.file().string() + ": its journal entry cannot be removed");
   }
@@ -154,12 +151,21 @@ void Spool::Strike(SpoolFile& contents) {
   KeepSpare(spare);
 }
 
-fs::path Spool::TakeSpare(const fs::path& contents) {
+fs::path Spool::NewName(const char* suffix) {
   std::lock_guard lock(mutex_);
-  if (spares_.empty()) return contents.string() + kSpareSuffix;
-  fs::path spare = std::move(spares_.back());
-  spares_.pop_back();
-  return spare;
+  return folder_ / (std::to_string(next_++) + suffix);
+}
+
+fs::path Spool::TakeSpare() {
+  {
+    std::lock_guard lock(mutex_);
+    if (!spares_.empty()) {
+      fs::path spare = std::move(spares_.back());
+      spares_.pop_back();
+      return spare;
+    }
+  }
+  return NewName(kSpareSuffix);
 }
 
 void Spool::KeepSpare(const fs::path& spare) {

@@ -62,7 +62,8 @@ class Spool {
 
  private:
   std::optional<Unsent> Load(const std::filesystem::path& entry);
-  std::filesystem::path TakeSpare(const std::filesystem::path& contents);
+  std::filesystem::path NewName(const char* suffix);
+  std::filesystem::path TakeSpare();
   void KeepSpare(const std::filesystem::path& spare);
 
   const std::filesystem::path folder_;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <thread>
 
@@ -155,8 +156,14 @@ TEST_F(SpoolTest, AKillLeavesWhatWasEnteredAndNothingElse) {
   EXPECT_EQ(AfterKill(), (Found{"/b/renamed=one", "/b/two=9"}));
   spool_.Strike(*closed);
   EXPECT_EQ(AfterKill(), Found{"/b/two=9"});
+  spool_.Strike(*later.back());
   spool_.Enter(*closed, "/b");  // in place of a longer text that was struck
-  EXPECT_EQ(AfterKill(), (Found{"/b=one", "/b/two=9"}));
+  EXPECT_EQ(AfterKill(), (Found{"/b=one", "/b/two=8"}));
+  spool_.Strike(*closed);  // again, while what it left the first time was not used
+  const fs::directory_iterator files(folder_ / "spool");
+  EXPECT_EQ(std::count_if(begin(files), end(files),
+                          [](const auto& file) { return file.path().extension() == ".spare"; }),
+            2);
 }
 
 TEST_F(SpoolTest, AnEntryThatCannotBeReadKeepsItsContentsAndHindersNothing) {
