@@ -46,7 +46,7 @@ bool ReadAnswer(std::string_view line, Answer& answer) {
   if (auto status = ReadStatus(rest)) {
     answer.status = *status;
     answer.transport.clear();
-    if (*status == 200 && line.starts_with("StartLargeFile ")) answer.large_file_begun = true;
+    if (*status == 200 && line.starts_with("StartLargeFile ")) ++answer.large_files_begun;
     return true;
   }
   if (auto code = ReadTransportCode(rest); code && *code != kNoTransferMade) {

@@ -10,7 +10,7 @@ namespace b2drive {
 struct Answer {
   int status = 0;         // HTTP status, 0 when none arrived
   std::string transport;  // why no answer arrived: libcurl's text and code; empty when one did
-  bool large_file_begun = false;  // an upload in parts was begun, and stays if it fails
+  int large_files_begun = 0;  // uploads in parts that were begun, and stay if they fail
 };
 
 // Reads a log line of the plug-in into `answer`. Lines that say nothing about an answer leave it as

@@ -33,7 +33,7 @@ class ListingSink final : public IFileList {
 
 // What a failed upload left behind.
 std::string Leftover(AERROR code) {
-  if (HostLog::LastAnswer().large_file_begun) {
+  if (HostLog::LastAnswer().large_files_begun > 0) {
     return "; an unfinished large file may be left on the service, which costs storage: remove it "
            "with the service's web page or a client that cancels unfinished large files, or let a "
            "lifecycle rule do so";

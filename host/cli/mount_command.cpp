@@ -18,7 +18,8 @@ ExitCode Mount(Context& context, const MountArguments& arguments) {
   const Account& account = context.account();
   if (!arguments.foreground) return mount::RunInBackground(account);
   return mount::RunMount(
-      {arguments.mountpoint, arguments.options, account.AccountId(), arguments.live_fd},
+      {arguments.mountpoint, arguments.options, account.AccountId(), arguments.live_fd,
+       !context.uses_shipped_plugin()},
       [&context] { return context.Connect(); });
 }
 

@@ -1,19 +1,24 @@
 #include "host/mount/block_cache.h"
 
-#include <cerrno>
+#include <sys/resource.h>
 
-#include "host/mount/fs_error.h"
+#include <algorithm>
+#include <utility>
 
 namespace b2drive::mount {
 namespace fs = std::filesystem;
-namespace {
 
-constexpr std::size_t kMostVersions = 4096;  // each holds a descriptor
+std::size_t MostVersions() {
+  constexpr rlim_t kMost = 4096;
+  constexpr rlim_t kFewest = 16;
+  constexpr rlim_t kShare = 4;  // the others are for connections and for what is being written
+  rlimit files{};
+  if (getrlimit(RLIMIT_NOFILE, &files) != 0) return kFewest;
+  return static_cast<std::size_t>(std::clamp(files.rlim_cur / kShare, kFewest, kMost));
+}
 
-}  // namespace
-
-BlockCache::BlockCache(fs::path folder, std::uint64_t limit)
-    : folder_(std::move(folder)), limit_(limit) {
+BlockCache::BlockCache(Disk& disk, fs::path folder, std::uint64_t limit, std::size_t versions)
+    : disk_(disk), folder_(std::move(folder)), limit_(limit), most_versions_(versions) {
   std::error_code error;
   fs::remove_all(folder_, error);
   fs::create_directories(folder_, error);
@@ -21,80 +26,77 @@ BlockCache::BlockCache(fs::path folder, std::uint64_t limit)
 }
 
 std::shared_ptr<CachedVersion> BlockCache::Open(const std::string& id, std::uint64_t size) {
-  std::lock_guard lock(mutex_);
-  auto& version = versions_[id];
-  if (!version || version->size() != size) {
-    try {
-      version = std::make_shared<CachedVersion>(NewFile(), size, false);
-    } catch (...) {
-      versions_.erase(id);
-      throw;
+  const auto open = [&] {
+    Lock lock(mutex_);
+    const auto found = by_id_.find(id);
+    if (found != by_id_.end() && found->second->version->size() == size) {
+      order_.splice(order_.begin(), order_, found->second);
+      return found->second->version;
     }
-  }
-  version->last_used = ++clock_;
-  return version;
+    auto version = std::make_shared<CachedVersion>(disk_, held_, NewFile(), size, false);
+    Keep(id, version);
+    return version;
+  };
+  return WithRoom(*this, open);
 }
 
 void BlockCache::Adopt(const std::string& id, std::uint64_t size, const fs::path& file) {
   {
-    std::lock_guard lock(mutex_);
-    fs::path own = NewFile();
-    std::error_code error;
-    fs::rename(file, own, error);
-    if (error) throw FsError(error.value(), file.string() + ": " + error.message());
-    auto version = std::make_shared<CachedVersion>(own, size, true);
-    version->last_used = ++clock_;
-    versions_[id] = std::move(version);
+    Lock lock(mutex_);
+    const fs::path own = NewFile();
+    const int error = disk_.Rename(file, own);
+    if (error != 0) throw FsError(error, file.string() + ": cannot be moved");
+    Keep(id, std::make_shared<CachedVersion>(disk_, held_, own, size, true));
   }
   Shrink();
 }
 
+void BlockCache::Keep(const std::string& id, std::shared_ptr<CachedVersion> version) {
+  const auto found = by_id_.find(id);
+  if (found != by_id_.end()) Erase(found->second);
+  order_.push_front({id, std::move(version)});
+  by_id_[id] = order_.begin();
+}
+
+void BlockCache::Erase(Order::iterator kept) {
+  by_id_.erase(kept->id);
+  order_.erase(kept);
+}
+
 void BlockCache::Forget(const std::string& id) {
-  std::lock_guard lock(mutex_);
-  versions_.erase(id);
+  Lock lock(mutex_);
+  const auto found = by_id_.find(id);
+  if (found != by_id_.end()) Erase(found->second);
 }
 
 void BlockCache::DropAll() {
-  std::lock_guard lock(mutex_);
-  for (const auto& [id, version] : versions_) version->DropOldest(UINT64_MAX);
-  std::erase_if(versions_, [](const auto& kept) { return kept.second.use_count() == 1; });
+  Lock lock(mutex_);
+  for (auto at = order_.begin(); at != order_.end();) {
+    const auto kept = at++;
+    kept->version->DropOldest(UINT64_MAX);
+    if (kept->version.use_count() == 1) Erase(kept);
+  }
 }
 
+bool BlockCache::IsFull() const { return held_ > limit_ || order_.size() > most_versions_; }
+
 void BlockCache::Shrink() {
-  std::lock_guard lock(mutex_);
-  std::uint64_t held = BytesHeld();
-  if (held <= limit_ && versions_.size() <= kMostVersions) return;
+  Lock lock(mutex_);
+  if (!IsFull()) return;
   const std::uint64_t wanted = limit_ - limit_ / 16;  // not at every block
-  while (held > wanted || versions_.size() > kMostVersions) {
-    std::shared_ptr<CachedVersion> victim = LeastUsed();
-    if (!victim) return;
-    std::uint64_t bytes = victim->BytesHeld();
-    constexpr long kOurs = 2;  // here and in the map
-    if (victim.use_count() == kOurs) {
-      std::erase_if(versions_, [&](const auto& kept) { return kept.second == victim; });
-    } else {
-      victim->last_used = ++clock_;
-      bytes = victim->DropOldest(held > wanted ? held - wanted : 0);
-      if (bytes == 0) return;
+  for (auto at = order_.end(); at != order_.begin();) {
+    const bool enough = held_ <= wanted && order_.size() <= most_versions_;
+    if (enough) return;
+    const auto kept = --at;
+    if (kept->version.use_count() == 1) {
+      ++at;
+      Erase(kept);
+    } else if (held_ > wanted) {
+      kept->version->DropOldest(held_ - wanted);
     }
-    held -= std::min(held, bytes);
   }
 }
 
 fs::path BlockCache::NewFile() { return folder_ / std::to_string(next_file_++); }
-
-std::uint64_t BlockCache::BytesHeld() {
-  std::uint64_t held = 0;
-  for (const auto& [id, version] : versions_) held += version->BytesHeld();
-  return held;
-}
-
-std::shared_ptr<CachedVersion> BlockCache::LeastUsed() {
-  std::shared_ptr<CachedVersion> least;
-  for (const auto& [id, version] : versions_) {
-    if (!least || version->last_used < least->last_used) least = version;
-  }
-  return least;
-}
 
 }  // namespace b2drive::mount

@@ -1,7 +1,6 @@
 #include "host/mount/cached_version.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -10,21 +9,42 @@
 #include "host/mount/local_io.h"
 
 namespace b2drive::mount {
+namespace {
 
-CachedVersion::CachedVersion(std::filesystem::path file, std::uint64_t size, bool complete)
-    : file_(std::move(file)),
-      size_(size),
-      fd_(open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | (complete ? 0 : O_TRUNC), 0600)),
-      there_((size + kBlock - 1) / kBlock, complete) {
-  if (!fd_) throw FsError(errno, file_.string() + ": cannot be opened");
-  if (!complete) return;
-  for (std::uint32_t block = 0; block < there_.size(); ++block) in_order_.push_back(block);
+// The service takes files of up to 10 TB; a listing can say anything.
+constexpr std::uint64_t kLargestFile = 1ULL << 44;  // bytes
+
+std::size_t BlocksOf(std::uint64_t size) {
+  if (size > kLargestFile) throw FsError(EFBIG, "a file larger than the service can hold");
+  return static_cast<std::size_t>((size + kBlock - 1) / kBlock);
 }
 
-CachedVersion::~CachedVersion() { unlink(file_.c_str()); }
+}  // namespace
+
+CachedVersion::CachedVersion(Disk& disk, std::atomic<std::uint64_t>& held,
+                             std::filesystem::path file, std::uint64_t size, bool complete)
+    : disk_(disk),
+      held_(held),
+      file_(std::move(file)),
+      size_(size),
+      there_(BlocksOf(size), complete) {
+  fd_ = disk_.Open(file_, O_RDWR | O_CREAT | (complete ? 0 : O_TRUNC));
+  if (!complete) return;
+  for (std::uint32_t block = 0; block < there_.size(); ++block) in_order_.push_back(block);
+  Count(static_cast<std::int64_t>(in_order_.size()));
+}
+
+CachedVersion::~CachedVersion() {
+  Count(-static_cast<std::int64_t>(in_order_.size()));
+  disk_.Remove(file_);
+}
+
+void CachedVersion::Count(std::int64_t blocks) {
+  held_ += static_cast<std::uint64_t>(blocks) * kBlock;
+}
 
 CachedVersion::Look CachedVersion::Read(std::uint64_t offset, char* data, std::size_t count) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   Look look;
   std::uint64_t available = offset;
   const std::uint64_t end = std::min<std::uint64_t>(offset + count, size_);
@@ -36,7 +56,17 @@ CachedVersion::Look CachedVersion::Read(std::uint64_t offset, char* data, std::s
     if (look.fetch) available = std::clamp(look.fetch->reached, available, end);
   }
   if (available > offset) look.copied = ReadAt(fd_.get(), data, available - offset, offset);
+  if (look.copied < available - offset) LoseAll();
   return look;
+}
+
+// Someone has cut the file. What is written behind its end from now on would have zeros show before
+// it, so nothing of it is believed any more.
+void CachedVersion::LoseAll() {
+  Count(-static_cast<std::int64_t>(in_order_.size()));
+  in_order_.clear();
+  there_.assign(there_.size(), false);
+  for (const FetchPtr& fetch : fetches_) fetch->canceled = true;
 }
 
 // A fetch does not come back to blocks that it has completed, and those may have been dropped.
@@ -50,12 +80,12 @@ FetchPtr CachedVersion::Covering(std::uint64_t offset) const {
 }
 
 FetchPtr CachedVersion::Claim(std::uint64_t offset, std::uint64_t end) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   return ClaimLocked(offset, end);
 }
 
 FetchPtr CachedVersion::ClaimGap(std::uint64_t offset, std::uint64_t end, std::uint64_t longest) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   end = std::min(end, size_);
   while (offset < end && (IsThere(offset) || Covering(offset))) {
     FetchPtr fetch = IsThere(offset) ? nullptr : Covering(offset);
@@ -77,15 +107,17 @@ FetchPtr CachedVersion::ClaimLocked(std::uint64_t offset, std::uint64_t end) {
   return fetch;
 }
 
-int CachedVersion::Store(Fetch& fetch, std::uint64_t offset, const char* data, std::size_t count) {
-  int error = WriteAt(fd_.get(), data, count, offset);
-  if (error != 0) return error;
-  std::lock_guard lock(mutex_);
+int CachedVersion::Store(const char* data, std::size_t count, std::uint64_t offset) {
+  return disk_.Write(fd_.get(), data, count, offset);
+}
+
+void CachedVersion::Advance(Fetch& fetch, std::uint64_t reached) {
+  Lock lock(mutex_);
+  if (fetch.canceled) return;
   const std::uint64_t from = fetch.reached;
-  fetch.reached = std::max(fetch.reached, offset + count);
+  fetch.reached = std::max(from, reached);
   MarkUpTo(fetch, from);
   arrived_.notify_all();
-  return 0;
 }
 
 void CachedVersion::MarkUpTo(const Fetch& fetch, std::uint64_t from) {
@@ -94,11 +126,12 @@ void CachedVersion::MarkUpTo(const Fetch& fetch, std::uint64_t from) {
     if (!whole || IsThere(at)) continue;
     there_[at / kBlock] = true;
     in_order_.push_back(static_cast<std::uint32_t>(at / kBlock));
+    Count(1);
   }
 }
 
 void CachedVersion::End(const FetchPtr& fetch, int error) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   fetch->done = true;
   fetch->error = error;
   fetches_.remove(fetch);
@@ -106,34 +139,35 @@ void CachedVersion::End(const FetchPtr& fetch, int error) {
 }
 
 int CachedVersion::Await(Fetch& fetch, std::uint64_t offset) {
-  std::unique_lock lock(mutex_);
+  Lock lock(mutex_);
   ++fetch.waiters;
-  arrived_.wait(lock, [&] { return fetch.done || fetch.reached > offset; });
+  while (!fetch.done && fetch.reached <= offset) arrived_.wait(lock);
   --fetch.waiters;
   return fetch.reached > offset ? 0 : fetch.error;
 }
 
 void CachedVersion::CancelUnwanted(Fetch& fetch) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   if (fetch.waiters == 0 && !fetch.done) fetch.canceled = true;
 }
 
 std::uint64_t CachedVersion::DropOldest(std::uint64_t bytes) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   std::uint64_t freed = 0;
   while (freed < bytes && !in_order_.empty()) {
     const std::uint32_t block = in_order_.front();
     in_order_.pop_front();
     there_[block] = false;
-    fallocate(fd_.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE,
-              static_cast<off_t>(block * kBlock), static_cast<off_t>(kBlock));
+    Count(-1);
+    // A file system without holes frees it with the file.
+    disk_.Free(fd_.get(), block * kBlock, kBlock);
     freed += kBlock;
   }
   return freed;
 }
 
 std::uint64_t CachedVersion::BytesHeld() {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   return in_order_.size() * kBlock;
 }
 

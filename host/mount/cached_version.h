@@ -1,15 +1,15 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <filesystem>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "host/mount/disk.h"
+#include "host/thread_safety.h"
 #include "host/unique_fd.h"
 
 namespace b2drive::mount {
@@ -33,8 +33,10 @@ using FetchPtr = std::shared_ptr<Fetch>;
 // lock covers local reading, never a transfer.
 class CachedVersion {
  public:
-  // Makes `file`, or takes it with all blocks there. Throws FsError.
-  CachedVersion(std::filesystem::path file, std::uint64_t size, bool complete);
+  // Makes `file`, or takes it with all blocks there. The bytes of blocks that come and go are
+  // counted in `held` as well. Throws FsError; EFBIG for a size that the service cannot have.
+  CachedVersion(Disk& disk, std::atomic<std::uint64_t>& held, std::filesystem::path file,
+                std::uint64_t size, bool complete);
   ~CachedVersion();
   CachedVersion(const CachedVersion&) = delete;
   CachedVersion& operator=(const CachedVersion&) = delete;
@@ -49,13 +51,15 @@ class CachedVersion {
   Look Read(std::uint64_t offset, char* data, std::size_t count);
 
   // Registers a fetch from the block at `offset` to `end` at most, ending before what is there or
-  // on its way; null when the first block is.
+  // on its way; null when the first block is. Whoever claims must see to it that End is called.
   FetchPtr Claim(std::uint64_t offset, std::uint64_t end);
   // As Claim, for `longest` bytes from the first gap that begins between `offset` and `end`.
   FetchPtr ClaimGap(std::uint64_t offset, std::uint64_t end, std::uint64_t longest);
 
-  // Stores bytes of a fetch; 0 or an errno.
-  int Store(Fetch& fetch, std::uint64_t offset, const char* data, std::size_t count);
+  // Writes bytes of a fetch, which no reader sees before Advance; 0 or an errno.
+  int Store(const char* data, std::size_t count, std::uint64_t offset);
+  // Shows what was stored before `reached`.
+  void Advance(Fetch& fetch, std::uint64_t reached);
   void End(const FetchPtr& fetch, int error);
   // Waits until `fetch` has reached beyond `offset` or has ended; gives its error.
   int Await(Fetch& fetch, std::uint64_t offset);
@@ -66,23 +70,24 @@ class CachedVersion {
   std::uint64_t DropOldest(std::uint64_t bytes);
   std::uint64_t BytesHeld();
 
-  // For choosing what to drop; set by the cache.
-  std::atomic<std::uint64_t> last_used{0};
-
  private:
-  bool IsThere(std::uint64_t offset) const { return there_[offset / kBlock]; }
-  FetchPtr Covering(std::uint64_t offset) const;
-  FetchPtr ClaimLocked(std::uint64_t offset, std::uint64_t end);
-  void MarkUpTo(const Fetch& fetch, std::uint64_t from);
+  bool IsThere(std::uint64_t offset) const B2_REQUIRES(mutex_) { return there_[offset / kBlock]; }
+  FetchPtr Covering(std::uint64_t offset) const B2_REQUIRES(mutex_);
+  FetchPtr ClaimLocked(std::uint64_t offset, std::uint64_t end) B2_REQUIRES(mutex_);
+  void MarkUpTo(const Fetch& fetch, std::uint64_t from) B2_REQUIRES(mutex_);
+  void LoseAll() B2_REQUIRES(mutex_);
+  void Count(std::int64_t blocks);
 
+  Disk& disk_;
+  std::atomic<std::uint64_t>& held_;
   const std::filesystem::path file_;
   const std::uint64_t size_;
   UniqueFd fd_;
-  std::mutex mutex_;  // guards what follows
-  std::condition_variable arrived_;
-  std::vector<bool> there_;             // one a block
-  std::deque<std::uint32_t> in_order_;  // blocks, in order of arrival
-  std::list<FetchPtr> fetches_;         // that run
+  Mutex mutex_;
+  Condition arrived_;
+  std::vector<bool> there_ B2_GUARDED_BY(mutex_);             // one a block
+  std::deque<std::uint32_t> in_order_ B2_GUARDED_BY(mutex_);  // blocks, in order of arrival
+  std::list<FetchPtr> fetches_ B2_GUARDED_BY(mutex_);         // that run
 };
 
 }  // namespace b2drive::mount

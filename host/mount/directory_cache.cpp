@@ -5,12 +5,14 @@
 #include "host/mount/fs_error.h"
 #include "host/mount/notices.h"
 #include "host/mount/paths.h"
+#include "host/mount/waiting.h"
 
 namespace b2drive::mount {
 namespace {
 
 // About 100 MB.
 constexpr std::size_t kMostNames = 300'000;
+constexpr std::size_t kMostFolders = 10'000;
 
 bool FitsFileSystem(const std::string& name) {
   constexpr std::size_t kLongestName = 255;
@@ -38,26 +40,26 @@ DirectoryCache::DirectoryCache(Lister lister, std::chrono::seconds lifetime)
     : lister_(std::move(lister)), lifetime_(lifetime) {}
 
 std::vector<std::pair<std::string, Node>> DirectoryCache::List(const std::string& folder) {
-  std::unique_lock lock(mutex_);
+  Lock lock(mutex_);
   const Names& names = Ready(lock, folder).names;
   return {names.begin(), names.end()};
 }
 
 std::optional<Node> DirectoryCache::Find(const std::string& path) {
-  std::unique_lock lock(mutex_);
+  Lock lock(mutex_);
   const Names& names = Ready(lock, ParentOf(path)).names;
   auto found = names.find(std::string(NameOf(path)));
   return found != names.end() ? std::optional(found->second) : std::nullopt;
 }
 
 bool DirectoryCache::HasSiblings(const std::string& path) {
-  std::unique_lock lock(mutex_);
+  Lock lock(mutex_);
   const Names& names = Ready(lock, ParentOf(path)).names;
   return names.size() > names.count(std::string(NameOf(path)));
 }
 
 bool DirectoryCache::IsKnownEmpty(const std::string& folder) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = folders_.find(folder);
   return found != folders_.end() && found->second.known && found->second.names.empty();
 }
@@ -66,7 +68,7 @@ std::vector<std::string> DirectoryCache::After(const std::string& folder, const 
                                                bool folders, std::size_t count) {
   constexpr int kMostSteps = 1000;
   std::vector<std::string> after;
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = folders_.find(folder);
   if (found == folders_.end() || !found->second.known) return after;
   const Names& names = found->second.names;
@@ -89,7 +91,7 @@ void DirectoryCache::Put(const std::string& path, const Node& node) { Apply(path
 
 void DirectoryCache::PutEmptyFolder(const std::string& path, const Node& node) {
   Apply(path, node);
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   Folder& folder = folders_[path];
   if (folder.known || folder.listing) return;
   folder.known = true;
@@ -102,17 +104,22 @@ void DirectoryCache::Remove(const std::string& path) {
 }
 
 void DirectoryCache::Forget(const std::string& folder) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = folders_.find(folder);
   if (found == folders_.end()) return;
-  names_ -= found->second.names.size();
-  found->second.names.clear();
-  found->second.known = false;
+  found->second.forgotten = true;
+  Clear(found->second);
+}
+
+void DirectoryCache::Clear(Folder& folder) {
+  names_ -= folder.names.size();
+  folder.names = {};
+  folder.known = false;
 }
 
 void DirectoryCache::Apply(const std::string& path, const std::optional<Node>& node) {
   std::string name(NameOf(path));
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = folders_.find(ParentOf(path));
   if (found == folders_.end()) return;
   Folder& folder = found->second;
@@ -123,10 +130,10 @@ void DirectoryCache::Apply(const std::string& path, const std::optional<Node>& n
   names_ += folder.names.size();
 }
 
-DirectoryCache::Folder& DirectoryCache::Ready(std::unique_lock<std::mutex>& lock,
-                                              const std::string& path) {
-  Folder& folder = folders_[path];  // stays in place: entries with a listing are not erased
+DirectoryCache::Folder& DirectoryCache::Ready(Lock& lock, const std::string& path) {
+  Folder& folder = folders_[path];  // stays in place: folders with a listing or waiters are kept
   while (!folder.known || Clock::now() - folder.listed_at >= lifetime_) {
+    AboutToWait();
     if (!folder.listing) {
       Read(lock, folder, path);
       break;
@@ -137,15 +144,17 @@ DirectoryCache::Folder& DirectoryCache::Ready(std::unique_lock<std::mutex>& lock
   return folder;
 }
 
-void DirectoryCache::AwaitListing(std::unique_lock<std::mutex>& lock, const Folder& folder) {
+void DirectoryCache::AwaitListing(Lock& lock, Folder& folder) {
   const std::uint64_t failures = folder.failures;
-  listed_.wait(lock, [&] { return !folder.listing; });
+  ++folder.waiters;
+  while (folder.listing && folder.failures == failures) listed_.wait(lock);
+  --folder.waiters;
   if (folder.failures != failures) std::rethrow_exception(folder.failure);
 }
 
-void DirectoryCache::Read(std::unique_lock<std::mutex>& lock, Folder& folder,
-                          const std::string& path) {
+void DirectoryCache::Read(Lock& lock, Folder& folder, const std::string& path) {
   folder.listing = true;
+  folder.forgotten = false;
   folder.changes.clear();
   const Clock::time_point asked_at = Clock::now();
   Listing listing;
@@ -165,9 +174,9 @@ void DirectoryCache::Read(std::unique_lock<std::mutex>& lock, Folder& folder,
     std::rethrow_exception(failure);
   }
   Fill(folder, listing, path);
-  folder.known = true;
+  folder.known = !folder.forgotten;
   folder.listed_at = asked_at;
-  DropOldest(folder);
+  Shrink(folder);
 }
 
 void DirectoryCache::Fill(Folder& folder, const Listing& listing, const std::string& path) {
@@ -190,17 +199,17 @@ void DirectoryCache::Fill(Folder& folder, const Listing& listing, const std::str
   names_ += folder.names.size();
 }
 
-void DirectoryCache::DropOldest(const Folder& keep) {
-  while (names_ > kMostNames) {
-    Folder* oldest = nullptr;
-    for (auto& [path, folder] : folders_) {
-      if (&folder == &keep || folder.names.empty() || folder.listing) continue;
-      if (oldest == nullptr || folder.listed_at < oldest->listed_at) oldest = &folder;
+void DirectoryCache::Shrink(const Folder& keep) {
+  while (names_ > kMostNames || folders_.size() > kMostFolders) {
+    auto oldest = folders_.end();
+    for (auto at = folders_.begin(); at != folders_.end(); ++at) {
+      const Folder& folder = at->second;
+      if (&folder == &keep || folder.listing || folder.waiters > 0) continue;
+      if (oldest == folders_.end() || folder.listed_at < oldest->second.listed_at) oldest = at;
     }
-    if (oldest == nullptr) return;
-    names_ -= oldest->names.size();
-    oldest->names = {};
-    oldest->known = false;
+    if (oldest == folders_.end()) return;
+    Clear(oldest->second);
+    folders_.erase(oldest);
   }
 }
 

@@ -1,17 +1,16 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <ctime>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "host/drive.h"
+#include "host/thread_safety.h"
 
 namespace b2drive::mount {
 
@@ -56,7 +55,7 @@ class DirectoryCache {
   // A folder just made, so that it needs no listing.
   void PutEmptyFolder(const std::string& path, const Node& node);
   void Remove(const std::string& path);
-  // The folder is listed again when next asked for.
+  // The folder is listed again when next asked for, also when a listing is under way.
   void Forget(const std::string& folder);
 
  private:
@@ -71,25 +70,30 @@ class DirectoryCache {
     bool known = false;
     Clock::time_point listed_at{};
     bool listing = false;
+    bool forgotten = false;  // while listing: what comes is too old to be believed
+    int waiters = 0;         // threads that hold a reference without the lock
     std::uint64_t failures = 0;
     std::exception_ptr failure;
     std::vector<Change> changes;  // made while listing
   };
+  using Folders = std::unordered_map<std::string, Folder>;
 
-  Folder& Ready(std::unique_lock<std::mutex>& lock, const std::string& path);
+  Folder& Ready(Lock& lock, const std::string& path) B2_REQUIRES(mutex_);
   // Waits for another thread's listing; throws its failure.
-  void AwaitListing(std::unique_lock<std::mutex>& lock, const Folder& folder);
-  void Read(std::unique_lock<std::mutex>& lock, Folder& folder, const std::string& path);
-  void Fill(Folder& folder, const Listing& listing, const std::string& path);
+  void AwaitListing(Lock& lock, Folder& folder) B2_REQUIRES(mutex_);
+  void Read(Lock& lock, Folder& folder, const std::string& path) B2_REQUIRES(mutex_);
+  void Fill(Folder& folder, const Listing& listing, const std::string& path) B2_REQUIRES(mutex_);
   void Apply(const std::string& path, const std::optional<Node>& node);
-  void DropOldest(const Folder& keep);
+  void Clear(Folder& folder) B2_REQUIRES(mutex_);
+  // Drops folders that nobody asks about while there is too much of them.
+  void Shrink(const Folder& keep) B2_REQUIRES(mutex_);
 
   const Lister lister_;
   const std::chrono::seconds lifetime_;
-  std::mutex mutex_;  // guards what follows; not held while the service is asked
-  std::condition_variable listed_;
-  std::unordered_map<std::string, Folder> folders_;
-  std::size_t names_ = 0;  // in all folders
+  Mutex mutex_;  // not held while the service is asked
+  Condition listed_;
+  Folders folders_ B2_GUARDED_BY(mutex_);
+  std::size_t names_ B2_GUARDED_BY(mutex_) = 0;  // in all folders
 };
 
 }  // namespace b2drive::mount

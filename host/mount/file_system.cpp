@@ -7,6 +7,7 @@
 #include "host/mount/fs_error.h"
 #include "host/mount/notices.h"
 #include "host/mount/paths.h"
+#include "host/mount/waiting.h"
 
 namespace b2drive::mount {
 namespace {
@@ -30,15 +31,15 @@ FsError NoSuchFile(const std::string& path) { return {ENOENT, path + ": not foun
 }  // namespace
 
 FileSystem::FileSystem(LiveSession& live, const MountOptions& options,
-                       const std::filesystem::path& folder)
+                       const std::filesystem::path& folder, Disk& disk, const std::string& boot)
     : options_(options),
       started_(Now()),
-      remote_(live, options.retries, pauses_),
+      remote_(live, options.retries, pauses_, !options.foreign_plugin),
       directory_(
           [this](const std::string& id, const std::string& path) { return remote_.List(id, path); },
           options.dir_ttl),
-      spool_(folder / "spool"),
-      blocks_(folder / "blocks", options.cache_size),
+      spool_(disk, folder / "spool", boot),
+      blocks_(disk, folder / "blocks", options.cache_size, MostVersions()),
       folders_(remote_, directory_),
       folder_scans_(directory_, ScanWatch::Kind::kFolders),
       file_scans_(directory_, ScanWatch::Kind::kFiles),
@@ -47,20 +48,52 @@ FileSystem::FileSystem(LiveSession& live, const MountOptions& options,
                 directory_,
                 times_,
                 spool_,
-                {remote_, blocks_, fetchers_, LongestRange(options)}},
+                {remote_, blocks_, fetchers_, LongestRange(options)},
+                [this](SharedFile& file, const std::string& from, const std::string& to) {
+                  Redirected(file, from, to);
+                }},
       files_(services_),
       saver_(files_) {
   Recover();
 }
 
 void FileSystem::Recover() {
-  for (Unsent& unsent : spool_.Recover()) {
-    const std::string path = unsent.path;
+  Spool::Found found = spool_.Recover();
+  for (const std::string& line : found.damaged) Remark(line);
+  for (Unsent& unsent : found.unsent) {
+    const std::string path = unsent.destination.path;
     Notice(path + ": was not sent by an earlier mount, " +
            (options_.read_only ? "and this one may not" : "is sent now"));
-    files_.Add(std::move(unsent), std::nullopt);
+    files_.Add(std::move(unsent));
     if (!options_.read_only) saver_.Soon(files_.Find(path));
   }
+}
+
+void FileSystem::Redirected(SharedFile& file, const std::string& from, const std::string& to) {
+  Remark(from + ": was changed by someone else before what was written here could be sent; that " +
+         "is stored as " + to);
+  files_.Move(file, from, to);
+  Lock lock(remarks_mutex_);
+  if (on_redirect_) on_redirect_(from, to);
+}
+
+void FileSystem::OnRedirect(
+    std::function<void(const std::string& from, const std::string& to)> listener) {
+  Lock lock(remarks_mutex_);
+  on_redirect_ = std::move(listener);
+}
+
+void FileSystem::Remark(const std::string& line) {
+  constexpr std::size_t kMostRemarks = 100;
+  Notice(line);
+  Lock lock(remarks_mutex_);
+  remarks_.push_back(line);
+  if (remarks_.size() > kMostRemarks) remarks_.pop_front();
+}
+
+std::vector<std::string> FileSystem::Remarks() {
+  Lock lock(remarks_mutex_);
+  return {remarks_.begin(), remarks_.end()};
 }
 
 Node FileSystem::StoredNode(const std::string& path) {
@@ -135,6 +168,8 @@ void FileSystem::Truncate(Handle& handle, std::uint64_t size) {
 
 void FileSystem::Flush(Handle& handle) {
   if (!handle.writable) return;
+  if (!handle.wrote && !handle.file().HasUnsealed()) return;
+  AboutToWait();
   const bool wrote = handle.wrote.exchange(false);
   if (handle.file().HasUnsaved()) return Save(handle.held.file());
   handle.file().Settle();
@@ -144,6 +179,7 @@ void FileSystem::Flush(Handle& handle) {
 }
 
 void FileSystem::Sync(Handle& handle) {
+  AboutToWait();
   handle.wrote = false;
   Save(handle.held.file());
 }
@@ -158,12 +194,12 @@ void FileSystem::Save(const SharedFilePtr& file) {
 }
 
 void FileSystem::Close(std::unique_ptr<Handle> handle) {
-  SharedFilePtr file = handle->held.file();
-  const bool last = handle->held.IsOnly();
-  if (last) file->SealUnsaved();
-  handle.reset();
+  const SharedFilePtr file = handle->held.file();
+  if (!handle->held.GiveBack()) return;
+  file->SealUnsaved();
   auto delay = file->Waiting();
-  if (last && delay && delay->failures == 0) saver_.Soon(file);
+  if (delay && delay->failures == 0) saver_.Soon(file);
+  files_.LetGo(file);
 }
 
 std::uint64_t FileSystem::TotalBytes() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -31,8 +32,10 @@ struct Handle {
 // FsError.
 class FileSystem {
  public:
-  // Keeps blocks and unsent contents in `folder`, which no other process may use.
-  FileSystem(LiveSession& live, const MountOptions& options, const std::filesystem::path& folder);
+  // Keeps blocks and unsent contents in `folder` on `disk`, which no other process may use. `boot`
+  // names the time since the machine was started.
+  FileSystem(LiveSession& live, const MountOptions& options, const std::filesystem::path& folder,
+             Disk& disk = SystemDisk(), const std::string& boot = CurrentBoot());
 
   Attributes Stat(const std::string& path);
   using Visitor = std::function<void(const std::string& name, const Attributes& attributes)>;
@@ -59,6 +62,10 @@ class FileSystem {
 
   // What is not on the service yet.
   std::vector<Delay> Waiting();
+  // A line each: contents that went to a name of their own, and what cannot be read any more.
+  std::vector<std::string> Remarks();
+  // To be told when an open file's contents go to another name without a program's doing.
+  void OnRedirect(std::function<void(const std::string& from, const std::string& to)> listener);
   // Sends it; to be called when no operation runs any more. Gives what could not be sent.
   std::vector<Delay> Drain();
   // Ends all waiting and transferring.
@@ -71,6 +78,9 @@ class FileSystem {
   std::optional<Node> ExistingFile(const std::string& path);
   void Save(const SharedFilePtr& file);
   void Recover();
+  void Redirected(SharedFile& file, const std::string& from, const std::string& to);
+  void Remark(const std::string& line);
+  std::optional<Node> Replaceable(const std::string& path, bool replace);
   void ListAhead(const std::string& folder);
   void FetchAhead(const std::string& path);
   void Ahead(std::function<void()> task);
@@ -89,6 +99,10 @@ class FileSystem {
   Workers fetchers_;
   FileServices services_;
   OpenFiles files_;
+  Mutex remarks_mutex_;
+  std::deque<std::string> remarks_ B2_GUARDED_BY(remarks_mutex_);
+  std::function<void(const std::string&, const std::string&)> on_redirect_
+      B2_GUARDED_BY(remarks_mutex_);
   Saver saver_;
 };
 

@@ -17,12 +17,15 @@ void FetchSmall(DirectoryCache& directory, const ReadServices& reading, const st
 
 // A failure is nobody's: the program that comes to the folder or file asks again, and is told.
 void FileSystem::Ahead(std::function<void()> task) {
-  fetchers_.Run([task = std::move(task)] {
-    try {
-      task();
-    } catch (const std::exception&) {  // see above
-    }
-  });
+  try {
+    fetchers_.Run([task = std::move(task)] {
+      try {
+        task();
+      } catch (const std::exception&) {  // see above
+      }
+    });
+  } catch (const std::exception&) {  // no thread is left for what is only convenient
+  }
 }
 
 void FileSystem::ListAhead(const std::string& folder) {

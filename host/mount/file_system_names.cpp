@@ -27,17 +27,30 @@ void FileSystem::Unlink(const std::string& path) {
   folders_.KeepIfEmptied(ParentOf(path));
 }
 
+// What stands at a name that is to be replaced, if anything. What a program saw there is all that
+// it means to replace.
+std::optional<Node> FileSystem::Replaceable(const std::string& path, bool replace) {
+  const std::optional<Node> seen = StoredFile(path);
+  if (!seen && replace) return std::nullopt;
+  directory_.Forget(ParentOf(path));
+  const std::optional<Node> found = StoredFile(path);
+  if (!replace && (found || files_.Find(path))) throw FsError(EEXIST, path + ": exists");
+  if (found && (!seen || seen->id != found->id)) {
+    throw FsError(ESTALE, path + ": changed meanwhile by someone else");
+  }
+  return found;
+}
+
 void FileSystem::Rename(const std::string& from, const std::string& to, bool replace) {
   if (from == to) return;
   if (Stat(from).folder) throw FsError(EXDEV, from + ": folders are not renamed");
   if (IsBucket(to)) throw FsError(EACCES, to + ": only buckets stand here");
   CheckName(to);
-  std::optional<Node> target = StoredFile(to);
-  SharedFilePtr open_target = files_.Find(to);
-  if (!replace && (target || open_target)) throw FsError(EEXIST, to + ": exists");
+  const std::optional<Node> there = Replaceable(to, replace);
+  const SharedFilePtr open_target = files_.Find(to);
   HeldFile held(files_, from, [&] { return StoredFile(from); });
   folders_.KeepParentOf(from);
-  held.file()->MoveTo(to, open_target.get());
+  held.file()->MoveTo(to, there, open_target.get());
   files_.Move(held.file(), from, to);
   folders_.KeepIfEmptied(ParentOf(from));
 }

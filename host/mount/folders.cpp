@@ -78,7 +78,7 @@ void Folders::Remove(const std::string& path) {
     });
   }
   directory_.Remove(path);
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   markers_.erase(path);
 }
 
@@ -86,7 +86,7 @@ void Folders::Remove(const std::string& path) {
 // gives an identifier, and all versions of the name are then deleted.
 Entry Folders::MarkerOf(const std::string& path, const std::string& id) {
   {
-    std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     auto known = markers_.find(path);
     if (known != markers_.end() && known->second) return *known->second;
   }
@@ -94,7 +94,9 @@ Entry Folders::MarkerOf(const std::string& path, const std::string& id) {
 }
 
 void Folders::NoteMarker(const std::string& path, const std::optional<Entry>& marker) {
-  std::lock_guard lock(mutex_);
+  constexpr std::size_t kMostMarkers = 10'000;
+  Lock lock(mutex_);
+  if (markers_.size() >= kMostMarkers) markers_.clear();  // they can be looked up
   markers_[path] = marker;
 }
 
@@ -109,7 +111,7 @@ void Folders::KeepIfEmptied(const std::string& folder) {
 void Folders::EnsureMarker(const std::string& folder) {
   if (IsRoot(folder) || IsBucket(folder)) return;
   {
-    std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     if (markers_.contains(folder)) return;
   }
   const std::string id = directory_.FolderId(folder);

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
 
 #include "host/mount/directory_cache.h"
 #include "host/mount/remote.h"
+#include "host/thread_safety.h"
 
 namespace b2drive::mount {
 
@@ -35,9 +35,9 @@ class Folders {
 
   Remote& remote_;
   DirectoryCache& directory_;
-  std::mutex mutex_;
-  // Folders known to have a marker, with the marker where it is known; guarded by mutex_.
-  std::unordered_map<std::string, std::optional<Entry>> markers_;
+  Mutex mutex_;
+  // Folders known to have a marker, with the marker where it is known.
+  std::unordered_map<std::string, std::optional<Entry>> markers_ B2_GUARDED_BY(mutex_);
 };
 
 // Throws FsError unless the service can store the last name of `path`.

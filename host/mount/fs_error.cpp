@@ -22,6 +22,7 @@ constexpr std::array kStatuses = {
 
 Diagnosis Diagnose(const HostError& error, const Answer& answer) {
   if (error.exit_code() == ExitCode::kSignInRefused) return {Remedy::kNone, EACCES};
+  if (error.code() == AERROR::SHARING_VIOLATION) return {Remedy::kNone, ESTALE};
   if (error.code() == AERROR::TIMEDOUT) return {Remedy::kWait, ETIMEDOUT};
   if (!answer.transport.empty()) return {Remedy::kWait, EIO};
   const auto* row = std::ranges::find(kStatuses, answer.status, &Row::status);

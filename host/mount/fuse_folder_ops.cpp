@@ -12,12 +12,11 @@ namespace b2drive::mount {
 namespace {
 
 void Open(fuse_req_t request, fuse_ino_t number, fuse_file_info* info) {
-  Answer(request, [&](FuseContext& context) {
-    auto folder = std::make_unique<OpenFolder>();
-    folder->path = context.inodes.Path(number);
-    info->fh = context.folders.Lend(std::move(folder));
+  Answer(request, [number, asked = *info](FuseContext& context, Reply& reply) {
+    fuse_file_info opened = asked;
+    opened.fh = context.folders.Lend(std::make_shared<OpenFolder>(context.inodes.Path(number)));
     // A program that is interrupted meanwhile never releases it.
-    if (fuse_reply_open(request, info) != 0) context.folders.TakeBack(info->fh);
+    if (!reply.Opened(opened)) context.folders.TakeBack(opened.fh);
   });
 }
 
@@ -26,11 +25,19 @@ void Release(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
   fuse_reply_err(request, 0);
 }
 
-void Fill(FuseContext& context, OpenFolder& folder) {
-  folder.entries = {{".", {true, 0, {}}}, {"..", {true, 0, {}}}};
+std::shared_ptr<const OpenFolder::Entries> EntriesOf(FuseContext& context, OpenFolder& folder,
+                                                     bool anew) {
+  if (!anew) {
+    Lock lock(folder.mutex);
+    if (folder.entries) return folder.entries;
+  }
+  OpenFolder::Entries entries = {{".", {true, 0, {}}}, {"..", {true, 0, {}}}};
   context.files.List(folder.path, [&](const std::string& name, const Attributes& attributes) {
-    folder.entries.emplace_back(name, attributes);
+    entries.emplace_back(name, attributes);
   });
+  auto read = std::make_shared<const OpenFolder::Entries>(std::move(entries));
+  Lock lock(folder.mutex);
+  return folder.entries = read;
 }
 
 constexpr std::size_t kDots = 2;
@@ -39,21 +46,23 @@ constexpr std::uint64_t kUnknownNumber = 0xFFFFFFFF;
 
 // Appends entries from `at` on while they fit; gives the bytes used. With attributes each entry
 // counts as looked up, but for the dots.
-std::size_t Append(fuse_req_t request, FuseContext& context, const OpenFolder& folder,
-                   std::size_t at, std::vector<char>& out, bool with_attributes) {
+std::size_t Append(FuseContext& context, const std::string& path,
+                   const OpenFolder::Entries& entries, std::size_t at, std::vector<char>& out,
+                   bool with_attributes) {
+  fuse_req_t unused = nullptr;  // libfuse asks for it, and makes nothing of it
   std::size_t used = 0;
-  for (; at < folder.entries.size(); ++at) {
-    const auto& [name, attributes] = folder.entries[at];
+  for (; at < entries.size(); ++at) {
+    const auto& [name, attributes] = entries[at];
     const auto next = static_cast<off_t>(at + 1);
     fuse_entry_param entry{};
     entry.attr = ToStat(context, kUnknownNumber, attributes);
     const bool remembered = with_attributes && at >= kDots;
-    if (remembered) entry = ToEntry(context, Join(folder.path, name), attributes);
+    if (remembered) entry = ToEntry(context, Join(path, name), attributes);
     char* place = out.data() + used;
     const std::size_t room = out.size() - used;
     const std::size_t needed =
-        with_attributes ? fuse_add_direntry_plus(request, place, room, name.c_str(), &entry, next)
-                        : fuse_add_direntry(request, place, room, name.c_str(), &entry.attr, next);
+        with_attributes ? fuse_add_direntry_plus(unused, place, room, name.c_str(), &entry, next)
+                        : fuse_add_direntry(unused, place, room, name.c_str(), &entry.attr, next);
     if (needed > room) {
       if (remembered) context.inodes.Forget(entry.ino, 1);
       break;
@@ -65,14 +74,15 @@ std::size_t Append(fuse_req_t request, FuseContext& context, const OpenFolder& f
 
 void ReadFolder(fuse_req_t request, std::size_t size, off_t offset, fuse_file_info* info,
                 bool with_attributes) {
-  Answer(request, [&](FuseContext& context) {
-    OpenFolder& folder = context.folders.Of(info->fh);
-    if (offset == 0) Fill(context, folder);
-    std::vector<char> out(size);
-    const std::size_t used =
-        Append(request, context, folder, static_cast<std::size_t>(offset), out, with_attributes);
-    fuse_reply_buf(request, out.data(), used);
-  });
+  Answer(request,
+         [size, offset, opened = info->fh, with_attributes](FuseContext& context, Reply& reply) {
+           const auto folder = context.folders.Of(opened);
+           const auto entries = EntriesOf(context, *folder, offset == 0);
+           std::vector<char> out(size);
+           const std::size_t used = Append(context, folder->path, *entries,
+                                           static_cast<std::size_t>(offset), out, with_attributes);
+           reply.Bytes(out.data(), used);
+         });
 }
 
 void Read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* info) {
@@ -87,16 +97,18 @@ void ReadPlus(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset,
 void Sync(fuse_req_t request, fuse_ino_t, int, fuse_file_info*) { fuse_reply_err(request, 0); }
 
 void Make(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t) {
-  Answer(request, [&](FuseContext& context) {
+  Answer(request, [parent, name = std::string(name)](FuseContext& context, Reply& reply) {
+    AboutToWait();
     const std::string path = context.inodes.Child(parent, name);
     context.files.MakeFolder(path);
-    fuse_entry_param entry = ToEntry(context, path, context.files.Stat(path));
-    fuse_reply_entry(request, &entry);
+    const fuse_entry_param entry = ToEntry(context, path, context.files.Stat(path));
+    if (!reply.Entry(entry)) context.inodes.Forget(entry.ino, 1);
   });
 }
 
 void Remove(fuse_req_t request, fuse_ino_t parent, const char* name) {
-  AnswerDone(request, [&](FuseContext& context) {
+  AnswerDone(request, [parent, name = std::string(name)](FuseContext& context) {
+    AboutToWait();
     const std::string path = context.inodes.Child(parent, name);
     context.files.RemoveFolder(path);
     context.inodes.Removed(path);
@@ -104,7 +116,7 @@ void Remove(fuse_req_t request, fuse_ino_t parent, const char* name) {
 }
 
 void Statistics(fuse_req_t request, fuse_ino_t) {
-  Answer(request, [&](FuseContext& context) {
+  Answer(request, [](FuseContext& context, Reply& reply) {
     constexpr unsigned long kBlockSize = 4096;
     constexpr unsigned long kLongestName = 250;
     constexpr fsfilcnt_t kManyFiles = 1'000'000'000;
@@ -113,7 +125,7 @@ void Statistics(fuse_req_t request, fuse_ino_t) {
     out.f_blocks = out.f_bfree = out.f_bavail = context.files.TotalBytes() / kBlockSize;
     out.f_files = out.f_ffree = out.f_favail = kManyFiles;
     out.f_namemax = kLongestName;
-    fuse_reply_statfs(request, &out);
+    reply.Statistics(out);
   });
 }
 

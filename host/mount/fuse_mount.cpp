@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdarg>
@@ -54,7 +55,9 @@ fuse_session* NewSession(FuseContext& context) {
 }  // namespace
 
 FuseMount::FuseMount(FuseContext& context, const std::filesystem::path& mountpoint)
-    : mountpoint_(mountpoint), session_(NewSession(context), fuse_session_destroy) {
+    : context_(context),
+      mountpoint_(mountpoint),
+      session_(NewSession(context), fuse_session_destroy) {
   if (!session_ || fuse_session_mount(session_.get(), mountpoint_.c_str()) != 0) {
     throw HostError(ExitCode::kFailed, mountpoint_.string() + ": cannot be mounted on");
   }
@@ -79,6 +82,8 @@ void FuseMount::Serve() {
   fuse_session_loop_mt(session_.get(), config.get());
   serving_ = false;
   fuse_session_unmount(session_.get());
+  // The session ends with this object, what runs in the background only later.
+  context_.owed.EndAll(EIO);
 }
 
 void FuseMount::Stop(int times) {

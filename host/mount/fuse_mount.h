@@ -29,6 +29,7 @@ class FuseMount {
   void StopGently();
   void EndLoop();
 
+  FuseContext& context_;
   const std::filesystem::path mountpoint_;
   std::unique_ptr<fuse_session, void (*)(fuse_session*)> session_;
   std::atomic<bool> serving_{false};

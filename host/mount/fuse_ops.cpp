@@ -3,27 +3,45 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <optional>
 #include <vector>
 
 #include "host/mount/fs_error.h"
 #include "host/mount/fuse_reply.h"
+#include "host/mount/notices.h"
 #include "host/mount/status_query.h"
 
 namespace b2drive::mount {
 namespace {
 
-Handle& Of(const fuse_file_info* info) { return Lent<Handle>::Of(info->fh); }
+// Closes the handle when the last operation on it has ended.
+std::uint64_t Lend(FuseContext& context, std::unique_ptr<Handle> handle) {
+  FileSystem& files = context.files;
+  return context.handles.Lend(std::shared_ptr<Handle>(handle.release(), [&files](Handle* last) {
+    try {
+      files.Close(std::unique_ptr<Handle>(last));
+    } catch (const std::exception& error) {
+      Notice(error.what());
+    }
+  }));
+}
 
 void Init(void* user_data, fuse_conn_info* connection) {
   connection->max_readahead = std::max(connection->max_readahead, 1024U * 1024);
   static_cast<FuseContext*>(user_data)->on_live();
 }
 
+// The program is gone that should have learned of the entry, so the kernel does not count it.
+void ReplyEntry(FuseContext& context, Reply& reply, const std::string& path,
+                const Attributes& attributes) {
+  const fuse_entry_param entry = ToEntry(context, path, attributes);
+  if (!reply.Entry(entry)) context.inodes.Forget(entry.ino, 1);
+}
+
 void Lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
-  Answer(request, [&](FuseContext& context) {
+  Answer(request, [parent, name = std::string(name)](FuseContext& context, Reply& reply) {
     const std::string path = context.inodes.Child(parent, name);
-    fuse_entry_param entry = ToEntry(context, path, context.files.Stat(path));
-    fuse_reply_entry(request, &entry);
+    ReplyEntry(context, reply, path, context.files.Stat(path));
   });
 }
 
@@ -40,118 +58,137 @@ void ForgetMany(fuse_req_t request, std::size_t count, fuse_forget_data* forgott
 }
 
 // The open file that a request is about, if the kernel names a handle or the name is gone.
-SharedFile* OpenFileOf(FuseContext& context, fuse_ino_t number, const fuse_file_info* info,
-                       SharedFilePtr& keeper) {
-  if (info != nullptr) return &Of(info).file();
-  keeper = context.inodes.Nameless(number);
-  return keeper.get();
+struct Target {
+  Target(FuseContext& context, fuse_ino_t number, std::optional<std::uint64_t> opened) {
+    if (opened) {
+      handle = context.handles.Of(*opened);
+      file = handle->held.file();
+    } else {
+      file = context.inodes.Nameless(number);
+    }
+  }
+  std::shared_ptr<Handle> handle;
+  SharedFilePtr file;
+};
+
+std::optional<std::uint64_t> OpenedOf(const fuse_file_info* info) {
+  return info != nullptr ? std::optional(info->fh) : std::nullopt;
 }
 
-void ReplyAttributes(fuse_req_t request, FuseContext& context, fuse_ino_t number,
-                     const fuse_file_info* info) {
-  SharedFilePtr keeper;
-  SharedFile* file = OpenFileOf(context, number, info, keeper);
+void ReplyAttributes(FuseContext& context, Reply& reply, fuse_ino_t number, const Target& target) {
   const Attributes attributes =
-      file != nullptr ? file->Stat() : context.files.Stat(context.inodes.Path(number));
-  const struct stat out = ToStat(context, number, attributes);
-  fuse_reply_attr(request, &out, kKeptSeconds);
+      target.file ? target.file->Stat() : context.files.Stat(context.inodes.Path(number));
+  reply.Attributes(ToStat(context, number, attributes), kKeptSeconds);
 }
 
 void GetAttributes(fuse_req_t request, fuse_ino_t number, fuse_file_info* info) {
-  Answer(request, [&](FuseContext& context) { ReplyAttributes(request, context, number, info); });
+  Answer(request, [number, opened = OpenedOf(info)](FuseContext& context, Reply& reply) {
+    ReplyAttributes(context, reply, number, Target(context, number, opened));
+  });
 }
 
-void SetSize(FuseContext& context, fuse_ino_t number, std::uint64_t size, fuse_file_info* info) {
-  SharedFilePtr keeper;
-  if (info != nullptr) return context.files.Truncate(Of(info), size);
-  SharedFile* file = OpenFileOf(context, number, info, keeper);
-  if (file != nullptr) return file->Truncate(size);
+void SetSize(FuseContext& context, fuse_ino_t number, std::uint64_t size, const Target& target) {
+  if (target.handle) return context.files.Truncate(*target.handle, size);
+  if (target.file) return target.file->Truncate(size);
+  AboutToWait();
   context.files.Truncate(context.inodes.Path(number), size);
 }
 
-void SetTime(FuseContext& context, fuse_ino_t number, timespec time, fuse_file_info* info) {
-  SharedFilePtr keeper;
-  SharedFile* file = OpenFileOf(context, number, info, keeper);
-  if (file != nullptr) return file->SetTime(time);
+void SetTime(FuseContext& context, fuse_ino_t number, timespec time, const Target& target) {
+  if (target.file) return target.file->SetTime(time);
   context.files.SetTime(context.inodes.Path(number), time);
 }
 
 // Modes and owners are accepted without effect, so that programs which copy them go on.
 void SetAttributes(fuse_req_t request, fuse_ino_t number, struct stat* wanted, int which,
                    fuse_file_info* info) {
-  Answer(request, [&](FuseContext& context) {
-    if ((which & FUSE_SET_ATTR_SIZE) != 0) {
-      SetSize(context, number, static_cast<std::uint64_t>(wanted->st_size), info);
-    }
-    if ((which & FUSE_SET_ATTR_MTIME_NOW) != 0) {
-      clock_gettime(CLOCK_REALTIME, &wanted->st_mtim);
-    }
-    if ((which & (FUSE_SET_ATTR_MTIME | FUSE_SET_ATTR_MTIME_NOW)) != 0) {
-      SetTime(context, number, wanted->st_mtim, info);
-    }
-    ReplyAttributes(request, context, number, info);
-  });
-}
-
-// At a release, or at once when its program was interrupted and so never learned of the handle.
-void TakeBack(FuseContext& context, const fuse_file_info* info) {
-  context.files.Close(context.handles.TakeBack(info->fh));
+  if ((which & FUSE_SET_ATTR_MTIME_NOW) != 0) clock_gettime(CLOCK_REALTIME, &wanted->st_mtim);
+  Answer(request,
+         [number, which, size = static_cast<std::uint64_t>(wanted->st_size), time = wanted->st_mtim,
+          opened = OpenedOf(info)](FuseContext& context, Reply& reply) {
+           const Target target(context, number, opened);
+           if ((which & FUSE_SET_ATTR_SIZE) != 0) SetSize(context, number, size, target);
+           if ((which & (FUSE_SET_ATTR_MTIME | FUSE_SET_ATTR_MTIME_NOW)) != 0) {
+             SetTime(context, number, time, target);
+           }
+           ReplyAttributes(context, reply, number, target);
+         });
 }
 
 void Open(fuse_req_t request, fuse_ino_t number, fuse_file_info* info) {
-  Answer(request, [&](FuseContext& context) {
-    const bool writes = (info->flags & O_ACCMODE) != O_RDONLY;
+  Answer(request, [number, asked = *info](FuseContext& context, Reply& reply) {
+    const bool writes = (asked.flags & O_ACCMODE) != O_RDONLY;
     auto handle =
-        context.files.Open(context.inodes.Path(number), writes, (info->flags & O_TRUNC) != 0);
+        context.files.Open(context.inodes.Path(number), writes, (asked.flags & O_TRUNC) != 0);
     context.inodes.Opened(number, handle->held.file());
-    info->fh = context.handles.Lend(std::move(handle));
-    if (fuse_reply_open(request, info) != 0) TakeBack(context, info);
+    fuse_file_info opened = asked;
+    opened.fh = Lend(context, std::move(handle));
+    if (!reply.Opened(opened)) context.handles.TakeBack(opened.fh);
   });
 }
 
 void Create(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t, fuse_file_info* info) {
-  Answer(request, [&](FuseContext& context) {
-    const std::string path = context.inodes.Child(parent, name);
-    auto handle = context.files.Create(path);
-    const fuse_entry_param entry = ToEntry(context, path, handle->file().Stat());
-    context.inodes.Opened(entry.ino, handle->held.file());
-    info->fh = context.handles.Lend(std::move(handle));
-    if (fuse_reply_create(request, &entry, info) != 0) TakeBack(context, info);
-  });
+  Answer(request,
+         [parent, name = std::string(name), asked = *info](FuseContext& context, Reply& reply) {
+           const std::string path = context.inodes.Child(parent, name);
+           auto handle = context.files.Create(path);
+           const fuse_entry_param entry = ToEntry(context, path, handle->file().Stat());
+           context.inodes.Opened(entry.ino, handle->held.file());
+           fuse_file_info opened = asked;
+           opened.fh = Lend(context, std::move(handle));
+           if (reply.Created(entry, opened)) return;
+           context.handles.TakeBack(opened.fh);
+           context.inodes.Forget(entry.ino, 1);
+         });
 }
 
 void Read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* info) {
-  Answer(request, [&](FuseContext&) {
-    Handle& handle = Of(info);
+  Answer(request, [size, offset, opened = info->fh](FuseContext& context, Reply& reply) {
+    const auto handle = context.handles.Of(opened);
     std::vector<char> buffer(size);
-    const std::size_t got =
-        handle.file().Read(handle.reader, static_cast<std::uint64_t>(offset), buffer.data(), size);
-    fuse_reply_buf(request, buffer.data(), got);
+    const std::size_t got = handle->file().Read(handle->reader, static_cast<std::uint64_t>(offset),
+                                                buffer.data(), size);
+    reply.Bytes(buffer.data(), got);
   });
 }
 
 void Write(fuse_req_t request, fuse_ino_t, const char* data, std::size_t size, off_t offset,
            fuse_file_info* info) {
-  Answer(request, [&](FuseContext& context) {
-    fuse_reply_write(request,
-                     context.files.Write(Of(info), static_cast<std::uint64_t>(offset), data, size));
-  });
+  const auto write = [offset, opened = info->fh](FuseContext& context, Reply& reply,
+                                                 const char* bytes, std::size_t count) {
+    const auto handle = context.handles.Of(opened);
+    reply.Written(context.files.Write(*handle, static_cast<std::uint64_t>(offset), bytes, count));
+  };
+  FuseContext& context = ContextOf(request);
+  Reply reply(request);
+  const auto here = [&](FuseContext& same, Reply& owed) { write(same, owed, data, size); };
+  if (AnswerAtOnce(context, reply, here)) return;
+  AnswerInBackground(context, std::move(reply),
+                     [write, copy = std::string(data, size)](FuseContext& same, Reply& owed) {
+                       write(same, owed, copy.data(), copy.size());
+                     });
 }
 
 void Flush(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
-  AnswerDone(request, [&](FuseContext& context) { context.files.Flush(Of(info)); });
+  AnswerDone(request, [opened = info->fh](FuseContext& context) {
+    context.files.Flush(*context.handles.Of(opened));
+  });
 }
 
 void Sync(fuse_req_t request, fuse_ino_t, int, fuse_file_info* info) {
-  AnswerDone(request, [&](FuseContext& context) { context.files.Sync(Of(info)); });
+  AnswerDone(request, [opened = info->fh](FuseContext& context) {
+    context.files.Sync(*context.handles.Of(opened));
+  });
 }
 
 void Release(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
-  AnswerDone(request, [&](FuseContext& context) { TakeBack(context, info); });
+  AnswerDone(request,
+             [opened = info->fh](FuseContext& context) { context.handles.TakeBack(opened); });
 }
 
 void Unlink(fuse_req_t request, fuse_ino_t parent, const char* name) {
-  AnswerDone(request, [&](FuseContext& context) {
+  AnswerDone(request, [parent, name = std::string(name)](FuseContext& context) {
+    AboutToWait();
     const std::string path = context.inodes.Child(parent, name);
     context.files.Unlink(path);
     context.inodes.Removed(path);
@@ -160,7 +197,9 @@ void Unlink(fuse_req_t request, fuse_ino_t parent, const char* name) {
 
 void Rename(fuse_req_t request, fuse_ino_t from_folder, const char* from_name, fuse_ino_t to_folder,
             const char* to_name, unsigned flags) {
-  AnswerDone(request, [&](FuseContext& context) {
+  AnswerDone(request, [from_folder, from_name = std::string(from_name), to_folder,
+                       to_name = std::string(to_name), flags](FuseContext& context) {
+    AboutToWait();
     const std::string from = context.inodes.Child(from_folder, from_name);
     const std::string to = context.inodes.Child(to_folder, to_name);
     if ((flags & ~static_cast<unsigned>(RENAME_NOREPLACE)) != 0) {
@@ -180,25 +219,49 @@ std::string Describe(const Delay& delay) {
   } else {
     text += "waits to be sent";
   }
-  if (delay.failures == 0) return text;
-  return text + ", failed " + std::to_string(delay.failures) + " times: " + delay.reason;
+  if (delay.failures > 0) {
+    text += ", failed " + std::to_string(delay.failures) + " times: " + delay.reason;
+  }
+  if (delay.unfinished.files > 0) {
+    text += "; left " + std::to_string(delay.unfinished.files) +
+            " unfinished large files of at most " + std::to_string(delay.unfinished.bytes) +
+            " bytes on the service";
+  }
+  return text;
+}
+
+std::string StatusLine(FileSystem& files, std::size_t index) {
+  const auto waiting = files.Waiting();
+  if (index < waiting.size()) return Describe(waiting[index]);
+  const auto remarks = files.Remarks();
+  index -= waiting.size();
+  return index < remarks.size() ? remarks[index] : "";
 }
 
 void Control(fuse_req_t request, fuse_ino_t, unsigned command, void*, fuse_file_info*, unsigned,
              const void* in, std::size_t in_size, std::size_t) {
-  Answer(request, [&](FuseContext& context) {
+  Reply reply(request);
+  AnswerAtOnce(ContextOf(request), reply, [&](FuseContext& context, Reply& owed) {
     if (command != static_cast<unsigned>(kStatusRequest) || in_size != sizeof(StatusQuery)) {
       throw FsError(ENOTTY, "no such request");
     }
     StatusQuery query = *static_cast<const StatusQuery*>(in);
-    const auto waiting = context.files.Waiting();
-    const std::string text = query.index < waiting.size() ? Describe(waiting[query.index]) : "";
-    std::snprintf(query.text, sizeof query.text, "%s", text.c_str());
-    fuse_reply_ioctl(request, 0, &query, sizeof query);
+    std::snprintf(query.text, sizeof query.text, "%s",
+                  StatusLine(context.files, query.index).c_str());
+    owed.Controlled(&query, sizeof query);
   });
 }
 
 }  // namespace
+
+FuseContext::FuseContext(FileSystem& file_system, const MountOptions& mount_options,
+                         std::function<void()> when_live)
+    : files(file_system), options(mount_options), on_live(std::move(when_live)) {
+  files.OnRedirect(
+      [this](const std::string& from, const std::string& to) { inodes.Renamed(from, to); });
+}
+
+FuseContext::~FuseContext() { files.OnRedirect({}); }
 
 fuse_lowlevel_ops FuseOperations() {
   fuse_lowlevel_ops operations{};

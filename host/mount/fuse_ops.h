@@ -1,33 +1,49 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#define FUSE_USE_VERSION 312
-#include <fuse3/fuse_lowlevel.h>
-
 #include "host/mount/file_system.h"
 #include "host/mount/inodes.h"
 #include "host/mount/lent.h"
+#include "host/mount/reply.h"
+#include "host/mount/workers.h"
 
 namespace b2drive::mount {
 
 // One opendir() of a program: what the folder held when reading began.
 struct OpenFolder {
-  std::string path;
-  std::vector<std::pair<std::string, Attributes>> entries;
+  using Entries = std::vector<std::pair<std::string, Attributes>>;
+
+  explicit OpenFolder(std::string of) : path(std::move(of)) {}
+
+  const std::string path;
+  Mutex mutex;
+  std::shared_ptr<const Entries> entries B2_GUARDED_BY(mutex);
 };
 
 // What libfuse's callbacks work on: the session's user data.
 struct FuseContext {
+  FuseContext(FileSystem& file_system, const MountOptions& mount_options,
+              std::function<void()> when_live);
+  ~FuseContext();
+  FuseContext(const FuseContext&) = delete;
+  FuseContext& operator=(const FuseContext&) = delete;
+
+  // Every program that waits has a thread here.
+  static constexpr std::size_t kMostWaiting = 4096;
+
   FileSystem& files;
   const MountOptions& options;
-  std::function<void()> on_live;  // called once, when the kernel talks to us
-  Inodes inodes = {};
-  Lent<Handle> handles = {};
-  Lent<OpenFolder> folders = {};
+  const std::function<void()> on_live;  // called once, when the kernel talks to us
+  Inodes inodes;
+  Lent<Handle> handles;
+  Lent<OpenFolder> folders;
+  OwedReplies owed;
+  Workers background{kMostWaiting};
 };
 
 // The callbacks, one an operation.

@@ -2,7 +2,13 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <memory>
+#include <utility>
+
 #include "host/mount/fuse_ops.h"
+#include "host/mount/reply.h"
+#include "host/mount/waiting.h"
 
 namespace b2drive::mount {
 
@@ -21,22 +27,56 @@ inline constexpr double kKeptSeconds = 1.0;
 // The errno of the exception that is being handled; what is not daily business is noted.
 int NumberOfFailure() noexcept;
 
-// Runs an operation, which answers the request itself unless it throws.
+// An operation gets the context and the reply that it owes, and must not have changed anything when
+// it throws WouldWait. One that may run in the background has its arguments by value: the kernel's
+// are gone when its callback returns.
+
+// Runs an operation here; false when it would have to wait.
+template <typename Operation>
+bool AnswerAtOnce(FuseContext& context, Reply& reply, const Operation& operation) noexcept {
+  const NoWaiting here;
+  try {
+    operation(context, reply);
+  } catch (const WouldWait&) {
+    return false;
+  } catch (...) {
+    reply.Error(NumberOfFailure());
+  }
+  return true;
+}
+
+// Runs it on a thread of its own, so that none of the few that read the kernel's requests waits.
+template <typename Operation>
+void AnswerInBackground(FuseContext& context, Reply owed, Operation operation) noexcept {
+  try {
+    auto reply = std::make_shared<Reply>(std::move(owed));
+    context.owed.Add(reply);
+    context.background.Run([&context, reply, operation = std::move(operation)] {
+      try {
+        operation(context, *reply);
+      } catch (...) {
+        reply->Error(NumberOfFailure());
+      }
+    });
+  } catch (...) {  // no memory or no thread: an unanswered reply says EIO when it goes
+    NumberOfFailure();
+  }
+}
+
 template <typename Operation>
 void Answer(fuse_req_t request, Operation operation) noexcept {
-  try {
-    operation(ContextOf(request));
-  } catch (...) {
-    fuse_reply_err(request, NumberOfFailure());
-  }
+  FuseContext& context = ContextOf(request);
+  Reply reply(request);
+  if (AnswerAtOnce(context, reply, operation)) return;
+  AnswerInBackground(context, std::move(reply), std::move(operation));
 }
 
 // The same for operations whose answer is success alone.
 template <typename Operation>
 void AnswerDone(fuse_req_t request, Operation operation) noexcept {
-  Answer(request, [&](FuseContext& context) {
+  Answer(request, [operation = std::move(operation)](FuseContext& context, Reply& reply) {
     operation(context);
-    fuse_reply_err(request, 0);
+    reply.Error(0);
   });
 }
 

@@ -8,12 +8,13 @@
 namespace b2drive::mount {
 
 Inodes::Inodes() {
+  Lock lock(mutex_);
   by_number_[kRoot] = {"/", true, 1, {}};
   by_path_["/"] = kRoot;
 }
 
 std::uint64_t Inodes::Remember(const std::string& path, bool folder) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = by_path_.find(path);
   if (found != by_path_.end() && by_number_[found->second].folder != folder) {
     Detach(path);
@@ -30,7 +31,7 @@ std::uint64_t Inodes::Remember(const std::string& path, bool folder) {
 }
 
 void Inodes::Forget(std::uint64_t number, std::uint64_t times) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = by_number_.find(number);
   if (found == by_number_.end() || number == kRoot) return;
   if (found->second.remembered > times) {
@@ -42,7 +43,7 @@ void Inodes::Forget(std::uint64_t number, std::uint64_t times) {
 }
 
 std::string Inodes::Path(std::uint64_t number) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = by_number_.find(number);
   if (found == by_number_.end() || found->second.path.empty()) {
     throw FsError(ESTALE, "a file whose name is gone");
@@ -50,12 +51,12 @@ std::string Inodes::Path(std::uint64_t number) {
   return found->second.path;
 }
 
-std::string Inodes::Child(std::uint64_t folder, const char* name) {
+std::string Inodes::Child(std::uint64_t folder, const std::string& name) {
   return Join(Path(folder), name);
 }
 
 void Inodes::Renamed(const std::string& from, const std::string& to) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   Detach(to);
   auto found = by_path_.find(from);
   if (found == by_path_.end()) return;
@@ -66,7 +67,7 @@ void Inodes::Renamed(const std::string& from, const std::string& to) {
 }
 
 void Inodes::Removed(const std::string& path) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   Detach(path);
 }
 
@@ -78,13 +79,13 @@ void Inodes::Detach(const std::string& path) {
 }
 
 void Inodes::Opened(std::uint64_t number, const SharedFilePtr& file) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = by_number_.find(number);
   if (found != by_number_.end()) found->second.file = file;
 }
 
 SharedFilePtr Inodes::Nameless(std::uint64_t number) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = by_number_.find(number);
   if (found == by_number_.end() || !found->second.path.empty()) return nullptr;
   return found->second.file.lock();

@@ -4,11 +4,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <unordered_map>
 
 #include "host/mount/shared_file.h"
+#include "host/thread_safety.h"
 
 namespace b2drive::mount {
 
@@ -26,7 +26,7 @@ class Inodes {
 
   // Throws FsError ESTALE when the name is gone.
   std::string Path(std::uint64_t number);
-  std::string Child(std::uint64_t folder, const char* name);
+  std::string Child(std::uint64_t folder, const std::string& name);
 
   void Renamed(const std::string& from, const std::string& to);
   void Removed(const std::string& path);
@@ -44,12 +44,12 @@ class Inodes {
     std::weak_ptr<SharedFile> file;
   };
 
-  void Detach(const std::string& path);
+  void Detach(const std::string& path) B2_REQUIRES(mutex_);
 
-  std::mutex mutex_;  // guards what follows
-  std::uint64_t next_ = kRoot + 1;
-  std::unordered_map<std::uint64_t, Inode> by_number_;
-  std::unordered_map<std::string, std::uint64_t> by_path_;
+  Mutex mutex_;
+  std::uint64_t next_ B2_GUARDED_BY(mutex_) = kRoot + 1;
+  std::unordered_map<std::uint64_t, Inode> by_number_ B2_GUARDED_BY(mutex_);
+  std::unordered_map<std::string, std::uint64_t> by_path_ B2_GUARDED_BY(mutex_);
 };
 
 }  // namespace b2drive::mount

@@ -1,12 +1,11 @@
 #include "host/mount/live_session.h"
 
-#include "host/errors.h"
-
 namespace b2drive::mount {
 namespace {
 
 // A session is replaced at this age without having been refused.
 constexpr auto kLifetime = std::chrono::hours(23);
+constexpr auto kPatience = std::chrono::minutes(1);
 
 }  // namespace
 
@@ -16,12 +15,14 @@ LiveSession::LiveSession(Connector connect, Clock clock)
 }
 
 std::shared_ptr<Session> LiveSession::Current() {
-  std::unique_lock lock(mutex_);
-  auto session = session_;
-  if (clock_() < replace_at_) return session;
-  // The others go on with the old one, whose token has some time left.
-  replace_at_ = clock_() + std::chrono::minutes(1);
-  lock.unlock();
+  std::shared_ptr<Session> session;
+  {
+    Lock lock(mutex_);
+    session = session_;
+    if (clock_() < replace_at_) return session;
+    // The others go on with the old one, whose token has some time left.
+    replace_at_ = clock_() + kPatience;
+  }
   try {
     Replace(session);
   } catch (const HostError&) {
@@ -30,20 +31,43 @@ std::shared_ptr<Session> LiveSession::Current() {
   return Current();
 }
 
+void LiveSession::NoteSuccess(const std::shared_ptr<Session>& session) {
+  Lock lock(mutex_);
+  if (session == session_) proven_ = true;
+}
+
 void LiveSession::Replace(const std::shared_ptr<Session>& refused) {
-  std::lock_guard connecting(connecting_);
+  Lock connecting(connecting_);
   {
-    std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     if (session_ != refused) return;
+    const Time now = clock_();
+    if (refusal_ && now - refused_at_ < kPatience) throw HostError(*refusal_);
+    if (!proven_ && now - connected_at_ < kPatience) {
+      throw HostError(ExitCode::kSignInRefused,
+                      "sign in: the service refuses the token that it has just given");
+    }
   }
-  Connect();
+  try {
+    Connect();
+  } catch (const HostError& error) {
+    Lock lock(mutex_);
+    if (error.exit_code() == ExitCode::kSignInRefused) {
+      refusal_ = error;
+      refused_at_ = clock_();
+    }
+    throw;
+  }
 }
 
 void LiveSession::Connect() {
   std::shared_ptr<Session> fresh = connect_();
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   session_ = std::move(fresh);
-  replace_at_ = clock_() + kLifetime;
+  connected_at_ = clock_();
+  replace_at_ = connected_at_ + kLifetime;
+  proven_ = false;
+  refusal_.reset();
 }
 
 }  // namespace b2drive::mount

@@ -8,12 +8,12 @@ namespace b2drive::mount {
 // Reads up to `count` bytes at `offset`; fewer at the file's end. Throws FsError.
 std::size_t ReadAt(int fd, char* data, std::size_t count, std::uint64_t offset);
 
-// Writes all bytes; 0 or an errno.
-int WriteAt(int fd, const char* data, std::size_t count, std::uint64_t offset);
-
-// Copies the first `count` bytes of a file into another one. Throws FsError.
-void CopyBytes(int from, int to, std::uint64_t count);
-
 std::uint64_t SizeOf(int fd);  // bytes; throws FsError
+
+// The CRC-32 of a file's bytes. Throws FsError.
+std::uint32_t ChecksumOf(int fd);
+
+// Whether two files hold the same bytes. Throws FsError.
+bool SameBytes(int one, int other);
 
 }  // namespace b2drive::mount

@@ -7,7 +7,7 @@ namespace b2drive::mount {
 SharedFilePtr OpenFiles::Acquire(const std::string& path, const Look& look) {
   if (SharedFilePtr unsent = AcquireUnsent(path)) return unsent;
   const std::optional<Node> stored = look();
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   SharedFilePtr& file = by_path_[path];
   const bool outdated = file && stored && file->IsOutdated(stored->id);
   if (!file || outdated) file = std::make_shared<SharedFile>(services_, path, stored);
@@ -16,36 +16,37 @@ SharedFilePtr OpenFiles::Acquire(const std::string& path, const Look& look) {
 }
 
 SharedFilePtr OpenFiles::AcquireUnsent(const std::string& path) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = by_path_.find(path);
   if (found == by_path_.end() || found->second->IsSettled()) return nullptr;
   ++handles_[found->second];
   return found->second;
 }
 
-void OpenFiles::Release(const SharedFilePtr& file) {
+bool OpenFiles::Release(const SharedFilePtr& file) {
   {
-    std::lock_guard lock(mutex_);
-    if (--handles_[file] > 0) return;
+    Lock lock(mutex_);
+    if (--handles_[file] > 0) return false;
     handles_.erase(file);
   }
   LetGo(file);
+  return true;
 }
 
 std::size_t OpenFiles::Handles(const SharedFilePtr& file) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = handles_.find(file);
   return found != handles_.end() ? found->second : 0;
 }
 
-void OpenFiles::Add(Unsent unsent, const std::optional<Node>& stored) {
-  std::lock_guard lock(mutex_);
-  std::string path = unsent.path;
-  by_path_[path] = std::make_shared<SharedFile>(services_, std::move(unsent), stored);
+void OpenFiles::Add(Unsent unsent) {
+  Lock lock(mutex_);
+  const std::string path = unsent.destination.path;
+  by_path_[path] = std::make_shared<SharedFile>(services_, std::move(unsent));
 }
 
 SharedFilePtr OpenFiles::Find(const std::string& path) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = by_path_.find(path);
   return found != by_path_.end() ? found->second : nullptr;
 }
@@ -53,7 +54,7 @@ SharedFilePtr OpenFiles::Find(const std::string& path) {
 std::vector<SharedFilePtr> OpenFiles::In(const std::string& folder) {
   const std::string prefix = Join(folder, "");
   std::vector<SharedFilePtr> files;
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   for (auto at = by_path_.lower_bound(prefix); at != by_path_.end(); ++at) {
     if (!at->first.starts_with(prefix)) break;
     if (at->first.find('/', prefix.size()) == std::string::npos) files.push_back(at->second);
@@ -63,27 +64,32 @@ std::vector<SharedFilePtr> OpenFiles::In(const std::string& folder) {
 
 std::vector<SharedFilePtr> OpenFiles::All() {
   std::vector<SharedFilePtr> files;
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   for (const auto& [path, file] : by_path_) files.push_back(file);
   return files;
 }
 
 void OpenFiles::Move(const SharedFilePtr& file, const std::string& from, const std::string& to) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = by_path_.find(from);
   if (found != by_path_.end() && found->second == file) by_path_.erase(found);
   by_path_[to] = file;
 }
 
+void OpenFiles::Move(const SharedFile& file, const std::string& from, const std::string& to) {
+  const SharedFilePtr found = Find(from);
+  if (found.get() == &file) Move(found, from, to);
+}
+
 void OpenFiles::Remove(const SharedFilePtr& file, const std::string& path) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   auto found = by_path_.find(path);
   if (found != by_path_.end() && found->second == file) by_path_.erase(found);
 }
 
 void OpenFiles::LetGo(const SharedFilePtr& file) {
   {
-    std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     if (handles_.contains(file) || !file->IsSettled()) return;
     auto found = by_path_.find(file->path());
     if (found == by_path_.end() || found->second != file) return;

@@ -2,12 +2,12 @@
 
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "host/mount/shared_file.h"
+#include "host/thread_safety.h"
 
 namespace b2drive::mount {
 
@@ -21,15 +21,18 @@ class OpenFiles {
   // itself.
   using Look = std::function<std::optional<Node>()>;
   SharedFilePtr Acquire(const std::string& path, const Look& look);
-  void Release(const SharedFilePtr& file);
+  // Gives whether it was the last handle.
+  bool Release(const SharedFilePtr& file);
   std::size_t Handles(const SharedFilePtr& file);
 
-  void Add(Unsent unsent, const std::optional<Node>& stored);
+  void Add(Unsent unsent);
   SharedFilePtr Find(const std::string& path);
   std::vector<SharedFilePtr> In(const std::string& folder);
   std::vector<SharedFilePtr> All();
 
   void Move(const SharedFilePtr& file, const std::string& from, const std::string& to);
+  // As Move, for a file that is known by its address.
+  void Move(const SharedFile& file, const std::string& from, const std::string& to);
   void Remove(const SharedFilePtr& file, const std::string& path);
 
   // Lets go of a file that has no handle and nothing to send.
@@ -39,9 +42,9 @@ class OpenFiles {
   SharedFilePtr AcquireUnsent(const std::string& path);
 
   FileServices& services_;
-  std::mutex mutex_;  // guards what follows
-  std::map<std::string, SharedFilePtr> by_path_;
-  std::unordered_map<SharedFilePtr, std::size_t> handles_;
+  Mutex mutex_;
+  std::map<std::string, SharedFilePtr> by_path_ B2_GUARDED_BY(mutex_);
+  std::unordered_map<SharedFilePtr, std::size_t> handles_ B2_GUARDED_BY(mutex_);
 };
 
 // One handle on a file, given back with the object.
@@ -49,16 +52,25 @@ class HeldFile {
  public:
   HeldFile(OpenFiles& files, const std::string& path, const OpenFiles::Look& look)
       : files_(files), file_(files.Acquire(path, look)) {}
-  ~HeldFile() { files_.Release(file_); }
+  ~HeldFile() {
+    if (!given_back_) GiveBack();
+  }
   HeldFile(const HeldFile&) = delete;
   HeldFile& operator=(const HeldFile&) = delete;
 
   const SharedFilePtr& file() const { return file_; }
   bool IsOnly() const { return files_.Handles(file_) == 1; }
+  // Gives whether no other handle is left. Of handles that are given back at once it is one that is
+  // told so.
+  bool GiveBack() {
+    given_back_ = true;
+    return files_.Release(file_);
+  }
 
  private:
   OpenFiles& files_;
   const SharedFilePtr file_;
+  bool given_back_ = false;
 };
 
 }  // namespace b2drive::mount

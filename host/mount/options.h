@@ -25,6 +25,9 @@ struct MountOptions {
   std::uint64_t read_ahead = 16UL << 20;  // bytes
   int retries = 5;
   std::optional<std::uint64_t> size;  // bytes; none: the account's
+  // Not an option: whether the plug-in is another than the program's own, which may delete more
+  // than it is told to, and may deliver bytes before it knows that they are the right ones.
+  bool foreign_plugin = false;
 
   MountOptions();
 };

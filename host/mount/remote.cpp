@@ -1,11 +1,14 @@
 #include "host/mount/remote.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <exception>
 
 #include "host/file_cache.h"
 #include "host/mount/answer_watch.h"
 #include "host/mount/fs_error.h"
 #include "host/mount/paths.h"
+#include "host/mount/waiting.h"
 
 namespace b2drive::mount {
 namespace {
@@ -35,17 +38,6 @@ class PieceSink final : public FetchSink {
   const RangeSink& sink_;
 };
 
-class Counted {
- public:
-  explicit Counted(std::atomic<std::size_t>& count) : count_(count) { ++count_; }
-  ~Counted() { --count_; }
-  Counted(const Counted&) = delete;
-  Counted& operator=(const Counted&) = delete;
-
- private:
-  std::atomic<std::size_t>& count_;
-};
-
 // The plug-in sends a refused upload again at once and for ever: waits between its attempts and
 // gives the transfer up when there are no more.
 class RefusalLimit {
@@ -62,6 +54,31 @@ class RefusalLimit {
   Attempts attempts_;
   AnswerWatch watch_;
 };
+
+// Tells the session's keeper, unless the scope is left by an exception.
+class SuccessNote {
+ public:
+  SuccessNote(LiveSession& live, const std::shared_ptr<Session>& session)
+      : live_(live), session_(session) {}
+  ~SuccessNote() {
+    if (std::uncaught_exceptions() == exceptions_) live_.NoteSuccess(session_);
+  }
+  SuccessNote(const SuccessNote&) = delete;
+  SuccessNote& operator=(const SuccessNote&) = delete;
+
+ private:
+  LiveSession& live_;
+  const std::shared_ptr<Session>& session_;
+  const int exceptions_ = std::uncaught_exceptions();
+};
+
+// Notes what an upload that ends leaves behind.
+void NoteUnfinished(UploadControl& control, bool stored, const ActiveTransfer& transfer) {
+  const int begun = HostLog::LastAnswer().large_files_begun - (stored ? 1 : 0);
+  if (begun <= 0) return;
+  const auto sent = static_cast<std::uint64_t>(std::max<std::int64_t>(transfer.state().offset, 0));
+  control.NoteUnfinished({begun, static_cast<std::uint64_t>(begun) * sent});
+}
 
 }  // namespace
 
@@ -87,10 +104,12 @@ void Remote::Recover(const HostError& error, const std::shared_ptr<Session>& ses
 
 template <typename Operation>
 auto Remote::Call(const std::string&, Attempts attempts, Operation operation) {
+  AboutToWait();
   for (int renewals = 0;;) {
     std::shared_ptr<Session> session;
     try {
       session = live_.Current();
+      const SuccessNote note(live_, session);
       return operation(session->drive(), attempts);
     } catch (const HostError& error) {
       Recover(error, session, renewals, attempts);
@@ -129,21 +148,20 @@ void Remote::Read(const RangeRequest& request, const RangeSink& sink) {
 
 Entry Remote::Upload(const std::string& parent_id, const std::string& path, int fd,
                      std::uint64_t size, UploadControl& control, int retries) {
-  Counted counted(uploads_running_);
   const Attempts allowed(retries == kAllRetries ? retries_ : retries, pauses_);
   const std::string name(NameOf(path));
   return Call(path, allowed, [&](Drive& drive, Attempts&) {
     ActiveTransfer transfer(transfers_, path);
     FileCache contents(fd);
-    control.Attach(&transfer);
+    const UploadControl::Attached attached(control, transfer);
     RefusalLimit limit(transfer, allowed);
     try {
       Entry stored = drive.Upload(parent_id, name, path, size, contents, transfer);
-      control.Attach(nullptr);
+      NoteUnfinished(control, true, transfer);
       if (stored.size != size) throw FsError(EIO, path + ": the service stored another size");
       return stored;
     } catch (const HostError& error) {
-      control.Attach(nullptr);
+      NoteUnfinished(control, false, transfer);
       if (control.given_up()) throw FsError(ECANCELED, error.what());
       if (contents.error_number() != 0) throw FsError(EIO, error.what());
       if (error.code() == AERROR::UPLOAD_CANCELED) throw FsError(EIO, error.what());
@@ -176,13 +194,12 @@ void Remote::DeleteBucket(const Entry& bucket, const std::string& path) {
 }
 
 void Remote::DeleteFile(const Entry& file, const std::string& path, const Look& still_there) {
-  Entry target = file;
   Call(path, {retries_, pauses_}, [&](Drive& drive, Attempts&) {
     bool refused = false;
     std::optional<HostError> failure;
     try {
       AnswerWatch watch([&](const Answer& answer) { refused = refused || IsRefusal(answer); });
-      drive.DeleteFile(target, path);
+      drive.DeleteFile(file, path);
     } catch (const HostError& error) {
       failure = error;
     }
@@ -190,7 +207,7 @@ void Remote::DeleteFile(const Entry& file, const std::string& path, const Look& 
     const Answer answer = HostLog::LastAnswer();
     std::optional<Entry> left = still_there();
     if (!left) return;
-    target = *left;
+    if (left->id != file.id) throw FsError(ESTALE, path + ": changed meanwhile by someone else");
     if (failure && Diagnose(*failure, answer).remedy == Remedy::kNone && answer.status != 404) {
       throw FsError(Diagnose(*failure, answer).number, failure->what());
     }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -33,15 +32,20 @@ inline constexpr int kAllRetries = -1;
 // repeated. All throw FsError. `path` is for messages only. Any number of threads may call.
 class Remote {
  public:
-  Remote(LiveSession& live, int retries, Pauses& pauses)
-      : live_(live), retries_(retries), pauses_(pauses) {}
+  // `ranges_are_checked`: whether the plug-in delivers no byte before it knows that the answer is
+  // the range that was asked for; others tell at the end of a read.
+  Remote(LiveSession& live, int retries, Pauses& pauses, bool ranges_are_checked)
+      : live_(live), retries_(retries), pauses_(pauses), ranges_are_checked_(ranges_are_checked) {}
+
+  bool ranges_are_checked() const { return ranges_are_checked_; }
 
   Listing List(const std::string& folder_id, const std::string& path);
 
   // Delivers the range piece by piece, after a failure from the byte reached.
   void Read(const RangeRequest& request, const RangeSink& sink);
 
-  // Stores the `size` bytes behind `fd` under `path`, whose last name it takes.
+  // Stores the `size` bytes behind `fd` under `path`, whose last name it takes. What a large one
+  // leaves behind when it is repeated or fails is noted in `control`.
   Entry Upload(const std::string& parent_id, const std::string& path, int fd, std::uint64_t size,
                UploadControl& control, int retries);
 
@@ -53,13 +57,13 @@ class Remote {
   Entry MakeBucket(const std::string& name, const std::string& path);
   void DeleteBucket(const Entry& bucket, const std::string& path);
 
-  // Deletes every version of exactly this file. What the library counts as deleted is believed only
-  // when nothing went wrong on the way; else `still_there` looks, and gives the entry that is left.
+  // Deletes every version of exactly this file; ESTALE when `file` is not the latest one any more.
+  // What the library counts as deleted is believed only when nothing went wrong on the way; else
+  // `still_there` looks, and gives the entry that is left.
   using Look = std::function<std::optional<Entry>()>;
   void DeleteFile(const Entry& file, const std::string& path, const Look& still_there);
 
   std::uint64_t TotalBytes();
-  std::size_t uploads_running() const { return uploads_running_; }
   // Ends what runs and lets nothing begin.
   void CancelAll() { transfers_.Cancel(); }
 
@@ -73,7 +77,7 @@ class Remote {
   const int retries_;
   Pauses& pauses_;
   Transfers transfers_;
-  std::atomic<std::size_t> uploads_running_{0};
+  const bool ranges_are_checked_;
 };
 
 }  // namespace b2drive::mount

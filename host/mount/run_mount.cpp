@@ -3,9 +3,12 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <iostream>
+#include <thread>
 
 #include "host/interrupt.h"
 #include "host/mount/background.h"
@@ -50,25 +53,47 @@ ExitCode SendRest(FileSystem& files) {
   return ExitCode::kPartly;
 }
 
+MountOptions OptionsOf(const MountRequest& request) {
+  MountOptions options = ParseMountOptions(request.options);
+  options.foreign_plugin = request.foreign_plugin;
+  if (request.foreign_plugin && !options.read_only) {
+    Notice("read only: a plug-in of another maker may delete more than it is told to");
+    options.read_only = true;
+  }
+  return options;
+}
+
+// Ends all waiting; and the program, if a call that the service does not answer still runs then.
+void EndSoon(FileSystem& files) {
+  files.Hurry();
+  const ExitCode code = files.Waiting().empty() ? ExitCode::kInterrupted : ExitCode::kPartly;
+  std::thread([code] {
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    Notice("ended while the service did not answer");
+    _exit(static_cast<int>(code));
+  }).detach();
+}
+
 }  // namespace
 
 ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& connect) {
   RaiseLimits();
-  const MountOptions options = ParseMountOptions(request.options);
+  const MountOptions options = OptionsOf(request);
   const auto mountpoint = CheckMountpoint(request.mountpoint, options);
   CacheFolder cache(options.cache_dir, request.account_id);
   LiveSession live(connect);
   FileSystem files(live, options, cache.path());
-  FuseContext context{files, options, [&] {
-                        if (request.live_fd) ReportLive(*request.live_fd);
-                      }};
+  FuseContext context(files, options, [&] {
+    if (request.live_fd) ReportLive(*request.live_fd);
+  });
   FuseMount mounted(context, mountpoint);
   InterruptTakeover signals([&](int times) {
     constexpr int kPatience = 2;
     mounted.Stop(times);
-    if (times > kPatience) files.Hurry();
+    if (times > kPatience) EndSoon(files);
   });
   mounted.Serve();
+  context.background.Finish();
   return SendRest(files);
 }
 

@@ -15,6 +15,8 @@ struct MountRequest {
   std::string options;
   std::string account_id;
   std::optional<int> live_fd;  // where someone waits for the mount to be live
+  // Whether the plug-in is another than the program's own; the mount is read only then.
+  bool foreign_plugin = false;
 };
 
 // Mounts the drive, serves it until it is unmounted, and sends what is left. kPartly when something

@@ -15,7 +15,7 @@ Saver::~Saver() { Stop(); }
 
 void Saver::Stop() {
   {
-    std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     stopped_ = true;
     changed_.notify_all();
   }
@@ -34,14 +34,14 @@ void Saver::Again(const SharedFilePtr& file) {
 }
 
 void Saver::Later(const SharedFilePtr& file, milliseconds delay) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   if (!scheduled_.insert(file).second) return;
   due_.emplace(Clock::now() + delay, file);
   changed_.notify_one();
 }
 
 void Saver::Work() {
-  std::unique_lock lock(mutex_);
+  Lock lock(mutex_);
   while (!stopped_) {
     if (due_.empty()) {
       changed_.wait(lock);

@@ -1,14 +1,13 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <map>
-#include <mutex>
 #include <set>
 #include <thread>
 #include <vector>
 
 #include "host/mount/open_files.h"
+#include "host/thread_safety.h"
 
 namespace b2drive::mount {
 
@@ -35,11 +34,11 @@ class Saver {
   void Send(const SharedFilePtr& file);
 
   OpenFiles& files_;
-  std::mutex mutex_;  // guards what follows
-  std::condition_variable changed_;
-  std::multimap<Clock::time_point, SharedFilePtr> due_;
-  std::set<SharedFilePtr> scheduled_;
-  bool stopped_ = false;
+  Mutex mutex_;
+  Condition changed_;
+  std::multimap<Clock::time_point, SharedFilePtr> due_ B2_GUARDED_BY(mutex_);
+  std::set<SharedFilePtr> scheduled_ B2_GUARDED_BY(mutex_);
+  bool stopped_ B2_GUARDED_BY(mutex_) = false;
   std::vector<std::thread> threads_;
 };
 

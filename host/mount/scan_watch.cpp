@@ -17,7 +17,7 @@ std::vector<std::string> ScanWatch::Next(const std::string& path) {
   const std::string folder(ParentOf(path));
   const std::string name(NameOf(path));
   const bool folders = kind_ == Kind::kFolders;
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   if (scans_.size() >= kMostScans && !scans_.contains(folder)) scans_.clear();
   Scan& scan = scans_[folder];
   if (name == scan.last) return {};

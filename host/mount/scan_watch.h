@@ -1,11 +1,11 @@
 #pragma once
 
-#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "host/mount/directory_cache.h"
+#include "host/thread_safety.h"
 
 namespace b2drive::mount {
 
@@ -30,8 +30,8 @@ class ScanWatch {
 
   DirectoryCache& directory_;
   const Kind kind_;
-  std::mutex mutex_;                             // guards what follows
-  std::unordered_map<std::string, Scan> scans_;  // by folder
+  Mutex mutex_;
+  std::unordered_map<std::string, Scan> scans_ B2_GUARDED_BY(mutex_);  // by folder
 };
 
 }  // namespace b2drive::mount

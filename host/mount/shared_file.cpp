@@ -1,13 +1,9 @@
 #include "host/mount/shared_file.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 
-#include "host/mount/fs_error.h"
 #include "host/mount/local_io.h"
-#include "host/mount/notices.h"
-#include "host/mount/paths.h"
+#include "host/mount/waiting.h"
 
 namespace b2drive::mount {
 namespace {
@@ -20,169 +16,187 @@ timespec Now() {
 
 }  // namespace
 
-SharedFile::SharedFile(FileServices& services, std::string path, std::optional<Node> stored)
-    : services_(services), path_(std::move(path)), stored_(std::move(stored)) {
-  if (!stored_) return;
-  modified_ = services_.times.Find(path_, stored_->id).value_or(stored_->modified);
+SharedFile::SharedFile(FileServices& services, const std::string& path, std::optional<Node> stored)
+    : services_(services),
+      pending_(services.spool, services.reading.blocks,
+               Destination{path, stored ? stored->id : "", {}}),
+      stored_(services, stored, true),
+      sender_(services, pending_, stored_, *this) {
+  if (stored) modified_ = services_.times.Find(path, stored->id).value_or(stored->modified);
 }
 
-SharedFile::SharedFile(FileServices& services, Unsent unsent, std::optional<Node> stored)
+SharedFile::SharedFile(FileServices& services, Unsent unsent)
     : services_(services),
-      path_(std::move(unsent.path)),
-      stored_(std::move(stored)),
-      uncertain_(true),
-      work_(std::move(unsent.contents)),
-      sealed_(work_),
+      pending_(services.spool, services.reading.blocks, std::move(unsent)),
+      stored_(services, std::nullopt, false),
+      sender_(services, pending_, stored_, *this),
       modified_(Now()) {}
 
-std::string SharedFile::path() {
-  std::lock_guard lock(state_);
-  return path_;
+timespec SharedFile::modified() const {
+  Lock lock(state_);
+  return modified_;
+}
+
+void SharedFile::Touch() {
+  Lock lock(state_);
+  modified_ = Now();
 }
 
 Attributes SharedFile::Stat() {
-  std::lock_guard lock(state_);
-  std::uint64_t size = stored_ ? stored_->size : 0;
-  return {false, work_ ? work_->Size() : size, modified_};
+  const SpoolPtr shown = pending_.visible();
+  if (shown) return {false, shown->Size(), modified()};
+  const std::optional<Node> stored = stored_.known();
+  return {false, stored ? stored->size : 0, modified()};
 }
 
-bool SharedFile::IsOutdated(const std::string& id) {
-  std::lock_guard lock(state_);
-  if (gone_) return true;
-  return !dirty_ && !fresh_ && !sealed_ && (!stored_ || stored_->id != id);
+bool SharedFile::IsOutdated(const std::string& id) const {
+  if (pending_.IsAbandoned()) return true;
+  const std::optional<Node> stored = stored_.known();
+  return pending_.IsClean() && (!stored || stored->id != id);
 }
 
 void SharedFile::StartEmpty() {
-  std::lock_guard lock(state_);
-  SpoolPtr empty = services_.spool.Make();
-  if (work_ && work_ != sealed_) Strike(work_);
-  work_ = std::move(empty);
-  Wrote();
-  dirty_ = false;
-  fresh_ = true;
+  pending_.StartEmpty();
+  Touch();
 }
 
 std::size_t SharedFile::Read(VersionReader& reader, std::uint64_t offset, char* data,
                              std::size_t count) {
-  SpoolPtr work;
-  StoredVersion version;
-  {
-    std::lock_guard lock(state_);
-    work = work_;
-    if (!work && stored_) version = {ToEntry(*stored_, path_), path_};
-  }
-  return work ? ReadAt(work->fd(), data, count, offset) : reader.Read(version, offset, data, count);
+  if (const SpoolPtr shown = pending_.visible()) return ReadAt(shown->fd(), data, count, offset);
+  const std::optional<Node> stored = stored_.known();
+  if (!stored) return 0;
+  const std::string name = path();
+  return reader.Read({ToEntry(*stored, name), name}, offset, data, count);
 }
 
 std::size_t SharedFile::Write(std::uint64_t offset, const char* data, std::size_t count) {
-  for (;;) {
-    std::unique_lock lock(state_);
-    if (!work_) {
-      lock.unlock();
-      Bring(UINT64_MAX);
-      continue;
-    }
-    CopyBeforeWriting();
-    int error = WriteAt(work_->fd(), data, count, offset);
-    if (error == ENOSPC) {
-      services_.reading.blocks.DropAll();
-      error = WriteAt(work_->fd(), data, count, offset);
-    }
-    Wrote();
-    if (error != 0) throw FsError(error, path_ + ": cannot be kept in the cache folder");
-    return count;
-  }
+  while (!pending_.Write(offset, data, count)) Bring(UINT64_MAX);
+  Touch();
+  return count;
 }
 
 void SharedFile::Truncate(std::uint64_t size) {
-  for (;;) {
-    std::unique_lock lock(state_);
-    if (size == 0 && (!work_ || work_ == sealed_)) {
-      work_ = services_.spool.Make();
-    } else if (!work_) {
-      lock.unlock();
-      Bring(size);
-      continue;
-    }
-    CopyBeforeWriting();
-    if (ftruncate(work_->fd(), static_cast<off_t>(size)) != 0) {
-      throw FsError(errno, path_ + ": cannot be kept in the cache folder");
-    }
-    Wrote();
-    return;
-  }
-}
-
-// The caller holds state_.
-void SharedFile::Wrote() {
-  dirty_ = true;
-  fresh_ = settled_ = false;
-  modified_ = Now();
-}
-
-void SharedFile::CopyBeforeWriting() {
-  if (work_ != sealed_) return;
-  work_ = WithRoom(services_.reading.blocks, [&] { return services_.spool.Clone(*sealed_); });
-}
-
-void SharedFile::SetTime(timespec time) {
-  std::lock_guard lock(state_);
-  modified_ = time;
-  if (stored_ && !work_) services_.times.Set(path_, stored_->id, time);
+  while (!pending_.Resize(size)) Bring(size);
+  Touch();
 }
 
 void SharedFile::Bring(std::uint64_t count) {
-  std::lock_guard transfer(transfer_);
-  SpoolPtr brought = BringSpool(count);
-  std::lock_guard lock(state_);
-  if (!work_) work_ = std::move(brought);
+  AboutToWait();
+  Lock transfer(transfer_);
+  if (pending_.visible()) return;
+  const std::optional<Node> stored = stored_.known();
+  pending_.Show(stored
+                    ? stored_.Bring(*stored, path(), count)
+                    : WithRoom(services_.reading.blocks, [&] { return services_.spool.Make(); }));
 }
 
-SpoolPtr SharedFile::BringSpool(std::uint64_t count) {
-  StoredVersion version;
+void SharedFile::SetTime(timespec time) {
   {
-    std::lock_guard lock(state_);
-    if (work_) return work_;
-    if (stored_) version = {ToEntry(*stored_, path_), path_};
+    Lock lock(state_);
+    modified_ = time;
   }
-  return WithRoom(services_.reading.blocks, [&] {
-    SpoolPtr spool = services_.spool.Make();
-    BringInto(services_.reading, version, spool->fd(), std::min(count, version.file.size));
-    return spool;
-  });
-}
-
-bool SharedFile::IsSettled() {
-  std::lock_guard lock(state_);
-  return gone_ || (!dirty_ && !fresh_ && !sealed_);
-}
-
-bool SharedFile::HasUnsaved() {
-  std::lock_guard lock(state_);
-  return !gone_ && dirty_;
-}
-
-std::optional<FsError> SharedFile::Failure() {
-  std::lock_guard lock(state_);
-  return sealed_ ? failure_ : std::nullopt;
-}
-
-std::optional<Delay> SharedFile::Waiting() {
-  std::lock_guard lock(state_);
-  if (gone_ || (!sealed_ && !settled_)) return std::nullopt;
-  return Delay{path_,     sealed_ ? sealed_->Size() : 0,   sending_ != nullptr,
-               failures_, failure_ && failure_->lasting(), failure_ ? failure_->what() : ""};
+  const std::optional<Node> stored = stored_.known();
+  if (stored && !pending_.visible()) services_.times.Set(path(), stored->id, time);
 }
 
 void SharedFile::Retire() {
-  std::lock_guard lock(state_);
-  if (!work_ || gone_ || !stored_) return;
-  SpoolPtr work = std::move(work_);
+  const std::optional<Node> stored = stored_.known();
+  if (!stored || !stored_.certain()) return;
+  const SpoolPtr contents = pending_.Retire();
+  if (!contents) return;
   try {
-    services_.reading.blocks.Adopt(stored_->id, stored_->size, work->file());
+    services_.reading.blocks.Adopt(stored->id, stored->size, contents->file());
   } catch (const FsError&) {
     // Then it is read from the service when it is wanted again.
   }
+}
+
+void SharedFile::Save() {
+  AboutToWait();
+  pending_.Seal();
+  SendWaiting(kAllRetries);
+}
+
+void SharedFile::Settle() {
+  if (!pending_.HasUnsealed()) return;
+  AboutToWait();
+  pending_.Seal();
+  pending_.Secure();
+}
+
+void SharedFile::SendWaiting(int retries) {
+  AboutToWait();
+  Lock transfer(transfer_);
+  if (!sender_.Send(retries)) return;
+  if (const auto stored = stored_.known()) services_.times.Set(path(), stored->id, modified());
+}
+
+void SharedFile::Unlink(bool open_elsewhere) {
+  AboutToWait();
+  sender_.GiveUp();
+  Lock transfer(transfer_);
+  const std::string name = path();
+  if (const std::optional<Node> stored = stored_.Find(name)) {
+    // Deleting takes every version, so handles that stay open need the contents here.
+    if (open_elsewhere && !pending_.visible()) {
+      pending_.Show(stored_.Bring(*stored, name, UINT64_MAX));
+    }
+    stored_.Delete(*stored, name);
+  }
+  services_.times.Remove(name);
+  stored_.Set(std::nullopt);
+  pending_.Abandon();
+}
+
+void SharedFile::MoveTo(const std::string& target, const std::optional<Node>& there,
+                        SharedFile* replaced) {
+  AboutToWait();
+  if (replaced == nullptr) {
+    Lock transfer(transfer_);
+    return MoveLocked(target, there, nullptr);
+  }
+  // Two renames at once that replace each other's file must not wait for each other.
+  const bool first = this < replaced;
+  Lock one(first ? transfer_ : replaced->transfer_);
+  Lock other(first ? replaced->transfer_ : transfer_);
+  MoveLocked(target, there, replaced);
+}
+
+// The stored version itself, also where something newer waits on top of it.
+Node SharedFile::CopyStored(const Node& stored, const std::string& target) {
+  SpoolPtr contents = pending_.IsClean() ? pending_.visible() : nullptr;
+  if (!contents) contents = stored_.Bring(stored, path(), UINT64_MAX);
+  UploadControl control;
+  return stored_.Upload(target, *contents, control, kAllRetries);
+}
+
+// The old name goes only when the service holds the new one and the journal says it, so nothing is
+// lost and nothing comes back at any moment.
+void SharedFile::MoveLocked(const std::string& target, const std::optional<Node>& there,
+                            SharedFile* replaced) {
+  const std::string name = path();
+  const std::optional<Node> stored = stored_.Find(name);
+  if (stored) {
+    services_.times.Set(target, CopyStored(*stored, target).id, modified());
+  } else {
+    stored_.Set(there);
+  }
+  if (replaced != nullptr && !replaced->IsSettled()) {
+    pending_.Seal();
+    pending_.Secure();
+  }
+  const std::optional<Node> moved = stored_.known();
+  pending_.Redirect(target, moved ? moved->id : "");
+  try {
+    if (stored) stored_.Delete(*stored, name);
+  } catch (const FsError&) {
+    pending_.Redirect(name, stored->id);
+    stored_.Set(stored);
+    stored_.Doubt();
+    throw;
+  }
+  services_.times.Remove(name);
+  if (replaced != nullptr) replaced->pending_.Abandon();
 }
 
 }  // namespace b2drive::mount

@@ -1,27 +1,17 @@
 #pragma once
 
-#include <chrono>
 #include <ctime>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
-#include "host/mount/directory_cache.h"
+#include "host/mount/contents_sender.h"
 #include "host/mount/fs_error.h"
-#include "host/mount/spool.h"
-#include "host/mount/time_book.h"
-#include "host/mount/version_reader.h"
+#include "host/mount/pending_contents.h"
+#include "host/mount/stored_file.h"
+#include "host/thread_safety.h"
 
 namespace b2drive::mount {
-
-struct FileServices {
-  Remote& remote;
-  DirectoryCache& directory;
-  TimeBook& times;
-  Spool& spool;
-  ReadServices reading;
-};
 
 struct Attributes {
   bool folder = false;
@@ -29,35 +19,22 @@ struct Attributes {
   timespec modified{};
 };
 
-// Why contents are not on the service yet.
-struct Delay {
-  std::string path;
-  std::uint64_t size = 0;  // bytes
-  bool sending = false;
-  int failures = 0;
-  bool lasting = false;  // not tried again by itself
-  std::string reason;    // the last failure's
-};
-
 // A file that is open, or whose contents are not on the service yet: what all handles on it share.
+// Programs see the stored version until one writes, and then what is pending.
 //
-// Its contents are a stored version (read through the block cache) until a program writes; then
-// they stand in a spool file, the work. Saving seals the work: it is entered in the journal and
-// sent, and a program that goes on writing meanwhile gets a copy. A sealed file that could not be
-// sent stays until it is, or until a later one takes its place.
-//
-// Thread-safe. All throw FsError.
+// Thread-safe. All throw FsError. Lock order: transfer_, then PendingContents' and StoredFile's,
+// then state_.
 class SharedFile {
  public:
   // `stored` is what the service holds under `path`, if anything.
-  SharedFile(FileServices& services, std::string path, std::optional<Node> stored);
+  SharedFile(FileServices& services, const std::string& path, std::optional<Node> stored);
   // With contents that an earlier mount could not send.
-  SharedFile(FileServices& services, Unsent unsent, std::optional<Node> stored);
+  SharedFile(FileServices& services, Unsent unsent);
 
-  std::string path();
+  std::string path() const { return pending_.path(); }
   Attributes Stat();
   // Whether it shows another stored version than `id`, and nothing newer.
-  bool IsOutdated(const std::string& id);
+  bool IsOutdated(const std::string& id) const;
 
   // Makes it an empty file that is sent when the last handle closes, unless it is written before.
   void StartEmpty();
@@ -68,58 +45,44 @@ class SharedFile {
 
   // Sends what was written; returns when the service holds it.
   void Save();
-  // Enters an empty file in the journal, so that its close is kept.
+  // Sees to it that a file which was emptied and not written survives as it is.
   void Settle();
   // At the last handle's end: what came after the last save, through a mapping, is to be sent too.
-  void SealUnsaved();
+  void SealUnsaved() { pending_.Seal(); }
   // Sends what was saved or closed and waits, if anything.
   void SendWaiting(int retries);
   // The last failure to send, if what failed still waits.
-  std::optional<FsError> Failure();
+  std::optional<FsError> Failure() const { return sender_.Failure(); }
 
-  // Removes the name from the service, all versions. Open handles keep the contents.
+  // Removes the name from the service, all versions. Open handles keep the contents. ESTALE when
+  // someone else has stored a newer version.
   void Unlink(bool open_elsewhere);
-  // Gives the file another name; `replaced` is the open file of that name, or null.
-  void MoveTo(const std::string& target, SharedFile* replaced);
+  // Gives the file another name, where the service holds `there`, if anything; `replaced` is the
+  // open file of that name, or null. ESTALE, with both names kept, as Unlink.
+  void MoveTo(const std::string& target, const std::optional<Node>& there, SharedFile* replaced);
 
-  bool IsSettled();   // nothing waits to be sent
-  bool HasUnsaved();  // written since the last save
-  std::optional<Delay> Waiting();
+  bool IsSettled() const { return pending_.IsClean(); }  // nothing waits to be sent
+  bool HasUnsaved() const { return pending_.HasUnsavedBytes(); }
+  bool HasUnsealed() const { return pending_.HasUnsealed(); }
+  std::optional<Delay> Waiting() const { return sender_.Waiting(); }
   // Hands contents that the service holds as well to the block cache. No handle may be open.
   void Retire();
 
  private:
-  void SendSealed(int retries);
-  void Seal();
-  void Stored(const Entry& entry, const SpoolPtr& contents, const std::string& path);
-  void NotStored(const FsError& error, const SpoolPtr& contents);
   void Bring(std::uint64_t count);
-  SpoolPtr BringSpool(std::uint64_t count);
-  void CopyBeforeWriting();
-  void Abandon();
-  void Strike(const SpoolPtr& contents);
-  void Wrote();
-  std::optional<Node> FindStored();
-  void MoveStored(const Node& stored, const std::string& target);
-  void DeleteStored(const Node& stored, const std::string& name);
-  SpoolPtr ContentsOf(const Node& stored);
+  void Touch();
+  timespec modified() const;
+  void MoveLocked(const std::string& target, const std::optional<Node>& there, SharedFile* replaced)
+      B2_REQUIRES(transfer_);
+  Node CopyStored(const Node& stored, const std::string& target) B2_REQUIRES(transfer_);
 
   FileServices& services_;
-  std::mutex transfer_;  // held over this file's transfers, saving, renaming and removal
-  std::mutex state_;     // guards what follows; held for local work only
-  std::string path_;
-  bool gone_ = false;  // the name was removed or replaced: nothing is sent any more
-  std::optional<Node> stored_;
-  bool uncertain_ = false;  // a failed upload may have been stored all the same
-  SpoolPtr work_;
-  SpoolPtr sealed_;  // perhaps the work itself
-  bool dirty_ = false;
-  bool fresh_ = false;    // empty, and never written
-  bool settled_ = false;  // fresh, and closed once
-  timespec modified_{};
-  std::shared_ptr<UploadControl> sending_;
-  int failures_ = 0;
-  std::optional<FsError> failure_;
+  Mutex transfer_;  // held over this file's transfers, renaming and removal
+  PendingContents pending_;
+  StoredFile stored_;
+  ContentsSender sender_;
+  mutable Mutex state_;  // held for moments
+  timespec modified_ B2_GUARDED_BY(state_){};
 };
 using SharedFilePtr = std::shared_ptr<SharedFile>;
 

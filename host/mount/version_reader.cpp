@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "host/mount/fs_error.h"
-#include "host/mount/local_io.h"
+#include "host/mount/waiting.h"
 
 namespace b2drive::mount {
 namespace {
@@ -21,7 +21,8 @@ constexpr std::size_t kMostRunning = 4;
 int ReadError(int number) { return number == ENOENT ? ESTALE : number; }
 
 // Copies from the version's beginning while blocks are there; gives the bytes copied.
-std::uint64_t CopyCached(CachedVersion& cached, int fd, std::uint64_t count) {
+std::uint64_t CopyCached(CachedVersion& cached, const Spool& spool, const SpoolFile& file,
+                         std::uint64_t count) {
   constexpr std::uint64_t kPiece = 1024UL * 1024;
   std::vector<char> buffer(std::min(count, kPiece));
   std::uint64_t done = 0;
@@ -29,8 +30,7 @@ std::uint64_t CopyCached(CachedVersion& cached, int fd, std::uint64_t count) {
     const std::size_t wanted = std::min<std::uint64_t>(count - done, buffer.size());
     const std::size_t got = cached.Read(done, buffer.data(), wanted).copied;
     if (got == 0) break;
-    int error = WriteAt(fd, buffer.data(), got, done);
-    if (error != 0) throw FsError(error, "writing in the cache folder");
+    spool.Write(file, buffer.data(), got, done);
     done += got;
   }
   return done;
@@ -41,11 +41,16 @@ std::uint64_t CopyCached(CachedVersion& cached, int fd, std::uint64_t count) {
 void RunFetch(const ReadServices& services, const StoredVersion& version,
               const std::shared_ptr<CachedVersion>& cached, const FetchPtr& fetch) noexcept {
   try {
+    // What is not known to be the right range before it ends is shown at its end.
+    const bool at_once = services.remote.ranges_are_checked();
     services.remote.Read({version.file, version.path, fetch->begin, fetch->end - fetch->begin},
                          [&](std::uint64_t offset, const char* data, std::size_t count) {
                            if (fetch->canceled) return ECANCELED;
-                           return cached->Store(*fetch, offset, data, count);
+                           const int error = cached->Store(data, count, offset);
+                           if (error == 0 && at_once) cached->Advance(*fetch, offset + count);
+                           return error;
                          });
+    cached->Advance(*fetch, fetch->end);
     cached->End(fetch, 0);
     services.blocks.Shrink();
   } catch (const FsError& error) {
@@ -55,24 +60,27 @@ void RunFetch(const ReadServices& services, const StoredVersion& version,
   }
 }
 
-void BringInto(const ReadServices& services, const StoredVersion& version, int fd,
-               std::uint64_t count) {
+void BringInto(const ReadServices& services, const StoredVersion& version, const Spool& spool,
+               const SpoolFile& file, std::uint64_t count) {
   if (count == 0) return;
   const auto cached = services.blocks.Open(version.file.id, version.file.size);
-  const std::uint64_t done = CopyCached(*cached, fd, count);
+  const std::uint64_t done = CopyCached(*cached, spool, file, count);
   if (done == count) return;
   services.remote.Read({version.file, version.path, done, count - done},
-                       [fd](std::uint64_t offset, const char* data, std::size_t length) {
-                         return WriteAt(fd, data, length, offset);
+                       [&](std::uint64_t offset, const char* data, std::size_t length) {
+                         return spool.TryWrite(file, data, length, offset);
                        });
 }
 
-VersionReader::~VersionReader() { DropRunning(); }
+VersionReader::~VersionReader() {
+  Lock lock(mutex_);
+  DropRunning();
+}
 
 std::size_t VersionReader::Read(const StoredVersion& version, std::uint64_t offset, char* data,
                                 std::size_t count) {
   const std::uint64_t size = version.file.size;
-  if (offset >= size) return 0;
+  if (offset >= size || count == 0) return 0;
   count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size - offset));
   const std::uint64_t range = NoteRead(offset, offset + count);
   Cached cached = services_.blocks.Open(version.file.id, size);
@@ -82,6 +90,7 @@ std::size_t VersionReader::Read(const StoredVersion& version, std::uint64_t offs
     CachedVersion::Look look = cached->Read(at, data + done, count - done);
     done += look.copied;
     if (look.copied > 0) continue;
+    AboutToWait();
     FetchPtr fetch = look.fetch;
     if (!fetch) {
       fetch = cached->Claim(at, std::max(at + range, offset + count));
@@ -99,7 +108,7 @@ std::size_t VersionReader::Read(const StoredVersion& version, std::uint64_t offs
 }
 
 std::uint64_t VersionReader::NoteRead(std::uint64_t offset, std::uint64_t end) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   const bool in_sequence = offset <= next_ + kSlack && offset + kSlack >= next_;
   if (range_ == 0 || !in_sequence) {
     if (range_ != 0) DropRunning();
@@ -118,7 +127,7 @@ std::uint64_t VersionReader::NoteRead(std::uint64_t offset, std::uint64_t end) {
 void VersionReader::Ahead(const StoredVersion& version, const Cached& cached, std::uint64_t from) {
   FetchPtr fetch;
   {
-    std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     std::erase_if(running_, [](const Running& running) { return running.fetch->done.load(); });
     if (running_.size() >= kMostRunning) return;
     fetch = cached->ClaimGap(from, from + kMostRunning * range_, range_);
@@ -137,13 +146,18 @@ void VersionReader::Begin(const StoredVersion& version, const Cached& cached,
 
 void VersionReader::InBackground(const StoredVersion& version, const Cached& cached,
                                  const FetchPtr& fetch) {
-  {
-    std::lock_guard lock(mutex_);
-    running_.push_back({cached, fetch});
+  try {
+    {
+      Lock lock(mutex_);
+      running_.push_back({cached, fetch});
+    }
+    services_.workers.Run([services = services_, version, cached, fetch] {
+      RunFetch(services, version, cached, fetch);
+    });
+  } catch (
+      const std::exception&) {  // no thread or no memory: those who wait must not wait for ever
+    cached->End(fetch, EIO);
   }
-  services_.workers.Run([services = services_, version, cached, fetch] {
-    RunFetch(services, version, cached, fetch);
-  });
 }
 
 void VersionReader::DropRunning() {

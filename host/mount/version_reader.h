@@ -1,12 +1,12 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "host/mount/block_cache.h"
 #include "host/mount/remote.h"
+#include "host/mount/spool.h"
 #include "host/mount/workers.h"
 
 namespace b2drive::mount {
@@ -52,16 +52,16 @@ class VersionReader {
   void Ahead(const StoredVersion& version, const Cached& cached, std::uint64_t from);
   void Begin(const StoredVersion& version, const Cached& cached, const FetchPtr& fetch);
   void InBackground(const StoredVersion& version, const Cached& cached, const FetchPtr& fetch);
-  void DropRunning();
+  void DropRunning() B2_REQUIRES(mutex_);
   // Without the cache, when its disk is full.
   std::size_t ReadThrough(const StoredVersion& version, std::uint64_t offset, char* data,
                           std::size_t count);
 
   ReadServices services_;
-  std::mutex mutex_;  // guards what follows
-  std::uint64_t next_ = 0;
-  std::uint64_t range_ = 0;  // bytes; 0: nothing was read yet
-  std::vector<Running> running_;
+  Mutex mutex_;
+  std::uint64_t next_ B2_GUARDED_BY(mutex_) = 0;
+  std::uint64_t range_ B2_GUARDED_BY(mutex_) = 0;  // bytes; 0: nothing was read yet
+  std::vector<Running> running_ B2_GUARDED_BY(mutex_);
 };
 
 // Brings `fetch` into `cached` on this thread; its error goes to those who wait.
@@ -69,7 +69,7 @@ void RunFetch(const ReadServices& services, const StoredVersion& version,
               const std::shared_ptr<CachedVersion>& cached, const FetchPtr& fetch) noexcept;
 
 // Writes the first `count` bytes of a version into a file. Throws FsError.
-void BringInto(const ReadServices& services, const StoredVersion& version, int fd,
-               std::uint64_t count);
+void BringInto(const ReadServices& services, const StoredVersion& version, const Spool& spool,
+               const SpoolFile& file, std::uint64_t count);
 
 }  // namespace b2drive::mount

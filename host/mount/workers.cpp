@@ -1,37 +1,72 @@
 #include "host/mount/workers.h"
 
+#include <chrono>
+#include <system_error>
+
 namespace b2drive::mount {
 
 Workers::~Workers() {
+  Threads ended;
   {
-    std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     ending_ = true;
     changed_.notify_all();
+    while (!threads_.empty()) changed_.wait(lock);
+    ended.swap(ended_);
   }
-  for (std::thread& thread : threads_) thread.join();
+  for (std::thread& thread : ended) thread.join();
 }
 
 void Workers::Run(std::function<void()> task) {
-  std::lock_guard lock(mutex_);
-  tasks_.push_back(std::move(task));
-  if (tasks_.size() > idle_ && threads_.size() < most_) {
-    threads_.emplace_back([this] { Work(); });
+  Threads ended;
+  {
+    Lock lock(mutex_);
+    tasks_.push_back(std::move(task));
+    try {
+      if (tasks_.size() > idle_ && threads_.size() < most_) Start();
+    } catch (const std::system_error&) {
+      if (threads_.empty()) {
+        tasks_.pop_back();
+        throw;
+      }
+    }
+    changed_.notify_one();
+    ended.swap(ended_);
   }
-  changed_.notify_one();
+  for (std::thread& thread : ended) thread.join();
 }
 
-std::size_t Workers::busy() const {
-  std::lock_guard lock(mutex_);
-  return tasks_.size() + threads_.size() - idle_;
+void Workers::Start() {
+  const auto self = threads_.emplace(threads_.end());
+  try {
+    *self = std::thread([this, self] { Work(self); });
+  } catch (...) {
+    threads_.erase(self);
+    throw;
+  }
 }
 
-void Workers::Work() {
-  std::unique_lock lock(mutex_);
-  for (;;) {
-    ++idle_;
-    changed_.wait(lock, [this] { return ending_ || !tasks_.empty(); });
-    --idle_;
-    if (tasks_.empty()) return;
+void Workers::Finish() {
+  Lock lock(mutex_);
+  while (IsBusy()) finished_.wait(lock);
+}
+
+// False when the thread may go.
+bool Workers::AwaitTask(Lock& lock) {
+  constexpr auto kPatience = std::chrono::seconds(10);
+  ++idle_;
+  if (!IsBusy()) finished_.notify_all();
+  auto status = std::cv_status::no_timeout;
+  while (tasks_.empty() && !ending_ && status == std::cv_status::no_timeout) {
+    status = changed_.wait_for(lock, kPatience);
+  }
+  --idle_;
+  return !tasks_.empty();
+}
+
+void Workers::Work(Threads::iterator self) {
+  Lock lock(mutex_);
+  while (AwaitTask(lock)) {
     auto task = std::move(tasks_.front());
     tasks_.pop_front();
     lock.unlock();
@@ -39,6 +74,8 @@ void Workers::Work() {
     task = {};
     lock.lock();
   }
+  ended_.splice(ended_.end(), threads_, self);
+  changed_.notify_all();
 }
 
 }  // namespace b2drive::mount

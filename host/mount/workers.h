@@ -1,15 +1,16 @@
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
+#include <list>
 #include <thread>
-#include <vector>
+
+#include "host/thread_safety.h"
 
 namespace b2drive::mount {
 
-// Threads that come as they are needed, up to `most`. Tasks must not throw.
+// Threads that come as they are needed, up to `most`, and go when there is nothing to do for a
+// while. Tasks must not throw. Thread-safe.
 class Workers {
  public:
   explicit Workers(std::size_t most) : most_(most) {}
@@ -18,20 +19,28 @@ class Workers {
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
 
+  // Throws std::system_error when no thread runs and none can be started; the task is dropped then.
   void Run(std::function<void()> task);
-  // Tasks that run or wait.
-  std::size_t busy() const;
+  // Returns when no task runs or waits.
+  void Finish();
 
  private:
-  void Work();
+  using Threads = std::list<std::thread>;
+
+  void Start() B2_REQUIRES(mutex_);
+  void Work(Threads::iterator self);
+  bool AwaitTask(Lock& lock) B2_REQUIRES(mutex_);
+  bool IsBusy() const B2_REQUIRES(mutex_) { return tasks_.size() + threads_.size() > idle_; }
 
   const std::size_t most_;
-  mutable std::mutex mutex_;  // guards what follows
-  std::condition_variable changed_;
-  std::deque<std::function<void()>> tasks_;
-  std::vector<std::thread> threads_;
-  std::size_t idle_ = 0;
-  bool ending_ = false;
+  Mutex mutex_;
+  Condition changed_;
+  Condition finished_;
+  std::deque<std::function<void()>> tasks_ B2_GUARDED_BY(mutex_);
+  Threads threads_ B2_GUARDED_BY(mutex_);
+  Threads ended_ B2_GUARDED_BY(mutex_);  // to be joined
+  std::size_t idle_ B2_GUARDED_BY(mutex_) = 0;
+  bool ending_ B2_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace b2drive::mount
