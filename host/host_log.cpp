@@ -66,7 +66,7 @@ void HostLog::SetLevels(std::int32_t levels) {
 
 void HostLog::Log(LOGLEVEL level, const char* format, std::va_list arguments) {
   std::string line = Format(format, arguments);
-  bool answered = ReadAnswer(line, last_answer);
+  bool answered = ReadAnswer(level, line, last_answer);
   Write(level, line);
   if (answered && answer_watcher) answer_watcher(last_answer);
 }

@@ -3,6 +3,7 @@
 #include "b2/paths.h"
 #include "protocol/file_list.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -58,12 +59,12 @@ AERROR BackBlazeB2::DeleteVersions(FileList& versions, char** msg) {
 AERROR BackBlazeB2::DeleteVersion(std::string file_id, std::string file_name, char**) {
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"fileId", file_id}, {"fileName", file_name}}); };
-  return Query(JsonCall("DeleteVersion", call::kDeleteFileVersion, body), OnSuccessDo(kDone));
+  return Query(JsonCall(query::kDeleteVersion, call::kDeleteFileVersion, body), OnSuccessDo(kDone));
 }
 
 AERROR BackBlazeB2::DeleteBucket(std::string bucket_id, char**) {
   __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s id [%s]", "DeleteBucket", bucket_id.c_str());
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"accountId", account_id_}, {"bucketId", bucket_id}}); };
-  return Query(JsonCall("DeleteBucket", call::kDeleteBucket, body), OnSuccessDo(kDone));
+  return Query(JsonCall(query::kDeleteBucket, call::kDeleteBucket, body), OnSuccessDo(kDone));
 }

@@ -8,6 +8,7 @@
 #include "b2/paths.h"
 #include "http/transfer_callbacks.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -73,7 +74,7 @@ AERROR BackBlazeB2::Read(const char* id, long long offset, long long length,
       }
     };
     return Query(
-        {send, "Read"}, OnSuccessDo({deliver_rest, ""}), {},
+        {send, query::kRead}, OnSuccessDo({deliver_rest, ""}), {},
         {{CURLE_OPERATION_TIMEDOUT, AERROR::TIMEDOUT}, {CURLE_WRITE_ERROR, AERROR::READ_CANCELED}});
   });
 }

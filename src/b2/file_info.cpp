@@ -6,6 +6,7 @@
 #include "b2/paths.h"
 #include "protocol/file_list.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -79,6 +80,6 @@ AERROR BackBlazeB2::FolderInfo(const char* path, _FS_FILE_V2& record) {
 AERROR BackBlazeB2::StoredFileInfo(const std::string& file_id, _FS_FILE_V2& record, bool full) {
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"fileId", file_id}}); };
-  return Query(JsonCall("_GetFileInfo", call::kGetFileInfo, body),
+  return Query(JsonCall(query::kFileInfo, call::kGetFileInfo, body),
                OnSuccess([&](JsonObject& answer) { return ReadFileInfo(answer, record, full); }));
 }

@@ -3,6 +3,7 @@
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
 #include "b2/paths.h"
+#include "protocol/log_lines.h"
 #include "util/strings.h"
 
 // Pages ride on the engine's retry: the reader keeps the service's cursor and asks for another
@@ -81,6 +82,6 @@ AERROR BackBlazeB2::GetFileList_ObjectList(const char* path, IFileList* list, ch
   _FS_FILE_V2 record;
   ListState state{std::move(container), std::move(prefix), std::move(delimiter), "", list, record};
   return Query(
-      JsonCall("GetFileList_ObjectList", call::kListFileNames, [&state] { return state.Body(); }),
+      JsonCall(query::kListObjects, call::kListFileNames, [&state] { return state.Body(); }),
       OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));
 }

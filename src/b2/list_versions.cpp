@@ -3,6 +3,7 @@
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
 #include "b2/paths.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -75,7 +76,7 @@ AERROR BackBlazeB2::GetFileList_ObjectVersions(const char* path, IFileList* list
                      exact_delete_ && single,
                      "",
                      ""};
-  return Query(JsonCall("GetFileList_ObjectVersions", call::kListFileVersions,
-                        [&state] { return state.Body(); }),
-               OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));
+  return Query(
+      JsonCall(query::kListVersions, call::kListFileVersions, [&state] { return state.Body(); }),
+      OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));
 }

@@ -3,6 +3,7 @@
 #include "http/curl_impl.h"
 #include "http/transfer_callbacks.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 #include "util/ca_store.h"
 #include "util/executable_path.h"
 
@@ -11,8 +12,7 @@ namespace {
 void WarnOfUnverifiedServers() {
   static std::atomic_flag warned;
   if (warned.test_and_set()) return;
-  __LOG__A(logger, LOGLEVEL_WARNING,
-           "[NETWORK   ] Servers are not verified: no ../Frameworks beside the host's program");
+  __LOG__A(logger, LOGLEVEL_WARNING, log_lines::kServersNotVerified);
 }
 
 // libcurl's callback for a new TLS context.
