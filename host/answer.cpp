@@ -15,7 +15,8 @@ namespace {
 using Fields = std::span<std::string_view>;
 
 // Finds what stands in `line` for the first conversions of a printf format; each ends where the
-// format's next literal begins. False when the line is not of the format.
+// format's next literal begins, at the last place if that is a bracket: libcurl's texts hold some.
+// False when the line is not of the format.
 bool Scan(std::string_view format, std::string_view line, Fields fields) {
   constexpr std::size_t kConversion = 2;  // "%s", "%d"
   for (std::string_view& field : fields) {
@@ -23,7 +24,8 @@ bool Scan(std::string_view format, std::string_view line, Fields fields) {
     if (!line.starts_with(format.substr(0, literal))) return false;
     line.remove_prefix(literal);
     format.remove_prefix(literal + kConversion);
-    const std::size_t end = line.find(format.substr(0, format.find('%')));
+    const std::string_view next = format.substr(0, format.find('%'));
+    const std::size_t end = next == "(" ? line.rfind(next) : line.find(next);
     if (end == std::string_view::npos) return false;
     field = line.substr(0, end);
     line.remove_prefix(end);

@@ -45,7 +45,7 @@ TEST(Answer, IsTheOneThatExplainsTheFailure) {
       {{}, 0, ""},
       {{listed}, 200, ""},
       {{refused, {LOGLEVEL_ERROR, "[PROTOCOL  ] Read >> HTTP 404"}}, 401, ""},
-      {{listed, failure(query::kRead, "no server", 7)}, 0, "no server(7)"},
+      {{listed, failure(query::kRead, "no CA (path?)", 77)}, 0, "no CA (path?)(77)"},
       {{treated(query::kRead, "Timeout was reached", 28), listed}, 200, ""},
       {{treated(query::kUploadUrl, "Timeout was reached", 28)}, 0, "Timeout was reached(28)"},
       {{refused, treated(query::kUploadSingle, "Failed initialization", 2)}, 401, ""},
