@@ -121,5 +121,6 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::string manager_text_;
   IProtocolAuth* auth_ = nullptr;  // the host's
   std::shared_ptr<IQueryLogger> query_logger_;
-  bool exact_delete_ = false;  // delete exactly the named file, page versions without repeats
+  bool exact_delete_ = false;    // delete exactly the named file, page versions without repeats
+  bool strict_answers_ = false;  // believe no range and no cursor unseen
 };

@@ -2,6 +2,7 @@
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
+#include "b2/page_watch.h"
 #include "b2/paths.h"
 #include "protocol/log_lines.h"
 
@@ -15,6 +16,7 @@ struct VersionState {
   IFileList* list;
   bool by_file_id;  // page by name and file ID
   bool only_exact;  // only versions of the very name that the prefix is
+  PageWatch watch;
   std::string next_file_name;
   std::string next_file_id;
 
@@ -37,8 +39,9 @@ struct VersionState {
     next_file_name = static_cast<std::string>(answer["nextFileName"]);
     next_file_id = static_cast<std::string>(answer["nextFileId"]);
     // Names come in order and the prefix itself first.
-    const bool beyond = only_exact && next_file_name != prefix;
-    return next_file_name.empty() || beyond ? AERROR::SUCCESS : AERROR::RETRY;
+    if (only_exact && next_file_name != prefix) return AERROR::SUCCESS;
+    if (next_file_name.empty() || !by_file_id) return watch.Next(next_file_name, count);
+    return watch.Next(next_file_name + '\0' + next_file_id, count);
   }
 
  private:
@@ -74,6 +77,7 @@ AERROR BackBlazeB2::GetFileList_ObjectVersions(const char* path, IFileList* list
                      list,
                      exact_delete_,
                      exact_delete_ && single,
+                     PageWatch(strict_answers_, query::kListVersions),
                      "",
                      ""};
   return Query(

@@ -49,6 +49,8 @@ AERROR BackBlazeB2::SetOpt(const char* key, const char* value) {
       {"option_fields", [](BackBlazeB2& b2, const char* text) { b2.ApplyOptionForm(text); }},
       {"speedlimit", [](BackBlazeB2& b2,
                         const char* text) { b2.speed_limit_ = std::strtoll(text, nullptr, 10); }},
+      {"strict_answers",
+       [](BackBlazeB2& b2, const char* text) { b2.strict_answers_ = IsTrue(text); }},
       {"verbose",
        [](BackBlazeB2& b2, const char* text) {
          b2.query_logger_.reset();
