@@ -3,6 +3,7 @@
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
+#include "protocol/log_lines.h"
 #include "util/base64.h"
 
 namespace {
@@ -58,7 +59,7 @@ AERROR BackBlazeB2::AuthorizeAccount() {
     SetAuthorizedInfo(result.body ? std::string(result.body.get(), length) : std::string());
     return AERROR::SUCCESS;
   };
-  return Query({send, "Process"}, OnSuccessDo({store, ""}));
+  return Query({send, query::kAuthorize}, OnSuccessDo({store, ""}));
 }
 
 AERROR BackBlazeB2::SetAuthorizedInfo(std::string body) {

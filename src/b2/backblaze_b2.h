@@ -78,6 +78,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   // `single`: the versions of the one file that the identifier names, else of everything under the
   // folder. Records carry the bare file ID and the full stored name.
   AERROR GetFileList_ObjectVersions(const char* path, IFileList* list, bool single, char** msg);
+  // The same, and the file ID of the newest finished version or hide marker of the single file.
+  AERROR ListVersions(const char* path, IFileList* list, bool single, std::string& newest_id,
+                      char** msg);
   AERROR _GetFileInfo(const char* path, _FS_FILE_V2* record, char** msg, bool full);
   AERROR GetFileFullName(const char* path, std::string& full_name, char** msg);
   AERROR BucketInfo(const std::string& container, _FS_FILE_V2& record, char** msg);
@@ -85,6 +88,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   AERROR StoredFileInfo(const std::string& file_id, _FS_FILE_V2& record, bool full);
 
   AERROR CreateBucket(_FS_FILE_V2* record);
+  AERROR DeleteUnchanged(const _FS_FILE_V2& file, char** msg);
   AERROR DeleteFolder(_FS_FILE_V2* record, char** msg);
   AERROR DeleteVersion(std::string file_id, std::string file_name, char** msg);
   AERROR DeleteVersions(FileList& versions, char** msg);
@@ -121,5 +125,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::string manager_text_;
   IProtocolAuth* auth_ = nullptr;  // the host's
   std::shared_ptr<IQueryLogger> query_logger_;
-  bool exact_delete_ = false;  // delete exactly the named file, page versions without repeats
+  bool delete_if_unchanged_ = false;  // delete a file only if its record names the newest version
+  bool exact_delete_ = false;    // delete exactly the named file, page versions without repeats
+  bool strict_answers_ = false;  // believe no range and no cursor unseen
 };

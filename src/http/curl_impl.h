@@ -87,7 +87,8 @@ class CURLImpl {
   // `type` as ProtocolUtil::curlProxyType gives it; type 0 or an empty host means no proxy.
   void SetProxy(int type, std::string host, int port, std::string user, std::string password);
   // Verifies servers against cacert.pem in "../Frameworks/" beside the running program's folder.
-  // Without that directory nothing changes and a warning is logged, once a module.
+  // The module looks for that directory once: without it nothing changes and a warning is logged,
+  // once a module; if it goes later, connections fail.
   void SetSSLDefaults();
 
  protected:
