@@ -85,6 +85,17 @@ class B2DriveTest : public testing::Test {
   std::vector<std::string> Names() { return emulator::VisibleNames(emulator_.store(), kBucket); }
   fs::path Work(const std::string& name) { return run_.folder / name; }
 
+  void Fail(emulator::Fault fault) { emulator_.AddFault(std::move(fault)); }
+  // Answers listings of names with `body`.
+  void List(const std::string& body, int skip = 0, int times = 1) {
+    Fail({.call = "b2_list_file_names", .skip = skip, .times = times, .status = 200, .body = body});
+  }
+
+  static std::string File(const std::string& name, const char* size) {
+    return R"({"action": "upload", "fileId": "i", "uploadTimestamp": 0, "contentLength": )" +
+           std::string(size) + R"(, "fileName": ")" + name + "\"}";
+  }
+
   // Starts a command that transfers slowly, interrupts it in the middle and gives its end.
   ProgramResult Interrupt(Arguments arguments, const std::string& call) {
     arguments.insert(arguments.begin(), {"--limit", "1000"});
@@ -227,6 +238,15 @@ TEST_F(B2DriveTest, DeletesExactlyWhatIsNamed) {
   Output({"rmdir", "/second-bucket/x/y"});
   Output({"rm", "-r", "--yes", "/second-bucket", "/test-bucket"});
   EXPECT_EQ(Output({"ls"}), "");
+}
+
+TEST_F(B2DriveTest, AListingThatMakesNoSenseEnds) {
+  List(R"({"files": [)" + File("a", "1") + "," + File("b", "1") + R"(], "nextFileName": "a"})", 0,
+       -1);
+  EXPECT_THAT(Failure(1, {"ls", "/test-bucket"}), HasSubstr("makes no sense: it lists a twice"));
+  emulator_.ClearFaults();
+  List(R"({"files": [)" + File("a", "-5") + "]}");
+  EXPECT_THAT(Failure(1, {"ls", "/test-bucket"}), HasSubstr("it gives a a negative size"));
 }
 
 TEST_F(B2DriveTest, AnInterruptedTransferLeavesNoHalfFile) {
