@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/body_log.h"
+#include "host/cli/storage.h"
 #include "host/host_log.h"
 #include "host/path_index.h"
 #include "host/session.h"
@@ -34,6 +35,7 @@ class Context {
   // One more session, of the caller's own. Any thread may call once `library` was.
   std::unique_ptr<Session> Connect();
   PathIndex& index();
+  Storage storage() { return {drive(), transfers_}; }
   Transfers& transfers() { return transfers_; }
 
   // Whether the plug-in is the one made together with this program.

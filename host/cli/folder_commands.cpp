@@ -24,7 +24,7 @@ void MakeOne(Context& context, const RemotePath& path) {
   CallForBucket(path,
                 "a bucket's name has 6 to 50 letters, digits and -, and no other account may have "
                 "a bucket of that name",
-                [&] { context.drive().MakeFolder(parent.id, path.Name(), path.Text()); });
+                [&] { context.storage().MakeFolder(parent, path); });
   index.Forget(path.Parent());
 }
 

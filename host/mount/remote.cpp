@@ -2,10 +2,11 @@
 
 #include <cerrno>
 
+#include "host/answer_watch.h"
 #include "host/file_cache.h"
-#include "host/mount/answer_watch.h"
 #include "host/mount/fs_error.h"
 #include "host/mount/paths.h"
+#include "host/refusal_limit.h"
 
 namespace b2drive::mount {
 namespace {
@@ -44,23 +45,6 @@ class Counted {
 
  private:
   std::atomic<std::size_t>& count_;
-};
-
-// The plug-in sends a refused upload again at once and for ever: waits between its attempts and
-// gives the transfer up when there are no more.
-class RefusalLimit {
- public:
-  RefusalLimit(const ActiveTransfer& transfer, Attempts attempts)
-      : transfer_(transfer), attempts_(attempts), watch_([this](const Answer& answer) {
-          constexpr int kThrottled = 429;  // waited out by the plug-in, and then final
-          if (answer.status < 400 || answer.status == kThrottled) return;
-          if (!attempts_.WaitForNext()) transfer_.state().state = TRANSFER_CANCELED;
-        }) {}
-
- private:
-  const ActiveTransfer& transfer_;
-  Attempts attempts_;
-  AnswerWatch watch_;
 };
 
 }  // namespace

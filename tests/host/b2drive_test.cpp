@@ -249,6 +249,17 @@ TEST_F(B2DriveTest, AListingThatMakesNoSenseEnds) {
   EXPECT_THAT(Failure(1, {"ls", "/test-bucket"}), HasSubstr("it gives a a negative size"));
 }
 
+TEST_F(B2DriveTest, ARefusalWithoutEndIsNotRepeatedWithoutEnd) {
+  WriteFile(Work("file"), "x");
+  Fail({.call = "b2_upload_file", .times = -1, .status = 500});
+  for (const Arguments& arguments :
+       {Arguments{"put", "file", "/test-bucket"}, Arguments{"mkdir", "/test-bucket/folder"}}) {
+    emulator_.ClearRequests();
+    EXPECT_EQ(Interrupt(arguments, "b2_upload_file").exit_code, 130);
+    EXPECT_LE(emulator_.Count("b2_upload_file"), 3u);
+  }
+}
+
 TEST_F(B2DriveTest, AnInterruptedTransferLeavesNoHalfFile) {
   Store("big", std::string(8'000'000, 'x'));
   WriteFile(Work("big"), "older");

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdarg>
 #include <set>
 #include <sstream>
 
@@ -7,7 +8,9 @@
 #include "host/body_decoder.h"
 #include "host/body_log.h"
 #include "host/errors.h"
+#include "host/host_log.h"
 #include "host/progress.h"
+#include "host/refusal_limit.h"
 #include "host/text_format.h"
 
 namespace b2drive {
@@ -96,6 +99,31 @@ TEST(TextFormat, WritesSizesAndTimesForPeople) {
   EXPECT_EQ(FormatDuration(3723), "1:02:03");
   EXPECT_EQ(EscapeControls("a\x1B[2J\xC2\x9B\x7F\xC3\xA4\xC2"),
             "a\\x1b[2J\\xc2\\x9b\\x7f\xC3\xA4\xC2");
+}
+
+TEST(RefusalLimit, GivesATransferUpForItsLastRefusal) {
+  struct Row {
+    int status;
+    int retries;
+    bool canceled;
+    bool given_up;
+  };
+  for (const Row& row : std::initializer_list<Row>{{200, 0, false, false},
+                                                   {400, 0, false, false},
+                                                   {500, 0, false, true},
+                                                   {401, 10, true, true}}) {
+    Transfers transfers;
+    ActiveTransfer transfer(transfers, "p");
+    if (row.canceled) transfers.pauses().Cut();
+    RefusalLimit limit(transfer, Attempts(row.retries, transfers.pauses()));
+    HostLog log(false, nullptr);
+    const std::string line = "[PROTOCOL  ] UploadUsingPost >> https POST >> " +
+                             std::to_string(row.status) + " : https://h/x(0) - 1ms";
+    std::va_list none{};
+    log.Log(LOGLEVEL_INFO, line.c_str(), none);
+    EXPECT_EQ(limit.last_straw().value_or(Answer{}).status, row.given_up ? row.status : 0);
+    EXPECT_EQ(transfer.state().state == TRANSFER_CANCELED, row.given_up) << row.status;
+  }
 }
 
 TEST(ProgressLine, ShowsShareRateAndTimeLeftWithinTheColumns) {
