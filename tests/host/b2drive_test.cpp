@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <thread>
 
 #include "emulator/emulator.h"
@@ -96,6 +97,17 @@ class B2DriveTest : public testing::Test {
            std::string(size) + R"(, "fileName": ")" + name + "\"}";
   }
 
+  // Runs a command that asks, and agrees once `meanwhile` is done.
+  ProgramResult Agree(const Arguments& arguments, const std::function<void()>& meanwhile) {
+    ProgramRun run = run_;
+    run.terminal = true;
+    RunningProgram program(run, arguments);
+    program.Await("[y/N]");
+    meanwhile();
+    program.Type("y\n");
+    return program.Wait();
+  }
+
   // Starts a command that transfers slowly, interrupts it in the middle and gives its end.
   ProgramResult Interrupt(Arguments arguments, const std::string& call) {
     arguments.insert(arguments.begin(), {"--limit", "1000"});
@@ -154,6 +166,9 @@ TEST_F(B2DriveTest, FailuresHaveOneLineAndACode) {
            {2, {"ls", "a", "b"}, "not expected: b"},
            {2, {"get", "/test-bucket/file", "--offset", "-1"}, "not in range"},
            {2, {"rm", "/"}, "b2drive: rm /: the root"},
+           {2, {"rm", "/test-bucket//file"}, "several slashes in a row"},
+           {2, {"rm", "-r", "--yes", "/test-bucket//"}, "several slashes in a row"},
+           {2, {"rmdir", "/test-bucket/folder//x"}, "several slashes in a row"},
            {4, {"--plugin", "/none", "ls"}, "cannot be loaded"},
            {7, {"get", "/test-bucket/none"}, "/test-bucket/none: not found (AERROR::FILE_NOT_FO"},
            {7, {"put", "local", "/test-bucket/none/"}, "/test-bucket/none: not found"},
@@ -238,6 +253,49 @@ TEST_F(B2DriveTest, DeletesExactlyWhatIsNamed) {
   Output({"rmdir", "/second-bucket/x/y"});
   Output({"rm", "-r", "--yes", "/second-bucket", "/test-bucket"});
   EXPECT_EQ(Output({"ls"}), "");
+}
+
+TEST_F(B2DriveTest, WhatChangedWhileTheUserWasAskedStays) {
+  for (const char* name : {"a", "b", "p/.bzEmpty", "q/.bzEmpty", "s/not shown.bzEmpty"}) {
+    Store(name, "x");
+  }
+  ProgramResult rm = Agree({"rm", "/test-bucket/a", "/test-bucket/b"}, [&] { Store("a", "new"); });
+  EXPECT_EQ(rm.exit_code, 16);
+  EXPECT_THAT(rm.err, HasSubstr("rm /test-bucket/a: changed meanwhile by someone else; nothing"));
+  ProgramResult rmdir =
+      Agree({"rmdir", "/test-bucket/p", "/test-bucket/q"}, [&] { Store("p/new", "x"); });
+  EXPECT_EQ(rmdir.exit_code, 16);
+  EXPECT_THAT(rmdir.err, HasSubstr("rmdir /test-bucket/p: the folder is not empty"));
+  Failure(10, {"rmdir", "/test-bucket/s"});
+  EXPECT_THAT(Names(), ElementsAre("a", "p/.bzEmpty", "p/new", "s/not shown.bzEmpty"));
+}
+
+TEST_F(B2DriveTest, DeletesNamesWithEmptyPartsWithTheFolderAboveOnly) {
+  Store("a/x", "x");
+  List(R"({"files": [{"action": "folder", "fileName": "a//"}]})", 1);
+  List(R"({"files": [{"action": "folder", "fileName": "a///"}]})", 1, -1);
+  EXPECT_THAT(Failure(14, {"rm", "-r", "/test-bucket/a"}), HasSubstr("at least 2 files"));
+  emulator_.ClearFaults();
+  List(R"({"files": [{"action": "folder", "fileName": "/"}]})");
+  EXPECT_THAT(Failure(1, {"rm", "-r", "--yes", "/test-bucket"}), HasSubstr("begin with a slash"));
+  EXPECT_EQ(emulator_.Count("b2_delete_file_version"), 0u);
+
+  const std::vector<std::string> names = {"a///b", "a//", "a/./b", "a/../b"};
+  std::string files;
+  for (const std::string& name : names) {
+    files += (files.empty() ? "" : ",") + File(name, "1");
+  }
+  Fail({.call = "b2_list_file_versions", .status = 200, .body = R"({"files": [)" + files + "]}"});
+  Fail({.call = "b2_delete_file_version", .times = -1, .status = 200, .body = "{}"});
+  Output({"rm", "-r", "--yes", "/test-bucket/a"});
+  std::vector<std::string> deleted;
+  for (const emulator::Request& request : emulator_.requests()) {
+    if (request.call == "b2_delete_file_version") deleted.push_back(request.body);
+  }
+  ASSERT_EQ(deleted.size(), names.size());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    EXPECT_THAT(deleted[i], HasSubstr("\"" + names[i] + "\""));
+  }
 }
 
 TEST_F(B2DriveTest, AListingThatMakesNoSenseEnds) {

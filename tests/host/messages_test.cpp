@@ -73,6 +73,7 @@ TEST(Errors, SayWhatHappenedAndExitAccordingly) {
            {FAILED, {502, "", false}, ExitCode::kFailed, "answered 502: an error of the service"},
            {FAILED, {200, "", false}, ExitCode::kFailed, "makes no sense (AERROR::FAILED)"},
            {TIMEDOUT, {0, "x(28)", false}, ExitCode::kNetwork, "did not answer in time"},
+           {SHARING_VIOLATION, {200, "", false}, ExitCode::kFailed, "p: changed meanwhile"},
            {READ_CANCELED, {200, "", false}, ExitCode::kInterrupted, "canceled"},
        }) {
     HostError error = ServiceFailure("p", row.code, row.answer);
