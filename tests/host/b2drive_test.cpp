@@ -318,6 +318,21 @@ TEST_F(B2DriveTest, ARefusalWithoutEndIsNotRepeatedWithoutEnd) {
   }
 }
 
+TEST_F(B2DriveTest, AStalledTransferEndsWhenInterrupted) {
+  Store("big", "x");
+  WriteFile(Work("parts"), std::string(250'001, 'p'));
+  Fail({.call = "b2_download_file_by_id", .stall = true});
+  Fail({.call = "b2_upload_part", .stall = true});
+  ProgramResult get = Interrupt({"get", "/test-bucket/big"}, "b2_download_file_by_id");
+  ProgramResult put = Interrupt({"put", "parts", "/test-bucket"}, "b2_upload_part");
+  for (const ProgramResult& result : {get, put}) {
+    EXPECT_EQ(result.exit_code, 130);
+    EXPECT_THAT(result.err, HasSubstr("\nb2drive: interrupted\n"));
+  }
+  EXPECT_THAT(put.err, HasSubstr("put /test-bucket/parts: an unfinished large file may be left"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 1);
+}
+
 TEST_F(B2DriveTest, AnInterruptedTransferLeavesNoHalfFile) {
   Store("big", std::string(8'000'000, 'x'));
   WriteFile(Work("big"), "older");
