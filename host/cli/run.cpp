@@ -81,6 +81,7 @@ ExitCode RunCommand(const Selected& selected, Context& context) {
 
 int RunSelected(const Selected& selected, const GlobalOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);  // a limit is a failed write
   Transfers transfers;
   Interrupt interrupt(transfers);
   Context context(options, transfers);

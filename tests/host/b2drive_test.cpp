@@ -146,7 +146,8 @@ TEST_F(B2DriveTest, ListsAndReads) {
   Output({"get", "/test-bucket/folder/inner/deep.txt"});
   Output({"get", "/test-bucket/empty", "nothing"});
   Output({"get", "/test-bucket/both", "part", "--offset", "1", "--length", "99"});
-  Output({"get", "/test-bucket/both", "beyond", "--offset", "9"});
+  const std::string last = "9223372036854775807";
+  Output({"get", "/test-bucket/both", "beyond", "--offset", last, "--length", last});
   EXPECT_EQ(ReadFile(Work("deep.txt")), "deep");
   EXPECT_EQ(fs::file_size(Work("nothing")), 0u);
   EXPECT_EQ(ReadFile(Work("part")), "ile");
@@ -182,6 +183,7 @@ TEST_F(B2DriveTest, FailuresHaveOneLineAndACode) {
            {12, {"--proxy", "http://127.0.0.1:1", "ls"}, "cannot be reached: "},
            {13, {"put", "none", "/test-bucket"}, "put: none: No such file"},
            {13, {"get", "/test-bucket/file", "no/folder"}, "get: no/folder: No such file"},
+           {13, {"get", "/test-bucket/file", std::string(256, 'n')}, "File name too long"},
            {14, {"rm", "-r", "/test-bucket"}, "4 files and folders"},
        }) {
     EXPECT_THAT(Failure(row.exit_code, row.arguments), HasSubstr(row.line));
@@ -331,6 +333,28 @@ TEST_F(B2DriveTest, AStalledTransferEndsWhenInterrupted) {
   }
   EXPECT_THAT(put.err, HasSubstr("put /test-bucket/parts: an unfinished large file may be left"));
   EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 1);
+}
+
+TEST_F(B2DriveTest, WhatIsFetchedReplacesAFileOnlyWhole) {
+  const std::string longest(250, 'n');
+  Store(longest, std::string(5000, 'x'));
+  Output({"get", "/test-bucket/" + longest});
+  EXPECT_EQ(fs::file_size(Work(longest)), 5000u);
+  EXPECT_NE(fs::status(Work(longest)).permissions() & fs::perms::group_read, fs::perms::none);
+  WriteFile(Work("mine"), "older");
+  fs::permissions(Work("mine"), fs::perms::owner_read | fs::perms::owner_write);
+  ProgramRun limited{"/bin/sh", run_.folder, run_.environment, ""};
+  ProgramResult full =
+      RunningProgram(limited, {"-c", "ulimit -f 1; exec \"$@\"", "sh", run_.program.string(), "get",
+                               "/test-bucket/" + longest, "mine"})
+          .Wait();
+  EXPECT_EQ(full.exit_code, 13);
+  EXPECT_THAT(full.err, HasSubstr(": File too large\n"));
+  EXPECT_EQ(ReadFile(Work("mine")), "older");
+  Output({"get", "/test-bucket/" + longest, "mine"});
+  EXPECT_EQ(fs::file_size(Work("mine")), 5000u);
+  EXPECT_EQ(fs::status(Work("mine")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 2);
 }
 
 TEST_F(B2DriveTest, AnInterruptedTransferLeavesNoHalfFile) {
