@@ -98,8 +98,20 @@ TEST(TextFormat, WritesSizesAndTimesForPeople) {
   EXPECT_EQ(FormatDuration(-1), "-:--");
   EXPECT_EQ(FormatDuration(59), "0:59");
   EXPECT_EQ(FormatDuration(3723), "1:02:03");
-  EXPECT_EQ(EscapeControls("a\x1B[2J\xC2\x9B\x7F\xC3\xA4\xC2"),
-            "a\\x1b[2J\\xc2\\x9b\\x7f\xC3\xA4\xC2");
+}
+
+TEST(TextFormat, EscapesWhatCouldDeceiveOnATerminal) {
+  for (const char* kept : {"", "a b~", "\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80",
+                           "\xD9\x85\xE2\x80\x8C\xD9\x85"}) {  // a joiner between letters
+    EXPECT_EQ(EscapeControls(kept), kept);
+  }
+  for (const char* hidden : {"\x1B", "\x7F", "\xC2\x9B", "\xD8\x9C", "\xE2\x80\x8B", "\xE2\x80\x8E",
+                             "\xE2\x80\xA8", "\xE2\x80\xAE", "\xE2\x81\xA6", "\xEF\xBB\xBF",
+                             "\xF3\xA0\x81\x81", "\x9B", "\xC3", "\xE2\x82", "\xFF"}) {
+    const std::string escaped = EscapeControls(std::string("a") + hidden + "b");
+    EXPECT_EQ(escaped.size(), 2 + 4 * std::string(hidden).size()) << escaped;
+    EXPECT_TRUE(escaped.starts_with("a\\x") && escaped.ends_with("b")) << escaped;
+  }
 }
 
 TEST(RefusalLimit, GivesATransferUpForItsLastRefusal) {
