@@ -16,8 +16,8 @@ namespace b2drive::cli {
 // Options that every command takes.
 struct GlobalOptions {
   bool verbose = false;
-  std::string plugin;  // empty: the one shipped with the program
-  std::string proxy;
+  std::string plugin;                // empty: the one shipped with the program
+  std::optional<std::string> proxy;  // else the environment's
   std::optional<long long> limit_kb;
   std::string log_bodies;
 };

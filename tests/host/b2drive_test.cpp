@@ -170,6 +170,7 @@ TEST_F(B2DriveTest, FailuresHaveOneLineAndACode) {
            {2, {"rm", "/test-bucket//file"}, "several slashes in a row"},
            {2, {"rm", "-r", "--yes", "/test-bucket//"}, "several slashes in a row"},
            {2, {"rmdir", "/test-bucket/folder//x"}, "several slashes in a row"},
+           {2, {"--proxy", "http://u:p@127.0.0.1:1", "ls"}, "ls: --proxy: others can see"},
            {4, {"--plugin", "/none", "ls"}, "cannot be loaded"},
            {7, {"get", "/test-bucket/none"}, "/test-bucket/none: not found (AERROR::FILE_NOT_FO"},
            {7, {"put", "local", "/test-bucket/none/"}, "/test-bucket/none: not found"},
