@@ -6,13 +6,6 @@
 namespace b2drive {
 namespace {
 
-Entry ToEntry(const _FS_FILE_V2& record) {
-  bool folder = (record.type & FS_DIRECTORY) != 0;
-  // The times of folders and buckets are those of the listing itself.
-  return {record.name, record.id, folder, folder ? 0 : record.size,
-          folder ? "" : record.first_time};
-}
-
 _FS_FILE_V2 ToRecord(const Entry& entry) {
   _FS_FILE_V2 record;
   record.name = entry.name;
@@ -22,22 +15,9 @@ _FS_FILE_V2 ToRecord(const Entry& entry) {
   return record;
 }
 
-class ListingSink final : public IFileList {
- public:
-  AERROR AddFile(const _FS_FILE_V2* record) override {
-    listing.push_back(ToEntry(*record));
-    return AERROR::SUCCESS;
-  }
-  Listing listing;
-};
-
 // What a failed upload left behind.
 std::string Leftover(AERROR code) {
-  if (HostLog::LastAnswer().large_files_begun > 0) {
-    return "; an unfinished large file may be left on the service, which costs storage: remove it "
-           "with the service's web page or a client that cancels unfinished large files, or let a "
-           "lifecycle rule do so";
-  }
+  if (HostLog::LastAnswer().large_files_begun > 0) return std::string("; ") + kLeftover;
   return code == AERROR::UPLOAD_CANCELED ? "; no file was stored" : "";
 }
 
@@ -51,8 +31,14 @@ void Drive::Call(const std::string& path, const std::function<AERROR()>& operati
 
 Listing Drive::List(const std::string& id, const std::string& path) {
   ListingSink sink;
-  Call(path, [&] { return protocol_.GetFileList(id.c_str(), &sink, nullptr); });
-  return std::move(sink.listing);
+  try {
+    Call(path, [&] { return protocol_.GetFileList(id.c_str(), &sink, nullptr); });
+  } catch (const HostError&) {
+    if (sink.nonsense().empty()) throw;
+  }
+  if (sink.nonsense().empty()) return std::move(sink.listing());
+  throw HostError(ExitCode::kFailed,
+                  path + ": the service's answer makes no sense: " + sink.nonsense());
 }
 
 void Drive::Read(const Entry& file, const std::string& path, std::uint64_t offset,

@@ -3,25 +3,23 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "host/fetch_sink.h"
 #include "host/file_cache.h"
+#include "host/listing_sink.h"
 #include "host/transfers.h"
 #include "protocol/protocol.h"
 
 namespace b2drive {
 
-// A bucket, folder or file as a listing shows it.
-struct Entry {
-  std::string name;  // last path element; empty for the root
-  std::string id;    // the plug-in's identifier
-  bool folder = false;
-  std::uint64_t size = 0;  // bytes, 0 for folders
-  std::string modified;    // RFC 3339; empty for folders, which have no time of their own
-};
+// The object that keeps a folder without files. No listing shows it.
+inline constexpr char kMarkerName[] = ".bzEmpty";
 
-using Listing = std::vector<Entry>;
+// Said of a failed upload that was begun in parts.
+inline constexpr char kLeftover[] =
+    "an unfinished large file may be left on the service, which costs storage: remove it with the "
+    "service's web page or a client that cancels unfinished large files, or let a lifecycle rule "
+    "do so";
 
 // The operations of a connected protocol object as calls that throw: a HostError that says what the
 // service answered. `path` is what the user knows the item as, for messages only. Any number of
@@ -30,7 +28,8 @@ class Drive {
  public:
   explicit Drive(IProtocol_V2& protocol) : protocol_(protocol) {}  // borrowed
 
-  // The direct children of a folder, as the service orders them.
+  // The direct children of a folder, as the service orders them. No two of one kind have the same
+  // name.
   Listing List(const std::string& id, const std::string& path);
 
   // Delivers `length` bytes from `offset` to `sink`, which gets its Finish. `length` must be at

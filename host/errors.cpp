@@ -41,6 +41,8 @@ constexpr std::array kCodes = {
     CodeRow{AERROR::NO_ACCESS, ExitCode::kAccessDenied, "not allowed here"},
     CodeRow{AERROR::ALREADY_EXISTS, ExitCode::kExists, "exists already"},
     CodeRow{AERROR::DIR_NOT_EMPTY, ExitCode::kNotEmpty, "the folder is not empty"},
+    CodeRow{AERROR::SHARING_VIOLATION, ExitCode::kFailed,
+            "changed meanwhile by someone else; nothing was deleted"},
     CodeRow{AERROR::TIMEDOUT, ExitCode::kNetwork,
             "the service did not answer in time; check the network and try again"},
     CodeRow{AERROR::NOT_SUPPORTED, ExitCode::kFailed, "the plug-in does not offer this"},

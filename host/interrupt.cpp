@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <mutex>
 
@@ -64,6 +65,17 @@ sigset_t WatchedSignals() {
   _exit(static_cast<int>(ExitCode::kInterrupted));
 }
 
+// The next of `signals`; with `canceled` only for a while, then 0.
+int NextSignal(const sigset_t& signals, bool canceled) {
+  constexpr timespec kGrace{1, 500'000'000};
+  for (;;) {
+    int signal =
+        canceled ? sigtimedwait(&signals, nullptr, &kGrace) : sigwaitinfo(&signals, nullptr);
+    if (signal > 0) return signal;
+    if (errno == EAGAIN) return 0;
+  }
+}
+
 }  // namespace
 
 InterruptCleanup::InterruptCleanup(std::function<void()> action) {
@@ -106,12 +118,12 @@ Interrupt::~Interrupt() {
 void Interrupt::Watch() {
   sigset_t signals = WatchedSignals();
   sigaddset(&signals, kWakeUp);
-  int signal = 0;
-  while (sigwait(&signals, &signal) == 0 && !ending_) {
-    if (signal == kWakeUp) continue;
-    if (RunTakeover()) continue;
-    bool second = transfers_.canceled();
-    if (second || !transfers_.Cancel()) EndAtOnce();
+  for (bool canceled = false;;) {
+    int signal = NextSignal(signals, canceled);
+    if (ending_) return;
+    if (signal == kWakeUp || RunTakeover()) continue;
+    if (canceled || !transfers_.Cancel()) EndAtOnce();
+    canceled = true;
     PrintToTerminal("b2drive: canceling; once more to stop at once");
   }
 }

@@ -33,9 +33,10 @@ class InterruptTakeover {
 };
 
 // Turns SIGINT, SIGTERM and SIGHUP into cancellation. The first one cancels the transfers that
-// run, which then fail with kInterrupted; without any, or with a second signal, the cleanups run
-// and the program ends with exit code 130. To be made before any other thread, since it blocks the
-// signals in the calling thread and so in those made later.
+// run, which then fail with kInterrupted; without any, with a second signal, or when the program
+// goes on for more than a moment (a stalled transfer notices nothing), the cleanups run and the
+// program ends with exit code 130. To be made before any other thread, since it blocks the signals
+// in the calling thread and so in those made later.
 class Interrupt {
  public:
   explicit Interrupt(Transfers& transfers);

@@ -14,10 +14,28 @@ namespace b2drive {
 namespace fs = std::filesystem;
 namespace {
 
-// A name beside `target` that no other process and no earlier run uses.
+// A name beside `target` that no other process and no earlier run uses, short where that is long.
 std::string TemporaryName(const fs::path& target) {
   auto now = std::chrono::system_clock::now().time_since_epoch().count();
-  return target.string() + "." + std::to_string(getpid()) + "-" + std::to_string(now);
+  return target.parent_path() /
+         (".b2drive-" + std::to_string(getpid()) + "-" + std::to_string(now));
+}
+
+mode_t ModeOfNewFiles() {
+  mode_t mask = umask(077);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+// What the file in place of `target` is to have. Throws for what cannot be replaced.
+mode_t ModeFor(const fs::path& target) {
+  struct stat status {};
+  if (stat(target.c_str(), &status) == 0) {
+    if (S_ISREG(status.st_mode)) return status.st_mode & 0777;
+    throw HostError(ExitCode::kWrongKind, target.string() + ": exists and is no regular file");
+  }
+  if (errno != ENOENT) throw LocalFailure(target.string(), errno);
+  return ModeOfNewFiles();
 }
 
 void Append(int fd, const char* data, std::size_t count) {
@@ -41,15 +59,12 @@ UniqueFd UnnamedFile() {
 }  // namespace
 
 PendingFile::PendingFile(fs::path target) : target_(std::move(target)) {
-  std::error_code ignored;  // the file need not exist
-  if (fs::exists(target_, ignored) && !fs::is_regular_file(target_, ignored)) {
-    throw HostError(ExitCode::kWrongKind, target_.string() + ": exists and is no regular file");
-  }
+  mode_ = ModeFor(target_);
   temporary_ = TemporaryName(target_);
   // Before the file is there, so that no moment is left in which it could stay.
   remove_at_exit_ =
       std::make_unique<InterruptCleanup>([name = temporary_] { unlink(name.c_str()); });
-  fd_ = UniqueFd(open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  fd_ = UniqueFd(open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!fd_) throw LocalFailure(target_.string(), errno);
 }
 
@@ -58,6 +73,10 @@ PendingFile::~PendingFile() {
 }
 
 void PendingFile::Commit() {
+  // Where modes cannot be set the file keeps what the file system gave it.
+  (void)fchmod(fd_.get(), mode_);
+  // Here a full disk may show that took the bytes before.
+  if (fsync(fd_.get()) != 0) throw LocalFailure("writing " + target_.string(), errno);
   if (rename(temporary_.c_str(), target_.c_str()) != 0) {
     throw LocalFailure(target_.string(), errno);
   }

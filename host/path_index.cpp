@@ -96,4 +96,10 @@ void PathIndex::Forget(const RemotePath& folder) {
   kept_.erase(folder.Text());
 }
 
+void PathIndex::ForgetAll() {
+  std::lock_guard lock(mutex_);
+  ++changes_;
+  kept_.clear();
+}
+
 }  // namespace b2drive

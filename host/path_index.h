@@ -38,6 +38,8 @@ class PathIndex {
 
   // Must follow every change in `folder`: its listing is read again when next asked for.
   void Forget(const RemotePath& folder);
+  // All are read again: time has passed, in which others may have changed anything.
+  void ForgetAll();
 
  private:
   struct Kept {
@@ -53,7 +55,7 @@ class PathIndex {
   const Clock clock_;
   std::mutex mutex_;                  // not held while the service is asked
   std::map<std::string, Kept> kept_;  // by the folder's path
-  std::uint64_t changes_ = 0;         // calls of Forget: a listing begun before one is not kept
+  std::uint64_t changes_ = 0;         // calls of Forget...: a listing begun before one is not kept
 };
 
 }  // namespace b2drive

@@ -6,6 +6,7 @@ RemotePath::RemotePath(std::string_view text) {
   while (!text.empty()) {
     std::size_t slash = text.find('/');
     std::string_view name = text.substr(0, slash);
+    ambiguous_ = ambiguous_ || (name.empty() && !names_.empty());
     if (!name.empty()) names_.emplace_back(name);
     asks_for_folder_ = slash != std::string_view::npos;
     text.remove_prefix(asks_for_folder_ ? slash + 1 : text.size());

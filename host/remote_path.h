@@ -17,6 +17,9 @@ class RemotePath {
   bool IsRoot() const { return names_.empty(); }
   bool IsBucket() const { return names_.size() == 1; }
   bool asks_for_folder() const { return asks_for_folder_; }
+  // Whether the text had a run of slashes behind the bucket. The service stores a//b and a/b as two
+  // names, and what is to be deleted must not be mistaken.
+  bool is_ambiguous() const { return ambiguous_; }
   const std::vector<std::string>& names() const { return names_; }
 
   std::string Name() const { return IsRoot() ? "" : names_.back(); }
@@ -28,6 +31,7 @@ class RemotePath {
  private:
   std::vector<std::string> names_;
   bool asks_for_folder_ = true;
+  bool ambiguous_ = false;
 };
 
 }  // namespace b2drive

@@ -18,8 +18,8 @@ namespace {
 // Turns a terminal's echo off for its lifetime, an interrupted one included.
 class EchoOff {
  public:
-  explicit EchoOff(int fd) : fd_(fd), restore_at_exit_([this] { Restore(); }) {
-    tcgetattr(fd_, &saved_);
+  explicit EchoOff(int fd)
+      : fd_(fd), saved_(Attributes(fd)), restore_at_exit_([this] { Restore(); }) {
     termios hidden = saved_;
     hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     tcsetattr(fd_, TCSAFLUSH, &hidden);
@@ -29,10 +29,15 @@ class EchoOff {
   EchoOff& operator=(const EchoOff&) = delete;
 
  private:
+  static termios Attributes(int fd) {
+    termios attributes{};
+    tcgetattr(fd, &attributes);
+    return attributes;
+  }
   void Restore() { tcsetattr(fd_, TCSAFLUSH, &saved_); }
 
   int fd_;
-  termios saved_{};
+  const termios saved_;
   InterruptCleanup restore_at_exit_;
 };
 

@@ -1,15 +1,54 @@
 #include "host/text_format.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
 namespace b2drive {
 namespace {
 
-bool IsTwoByteControl(std::string_view text, std::size_t at) {
-  if (text[at] != '\xC2' || at + 1 == text.size()) return false;
-  auto second = static_cast<unsigned char>(text[at + 1]);
-  return second >= 0x80 && second <= 0x9F;
+struct Range {
+  char32_t first;
+  char32_t last;
+};
+
+// Control characters, and those that show nothing but can turn, hide or break what is near them.
+// Joiners stay: several scripts are written with them.
+constexpr std::array kEscaped = {
+    Range{0, 0x1F},        Range{0x7F, 0x9F},     Range{0xAD, 0xAD},     Range{0x61C, 0x61C},
+    Range{0x180E, 0x180E}, Range{0x200B, 0x200B}, Range{0x200E, 0x200F}, Range{0x2028, 0x202E},
+    Range{0x2060, 0x206F}, Range{0xFEFF, 0xFEFF}, Range{0xFFF9, 0xFFFB}, Range{0xE0000, 0xE007F},
+};
+
+struct Character {
+  char32_t code = 0;
+  std::size_t bytes = 0;  // 0: no UTF-8
+};
+
+std::size_t SequenceLength(unsigned char lead) {
+  if (lead < 0x80) return 1;
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+}
+
+// The first character of `text`, which is not empty.
+Character Decode(std::string_view text) {
+  auto lead = static_cast<unsigned char>(text.front());
+  const std::size_t bytes = SequenceLength(lead);
+  if (bytes < 2) return {lead, bytes};
+  if (bytes > text.size()) return {};
+  char32_t code = lead & (0x7Fu >> bytes);
+  for (char next : text.substr(1, bytes - 1)) {
+    if ((static_cast<unsigned char>(next) & 0xC0) != 0x80) return {};
+    code = code << 6 | (static_cast<unsigned char>(next) & 0x3F);
+  }
+  return {code, bytes};
+}
+
+bool IsShown(const Character& character) {
+  return character.bytes > 0 && std::ranges::none_of(kEscaped, [&](const Range& range) {
+           return range.first <= character.code && character.code <= range.last;
+         });
 }
 
 void AppendEscape(std::string& out, char byte) {
@@ -23,16 +62,15 @@ void AppendEscape(std::string& out, char byte) {
 std::string EscapeControls(std::string_view text) {
   std::string out;
   out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    auto value = static_cast<unsigned char>(text[i]);
-    if (value < 0x20 || value == 0x7F) {
-      AppendEscape(out, text[i]);
-    } else if (IsTwoByteControl(text, i)) {
-      AppendEscape(out, text[i]);
-      AppendEscape(out, text[++i]);
+  while (!text.empty()) {
+    const Character character = Decode(text);
+    const std::string_view bytes = text.substr(0, std::max<std::size_t>(character.bytes, 1));
+    if (IsShown(character)) {
+      out += bytes;
     } else {
-      out += text[i];
+      for (char byte : bytes) AppendEscape(out, byte);
     }
+    text.remove_prefix(bytes.size());
   }
   return out;
 }

@@ -6,8 +6,9 @@
 
 namespace b2drive {
 
-// `text` with control characters (also the two-byte ones of U+0080 to U+009F) written as \xNN, so
-// that a name from the service cannot steer a terminal.
+// `text` with control characters, invisible format characters such as bidirectional overrides, and
+// bytes that are no UTF-8 written as \xNN, so that a name from the service can neither steer a
+// terminal nor look like another.
 std::string EscapeControls(std::string_view text);
 
 // "999 B", "1.5 kB", "20 MB": decimal units, two significant places below ten.

@@ -7,6 +7,7 @@ namespace b2drive {
 bool Transfers::Cancel() {
   std::lock_guard lock(mutex_);
   canceled_ = true;
+  pauses_.Cut();
   for (const auto& transfer : active_) transfer->state = TRANSFER_CANCELED;
   return !active_.empty();
 }

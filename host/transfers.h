@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "host/retry.h"
 #include "protocol/records.h"
 
 namespace b2drive {
@@ -15,9 +16,13 @@ namespace b2drive {
 // Thread-safe.
 class Transfers {
  public:
-  // Marks all as canceled and lets none begin afterwards. False when none was running.
+  // Marks all as canceled, ends their pauses and lets none begin afterwards. False when none was
+  // running.
   bool Cancel();
   bool canceled() const { return canceled_; }
+
+  // For waiting between the attempts of a transfer.
+  Pauses& pauses() { return pauses_; }
 
   // Bytes moved so far, by those that ended and those that run.
   std::int64_t BytesDone() const;
@@ -29,6 +34,7 @@ class Transfers {
   std::set<std::shared_ptr<_FS_TRANSFER>> active_;
   std::int64_t finished_bytes_ = 0;
   std::atomic<bool> canceled_{false};
+  Pauses pauses_;
 };
 
 // One transfer, counted among `transfers` as long as it lives.

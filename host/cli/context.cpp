@@ -1,10 +1,29 @@
 #include "host/cli/context.h"
 
+#include <cstdlib>
+
+#include "host/errors.h"
 #include "host/installation.h"
 #include "host/proxy.h"
 #include "host/terminal.h"
 
 namespace b2drive::cli {
+namespace {
+
+std::optional<_PROXYINFO> ChosenProxy(const std::optional<std::string>& option) {
+  const char* inherited = std::getenv("B2DRIVE_PROXY");
+  const std::string url = option ? *option : inherited != nullptr ? inherited : "";
+  if (url.empty()) return std::nullopt;
+  _PROXYINFO proxy = ParseProxy(url);
+  if (option && !proxy.password.empty()) {
+    throw HostError(ExitCode::kUsage,
+                    "--proxy: others can see a password on a command line; put the proxy into "
+                    "B2DRIVE_PROXY");
+  }
+  return proxy;
+}
+
+}  // namespace
 
 Context::Context(GlobalOptions options, Transfers& transfers)
     : options_(std::move(options)), transfers_(transfers) {}
@@ -33,7 +52,7 @@ const Account& Context::account() {
 
 std::unique_ptr<Session> Context::Connect() {
   SessionOptions settings;
-  if (!options_.proxy.empty()) settings.proxy = ParseProxy(options_.proxy);
+  settings.proxy = ChosenProxy(options_.proxy);
   settings.limit_kb = options_.limit_kb;
   settings.log_bodies = !options_.log_bodies.empty();
   PluginLibrary& plugin = library();

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/body_log.h"
+#include "host/cli/storage.h"
 #include "host/host_log.h"
 #include "host/path_index.h"
 #include "host/session.h"
@@ -15,8 +16,8 @@ namespace b2drive::cli {
 // Options that every command takes.
 struct GlobalOptions {
   bool verbose = false;
-  std::string plugin;  // empty: the one shipped with the program
-  std::string proxy;
+  std::string plugin;                // empty: the one shipped with the program
+  std::optional<std::string> proxy;  // else the environment's
   std::optional<long long> limit_kb;
   std::string log_bodies;
 };
@@ -34,6 +35,7 @@ class Context {
   // One more session, of the caller's own. Any thread may call once `library` was.
   std::unique_ptr<Session> Connect();
   PathIndex& index();
+  Storage storage() { return {drive(), transfers_}; }
   Transfers& transfers() { return transfers_; }
 
   // Whether the plug-in is the one made together with this program.

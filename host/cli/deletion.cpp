@@ -21,19 +21,39 @@ std::string Summary(const std::vector<Victim>& victims) {
 
 }  // namespace
 
-std::size_t CountItems(PathIndex& index, const Victim& victim) {
-  std::size_t count = 1;
-  if (!victim.entry.folder) return count;
-  for (const Entry& child : *index.Children(victim.path)) {
-    count += CountItems(index, {victim.path.Child(child.name), child});
-  }
-  return count;
+void CheckDeletable(const RemotePath& path) {
+  if (path.IsRoot()) throw HostError(ExitCode::kUsage, "/: the root cannot be deleted");
+  if (!path.is_ambiguous()) return;
+  throw HostError(ExitCode::kUsage,
+                  path.Text() +
+                      ": several slashes in a row are another name to the service; nothing was "
+                      "deleted");
 }
 
-void ConfirmDeletion(const std::vector<Victim>& victims, std::size_t items, bool yes) {
-  if (yes || items <= 1) return;
+void Count(PathIndex& index, const Victim& victim, Amount& amount) {
+  // Longer than any name of the service: it would go on for ever.
+  constexpr std::size_t kDeepest = 1024;
+  if (victim.path.names().size() > kDeepest) {
+    throw HostError(ExitCode::kFailed, "folders go down without end; nothing was deleted");
+  }
+  ++amount.items;
+  if (!victim.entry.folder) return;
+  // The plug-in's identifiers cannot tell a//b from a///b.
+  if (victim.entry.name.empty()) {
+    amount.at_least = true;
+    return;
+  }
+  for (const Entry& child : *index.Children(victim.path)) {
+    Count(index, {victim.path.Child(child.name), child}, amount);
+  }
+}
+
+void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& count, bool yes,
+                     PathIndex& index) {
+  if (yes || count.items <= 1) return;
   std::string summary = Summary(victims);
-  std::string amount = std::to_string(items) + " files and folders";
+  std::string amount =
+      (count.at_least ? "at least " : "") + std::to_string(count.items) + " files and folders";
   if (!StdinIsTerminal()) {
     throw HostError(ExitCode::kNotConfirmed, summary + ": nothing was deleted: this is about " +
                                                  amount + " and nobody can be asked; use --yes");
@@ -41,6 +61,7 @@ void ConfirmDeletion(const std::vector<Victim>& victims, std::size_t items, bool
   if (!Confirm(EscapeControls("Delete " + summary + ": " + amount + ", in all versions?"))) {
     throw HostError(ExitCode::kNotConfirmed, summary + ": not confirmed, nothing was deleted");
   }
+  index.ForgetAll();
 }
 
 void DeleteFolder(Drive& drive, const Victim& victim) {

@@ -12,11 +12,22 @@ struct Victim {
   Entry entry;
 };
 
-// What goes with `victim`: 1 for itself, and for a folder everything below it.
-std::size_t CountItems(PathIndex& index, const Victim& victim);
+// How much goes with a deletion.
+struct Amount {
+  std::size_t items = 0;
+  bool at_least = false;  // more, in folders whose name is empty, which cannot be listed
+};
 
-// Throws kNotConfirmed unless the user agrees. Not asked for a single item, nor when `yes`.
-void ConfirmDeletion(const std::vector<Victim>& victims, std::size_t items, bool yes);
+// Throws kUsage unless `path` names one thing that can be deleted.
+void CheckDeletable(const RemotePath& path);
+
+// Adds what goes with `victim`: itself, and for a folder everything below it.
+void Count(PathIndex& index, const Victim& victim, Amount& amount);
+
+// Throws kNotConfirmed unless the user agrees. Not asked for a single item, nor when `yes`. After
+// an answer everything is looked up afresh.
+void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& amount, bool yes,
+                     PathIndex& index);
 
 // Deletes an empty bucket, or a folder with everything in it.
 void DeleteFolder(Drive& drive, const Victim& victim);

@@ -24,7 +24,7 @@ void MakeOne(Context& context, const RemotePath& path) {
   CallForBucket(path,
                 "a bucket's name has 6 to 50 letters, digits and -, and no other account may have "
                 "a bucket of that name",
-                [&] { context.drive().MakeFolder(parent.id, path.Name(), path.Text()); });
+                [&] { context.storage().MakeFolder(parent, path); });
   index.Forget(path.Parent());
 }
 
@@ -45,10 +45,23 @@ ExitCode RunMkdir(Context& context, const MkdirOptions& options) {
 }
 
 Victim EmptyFolder(PathIndex& index, const RemotePath& path) {
-  if (path.IsRoot()) throw HostError(ExitCode::kUsage, "/: the root cannot be deleted");
+  CheckDeletable(path);
   Victim victim{path, index.FindFolder(path)};
   if (!index.Children(path)->empty()) throw ServiceFailure(path.Text(), AERROR::DIR_NOT_EMPTY, {});
   return victim;
+}
+
+// Takes only what keeps the folder: what came into it since it was looked at stays.
+void RemoveOne(Context& context, const RemotePath& path) {
+  context.index().Forget(path);
+  Victim victim = EmptyFolder(context.index(), path);
+  if (path.IsBucket()) return DeleteFolder(context.drive(), victim);
+  if (context.storage().RemoveMarker(victim.entry, path)) return;
+  context.index().Forget(path.Parent());
+  context.index().FindFolder(path);
+  throw HostError(ExitCode::kNotEmpty, path.Text() +
+                                           ": the folder holds names that no listing "
+                                           "shows; rm -r deletes them too");
 }
 
 ExitCode RunRmdir(Context& context, const RmdirOptions& options) {
@@ -56,9 +69,9 @@ ExitCode RunRmdir(Context& context, const RmdirOptions& options) {
   for (const std::string& path : options.paths) {
     victims.push_back(EmptyFolder(context.index(), RemotePath(path)));
   }
-  ConfirmDeletion(victims, victims.size(), options.yes);
+  ConfirmDeletion(victims, {victims.size()}, options.yes, context.index());
   return ForEach("rmdir", victims.size(),
-                 [&](std::size_t at) { DeleteFolder(context.drive(), victims[at]); });
+                 [&](std::size_t at) { RemoveOne(context, victims[at].path); });
 }
 
 }  // namespace
@@ -74,7 +87,8 @@ void AddFolderCommands(CLI::App& app, Selected& selected) {
   auto rmdir_options = std::make_shared<RmdirOptions>();
   CLI::App* rmdir = app.add_subcommand("rmdir", "Delete empty folders and buckets");
   rmdir->footer(
-      "Hidden files do not count, and go with their folder; a bucket that has some stays.");
+      "Only what keeps an empty folder is deleted: hidden files do not count and stay, as does\n"
+      "what others store in the folder meanwhile. A bucket that has hidden files stays.");
   rmdir->add_flag("-y,--yes", rmdir_options->yes, "Do not ask before deleting several");
   rmdir->add_option("PATH", rmdir_options->paths)->required();
   Choose(rmdir, selected, rmdir_options, RunRmdir);

@@ -43,7 +43,10 @@ Json ToJson(const Entry& entry, const RemotePath& path) {
 
 void PrintJson(const Json& json) {
   // Names need not be UTF-8 here, but must be in JSON.
-  std::cout << json.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+  constexpr auto kReplace = Json::error_handler_t::replace;
+  const std::string line = json.dump(-1, ' ', false, kReplace);
+  const bool escape = Shown(line) != line;
+  std::cout << json.dump(2, ' ', escape, kReplace) << "\n";
 }
 
 std::string SizeText(const Entry& entry) { return entry.folder ? "-" : std::to_string(entry.size); }
@@ -53,7 +56,7 @@ void PrintDetails(const Listing& entries) {
   for (const Entry& entry : entries) width = std::max(width, SizeText(entry).size());
   for (const Entry& entry : entries) {
     std::cout << std::right << std::setw(static_cast<int>(width)) << SizeText(entry) << "  "
-              << std::left << std::setw(24) << (entry.folder ? "-" : entry.modified) << "  "
+              << std::left << std::setw(24) << (entry.folder ? "-" : Shown(entry.modified)) << "  "
               << Shown(entry.name) << (entry.folder ? "/" : "") << "\n";
   }
 }

@@ -21,8 +21,8 @@ struct PutOptions {
 // Stores planned files on several threads, and remembers how it went.
 class UploadCrew {
  public:
-  UploadCrew(Drive& drive, Transfers& transfers, std::vector<Upload>& uploads)
-      : drive_(drive), transfers_(transfers), uploads_(uploads) {}
+  UploadCrew(Storage storage, const Transfers& transfers, std::vector<Upload>& uploads)
+      : storage_(storage), transfers_(transfers), uploads_(uploads) {}
 
   void Run(std::size_t threads) {
     std::vector<std::thread> crew;
@@ -59,10 +59,7 @@ class UploadCrew {
 
   void Store(Upload& upload) {
     LocalSource opened = upload.spooled ? std::move(*upload.spooled) : OpenSource(upload.local);
-    std::string path = upload.path.Text();
-    ActiveTransfer transfer(transfers_, path);
-    FileCache contents(opened.fd.get());
-    drive_.Upload(upload.parent_id, upload.path.Name(), path, opened.size, contents, transfer);
+    storage_.PutFile(upload.parent_id, upload.path, opened);
   }
 
   void Fail(const HostError& error) {
@@ -78,8 +75,8 @@ class UploadCrew {
            " files were stored";
   }
 
-  Drive& drive_;
-  Transfers& transfers_;
+  Storage storage_;
+  const Transfers& transfers_;
   std::vector<Upload>& uploads_;
   std::atomic<std::size_t> next_{0};
   std::atomic<std::size_t> stored_{0};
@@ -101,7 +98,7 @@ std::vector<Upload> Plan(Context& context, const PutOptions& options) {
   if (several && std::ranges::count(sources, "-") > 0) {
     throw HostError(ExitCode::kUsage, "-: standard input cannot be put together with files");
   }
-  UploadPlan plan(context.drive(), context.index());
+  UploadPlan plan(context.storage(), context.index());
   Target target = ChooseTarget(context.index(), RemotePath(options.paths.back()), several);
   for (const std::string& source : sources) AddSource(plan, source, target, options.recursive);
   return plan.Take();
@@ -113,7 +110,7 @@ ExitCode RunPut(Context& context, const PutOptions& options) {
   for (const Upload& upload : uploads) total += static_cast<std::int64_t>(upload.size);
   std::string name =
       uploads.size() == 1 ? uploads.front().path.Name() : std::to_string(uploads.size()) + " files";
-  UploadCrew crew(context.drive(), context.transfers(), uploads);
+  UploadCrew crew(context.storage(), context.transfers(), uploads);
   {
     ProgressBar bar(context.transfers(), name, total);
     crew.Run(options.jobs);

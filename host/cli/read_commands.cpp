@@ -40,7 +40,8 @@ Range Clip(const GetOptions& options, std::uint64_t size) {
 fs::path LocalTarget(const GetOptions& options, const std::string& name) {
   if (options.local.empty()) return name;
   fs::path local = options.local;
-  return fs::is_directory(local) ? local / name : local;
+  std::error_code ignored;
+  return fs::is_directory(local, ignored) ? local / name : local;
 }
 
 ExitCode RunGet(Context& context, const GetOptions& options) {

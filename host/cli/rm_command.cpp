@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "host/cli/commands.h"
 #include "host/cli/deletion.h"
 
@@ -13,13 +15,15 @@ struct RmOptions {
 
 constexpr char kDetails[] =
     "All versions of a file go, and with a folder also its hidden files. When one of the\n"
-    "paths is wrong nothing is deleted.\n"
+    "paths is wrong nothing is deleted. A file that got a newer version while rm asked stays.\n"
+    "Names with an empty part, such as a//b, cannot be given: rm -r a deletes them. Those that\n"
+    "begin with a slash stay, and their bucket with them.\n"
     "Some plug-ins delete with a file every name that begins with its name: with a also\n"
     "a.bak. The one that belongs to b2drive does not. With another one (--plugin) rm refuses\n"
     "when it sees such names (exit code 15); hidden ones it cannot see.";
 
 Victim ChooseVictim(PathIndex& index, const RemotePath& path, bool recursive) {
-  if (path.IsRoot()) throw HostError(ExitCode::kUsage, "/: the root cannot be deleted");
+  CheckDeletable(path);
   Victim victim{path, index.Find(path)};
   if (victim.entry.folder && !recursive) {
     throw HostError(ExitCode::kWrongKind,
@@ -39,15 +43,35 @@ void RefuseLongerNames(PathIndex& index, const Victim& victim) {
                       "; if it deletes exactly, say --exact-delete-supported");
 }
 
-void DeleteVictim(Context& context, const Victim& victim) {
-  Drive& drive = context.drive();
-  if (!victim.entry.folder) return drive.DeleteFile(victim.entry, victim.path.Text());
-  if (victim.path.IsBucket()) {
-    for (const Entry& child : *context.index().Children(victim.path)) {
-      DeleteVictim(context, {victim.path.Child(child.name), child});
+void DeleteOneFile(Context& context, const Victim& victim) {
+  Entry now = context.index().Find(victim.path);
+  if (now.id != victim.entry.id) {
+    throw ServiceFailure(victim.path.Text(), AERROR::SHARING_VIOLATION, {});
+  }
+  context.drive().DeleteFile(now, victim.path.Text());
+}
+
+void EmptyBucket(Context& context, const RemotePath& bucket) {
+  auto children = context.index().Children(bucket);
+  // The identifier of such a folder would be the bucket's.
+  if (std::ranges::any_of(*children, [](const Entry& child) { return child.name.empty(); })) {
+    throw HostError(ExitCode::kFailed, bucket.Text() +
+                                           ": holds names that begin with a slash, which cannot be "
+                                           "deleted here; nothing in it was deleted");
+  }
+  for (const Entry& child : *children) {
+    if (child.folder) {
+      DeleteFolder(context.drive(), {bucket.Child(child.name), child});
+    } else {
+      context.drive().DeleteFile(child, bucket.Child(child.name).Text());
     }
   }
-  DeleteFolder(drive, victim);
+}
+
+void DeleteVictim(Context& context, const Victim& victim) {
+  if (!victim.entry.folder) return DeleteOneFile(context, victim);
+  if (victim.path.IsBucket()) EmptyBucket(context, victim.path);
+  DeleteFolder(context.drive(), victim);
 }
 
 ExitCode RunRm(Context& context, const RmOptions& options) {
@@ -58,12 +82,15 @@ ExitCode RunRm(Context& context, const RmOptions& options) {
     victims.push_back(ChooseVictim(index, RemotePath(path), options.recursive));
     if (!exact) RefuseLongerNames(index, victims.back());
   }
-  std::size_t items = 0;
+  Amount amount;
   if (!options.yes) {
-    for (const Victim& victim : victims) items += CountItems(index, victim);
+    for (const Victim& victim : victims) Count(index, victim, amount);
   }
-  ConfirmDeletion(victims, items, options.yes);
-  return ForEach("rm", victims.size(), [&](std::size_t at) { DeleteVictim(context, victims[at]); });
+  ConfirmDeletion(victims, amount, options.yes, index);
+  return ForEach("rm", victims.size(), [&](std::size_t at) {
+    if (!exact) RefuseLongerNames(index, victims[at]);
+    DeleteVictim(context, victims[at]);
+  });
 }
 
 }  // namespace

@@ -12,6 +12,8 @@
 #include "host/cli/context.h"
 #include "host/errors.h"
 #include "host/interrupt.h"
+#include "host/terminal.h"
+#include "host/text_format.h"
 
 namespace b2drive::cli {
 namespace {
@@ -38,10 +40,8 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("-v,--verbose", options.verbose, "Show the plug-in's log lines");
   app.add_option("--plugin", options.plugin, "Another plug-in library")->type_name("FILE");
   app.add_option("--proxy", options.proxy,
-                 "http://[user:password@]host:port; http+forward://, socks4:// and socks5:// "
-                 "work as well. Others can see a password given here: put the proxy into "
-                 "B2DRIVE_PROXY then")
-      ->envname("B2DRIVE_PROXY")
+                 "http://host:port; http+forward://, socks4:// and socks5:// work as well. One "
+                 "with user:password@ goes into B2DRIVE_PROXY, where others cannot see it")
       ->type_name("URL");
   app.add_option("--limit", options.limit_kb, "Most KB/s to move, 0 for no limit")
       ->check(CLI::Range(0LL, 1'000'000'000LL))
@@ -81,6 +81,7 @@ ExitCode RunCommand(const Selected& selected, Context& context) {
 
 int RunSelected(const Selected& selected, const GlobalOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);  // a limit is a failed write
   Transfers transfers;
   Interrupt interrupt(transfers);
   Context context(options, transfers);
@@ -105,7 +106,8 @@ int Run(int argc, char** argv) {
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
-    std::cerr << "b2drive: " << error.what() << " (see b2drive --help)\n";
+    PrintToTerminal(
+        EscapeControls("b2drive: " + std::string(error.what()) + " (see b2drive --help)"));
     return static_cast<int>(ExitCode::kUsage);
   }
   return RunSelected(selected, options);

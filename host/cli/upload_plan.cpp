@@ -76,7 +76,7 @@ UploadPlan::Folder UploadPlan::Enter(const Folder& parent, const std::string& na
   auto exists = std::ranges::any_of(
       *parent.children, [&](const Entry& entry) { return entry.folder && entry.name == name; });
   if (exists) return Open(path);
-  Entry made = drive_.MakeFolder(parent.entry.id, name, path.Text());
+  Entry made = storage_.MakeFolder(parent.entry, path);
   index_.Forget(parent.path);
   return {made, path, std::make_shared<const Listing>()};
 }

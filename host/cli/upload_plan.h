@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/cli/storage.h"
 #include "host/local_file.h"
 #include "host/path_index.h"
 
@@ -32,7 +33,7 @@ Target ChooseTarget(PathIndex& index, const RemotePath& path, bool several);
 // Finds the files to store, and makes the folders for them on the way.
 class UploadPlan {
  public:
-  UploadPlan(Drive& drive, PathIndex& index) : drive_(drive), index_(index) {}
+  UploadPlan(Storage storage, PathIndex& index) : storage_(storage), index_(index) {}
 
   void AddStandardInput(const Target& target);
   void AddFile(const std::filesystem::path& local, const Target& target);
@@ -54,7 +55,7 @@ class UploadPlan {
   void Add(const std::filesystem::path& local, const std::string& parent_id,
            const RemotePath& path);
 
-  Drive& drive_;
+  Storage storage_;
   PathIndex& index_;
   std::vector<Upload> uploads_;
 };

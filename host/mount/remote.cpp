@@ -4,11 +4,12 @@
 #include <cerrno>
 #include <exception>
 
+#include "host/answer_watch.h"
 #include "host/file_cache.h"
-#include "host/mount/answer_watch.h"
 #include "host/mount/fs_error.h"
 #include "host/mount/paths.h"
 #include "host/mount/waiting.h"
+#include "host/refusal_limit.h"
 
 namespace b2drive::mount {
 namespace {
@@ -36,23 +37,6 @@ class PieceSink final : public FetchSink {
   const std::uint64_t start_;
   const std::uint64_t length_;
   const RangeSink& sink_;
-};
-
-// The plug-in sends a refused upload again at once and for ever: waits between its attempts and
-// gives the transfer up when there are no more.
-class RefusalLimit {
- public:
-  RefusalLimit(const ActiveTransfer& transfer, Attempts attempts)
-      : transfer_(transfer), attempts_(attempts), watch_([this](const Answer& answer) {
-          constexpr int kThrottled = 429;  // waited out by the plug-in, and then final
-          if (answer.status < 400 || answer.status == kThrottled) return;
-          if (!attempts_.WaitForNext()) transfer_.state().state = TRANSFER_CANCELED;
-        }) {}
-
- private:
-  const ActiveTransfer& transfer_;
-  Attempts attempts_;
-  AnswerWatch watch_;
 };
 
 // Tells the session's keeper, unless the scope is left by an exception.

@@ -8,7 +8,7 @@
 #include "host/drive.h"
 #include "host/mount/fs_error.h"
 #include "host/mount/live_session.h"
-#include "host/mount/retry.h"
+#include "host/retry.h"
 #include "host/mount/upload_control.h"
 
 namespace b2drive::mount {

@@ -162,6 +162,12 @@ void OwedReplies::EndAll(int number) {
   owed_.clear();
 }
 
+// Not at once: most are answered before anyone could be killed.
+void OwedReplies::AwaitNextLook(Lock& lock) {
+  const auto next = std::chrono::steady_clock::now() + kLook;
+  while (!ending_ && std::chrono::steady_clock::now() < next) changed_.wait_until(lock, next);
+}
+
 void OwedReplies::Watch() {
   Lock lock(mutex_);
   while (!ending_) {
@@ -169,8 +175,7 @@ void OwedReplies::Watch() {
       changed_.wait(lock);
       continue;
     }
-    // Not at once: most are answered before anyone could be killed.
-    changed_.wait_for(lock, kLook);
+    AwaitNextLook(lock);
     std::erase_if(owed_, [](const std::weak_ptr<Reply>& owed) {
       const auto reply = owed.lock();
       if (reply) reply->EndIfKilled();

@@ -59,6 +59,7 @@ class OwedReplies {
 
  private:
   void Watch();
+  void AwaitNextLook(Lock& lock) B2_REQUIRES(mutex_);
 
   Mutex mutex_;
   Condition changed_;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <thread>
 
 #include "emulator/emulator.h"
@@ -85,6 +86,28 @@ class B2DriveTest : public testing::Test {
   std::vector<std::string> Names() { return emulator::VisibleNames(emulator_.store(), kBucket); }
   fs::path Work(const std::string& name) { return run_.folder / name; }
 
+  void Fail(emulator::Fault fault) { emulator_.AddFault(std::move(fault)); }
+  // Answers listings of names with `body`.
+  void List(const std::string& body, int skip = 0, int times = 1) {
+    Fail({.call = "b2_list_file_names", .skip = skip, .times = times, .status = 200, .body = body});
+  }
+
+  static std::string File(const std::string& name, const char* size) {
+    return R"({"action": "upload", "fileId": "i", "uploadTimestamp": 0, "contentLength": )" +
+           std::string(size) + R"(, "fileName": ")" + name + "\"}";
+  }
+
+  // Runs a command that asks, and agrees once `meanwhile` is done.
+  ProgramResult Agree(const Arguments& arguments, const std::function<void()>& meanwhile) {
+    ProgramRun run = run_;
+    run.terminal = true;
+    RunningProgram program(run, arguments);
+    program.Await("[y/N]");
+    meanwhile();
+    program.Type("y\n");
+    return program.Wait();
+  }
+
   // Starts a command that transfers slowly, interrupts it in the middle and gives its end.
   ProgramResult Interrupt(Arguments arguments, const std::string& call) {
     arguments.insert(arguments.begin(), {"--limit", "1000"});
@@ -123,7 +146,8 @@ TEST_F(B2DriveTest, ListsAndReads) {
   Output({"get", "/test-bucket/folder/inner/deep.txt"});
   Output({"get", "/test-bucket/empty", "nothing"});
   Output({"get", "/test-bucket/both", "part", "--offset", "1", "--length", "99"});
-  Output({"get", "/test-bucket/both", "beyond", "--offset", "9"});
+  const std::string last = "9223372036854775807";
+  Output({"get", "/test-bucket/both", "beyond", "--offset", last, "--length", last});
   EXPECT_EQ(ReadFile(Work("deep.txt")), "deep");
   EXPECT_EQ(fs::file_size(Work("nothing")), 0u);
   EXPECT_EQ(ReadFile(Work("part")), "ile");
@@ -143,6 +167,10 @@ TEST_F(B2DriveTest, FailuresHaveOneLineAndACode) {
            {2, {"ls", "a", "b"}, "not expected: b"},
            {2, {"get", "/test-bucket/file", "--offset", "-1"}, "not in range"},
            {2, {"rm", "/"}, "b2drive: rm /: the root"},
+           {2, {"rm", "/test-bucket//file"}, "several slashes in a row"},
+           {2, {"rm", "-r", "--yes", "/test-bucket//"}, "several slashes in a row"},
+           {2, {"rmdir", "/test-bucket/folder//x"}, "several slashes in a row"},
+           {2, {"--proxy", "http://u:p@127.0.0.1:1", "ls"}, "ls: --proxy: others can see"},
            {4, {"--plugin", "/none", "ls"}, "cannot be loaded"},
            {7, {"get", "/test-bucket/none"}, "/test-bucket/none: not found (AERROR::FILE_NOT_FO"},
            {7, {"put", "local", "/test-bucket/none/"}, "/test-bucket/none: not found"},
@@ -156,6 +184,7 @@ TEST_F(B2DriveTest, FailuresHaveOneLineAndACode) {
            {12, {"--proxy", "http://127.0.0.1:1", "ls"}, "cannot be reached: "},
            {13, {"put", "none", "/test-bucket"}, "put: none: No such file"},
            {13, {"get", "/test-bucket/file", "no/folder"}, "get: no/folder: No such file"},
+           {13, {"get", "/test-bucket/file", std::string(256, 'n')}, "File name too long"},
            {14, {"rm", "-r", "/test-bucket"}, "4 files and folders"},
        }) {
     EXPECT_THAT(Failure(row.exit_code, row.arguments), HasSubstr(row.line));
@@ -227,6 +256,106 @@ TEST_F(B2DriveTest, DeletesExactlyWhatIsNamed) {
   Output({"rmdir", "/second-bucket/x/y"});
   Output({"rm", "-r", "--yes", "/second-bucket", "/test-bucket"});
   EXPECT_EQ(Output({"ls"}), "");
+}
+
+TEST_F(B2DriveTest, WhatChangedWhileTheUserWasAskedStays) {
+  for (const char* name : {"a", "b", "p/.bzEmpty", "q/.bzEmpty", "s/not shown.bzEmpty"}) {
+    Store(name, "x");
+  }
+  ProgramResult rm = Agree({"rm", "/test-bucket/a", "/test-bucket/b"}, [&] { Store("a", "new"); });
+  EXPECT_EQ(rm.exit_code, 16);
+  EXPECT_THAT(rm.err, HasSubstr("rm /test-bucket/a: changed meanwhile by someone else; nothing"));
+  ProgramResult rmdir =
+      Agree({"rmdir", "/test-bucket/p", "/test-bucket/q"}, [&] { Store("p/new", "x"); });
+  EXPECT_EQ(rmdir.exit_code, 16);
+  EXPECT_THAT(rmdir.err, HasSubstr("rmdir /test-bucket/p: the folder is not empty"));
+  Failure(10, {"rmdir", "/test-bucket/s"});
+  EXPECT_THAT(Names(), ElementsAre("a", "p/.bzEmpty", "p/new", "s/not shown.bzEmpty"));
+}
+
+TEST_F(B2DriveTest, DeletesNamesWithEmptyPartsWithTheFolderAboveOnly) {
+  Store("a/x", "x");
+  List(R"({"files": [{"action": "folder", "fileName": "a//"}]})", 1);
+  List(R"({"files": [{"action": "folder", "fileName": "a///"}]})", 1, -1);
+  EXPECT_THAT(Failure(14, {"rm", "-r", "/test-bucket/a"}), HasSubstr("at least 2 files"));
+  emulator_.ClearFaults();
+  List(R"({"files": [{"action": "folder", "fileName": "/"}]})");
+  EXPECT_THAT(Failure(1, {"rm", "-r", "--yes", "/test-bucket"}), HasSubstr("begin with a slash"));
+  EXPECT_EQ(emulator_.Count("b2_delete_file_version"), 0u);
+
+  const std::vector<std::string> names = {"a///b", "a//", "a/./b", "a/../b"};
+  std::string files;
+  for (const std::string& name : names) {
+    files += (files.empty() ? "" : ",") + File(name, "1");
+  }
+  Fail({.call = "b2_list_file_versions", .status = 200, .body = R"({"files": [)" + files + "]}"});
+  Fail({.call = "b2_delete_file_version", .times = -1, .status = 200, .body = "{}"});
+  Output({"rm", "-r", "--yes", "/test-bucket/a"});
+  std::vector<std::string> deleted;
+  for (const emulator::Request& request : emulator_.requests()) {
+    if (request.call == "b2_delete_file_version") deleted.push_back(request.body);
+  }
+  ASSERT_EQ(deleted.size(), names.size());
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    EXPECT_THAT(deleted[i], HasSubstr("\"" + names[i] + "\""));
+  }
+}
+
+TEST_F(B2DriveTest, AListingThatMakesNoSenseEnds) {
+  List(R"({"files": [)" + File("a", "1") + "," + File("b", "1") + R"(], "nextFileName": "a"})", 0,
+       -1);
+  EXPECT_THAT(Failure(1, {"ls", "/test-bucket"}), HasSubstr("makes no sense: it lists a twice"));
+  emulator_.ClearFaults();
+  List(R"({"files": [)" + File("a", "-5") + "]}");
+  EXPECT_THAT(Failure(1, {"ls", "/test-bucket"}), HasSubstr("it gives a a negative size"));
+}
+
+TEST_F(B2DriveTest, ARefusalWithoutEndIsNotRepeatedWithoutEnd) {
+  WriteFile(Work("file"), "x");
+  Fail({.call = "b2_upload_file", .times = -1, .status = 500});
+  for (const Arguments& arguments :
+       {Arguments{"put", "file", "/test-bucket"}, Arguments{"mkdir", "/test-bucket/folder"}}) {
+    emulator_.ClearRequests();
+    EXPECT_EQ(Interrupt(arguments, "b2_upload_file").exit_code, 130);
+    EXPECT_LE(emulator_.Count("b2_upload_file"), 3u);
+  }
+}
+
+TEST_F(B2DriveTest, AStalledTransferEndsWhenInterrupted) {
+  Store("big", "x");
+  WriteFile(Work("parts"), std::string(250'001, 'p'));
+  Fail({.call = "b2_download_file_by_id", .stall = true});
+  Fail({.call = "b2_upload_part", .stall = true});
+  ProgramResult get = Interrupt({"get", "/test-bucket/big"}, "b2_download_file_by_id");
+  ProgramResult put = Interrupt({"put", "parts", "/test-bucket"}, "b2_upload_part");
+  for (const ProgramResult& result : {get, put}) {
+    EXPECT_EQ(result.exit_code, 130);
+    EXPECT_THAT(result.err, HasSubstr("\nb2drive: interrupted\n"));
+  }
+  EXPECT_THAT(put.err, HasSubstr("put /test-bucket/parts: an unfinished large file may be left"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 1);
+}
+
+TEST_F(B2DriveTest, WhatIsFetchedReplacesAFileOnlyWhole) {
+  const std::string longest(250, 'n');
+  Store(longest, std::string(5000, 'x'));
+  Output({"get", "/test-bucket/" + longest});
+  EXPECT_EQ(fs::file_size(Work(longest)), 5000u);
+  EXPECT_NE(fs::status(Work(longest)).permissions() & fs::perms::group_read, fs::perms::none);
+  WriteFile(Work("mine"), "older");
+  fs::permissions(Work("mine"), fs::perms::owner_read | fs::perms::owner_write);
+  ProgramRun limited{"/bin/sh", run_.folder, run_.environment, ""};
+  ProgramResult full =
+      RunningProgram(limited, {"-c", "ulimit -f 1; exec \"$@\"", "sh", run_.program.string(), "get",
+                               "/test-bucket/" + longest, "mine"})
+          .Wait();
+  EXPECT_EQ(full.exit_code, 13);
+  EXPECT_THAT(full.err, HasSubstr(": File too large\n"));
+  EXPECT_EQ(ReadFile(Work("mine")), "older");
+  Output({"get", "/test-bucket/" + longest, "mine"});
+  EXPECT_EQ(fs::file_size(Work("mine")), 5000u);
+  EXPECT_EQ(fs::status(Work("mine")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 2);
 }
 
 TEST_F(B2DriveTest, AnInterruptedTransferLeavesNoHalfFile) {

@@ -26,7 +26,9 @@ class FakeProtocol final : public IProtocol_V2 {
     ++asked[id];
     auto found = listings.find(id);
     if (found == listings.end()) return FAILED;
-    for (const _FS_FILE_V2& record : found->second) sink->AddFile(&record);
+    for (const _FS_FILE_V2& record : found->second) {
+      if (sink->AddFile(&record) != SUCCESS) return FAILED;
+    }
     return SUCCESS;
   }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdarg>
 #include <cstdio>
 #include <set>
 #include <sstream>
@@ -8,7 +9,9 @@
 #include "host/body_decoder.h"
 #include "host/body_log.h"
 #include "host/errors.h"
+#include "host/host_log.h"
 #include "host/progress.h"
+#include "host/refusal_limit.h"
 #include "host/text_format.h"
 #include "protocol/log_lines.h"
 
@@ -94,6 +97,7 @@ TEST(Errors, SayWhatHappenedAndExitAccordingly) {
            {FAILED, {502, "", false}, ExitCode::kFailed, "answered 502: an error of the service"},
            {FAILED, {200, "", false}, ExitCode::kFailed, "makes no sense (AERROR::FAILED)"},
            {TIMEDOUT, {0, "x(28)", false}, ExitCode::kNetwork, "did not answer in time"},
+           {SHARING_VIOLATION, {200, "", false}, ExitCode::kFailed, "p: changed meanwhile"},
            {READ_CANCELED, {200, "", false}, ExitCode::kInterrupted, "canceled"},
        }) {
     HostError error = ServiceFailure("p", row.code, row.answer);
@@ -118,8 +122,45 @@ TEST(TextFormat, WritesSizesAndTimesForPeople) {
   EXPECT_EQ(FormatDuration(-1), "-:--");
   EXPECT_EQ(FormatDuration(59), "0:59");
   EXPECT_EQ(FormatDuration(3723), "1:02:03");
-  EXPECT_EQ(EscapeControls("a\x1B[2J\xC2\x9B\x7F\xC3\xA4\xC2"),
-            "a\\x1b[2J\\xc2\\x9b\\x7f\xC3\xA4\xC2");
+}
+
+TEST(TextFormat, EscapesWhatCouldDeceiveOnATerminal) {
+  for (const char* kept : {"", "a b~", "\xC3\xA4", "\xE2\x82\xAC", "\xF0\x9F\x98\x80",
+                           "\xD9\x85\xE2\x80\x8C\xD9\x85"}) {  // a joiner between letters
+    EXPECT_EQ(EscapeControls(kept), kept);
+  }
+  for (const char* hidden : {"\x1B", "\x7F", "\xC2\x9B", "\xD8\x9C", "\xE2\x80\x8B", "\xE2\x80\x8E",
+                             "\xE2\x80\xA8", "\xE2\x80\xAE", "\xE2\x81\xA6", "\xEF\xBB\xBF",
+                             "\xF3\xA0\x81\x81", "\x9B", "\xC3", "\xE2\x82", "\xFF"}) {
+    const std::string escaped = EscapeControls(std::string("a") + hidden + "b");
+    EXPECT_EQ(escaped.size(), 2 + 4 * std::string(hidden).size()) << escaped;
+    EXPECT_TRUE(escaped.starts_with("a\\x") && escaped.ends_with("b")) << escaped;
+  }
+}
+
+TEST(RefusalLimit, GivesATransferUpForItsLastRefusal) {
+  struct Row {
+    int status;
+    int retries;
+    bool canceled;
+    bool given_up;
+  };
+  for (const Row& row : std::initializer_list<Row>{{200, 0, false, false},
+                                                   {400, 0, false, false},
+                                                   {500, 0, false, true},
+                                                   {401, 10, true, true}}) {
+    Transfers transfers;
+    ActiveTransfer transfer(transfers, "p");
+    if (row.canceled) transfers.pauses().Cut();
+    RefusalLimit limit(transfer, Attempts(row.retries, transfers.pauses()));
+    HostLog log(false, nullptr);
+    const std::string line = "[PROTOCOL  ] UploadUsingPost >> https POST >> " +
+                             std::to_string(row.status) + " : https://h/x(0) - 1ms";
+    std::va_list none{};
+    log.Log(LOGLEVEL_INFO, line.c_str(), none);
+    EXPECT_EQ(limit.last_straw().value_or(Answer{}).status, row.given_up ? row.status : 0);
+    EXPECT_EQ(transfer.state().state == TRANSFER_CANCELED, row.given_up) << row.status;
+  }
 }
 
 TEST(ProgressLine, ShowsShareRateAndTimeLeftWithinTheColumns) {

@@ -78,6 +78,20 @@ TEST_F(PathIndexTest, AFailedListingIsAFailureAndIsNotKept) {
   EXPECT_EQ(Find("/bucket/photos/x"), "B/file-4");
 }
 
+TEST_F(PathIndexTest, TakesNamesInAnyOrderButNoneTwice) {
+  protocol_.AddFile("B/photos", "a", "B/file-5");
+  protocol_.AddFolder("B/photos", "a", "B/photos/a");
+  protocol_.AddFile("B/photos", "a.b", "B/file-6");
+  EXPECT_EQ(Find("/bucket/photos/a.b"), "B/file-6");
+  for (const char* again : {"..", "a.b"}) {
+    index_.ForgetAll();
+    auto before = protocol_.listings["B/photos"];
+    protocol_.AddFile("B/photos", again, "B/file-7");
+    EXPECT_EQ(Find("/bucket/photos/x"), "exit 1") << again;
+    protocol_.listings["B/photos"] = before;
+  }
+}
+
 TEST_F(PathIndexTest, AsksForTheKindThatIsNeeded) {
   EXPECT_EQ(index_.FindFolder(RemotePath("/bucket/both")).id, "B/both");
   EXPECT_EQ(index_.FindFile(RemotePath("/bucket/both")).id, "B/file-1");

@@ -5,9 +5,12 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 namespace {
 
@@ -24,13 +27,18 @@ RunningProgram::RunningProgram(const ProgramRun& run, const std::vector<std::str
     : out_(run.folder.string() + ".out"), err_(run.folder.string() + ".err") {
   std::string in = run.folder.string() + ".in";
   WriteFile(in, run.input);
+  if (run.terminal) {
+    terminal_ = b2drive::UniqueFd(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    EXPECT_TRUE(grantpt(terminal_.get()) == 0 && unlockpt(terminal_.get()) == 0);
+    in = ptsname(terminal_.get());
+  }
   std::vector<std::string> texts{run.program.string()};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<std::string> variables;
   for (const auto& [name, value] : run.environment) variables.push_back(name + "=" + value);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, in.c_str(), O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 0, in.c_str(), O_RDONLY | O_NOCTTY, 0);
   posix_spawn_file_actions_addopen(&actions, 1, out_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   posix_spawn_file_actions_addopen(&actions, 2, err_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   posix_spawn_file_actions_addchdir_np(&actions, run.folder.c_str());
@@ -49,6 +57,16 @@ RunningProgram::RunningProgram(const ProgramRun& run, const std::vector<std::str
 }
 
 void RunningProgram::Signal(int signal) const { EXPECT_EQ(kill(pid_, signal), 0); }
+
+void RunningProgram::Await(const std::string& text) const {
+  while (ReadFile(err_).find(text) == std::string::npos) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+void RunningProgram::Type(const std::string& text) const {
+  EXPECT_EQ(write(terminal_.get(), text.data(), text.size()), std::ssize(text));
+}
 
 ProgramResult RunningProgram::Wait() {
   int status = 0;

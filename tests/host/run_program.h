@@ -7,12 +7,15 @@
 #include <string>
 #include <vector>
 
+#include "host/unique_fd.h"
+
 // A program run in a folder of its own, with nothing of this process's environment.
 struct ProgramRun {
   std::filesystem::path program;
   std::filesystem::path folder;
   std::map<std::string, std::string> environment;
-  std::string input;  // standard input
+  std::string input;      // standard input
+  bool terminal = false;  // standard input is a terminal in place of `input`
 };
 
 struct ProgramResult {
@@ -27,11 +30,14 @@ class RunningProgram {
   RunningProgram(const ProgramRun& run, const std::vector<std::string>& arguments);
 
   void Signal(int signal) const;
+  void Await(const std::string& text) const;  // on standard error
+  void Type(const std::string& text) const;   // on the terminal
   ProgramResult Wait();
 
  private:
   std::string out_;
   std::string err_;
+  b2drive::UniqueFd terminal_;
   pid_t pid_ = -1;
 };
 

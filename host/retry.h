@@ -4,9 +4,9 @@
 #include <condition_variable>
 #include <mutex>
 
-namespace b2drive::mount {
+namespace b2drive {
 
-// Pauses that a hurried end of the mount can cut short. Thread-safe.
+// Pauses that an end in a hurry can cut short. Thread-safe.
 class Pauses {
  public:
   // False when cut short, at once after Cut.
@@ -40,4 +40,4 @@ class Attempts {
 std::chrono::milliseconds Backoff(int failures, std::chrono::milliseconds first,
                                   std::chrono::milliseconds longest);
 
-}  // namespace b2drive::mount
+}  // namespace b2drive

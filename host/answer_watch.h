@@ -2,7 +2,7 @@
 
 #include "host/host_log.h"
 
-namespace b2drive::mount {
+namespace b2drive {
 
 // Shows `watcher` every answer of the service on the calling thread while it lives. One at a time
 // on a thread.
@@ -18,4 +18,4 @@ inline bool IsRefusal(const Answer& answer) {
   return answer.status >= 400 || !answer.transport.empty();
 }
 
-}  // namespace b2drive::mount
+}  // namespace b2drive

@@ -1,9 +1,9 @@
-#include "host/mount/retry.h"
+#include "host/retry.h"
 
 #include <algorithm>
 #include <random>
 
-namespace b2drive::mount {
+namespace b2drive {
 using std::chrono::milliseconds;
 
 bool Pauses::Wait(milliseconds duration) {
@@ -36,4 +36,4 @@ milliseconds Backoff(int failures, milliseconds first, milliseconds longest) {
       std::uniform_int_distribution<milliseconds::rep>(full.count() / 2, full.count())(random));
 }
 
-}  // namespace b2drive::mount
+}  // namespace b2drive

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "host/drive.h"
+#include "host/local_file.h"
+#include "host/remote_path.h"
+
+namespace b2drive::cli {
+
+// Writing on the drive. The plug-in repeats a refused upload at once and without end: here it is
+// repeated at most ten times, after waits that grow to half a minute, and a signal ends them. All
+// throw HostError. Any number of threads may call.
+class Storage {
+ public:
+  Storage(Drive& drive, Transfers& transfers) : drive_(drive), transfers_(transfers) {}  // borrowed
+
+  // Stores `source` as `path` in the folder `parent_id`.
+  void PutFile(const std::string& parent_id, const RemotePath& path, const LocalSource& source);
+
+  // Makes a folder in `parent`, or a bucket in the root, and gives its entry.
+  Entry MakeFolder(const Entry& parent, const RemotePath& path);
+
+  // Deletes what keeps an empty folder, and nothing else. False when it has no such object.
+  bool RemoveMarker(const Entry& folder, const RemotePath& path);
+
+ private:
+  Entry Upload(const std::string& parent_id, const std::string& name, const RemotePath& path,
+               const LocalSource& source);
+
+  Drive& drive_;
+  Transfers& transfers_;
+};
+
+}  // namespace b2drive::cli

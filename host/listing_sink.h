@@ -1,0 +1,45 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "protocol/host_interfaces.h"
+
+namespace b2drive {
+
+// A bucket, folder or file as a listing shows it.
+struct Entry {
+  std::string name;  // last path element; empty for the root
+  std::string id;    // the plug-in's identifier
+  bool folder = false;
+  std::uint64_t size = 0;  // bytes, at most INT64_MAX, 0 for folders
+  std::string modified;    // RFC 3339; empty for folders, which have no time of their own
+};
+
+using Listing = std::vector<Entry>;
+
+Entry ToEntry(const _FS_FILE_V2& record);
+
+// Collects a listing, and ends one that makes no sense: a service whose pages come round again
+// would otherwise be read without end.
+class ListingSink final : public IFileList {
+ public:
+  AERROR AddFile(const _FS_FILE_V2* record) override;
+
+  Listing& listing() { return listing_; }
+  // What the service said that cannot be; empty: nothing.
+  const std::string& nonsense() const { return nonsense_; }
+
+ private:
+  bool IsNew(const std::string& key);
+
+  Listing listing_;
+  std::string nonsense_;
+  std::string last_key_;
+  // Once the names have not ascended: all of them. The order of names is the service's own.
+  std::optional<std::unordered_set<std::string>> keys_;
+};
+
+}  // namespace b2drive
