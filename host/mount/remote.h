@@ -8,8 +8,8 @@
 #include "host/drive.h"
 #include "host/mount/fs_error.h"
 #include "host/mount/live_session.h"
-#include "host/retry.h"
 #include "host/mount/upload_control.h"
+#include "host/retry.h"
 
 namespace b2drive::mount {
 
