@@ -69,6 +69,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   struct Option;
   friend class LargeFileUpload;
 
+  // Every query of the object: runs it on the pool with the settings that all its transfers share.
+  AERROR Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code = {},
+               TransportMap on_transport = TimeoutOnly()) const;
   // The common shape of a service call: POST of a JSON body with the account's token.
   ServicePerformer JsonCall(const char* name, const char* call_name, BodyBuilder body) const;
 
@@ -121,6 +124,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::int64_t absolute_minimum_part_size_ = 0;  // bytes
   std::shared_ptr<About> about_;
   std::int64_t speed_limit_ = 0;  // bytes per second of one transfer; 0 is unlimited
+  long low_speed_limit_ = 1;      // bytes per second; a transfer that stays below it times out
   IProtocolManager* manager_;     // the host's
   std::string manager_text_;
   IProtocolAuth* auth_ = nullptr;  // the host's
