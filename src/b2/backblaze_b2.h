@@ -81,8 +81,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   // `single`: the versions of the one file that the identifier names, else of everything under the
   // folder. Records carry the bare file ID and the full stored name.
   AERROR GetFileList_ObjectVersions(const char* path, IFileList* list, bool single, char** msg);
-  // The same, and the file ID of the newest finished version or hide marker of the single file.
-  AERROR ListVersions(const char* path, IFileList* list, bool single, std::string& newest_id,
+  // The same, and the file ID of the newest finished version or hide marker of the single file,
+  // unless `newest_id` is null.
+  AERROR ListVersions(const char* path, IFileList* list, bool single, std::string* newest_id,
                       char** msg);
   AERROR _GetFileInfo(const char* path, _FS_FILE_V2* record, char** msg, bool full);
   AERROR GetFileFullName(const char* path, std::string& full_name, char** msg);
