@@ -21,6 +21,13 @@ std::string Leftover(AERROR code) {
   return code == AERROR::UPLOAD_CANCELED ? "; no file was stored" : "";
 }
 
+// Whether the latest answer was of the range asked for. The service answers a range that is the
+// whole file with 200; so does whatever on the way does not know ranges, with other bytes.
+bool IsRangeAnswer(const Answer& last, const Entry& file, std::uint64_t offset,
+                   std::uint64_t length) {
+  return last.status == 206 || (last.status == 200 && offset == 0 && length == file.size);
+}
+
 }  // namespace
 
 void Drive::Call(const std::string& path, const std::function<AERROR()>& operation) {
@@ -49,6 +56,12 @@ void Drive::Read(const Entry& file, const std::string& path, std::uint64_t offse
     Call(path, [&] {
       return protocol_.Read(file.id.c_str(), first, count, transfer.handle(), &sink, nullptr);
     });
+    const Answer& last = HostLog::LastAnswer();
+    if (!IsRangeAnswer(last, file, offset, length)) {
+      throw HostError(ExitCode::kFailed, path + ": the service answered " +
+                                             std::to_string(last.status) +
+                                             " and not with the range that was asked for");
+    }
     sink.Finish();
   } catch (const HostError&) {
     if (sink.error_number() == 0) throw;
@@ -107,7 +120,14 @@ std::uint64_t Drive::TotalBytes() {
 
 void Drive::DeleteFile(const Entry& file, const std::string& path) {
   _FS_FILE_V2 record = ToRecord(file);
-  Call(path, [&] { return protocol_.Delete(&record, nullptr); });
+  try {
+    Call(path, [&] { return protocol_.Delete(&record, nullptr); });
+  } catch (const HostError& error) {
+    if (error.code() != AERROR::SHARING_VIOLATION) throw;
+    throw HostError(ExitCode::kFailed,
+                    path + ": changed meanwhile by someone else; nothing was deleted",
+                    error.code());
+  }
   // The plug-in counts a file whose versions it could not list as deleted.
   const Answer& last = HostLog::LastAnswer();
   if (last.status >= 400 || !last.transport.empty()) {

@@ -36,6 +36,10 @@ Session::Session(const PluginLibrary& library, const Account& account,
 
 void Session::SetOptions(const SessionOptions& options) {
   protocol_->SetOpt("exact_delete", "true");
+  protocol_->SetOpt("delete_if_unchanged", "true");
+  protocol_->SetOpt("strict_answers", "true");
+  // Bytes a second; less than half of 1 KB/s, the lowest limit that a user can set.
+  protocol_->SetOpt("low_speed_limit", "500");
   if (options.proxy || options.limit_kb) {
     protocol_->SetOpt("option_fields", OptionFormValues(options.proxy, options.limit_kb).c_str());
   }

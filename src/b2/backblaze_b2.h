@@ -69,6 +69,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   struct Option;
   friend class LargeFileUpload;
 
+  // Every query of the object: runs it on the pool with the settings that all its transfers share.
+  AERROR Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code = {},
+               TransportMap on_transport = TimeoutOnly()) const;
   // The common shape of a service call: POST of a JSON body with the account's token.
   ServicePerformer JsonCall(const char* name, const char* call_name, BodyBuilder body) const;
 
@@ -78,8 +81,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   // `single`: the versions of the one file that the identifier names, else of everything under the
   // folder. Records carry the bare file ID and the full stored name.
   AERROR GetFileList_ObjectVersions(const char* path, IFileList* list, bool single, char** msg);
-  // The same, and the file ID of the newest finished version or hide marker of the single file.
-  AERROR ListVersions(const char* path, IFileList* list, bool single, std::string& newest_id,
+  // The same, and the file ID of the newest finished version or hide marker of the single file,
+  // unless `newest_id` is null.
+  AERROR ListVersions(const char* path, IFileList* list, bool single, std::string* newest_id,
                       char** msg);
   AERROR _GetFileInfo(const char* path, _FS_FILE_V2* record, char** msg, bool full);
   AERROR GetFileFullName(const char* path, std::string& full_name, char** msg);
@@ -121,6 +125,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::int64_t absolute_minimum_part_size_ = 0;  // bytes
   std::shared_ptr<About> about_;
   std::int64_t speed_limit_ = 0;  // bytes per second of one transfer; 0 is unlimited
+  long low_speed_limit_ = 1;      // bytes per second; a transfer that stays below it times out
   IProtocolManager* manager_;     // the host's
   std::string manager_text_;
   IProtocolAuth* auth_ = nullptr;  // the host's

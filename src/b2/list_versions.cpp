@@ -17,7 +17,7 @@ struct VersionState {
   bool by_file_id;  // page by name and file ID
   bool only_exact;  // only versions of the very name that the prefix is
   PageWatch watch;
-  std::string& newest_id;  // empty until one is listed
+  std::string* newest_id;  // null: not wanted; empty until one is listed
   std::string next_file_name;
   std::string next_file_id;
 
@@ -52,8 +52,9 @@ struct VersionState {
     if (only_exact && record.name != prefix) return;
     record.id = static_cast<std::string>(Required(file, "fileId"));
     // The newest comes first; one that is still being uploaded is none yet.
-    if (newest_id.empty() && static_cast<std::string>(file["action"]) != "start") {
-      newest_id = record.id;
+    if (newest_id != nullptr && newest_id->empty() &&
+        static_cast<std::string>(file["action"]) != "start") {
+      *newest_id = record.id;
     }
     record.size =
         static_cast<std::uint64_t>(static_cast<long long>(Required(file, "contentLength")));
@@ -66,12 +67,11 @@ struct VersionState {
 
 AERROR BackBlazeB2::GetFileList_ObjectVersions(const char* path, IFileList* list, bool single,
                                                char** msg) {
-  std::string newest_id;
-  return ListVersions(path, list, single, newest_id, msg);
+  return ListVersions(path, list, single, nullptr, msg);
 }
 
 AERROR BackBlazeB2::ListVersions(const char* path, IFileList* list, bool single,
-                                 std::string& newest_id, char** msg) {
+                                 std::string* newest_id, char** msg) {
   if (path == nullptr) return AERROR::FAILED;
   auto [container, prefix] = SplitNormalized(path);
   if (container.empty()) return AERROR::FAILED;

@@ -1,5 +1,6 @@
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -48,6 +49,10 @@ AERROR BackBlazeB2::SetOpt(const char* key, const char* value) {
       {"enable_delete_folder",
        [](BackBlazeB2& b2, const char* text) { b2.enable_delete_folder_ = IsTrue(text); }},
       {"exact_delete", [](BackBlazeB2& b2, const char* text) { b2.exact_delete_ = IsTrue(text); }},
+      {"low_speed_limit",
+       [](BackBlazeB2& b2, const char* text) {
+         b2.low_speed_limit_ = std::max(1L, std::strtol(text, nullptr, 10));
+       }},
       {"option_fields", [](BackBlazeB2& b2, const char* text) { b2.ApplyOptionForm(text); }},
       {"speedlimit", [](BackBlazeB2& b2,
                         const char* text) { b2.speed_limit_ = std::strtoll(text, nullptr, 10); }},

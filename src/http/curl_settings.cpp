@@ -46,6 +46,10 @@ void CURLImpl::SetSpeedLimit(long long bytes_per_second) {
 
 void CURLImpl::SetLowSpeedTimeout(long seconds) { Set(CURLOPT_LOW_SPEED_TIME, seconds); }
 
+void CURLImpl::SetLowSpeedLimit(long bytes_per_second) {
+  Set(CURLOPT_LOW_SPEED_LIMIT, bytes_per_second);
+}
+
 void CURLImpl::SetSendBuffer() { Set(CURLOPT_SOCKOPTFUNCTION, &_sockopt_callback); }
 
 void CURLImpl::SetPostFileSize(long long bytes) {
