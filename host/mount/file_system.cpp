@@ -125,8 +125,10 @@ Attributes FileSystem::Stat(const std::string& path) {
 void FileSystem::List(const std::string& folder, const Visitor& visit) {
   ListAhead(folder);
   std::set<std::string> shown;
+  // Before the listing: a file that is let go meanwhile stands in it.
+  const std::vector<SharedFilePtr> open = files_.In(folder);
   const auto names = directory_.List(folder);
-  for (const SharedFilePtr& file : files_.In(folder)) {
+  for (const SharedFilePtr& file : open) {
     std::string name(NameOf(file->path()));
     visit(name, file->Stat());
     shown.insert(std::move(name));

@@ -5,6 +5,18 @@
 #include "host/mount/paths.h"
 
 namespace b2drive::mount {
+namespace {
+
+FsError ChangedMeanwhile(const std::string& path) {
+  return {ESTALE, path + ": changed meanwhile by someone else"};
+}
+
+bool IsSame(const std::optional<Node>& seen, const std::optional<Node>& found) {
+  return seen.has_value() == found.has_value() && (!seen || seen->id == found->id);
+}
+
+}  // namespace
+
 void FileSystem::Truncate(const std::string& path, std::uint64_t size) {
   auto handle = Open(path, true, false);
   Truncate(*handle, size);
@@ -33,11 +45,9 @@ std::optional<Node> FileSystem::Replaceable(const std::string& path, bool replac
   const std::optional<Node> seen = StoredFile(path);
   if (!seen && replace) return std::nullopt;
   directory_.Forget(ParentOf(path));
-  const std::optional<Node> found = StoredFile(path);
+  std::optional<Node> found = StoredFile(path);
   if (!replace && (found || files_.Find(path))) throw FsError(EEXIST, path + ": exists");
-  if (found && (!seen || seen->id != found->id)) {
-    throw FsError(ESTALE, path + ": changed meanwhile by someone else");
-  }
+  if (found && !IsSame(seen, found)) throw ChangedMeanwhile(path);
   return found;
 }
 
@@ -46,9 +56,11 @@ void FileSystem::Rename(const std::string& from, const std::string& to, bool rep
   if (Stat(from).folder) throw FsError(EXDEV, from + ": folders are not renamed");
   if (IsBucket(to)) throw FsError(EACCES, to + ": only buckets stand here");
   CheckName(to);
+  const std::optional<Node> seen = StoredFile(from);
   const std::optional<Node> there = Replaceable(to, replace);
+  if (seen && !IsSame(seen, StoredFile(from))) throw ChangedMeanwhile(from);
   const SharedFilePtr open_target = files_.Find(to);
-  HeldFile held(files_, from, [&] { return StoredFile(from); });
+  HeldFile held(files_, from, [&] { return ExistingFile(from); });
   folders_.KeepParentOf(from);
   held.file()->MoveTo(to, there, open_target.get());
   files_.Move(held.file(), from, to);

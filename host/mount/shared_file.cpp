@@ -76,6 +76,7 @@ std::size_t SharedFile::Write(std::uint64_t offset, const char* data, std::size_
 }
 
 void SharedFile::Truncate(std::uint64_t size) {
+  if (Stat().size == size) return Touch();  // nothing that would make a new version
   while (!pending_.Resize(size)) Bring(size);
   Touch();
 }
