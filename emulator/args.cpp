@@ -1,6 +1,7 @@
 #include "emulator/args.h"
 
 #include <charconv>
+#include <utility>
 
 #include "emulator/errors.h"
 
@@ -8,6 +9,8 @@ namespace emulator {
 namespace {
 
 using nlohmann::json;
+
+constexpr int kMaxDepth = 64;
 
 ServiceError Missing(const char* name) {
   return BadRequest(std::string("required field ") + name + " is missing");
@@ -34,8 +37,20 @@ std::vector<std::string> SplitAtCommas(const std::string& text) {
 
 }  // namespace
 
+json ParseJson(const std::string& text) {
+  const auto check_depth = [](int depth, json::parse_event_t, const json&) {
+    if (depth > kMaxDepth) throw ServiceError(400, "bad_json", "The JSON is nested too deep");
+    return true;
+  };
+  try {
+    return json::parse(text, check_depth);
+  } catch (const json::exception& error) {
+    throw ServiceError(400, "bad_json", error.what());
+  }
+}
+
 Args Args::FromBody(const std::string& body) {
-  json fields = body.empty() ? json::object() : json::parse(body, nullptr, false);
+  json fields = body.empty() ? json::object() : ParseJson(body);
   if (!fields.is_object()) throw ServiceError(400, "bad_json", "The body is not a JSON object");
   return {std::move(fields), false};
 }
@@ -44,6 +59,11 @@ Args Args::FromQuery(const Pairs& query) {
   json fields = json::object();
   for (const auto& [name, value] : query) fields[name] = value;
   return {std::move(fields), true};
+}
+
+Args Args::Of(const Incoming& incoming) {
+  return incoming.record.method == "POST" ? FromBody(incoming.record.body)
+                                          : FromQuery(ParseQuery(incoming.query));
 }
 
 const json* Args::Find(const char* name) const {
@@ -73,6 +93,9 @@ int64_t Args::Number(const char* name) const {
 int64_t Args::Number(const char* name, int64_t fallback) const {
   const json* const value = Find(name);
   if (value == nullptr) return fallback;
+  if (value->is_number_unsigned() && !std::in_range<int64_t>(value->get<uint64_t>())) {
+    throw WrongType(name, "a smaller integer");
+  }
   if (value->is_number_integer()) return value->get<int64_t>();
   int64_t number = 0;
   if (from_query_) {

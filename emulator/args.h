@@ -6,10 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "emulator/message.h"
 #include "emulator/names.h"
 #include "emulator/url.h"
 
 namespace emulator {
+
+/// What `text` holds. Throws 400 bad_json when that is not JSON, or JSON nested so deep that
+/// copying or writing it would take more stack than a thread has.
+nlohmann::json ParseJson(const std::string& text);
 
 /// The fields of a JSON call. A field that is null counts as absent. Values of the wrong type throw
 /// 400 bad_request with the field's name.
@@ -19,6 +24,8 @@ class Args {
   static Args FromBody(const std::string& body);
   /// Query parameters: numbers are texts here, lists are separated by commas.
   static Args FromQuery(const Pairs& query);
+  /// Those of a POST come from its body, others from the query.
+  static Args Of(const Incoming& incoming);
 
   bool Has(const char* name) const { return Find(name) != nullptr; }
 

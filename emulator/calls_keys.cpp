@@ -10,6 +10,7 @@ using nlohmann::json;
 
 constexpr int64_t kDefaultKeyCount = 100;
 constexpr int64_t kMaxKeyCount = 10'000;
+constexpr int64_t kMaxKeySeconds = 86'400'000;
 
 template <typename Value>
 json OrNull(const std::optional<Value>& value) {
@@ -24,6 +25,9 @@ json KeyJson(const Key& key, const CallContext& call) {
 }
 
 int64_t MillisecondsFromNow(int64_t seconds) {
+  if (seconds < 1 || seconds > kMaxKeySeconds) {
+    throw BadRequest("validDurationInSeconds must be between 1 and 86400000");
+  }
   const auto then = std::chrono::system_clock::now() + std::chrono::seconds(seconds);
   return std::chrono::duration_cast<std::chrono::milliseconds>(then.time_since_epoch()).count();
 }

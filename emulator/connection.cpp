@@ -5,7 +5,9 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http.hpp>
 #include <ctime>
+#include <exception>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "emulator/beast_stream.h"
@@ -13,6 +15,7 @@
 #include "emulator/exchange.h"
 #include "emulator/hosts.h"
 #include "emulator/message.h"
+#include "emulator/pace.h"
 
 namespace emulator {
 namespace {
@@ -22,6 +25,8 @@ namespace http = boost::beast::http;
 using Parser = http::request_parser<http::buffer_body>;
 
 constexpr uint32_t kHeaderLimit = 64 * 1024;
+// Bounds what Beast's parser does not: the extensions of a chunk, and the fields behind the last.
+constexpr size_t kBufferLimit = 2 * kHeaderLimit;
 
 std::string HttpDate() {
   const time_t now = std::time(nullptr);
@@ -30,6 +35,13 @@ std::string HttpDate() {
   std::array<char, 64> text{};
   std::strftime(text.data(), text.size(), "%a, %d %b %Y %H:%M:%S GMT", &utc);
   return text.data();
+}
+
+// What clients have stored or asked for must not begin a header of its own.
+std::string OneLine(std::string value) {
+  std::replace_if(
+      value.begin(), value.end(), [](unsigned char c) { return c < 32 || c == 127; }, ' ');
+  return value;
 }
 
 class Connection {
@@ -49,12 +61,15 @@ class Connection {
   [[noreturn]] void EndAtFault(bool stall);
   void Send(const PlannedAnswer& planned, bool head, bool keep);
   void SendHeader(const Answer& answer, bool keep);
-  void SendBody(const Answer& answer, uint64_t length);
+  void SendBody(const PlannedAnswer& planned, uint64_t length);
+  // Return how many of the bytes they have sent.
+  size_t SendAll(std::string_view bytes);
+  size_t SendStep(std::string_view bytes, Pace pace);
 
   Core& core_;
   Stream& stream_;
   BeastStream sync_;
-  beast::flat_buffer buffer_;
+  beast::flat_buffer buffer_{kBufferLimit};
   std::optional<Parser> parser_;
   bool secure_ = false;
 };
@@ -207,7 +222,7 @@ void Connection::EndAtFault(bool stall) {
 void Connection::Send(const PlannedAnswer& planned, bool head, bool keep) {
   SendHeader(planned.answer, keep);
   const uint64_t length = head ? 0 : planned.answer.Length();
-  SendBody(planned.answer, std::min(length, planned.cut_after.value_or(length)));
+  SendBody(planned, std::min(length, planned.cut_after.value_or(length)));
   stream_.Flush();
   if (planned.cut_after) EndAtFault(planned.stall);
 }
@@ -216,7 +231,7 @@ void Connection::SendHeader(const Answer& answer, bool keep) {
   http::response<http::empty_body> response;
   response.version(11);
   response.result(static_cast<unsigned>(answer.status));
-  for (const auto& [name, value] : answer.headers) response.insert(name, value);
+  for (const auto& [name, value] : answer.headers) response.insert(name, OneLine(value));
   response.set(http::field::date, HttpDate());
   response.content_length(answer.Length());
   response.keep_alive(keep);
@@ -224,18 +239,23 @@ void Connection::SendHeader(const Answer& answer, bool keep) {
   http::write_header(sync_, serializer);
 }
 
-void Connection::SendBody(const Answer& answer, uint64_t length) {
-  if (!answer.content) {
-    stream_.Write(std::string_view(answer.body).substr(0, length));
-    return;
+void Connection::SendBody(const PlannedAnswer& planned, uint64_t length) {
+  for (uint64_t sent = 0; sent < length;) {
+    const std::string_view bytes = planned.answer.At(sent).substr(0, length - sent);
+    sent += planned.drip == 0 ? SendAll(bytes) : SendStep(bytes, {planned.drip});
   }
-  const uint64_t end = answer.first + length;
-  for (uint64_t offset = answer.first; offset < end;) {
-    std::string_view bytes = answer.content->At(offset);
-    bytes = bytes.substr(0, std::min<uint64_t>(bytes.size(), end - offset));
-    stream_.Write(bytes);
-    offset += bytes.size();
-  }
+}
+
+size_t Connection::SendAll(std::string_view bytes) {
+  stream_.Write(bytes);
+  return bytes.size();
+}
+
+size_t Connection::SendStep(std::string_view bytes, Pace pace) {
+  const size_t sent = SendAll(bytes.substr(0, pace.Step()));
+  stream_.Flush();
+  stream_.Pause(pace.Rest(sent));
+  return sent;
 }
 
 }  // namespace
@@ -244,6 +264,9 @@ void ServeConnection(Core& core, Stream& stream) {
   try {
     Connection(core, stream).Run();
   } catch (const Aborted&) {
+    stream.CloseNow();
+  } catch (const std::exception&) {
+    // Such as no memory, or a header that is too long to be written: this connection's end only.
     stream.CloseNow();
   }
 }

@@ -31,15 +31,19 @@ std::shared_ptr<const Content> Content::FromText(std::string_view text) {
   return content;
 }
 
-std::shared_ptr<const Content> Content::Synthetic(uint64_t size) {
+std::shared_ptr<const Content> Content::Synthetic(uint64_t size,
+                                                  const std::function<bool()>& go_on) {
   static const Block noise = NoiseBlock();
   auto content = std::make_shared<Content>();
+  Sha1 digest;
   for (uint64_t left = size; left > 0;) {
+    if (go_on && !go_on()) return nullptr;
     const uint64_t step = std::min<uint64_t>(left, kBlockSize);
     content->AppendPiece(noise, 0, step);
+    digest.Update({noise.get(), step});
     left -= step;
   }
-  content->sha1 = content->ComputeSha1();
+  content->sha1 = digest.HexDigest();
   return content;
 }
 

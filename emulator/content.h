@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,8 +23,9 @@ class Content {
   static std::shared_ptr<const Content> FromText(std::string_view text);
 
   /// `size` bytes that repeat one fixed block of noise; `sha1` is set to their digest, which
-  /// takes about a second per GiB.
-  static std::shared_ptr<const Content> Synthetic(uint64_t size);
+  /// takes about a second per GiB. Null when `go_on`, asked now and then, says no.
+  static std::shared_ptr<const Content> Synthetic(uint64_t size,
+                                                  const std::function<bool()>& go_on = {});
 
   /// Appends the first `length` bytes of `block`.
   void Append(Block block, size_t length) { AppendPiece(std::move(block), 0, length); }

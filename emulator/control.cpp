@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <vector>
 
+#include "emulator/args.h"
 #include "emulator/errors.h"
+#include "emulator/fault_json.h"
 
 namespace emulator {
 namespace {
@@ -12,36 +16,6 @@ namespace {
 using nlohmann::json;
 
 constexpr size_t kMaxBody = size_t{1} << 20;
-
-template <typename Value>
-void Take(const json& object, const char* name, Value& value) {
-  if (const auto found = object.find(name); found != object.end()) found->get_to(value);
-}
-
-template <typename Value>
-void Take(const json& object, const char* name, std::optional<Value>& value) {
-  if (const auto found = object.find(name); found != object.end()) value = found->get<Value>();
-}
-
-Fault FaultOf(const json& object) {
-  Fault fault;
-  int64_t delay = 0;
-  Take(object, "call", fault.call);
-  Take(object, "skip", fault.skip);
-  Take(object, "times", fault.times);
-  Take(object, "status", fault.status);
-  Take(object, "code", fault.code);
-  Take(object, "message", fault.message);
-  Take(object, "retryAfter", fault.retry_after);
-  Take(object, "body", fault.body);
-  Take(object, "delayMilliseconds", delay);
-  Take(object, "stall", fault.stall);
-  Take(object, "cutAfter", fault.cut_after);
-  Take(object, "cutRequestAfter", fault.cut_request_after);
-  Take(object, "commit", fault.commit);
-  fault.delay = std::chrono::milliseconds(delay);
-  return fault;
-}
 
 json RequestJson(const Request& request) {
   json headers = json::array();
@@ -57,8 +31,9 @@ json RequestJson(const Request& request) {
 }
 
 json AddFaults(Core& core, const json& body) {
-  const json faults = body.is_array() ? body : json::array({body});
-  for (const json& fault : faults) core.faults.Add(FaultOf(fault));
+  const std::vector<Fault> faults = FaultsOf(body);
+  for (const Fault& fault : faults) CheckFault(fault);
+  for (const Fault& fault : faults) core.faults.Add(fault);
   return {{"added", faults.size()}};
 }
 
@@ -90,7 +65,9 @@ json Expire(Core& core, const json&) {
 }
 
 json SetLatency(Core& core, const json& body) {
-  core.latency = std::chrono::milliseconds(body.at("milliseconds").get<int64_t>());
+  const std::chrono::milliseconds latency = MillisecondsOf(body.at("milliseconds"));
+  CheckDelay(latency);
+  core.latency = latency;
   return json::object();
 }
 
@@ -119,10 +96,12 @@ Answer HandleControl(Core& core, Incoming& incoming, BodySource& body) {
   if (row == kRows.end()) return ErrorAnswer(404, "not_found", "No such control call");
   try {
     const std::string text = body.ReadAll(kMaxBody);
-    const json fields = text.empty() ? json::object() : json::parse(text);
+    const json fields = text.empty() ? json::object() : ParseJson(text);
     return JsonAnswer(row->act(core, fields).dump(2, ' ', false, json::error_handler_t::replace));
   } catch (const json::exception& error) {
     return ErrorAnswer(400, "bad_json", error.what());
+  } catch (const std::invalid_argument& error) {
+    return ErrorAnswer(400, "bad_request", error.what());
   } catch (const ServiceError& error) {
     return ErrorAnswer(error.status(), error.code(), error.what());
   }

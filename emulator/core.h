@@ -7,6 +7,7 @@
 #include "emulator/certificates.h"
 #include "emulator/fault_plan.h"
 #include "emulator/options.h"
+#include "emulator/request_hook.h"
 #include "emulator/request_log.h"
 #include "emulator/service.h"
 #include "emulator/store.h"
@@ -24,6 +25,7 @@ struct Core {
   Service service;
   FaultPlan faults;
   RequestLog log;
+  RequestHook hook;
   SslContext tls;
   std::atomic<std::chrono::milliseconds> latency;
 };

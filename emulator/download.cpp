@@ -60,7 +60,7 @@ Pairs FileHeaders(const Bucket& bucket, const Version& version, const Pairs& que
 Answer Serve(const Bucket& bucket, const Version& version, const Incoming& incoming,
              const Pairs& query) {
   const uint64_t size = version.content->size();
-  const std::string range_header = incoming.record.Header("Range");
+  const std::string range_header = incoming.ignore_range ? "" : incoming.record.Header("Range");
   const ByteRange whole{0, size};
   const ByteRange range =
       range_header.empty() ? whole : ParseRange(range_header, size).value_or(whole);
@@ -100,12 +100,6 @@ bool NeedsToken(const Bucket& bucket, const Pairs& query, const std::string& tok
   return bucket.type != "allPublic" || HasOverride(query) || !token.empty();
 }
 
-std::string IdArg(const Request& request, const Pairs& query) {
-  const Args args =
-      request.method == "POST" ? Args::FromBody(request.body) : Args::FromQuery(query);
-  return args.Text("fileId");
-}
-
 ServiceError NoSuchFile(const std::string& bucket, const std::string& name) {
   return NotFound("Bucket " + bucket + " does not have file: " + name);
 }
@@ -115,7 +109,7 @@ ServiceError NoSuchFile(const std::string& bucket, const std::string& name) {
 Answer DownloadById(Store& store, Access& access, const Incoming& incoming) {
   const Pairs query = ParseQuery(incoming.query);
   const std::string token = incoming.record.Header("Authorization");
-  const std::string file_id = IdArg(incoming.record, query);
+  const std::string file_id = Args::Of(incoming).Text("fileId");
   const VersionPtr version = store.Find(file_id);
   const Bucket bucket = store.GetBucket(*version->bucket_id);
   if (NeedsToken(bucket, query, token)) CheckAccount(access, token, bucket.id, version->name);

@@ -39,6 +39,7 @@ Core::Core(const Options& complete_options)
       service(options, store, access),
       tls(MakeServerContext(options.ca_file, options.ca_key_file)),
       latency(options.latency) {
+  CheckDelay(options.latency);
   log.SetRecording(options.record_requests);
 }
 
@@ -71,6 +72,10 @@ KeyPtr Emulator::AddKey(Key wanted) { return core_->access.AddKey(std::move(want
 void Emulator::AddFault(Fault fault) { core_->faults.Add(std::move(fault)); }
 void Emulator::ClearFaults() { core_->faults.Clear(); }
 
+void Emulator::OnRequest(std::function<void(const Request&)> hook) {
+  core_->hook.Set(std::move(hook));
+}
+
 std::vector<Request> Emulator::requests() const { return core_->log.All(); }
 void Emulator::ClearRequests() { core_->log.Clear(); }
 void Emulator::RecordRequests(bool on) { core_->log.SetRecording(on); }
@@ -83,6 +88,10 @@ size_t Emulator::Count(std::string_view call) const {
 
 void Emulator::ExpireTokens() { core_->access.ExpireAll(); }
 void Emulator::CloseIdleConnections() { server_->CloseIdle(); }
-void Emulator::SetLatency(std::chrono::milliseconds latency) { core_->latency = latency; }
+
+void Emulator::SetLatency(std::chrono::milliseconds latency) {
+  CheckDelay(latency);
+  core_->latency = latency;
+}
 
 }  // namespace emulator

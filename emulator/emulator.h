@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -43,8 +44,15 @@ class Emulator {
   /// Makes an application key; ID and secret are chosen.
   KeyPtr AddKey(Key wanted);
 
+  /// Throws std::invalid_argument for a fault with values that no answer can have.
   void AddFault(Fault fault);
   void ClearFaults();
+
+  /// From now on `hook` is run for every request of the service (not CONNECT, nor the control host)
+  /// whose header has arrived, before its fault and its effect, on the thread of its connection: so
+  /// several runs may go on at once. The request counts already, in Count() too. The hook must not
+  /// throw, nor call OnRequest. Returns when the last run of the hook before is over. Empty: none.
+  void OnRequest(std::function<void(const Request&)> hook);
 
   /// In order of arrival. A request is there, status and body included, once its answer is.
   std::vector<Request> requests() const;
@@ -57,6 +65,7 @@ class Emulator {
   void ExpireTokens();
   /// Ends every connection that exists now: idle ones at once, others after their request.
   void CloseIdleConnections();
+  /// Throws std::invalid_argument unless it is between 0 and kLongestDelay.
   void SetLatency(std::chrono::milliseconds latency);
 
  private:

@@ -4,6 +4,11 @@
 #include <array>
 #include <utility>
 
+#include "emulator/gzip.h"
+#include "emulator/names.h"
+#include "emulator/pace.h"
+#include "emulator/spoiling.h"
+
 namespace emulator {
 namespace {
 
@@ -24,12 +29,20 @@ Answer FaultAnswer(const Fault& fault) {
   if (fault.retry_after) {
     answer.headers.emplace_back("Retry-After", std::to_string(*fault.retry_after));
   }
+  if (!fault.location.empty()) answer.headers.emplace_back("Location", fault.location);
+  if (fault.gzip_blanks) {
+    answer.content = GzipOfBlanks(*fault.gzip_blanks);
+    answer.length = answer.content->size();
+    answer.headers.emplace_back("Content-Encoding", "gzip");
+  }
   return answer;
 }
 
-// Stands for the answer of a call that must not take effect and whose answer is cut anyway.
-Answer BlankAnswer(uint64_t length) {
-  return JsonAnswer(std::string(static_cast<size_t>(length) + 1, ' '));
+// Stands for the answer of a call that must not take effect and whose answer is cut anyway; longer
+// than any real one of such a call.
+Answer BlankAnswer(uint64_t cut_after) {
+  constexpr uint64_t kLongest = uint64_t{1} << 20;
+  return JsonAnswer(std::string(std::min(cut_after, kLongest) + 1, ' '));
 }
 
 bool TakesEffect(const Fault& fault, const Incoming& incoming) {
@@ -40,18 +53,51 @@ bool TakesEffect(const Fault& fault, const Incoming& incoming) {
 }
 
 Answer AnswerOf(Service& service, const Fault& fault, const Incoming& incoming, BodySource& body) {
+  Answer answer;
   if (TakesEffect(fault, incoming)) {
-    Answer answer = service.Handle(incoming, body);
-    return fault.status == 0 ? answer : FaultAnswer(fault);
+    answer = service.Handle(incoming, body);
+    Spoil(fault, incoming, answer);
+  } else if (fault.status == 0) {
+    answer = BlankAnswer(fault.cut_after.value_or(0));
   }
-  return fault.status == 0 ? BlankAnswer(fault.cut_after.value_or(0)) : FaultAnswer(fault);
+  if (fault.status != 0) answer = FaultAnswer(fault);
+  return answer;
 }
 
-}  // namespace
+// The fault that hits the request, or one without effect.
+Fault FaultFor(FaultPlan& plan, const Request& request) {
+  Fault fault = plan.Take(request.call).value_or(Fault{});
+  if (!fault.gzip_blanks) return fault;
+  if (ToLower(request.Header("Accept-Encoding")).find("gzip") == std::string::npos) return {};
+  if (fault.status == 0) fault.status = 200;
+  return fault;
+}
 
-PlannedAnswer Exchange(Core& core, Stream& stream, Incoming& incoming, BodySource& body) {
-  const Fault fault = core.faults.Take(incoming.record.call).value_or(Fault{});
-  stream.Pause(core.latency.load() + fault.delay);
+// Lets a body come no faster than the pace.
+class SlowBody : public BodySource {
+ public:
+  SlowBody(const Stream& stream, BodySource& body, Pace pace)
+      : stream_(stream), body_(body), pace_(pace) {}
+
+  size_t Read(char* data, size_t size) override {
+    size_t got = 0;
+    while (got < size) {
+      const size_t step = std::min(pace_.Step(), size - got);
+      const size_t now = body_.Read(data + got, step);
+      got += now;
+      if (now < step) break;
+      stream_.Pause(pace_.Rest(step));
+    }
+    return got;
+  }
+
+ private:
+  const Stream& stream_;
+  BodySource& body_;
+  const Pace pace_;
+};
+
+PlannedAnswer Answered(Core& core, const Fault& fault, Incoming& incoming, BodySource& body) {
   if (fault.cut_request_after && !fault.commit) {
     Discard(body, *fault.cut_request_after);
     return {.silent = true};
@@ -62,7 +108,20 @@ PlannedAnswer Exchange(Core& core, Stream& stream, Incoming& incoming, BodySourc
     Discard(body, UINT64_MAX);
     return {.silent = true, .stall = true};
   }
-  return {std::move(answer), fault.cut_request_after.has_value(), fault.cut_after, fault.stall};
+  return {std::move(answer), fault.cut_request_after.has_value(), fault.cut_after, fault.stall,
+          fault.drip};
+}
+
+}  // namespace
+
+PlannedAnswer Exchange(Core& core, Stream& stream, Incoming& incoming, BodySource& body) {
+  core.hook.Run(incoming.record);
+  const Fault fault = FaultFor(core.faults, incoming.record);
+  incoming.ignore_range = fault.ignore_range;
+  stream.Pause(core.latency.load() + fault.delay);
+  if (fault.drip_request == 0) return Answered(core, fault, incoming, body);
+  SlowBody slow(stream, body, {fault.drip_request});
+  return Answered(core, fault, incoming, slow);
 }
 
 }  // namespace emulator

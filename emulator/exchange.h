@@ -15,9 +15,11 @@ struct PlannedAnswer {
   bool silent = false;                     // send nothing
   std::optional<uint64_t> cut_after = {};  // close after so many bytes of the body
   bool stall = false;                      // hold the connection where it would be closed
+  uint64_t drip = 0;                       // bytes of the body a second, 0: without bound
 };
 
-/// Works a routed request off: latency, faults, service. Throws Aborted when the client is gone.
+/// Works a routed request off: hook, latency, faults, service. Throws Aborted when the client is
+/// gone.
 PlannedAnswer Exchange(Core& core, Stream& stream, Incoming& incoming, BodySource& body);
 
 }  // namespace emulator

@@ -31,6 +31,27 @@ std::vector<VersionPtr> AllVersions(const Store& store, const std::string& bucke
   return versions;
 }
 
+std::vector<VersionPtr> VersionsOf(const Store& store, const std::string& bucket,
+                                   const std::string& name) {
+  const ListQuery query{.prefix = name, .max_count = SIZE_MAX};
+  std::vector<VersionPtr> versions;
+  for (const ListEntry& entry : store.ListVersions(IdOf(store, bucket), query).entries) {
+    if (entry.version->name == name) versions.push_back(entry.version);
+  }
+  return versions;
+}
+
+std::vector<std::string> Versions(const Store& store, const std::string& bucket,
+                                  const std::string& name) {
+  std::vector<std::string> contents;
+  for (const VersionPtr& version : VersionsOf(store, bucket, name)) {
+    contents.push_back(version->action == Action::kHide    ? kHidden
+                       : version->action == Action::kStart ? kUnfinished
+                                                           : version->content->Text());
+  }
+  return contents;
+}
+
 std::string ReadText(const Store& store, const std::string& bucket, const std::string& name) {
   const VersionPtr version = store.Visible(IdOf(store, bucket), name);
   if (!version) throw NotFound("No visible file " + name);

@@ -75,6 +75,12 @@ sigset_t BlockStopSignals() {
   return signals;
 }
 
+bool NoneHasCome() {
+  sigset_t pending;
+  sigpending(&pending);
+  return sigismember(&pending, SIGTERM) == 0 && sigismember(&pending, SIGINT) == 0;
+}
+
 void Run(const Arguments& arguments) {
   std::vector<emulator::Seed> seeds;
   for (const std::string& text : arguments.seeds) seeds.push_back(emulator::ParseSeed(text));
@@ -83,7 +89,9 @@ void Run(const Arguments& arguments) {
   for (const std::string& name : arguments.buckets) {
     emulator::EnsureBucket(running.store(), name);
   }
-  for (const emulator::Seed& seed : seeds) emulator::Plant(running.store(), seed);
+  for (const emulator::Seed& seed : seeds) {
+    if (!emulator::Plant(running.store(), seed, NoneHasCome)) return;
+  }
   Announce(running);
   int signal = 0;
   sigwait(&signals, &signal);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "emulator/content.h"
 #include "emulator/request_log.h"
@@ -19,11 +20,16 @@ struct Incoming {
   int version = 0;   // the number in /b2api/v<number>/, 0 for other paths
   std::string rest;  // of the path, behind the call's name or behind "/file/"
   std::optional<uint64_t> content_length;
+  bool ignore_range = false;  // serve downloads whole
 };
 
 struct Answer {
   /// Bytes of the body.
   uint64_t Length() const { return content ? length : body.size(); }
+  /// The longest run of adjacent bytes that starts at `offset`, which may reach beyond Length().
+  std::string_view At(uint64_t offset) const {
+    return content ? content->At(first + offset) : std::string_view(body).substr(offset);
+  }
 
   int status = 200;
   Pairs headers = {};

@@ -6,6 +6,9 @@
 #include <stdexcept>
 #include <vector>
 
+#include "emulator/errors.h"
+#include "emulator/inspection.h"
+
 namespace emulator {
 namespace {
 
@@ -73,16 +76,16 @@ Bucket EnsureBucket(Store& store, const std::string& name) {
   return found ? *found : store.CreateBucket({.name = name});
 }
 
-void Plant(Store& store, const Seed& seed) {
+bool Plant(Store& store, const Seed& seed, const std::function<bool()>& go_on) {
   const Bucket bucket = EnsureBucket(store, seed.bucket);
-  const ContentPtr content = Content::Synthetic(seed.size);
-  if (seed.count == 1 && seed.folders == 0) {
-    store.AddFile(bucket.id, {.name = seed.prefix}, content);
-    return;
-  }
+  const ContentPtr content = Content::Synthetic(seed.size, go_on);
+  if (!content) return false;
+  const bool single = seed.count == 1 && seed.folders == 0;
   for (uint64_t i = 0; i < seed.count; ++i) {
-    store.AddFile(bucket.id, {.name = NumberedName(seed, i)}, content);
+    if (go_on && !go_on()) return false;
+    store.AddFile(bucket.id, {.name = single ? seed.prefix : NumberedName(seed, i)}, content);
   }
+  return true;
 }
 
 VersionPtr AddText(Store& store, const std::string& bucket, const std::string& name,
@@ -94,6 +97,16 @@ VersionPtr AddText(Store& store, const std::string& bucket, const std::string& n
 VersionPtr AddSynthetic(Store& store, const std::string& bucket, const std::string& name,
                         uint64_t size) {
   return store.AddFile(EnsureBucket(store, bucket).id, {.name = name}, Content::Synthetic(size));
+}
+
+void HideFile(Store& store, const std::string& bucket, const std::string& name) {
+  store.Hide(EnsureBucket(store, bucket).id, name);
+}
+
+void DeleteVersions(Store& store, const std::string& bucket, const std::string& name) {
+  const std::vector<VersionPtr> versions = VersionsOf(store, bucket, name);
+  if (versions.empty()) throw NotFound("No file " + name);
+  for (const VersionPtr& version : versions) store.Delete(name, version->Id());
 }
 
 }  // namespace emulator

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -26,13 +27,19 @@ Seed ParseSeed(std::string_view text);
 /// The bucket of that name, made (allPrivate) if there is none.
 Bucket EnsureBucket(Store& store, const std::string& name);
 
-/// Makes the seed's files, and its bucket if need be.
-void Plant(Store& store, const Seed& seed);
+/// Makes the seed's files, and its bucket if need be. Returns whether all are there: not so when
+/// `go_on`, asked often, says no.
+bool Plant(Store& store, const Seed& seed, const std::function<bool()>& go_on = {});
 
 /// Add one file to a bucket, which is made if need be.
 VersionPtr AddText(Store& store, const std::string& bucket, const std::string& name,
                    std::string_view text, const FileInfo& info = {});
 VersionPtr AddSynthetic(Store& store, const std::string& bucket, const std::string& name,
                         uint64_t size);
+
+/// Hides the visible file of that name, or deletes all versions of a name, as another client would.
+/// They throw ServiceError when there is none.
+void HideFile(Store& store, const std::string& bucket, const std::string& name);
+void DeleteVersions(Store& store, const std::string& bucket, const std::string& name);
 
 }  // namespace emulator

@@ -97,12 +97,18 @@ void Server::Start(int socket) {
   std::lock_guard lock(mutex_);
   Worker& worker = workers_.emplace_back(socket);
   if (stopping_) worker.stream.Shutdown();
-  worker.thread = std::thread([this, &worker] {
-    serve_(worker.stream);
-    worker.stream.CloseNow();
-    std::lock_guard done_lock(mutex_);
-    worker.done = true;
-  });
+  try {
+    worker.thread = std::thread([this, &worker] { Serve(worker); });
+  } catch (const std::system_error&) {
+    workers_.pop_back();  // too many threads: this client must do without an answer
+  }
+}
+
+void Server::Serve(Worker& worker) {
+  serve_(worker.stream);
+  worker.stream.CloseNow();
+  std::lock_guard lock(mutex_);
+  worker.done = true;
 }
 
 std::list<Server::Worker> Server::TakeDone() {

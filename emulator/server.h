@@ -13,8 +13,9 @@ namespace emulator {
 /// Listens on 127.0.0.1 and serves each connection on a thread of its own.
 class Server {
  public:
-  /// `serve` is run once per connection and must return when its stream is shut down. Port 0: the
-  /// system's choice. Throws std::system_error.
+  /// `serve` is run once per connection, must return when its stream is shut down, and must not
+  /// throw. A connection for which no thread can be had is closed. Port 0: the system's choice.
+  /// Throws std::system_error.
   Server(uint16_t port, std::function<void(Stream&)> serve);
   /// Shuts all connections down and waits for their threads.
   ~Server();
@@ -35,6 +36,7 @@ class Server {
   void AcceptLoop();
   bool IsStopping();
   void Start(int socket);
+  void Serve(Worker& worker);
   std::list<Worker> TakeDone();
 
   const std::function<void(Stream&)> serve_;

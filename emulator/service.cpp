@@ -86,6 +86,11 @@ bool Service::IsUpload(const std::string& call) {
   return call == "b2_upload_file" || call == "b2_upload_part";
 }
 
+bool Service::Knows(const std::string& call) {
+  return call == "download_by_name" || call == "b2_download_file_by_id" ||
+         call == "b2_authorize_account" || IsUpload(call) || FindCall(call) != nullptr;
+}
+
 bool Service::Changes(const Incoming& incoming) {
   if (IsUpload(incoming.record.call)) return true;
   const Call* const call = FindCall(incoming.record.call);
@@ -147,8 +152,7 @@ Answer Service::CallByName(const Incoming& incoming) {
   MisbehaveAsAsked(request, call->stores);
   const KeyPtr key = access_.CheckAccountToken(request.Header("Authorization"));
   RequireCapability(*key, call->capability);
-  const Args args = request.method == "GET" ? Args::FromQuery(ParseQuery(incoming.query))
-                                            : Args::FromBody(request.body);
+  const Args args = Args::Of(incoming);
   const CallContext context{store_, access_, args, key, incoming.version, options_.page_cap};
   return JsonAnswer(call->answer(context).dump(2));
 }

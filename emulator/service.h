@@ -19,6 +19,9 @@ class Service {
   /// Fills `record.call`, `version` and `rest` of a request from its path.
   static void Route(Incoming& incoming);
 
+  /// Whether Route gives this name, of a call that exists.
+  static bool Knows(const std::string& call);
+
   /// Whether the routed request has an effect beyond its answer.
   static bool Changes(const Incoming& incoming);
 

@@ -43,6 +43,7 @@ class Client {
   Reply Send(const std::string& url, const Headers& headers = {},
              const std::optional<std::string>& body = {}, const std::string& method = "");
 
+  void AcceptGzip() { curl_easy_setopt(curl_.get(), CURLOPT_ACCEPT_ENCODING, "gzip"); }
   void SetTimeout(std::chrono::milliseconds time);
   void SetProxyLogin(const std::string& user_and_password);
 

@@ -66,6 +66,85 @@ TEST_F(FaultTest, SkippedRepeatedAndWithRetryAfter) {
   EXPECT_EQ(Hide("a").Outcome(), "400 already_hidden");
 }
 
+TEST_F(FaultTest, RealAnswersAreSpoilt) {
+  for (const char* name : {"a", "b", "c"}) AddText(store(), "photos", name, "0123");
+  const auto next = [&](json fields, const char* call = "b2_list_file_names") {
+    emulator_.AddFault({.call = call, .repeat_cursor = true});
+    fields["bucketId"] = bucket_.id;
+    const json page = Call(call, fields).Json();
+    return page["nextFileName"].dump() + page.value("nextFileId", "");
+  };
+  EXPECT_EQ(next({{"maxFileCount", 1}}), "\"a\"");
+  EXPECT_EQ(next({{"startFileName", "bb"}}), "\"bb\"");
+  EXPECT_EQ(next({{"prefix", "nothing"}}), "null");
+  const std::string id = AllVersions(store(), "photos")[1]->Id();
+  EXPECT_EQ(next({{"startFileName", "b"}}, "b2_list_file_versions"), "\"b\"" + id);
+  EXPECT_EQ(next({{"startFileName", "aa"}, {"startFileId", id}}, "b2_list_file_versions"),
+            "\"aa\"" + id);
+
+  emulator_.AddFault({.replace = {{": 4", ": 5"}, {"\"b\"", "\"bb\""}}});
+  const json file = Call("b2_get_file_info", {{"fileId", id}}).Json();
+  EXPECT_EQ(file["fileName"], "bb");
+  EXPECT_EQ(file["contentLength"], 5);
+
+  emulator_.AddFault({.replace = {{"0", "1"}}, .ignore_range = true});
+  const Reply whole = Download("a", {"Range: bytes=1-2"});
+  EXPECT_EQ(whole.Outcome(), "200");
+  EXPECT_EQ(whole.body, "0123");
+  EXPECT_EQ(Download("a", {"Range: bytes=1-2"}).body, "12");
+
+  emulator_.AddFault({.status = 302, .location = "http://elsewhere/"});
+  EXPECT_EQ(Download("a").headers["location"], "http://elsewhere/");
+}
+
+TEST_F(FaultTest, ZippedBlanksGoToThoseWhoCanUnpackThem) {
+  AddText(store(), "photos", "a", "x");
+  constexpr size_t kSizes[] = {2, 1000, (3 << 20) + 5};
+  for (const size_t size : kSizes) emulator_.AddFault({.gzip_blanks = size});
+  client_.AcceptGzip();
+  for (const size_t size : kSizes) {
+    EXPECT_EQ(Hide("a").body, "{" + std::string(size - 2, ' ') + "}");
+  }
+  emulator_.AddFault({.gzip_blanks = 2});
+  EXPECT_EQ(Client(emulator_).Send("https://f001.backblazeb2.com/file/photos/a").status, 401);
+  EXPECT_EQ(Hide("a").Json()["action"], "hide");
+}
+
+TEST_F(FaultTest, BodiesDrip) {
+  const std::string text(100'000, 'x');
+  AddText(store(), "photos", "a", text);
+  const json target = UploadTarget();
+  emulator_.AddFault({.drip = 5'000'000});
+  EXPECT_EQ(Download("a").body, text);
+  emulator_.AddFault({.drip_request = 5'000'000});
+  EXPECT_EQ(UploadFile(target, "quick", text).Outcome(), "200");
+  EXPECT_EQ(ReadText(store(), "photos", "quick"), text);
+
+  client_.SetTimeout(milliseconds(300));
+  emulator_.AddFault({.drip = 1});
+  EXPECT_EQ(Download("a").transport, CURLE_OPERATION_TIMEDOUT);
+  emulator_.AddFault({.drip_request = 1});
+  EXPECT_EQ(UploadFile(target, "slow", "text").transport, CURLE_OPERATION_TIMEDOUT);
+}
+
+TEST_F(FaultTest, AnotherClientActsAtTheSecondRequest) {
+  for (const char* text : {"old", "new"}) AddText(store(), "photos", "a", text);
+  AddText(store(), "photos", "ab", "other");
+  HideFile(store(), "photos", "a");
+  Start("a");
+  EXPECT_EQ(Versions(store(), "photos", "a"),
+            (std::vector<std::string>{kUnfinished, kHidden, "new", "old"}));
+  emulator_.AddFault({.call = "b2_hide_file", .times = 2, .delay = milliseconds(1)});
+  emulator_.OnRequest([&](const Request& request) {
+    if (request.call != "b2_hide_file" || emulator_.Count(request.call) != 2) return;
+    DeleteVersions(store(), "photos", "a");
+  });
+  EXPECT_EQ(Hide("a").Outcome(), "400 already_hidden");
+  EXPECT_EQ(Hide("a").Outcome(), "400 no_such_file");
+  emulator_.OnRequest({});
+  EXPECT_EQ(VersionsText(), "ab=other");
+}
+
 TEST_F(FaultTest, TestModesMisbehaveByRule) {
   const Headers mode{"X-Bz-Test-Mode: fail_some_uploads"};
   const json target = UploadTarget();
@@ -92,7 +171,9 @@ TEST_F(FaultTest, ControlHostSteersFromOutside) {
   };
   client_.Send(host + "/requests", {}, {}, "DELETE");
   EXPECT_EQ(control("POST", "/faults", R"([{"call": "b2_hide_file", "status": 500, "code": "a",
-            "retryAfter": 3, "delayMilliseconds": 1}, {"cutRequestAfter": 0, "times": -1}])")
+            "retryAfter": 3, "delayMilliseconds": 1, "location": "b", "replace": [["c", "d"]],
+            "repeatCursor": true, "ignoreRange": true, "drip": 9999, "dripRequest": 9999},
+            {"cutRequestAfter": 0, "times": -1}])")
                 .Json()["added"],
             2);
   EXPECT_EQ(Hide("a").headers["retry-after"], "3");
@@ -115,8 +196,6 @@ TEST_F(FaultTest, ControlHostSteersFromOutside) {
   const auto begin = std::chrono::steady_clock::now();
   Download("a");
   EXPECT_GE(std::chrono::steady_clock::now() - begin, milliseconds(60));
-  EXPECT_EQ(control("POST", "/faults", "{").Outcome(), "400 bad_json");
-  EXPECT_EQ(control("POST", "/faults", R"({"status": "x"})").Outcome(), "400 bad_json");
   EXPECT_EQ(control("GET", "/nothing").Outcome(), "404 not_found");
 }
 

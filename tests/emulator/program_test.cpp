@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <thread>
 
 #include "client.h"
 
@@ -46,6 +47,21 @@ TEST(ProgramTest, AnnouncesItselfAndStopsOnSignals) {
     EXPECT_EQ(program.ExitCode(), 0);
     EXPECT_FALSE(std::filesystem::exists(ca_file));
   }
+}
+
+TEST(ProgramTest, StopsWhileItSeeds) {
+  std::string pattern = (std::filesystem::temp_directory_path() / "seeding-XXXXXX").string();
+  const std::filesystem::path folder = mkdtemp(pattern.data());
+  for (const char* const seed : {"photos/big:1:9000G", "photos/many:9000000000:0"}) {
+    const std::filesystem::path ca_file = folder / "ca.pem";
+    Program program("--ca-file " + ca_file.string() + " --seed " + seed);
+    while (!std::filesystem::exists(ca_file)) std::this_thread::yield();
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.Line(), "") << seed;
+    EXPECT_EQ(program.ExitCode(), 0) << seed;
+    std::filesystem::remove(ca_file);
+  }
+  std::filesystem::remove(folder);
 }
 
 TEST(ProgramTest, SaysInOneLineWhatIsWrong) {

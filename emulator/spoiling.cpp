@@ -1,0 +1,47 @@
+#include "emulator/spoiling.h"
+
+#include <nlohmann/json.hpp>
+
+#include "emulator/args.h"
+
+namespace emulator {
+namespace {
+
+using nlohmann::json;
+
+struct Cursor {
+  const char* answered;
+  const char* asked;
+  const char* of_entry;
+};
+
+constexpr Cursor kCursors[] = {{"nextFileName", "startFileName", "fileName"},
+                               {"nextFileId", "startFileId", "fileId"}};
+
+void RepeatCursor(const Incoming& incoming, Answer& answer) {
+  const Args args = Args::Of(incoming);
+  json page = json::parse(answer.body);
+  if (!page.contains("files") || page["files"].empty()) return;
+  for (const Cursor& cursor : kCursors) {
+    if (!page.contains(cursor.answered)) continue;
+    const auto asked = args.OptionalText(cursor.asked);
+    page[cursor.answered] = asked ? json(*asked) : page["files"][0][cursor.of_entry];
+  }
+  answer.body = page.dump(2);
+}
+
+void Replace(const std::string& from, const std::string& to, std::string& text) {
+  for (size_t found = 0; (found = text.find(from, found)) != text.npos; found += to.size()) {
+    text.replace(found, from.size(), to);
+  }
+}
+
+}  // namespace
+
+void Spoil(const Fault& fault, const Incoming& incoming, Answer& answer) {
+  if (answer.status != 200 || answer.content) return;
+  if (fault.repeat_cursor) RepeatCursor(incoming, answer);
+  for (const auto& [from, to] : fault.replace) Replace(from, to, answer.body);
+}
+
+}  // namespace emulator
