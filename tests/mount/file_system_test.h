@@ -6,110 +6,103 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "emulator/emulator.h"
+#include "emulator/inspection.h"
+#include "emulator/seeding.h"
 #include "host/host_log.h"
 #include "host/mount/file_system.h"
 #include "host/plugin_library.h"
 
 namespace b2drive::mount {
 
-// A mount without a kernel: the built plug-in, an emulator in this process and a cache folder.
-// Names are those of one bucket. What a program does gives 0 or the errno that it sees.
+// A mount without a kernel: the built plug-in, an emulator in this process, a cache folder. Names
+// are those of one bucket. What a program does gives 0, or the errno that it sees.
 class FileSystemTest : public testing::Test {
  public:
+  using Text = const std::string&;
+  using Texts = std::vector<std::string>;
+  using Action = std::function<void()>;
+  using HandlePtr = std::unique_ptr<Handle>;
+
   static constexpr std::size_t kPart = 100'000;  // bytes; longer files are sent in parts
 
   FileSystemTest();
   ~FileSystemTest() override;
 
-  // Programs on the mount. The first four open, and close what they wrote.
-  int Write(const std::string& name, const std::string& text);  // the whole file
-  int Append(const std::string& name, const std::string& text);
-  int Resize(const std::string& name, std::uint64_t size);
-  std::string Read(const std::string& name);  // "errno 5" if it fails
-  int Rename(const std::string& from, const std::string& to);
-  int Unlink(const std::string& name);
-  int MakeFolder(const std::string& name);
-  int RemoveFolder(const std::string& name);
-  // "errno 5" if it fails.
-  std::string Names(const std::string& folder = "");
-  // What is open until Close, Kill or Unmount, at the latest.
-  Handle& Open(const std::string& name);
-  Handle& Create(const std::string& name);
-  int Write(Handle& handle, const std::string& text);  // and no flush
-  int Flush(Handle& handle);
-  void Close(Handle& handle);
-  void CloseAtOnce(Handle& one, Handle& other);  // from two threads
+  // Programs on the mount, each from its open to its close.
+  int Write(Text name, Text text);
+  int WriteMapped(Text name, Text text);  // into what is there, and without a flush
+  int Append(Text name, Text text);
+  int Resize(Text name, int size) {
+    return Try([&] { files->Truncate(At(name), size); });
+  }
+  std::string Read(Text name, std::uint64_t from = 0);  // or "errno 5"
+  int Rename(Text from, Text to) {
+    return Try([&] { files->Rename(At(from), At(to), true); });
+  }
+  int Unlink(Text name) {
+    return Try([&] { files->Unlink(At(name)); });
+  }
+  int MakeFolder(Text name) {
+    return Try([&] { files->MakeFolder(At(name)); });
+  }
+  int RemoveFolder(Text name) {
+    return Try([&] { files->RemoveFolder(At(name)); });
+  }
+  std::set<std::string> Names(Text folder = "");  // folders with a slash; throws FsError
+  // Programs that go on. They must close, or forget what a killed mount gave them.
+  HandlePtr Open(Text name) { return files->Open(At(name), true, false); }
+  HandlePtr Create(Text name, Text text = "");  // written, but not saved
+  void Close(HandlePtr handle) { files->Close(std::move(handle)); }
 
-  // The mount itself. Unmounting sends what waits and can be sent; killing leaves the cache folder
-  // as a kill -9 does, now or before the `k`-th request of `action` was answered.
-  void Mount();
-  void Unmount();
+  // The mount itself. Unmounting sends what waits and can be sent; a kill leaves the cache folder
+  // as a kill -9 does, now or when the `k`-th request of `action` has just taken effect.
+  void Mount() { files = std::make_unique<FileSystem>(*live_, options, cache_); }
   void Remount();
   void Kill();
-  void KillAt(int k, const std::function<void()>& action);
-  std::vector<std::string> Waiting();
-  std::vector<std::string> Drain();  // sends what waits, once and for all; gives what is left
-  // Names and contents as a mount shows them that believes nothing it knew.
-  std::map<std::string, std::string> MountedAfresh();
+  void KillAt(int k, const Action& action);
   std::vector<std::filesystem::path> CacheFiles();
+  std::map<std::string, std::string> Shown(Text folder = "");  // all files below with contents
+  // Nothing waits, and a mount that knows nothing yet shows what the service holds.
+  void ExpectAgreement();
 
   // Another client, at the service.
-  void Put(const std::string& name, const std::string& text);
-  void Remove(const std::string& name);  // all versions
-  void Hide(const std::string& name);
-  std::map<std::string, std::string> Stored();                 // visible, without folders' markers
-  std::string Stored(const std::string& name);                 // "none" if it is not visible
-  std::vector<std::string> Versions(const std::string& name);  // contents, newest first
-  // What stands beside a file because it could not take its name.
-  std::vector<std::string> Aside(const std::string& name);
+  void Put(Text name, Text text) { emulator::AddText(service->store(), "bucket", name, text); }
+  void Remove(Text name) { emulator::DeleteVersions(service->store(), "bucket", name); }
+  void Hide(Text name) { emulator::HideFile(service->store(), "bucket", name); }
+  std::map<std::string, std::string> Stored();  // visible, without folders' markers
+  Texts Versions(Text name) { return emulator::Versions(service->store(), "bucket", name); }
 
-  // The service's trouble; a negative `times` lasts until Heal.
-  void Fail(const std::string& call, int status, int times = -1);
-  void AnswerWith(const std::string& call, const std::string& body, int times);
+  // The service's trouble, until Heal.
+  void Fail(Text call, int status, int times = -1);
+  void AnswerWith(Text call, Text body, int times = -1);
   void Heal() { service->ClearFaults(); }
-  // The requests that `action` makes, counted.
-  int RequestsOf(const std::function<void()>& action);
-  // Runs `action`; another client does `meddle` just before its `k`-th request is worked on.
-  void Meddle(int k, const std::function<void()>& meddle, const std::function<void()>& action);
+  // The requests that `action` makes; `meddle` is done just before the `k`-th takes effect.
+  int RequestsOf(const Action& action, int k = 0, const Action& meddle = {});
 
-  template <typename Action>
-  static int Errno(Action action);
+  static int Try(const Action& action);
+  static std::string At(Text name);  // without a trailing slash
 
-  MountOptions options;  // for the next Mount
+  MountOptions options;        // for the next Mount
+  bool out_of_memory = false;  // whoever signs in
   std::unique_ptr<emulator::Emulator> service;
   std::unique_ptr<FileSystem> files;
 
  private:
-  std::unique_ptr<Handle> Take(Handle& handle);
-  int Requests();
+  int Use(const std::function<HandlePtr()>& open, const std::function<void(Handle&)>& use);
   void TakeSnapshot();
   void Abandon();
-  void Walk(const std::string& folder, std::map<std::string, std::string>& found);
-  Handle& Keep(std::unique_ptr<Handle> handle);
 
   std::filesystem::path scratch_;
   std::filesystem::path cache_;
   HostLog log_{false, nullptr};
   std::unique_ptr<PluginLibrary> plugin_;
   std::unique_ptr<LiveSession> live_;
-  std::vector<std::unique_ptr<Handle>> open_;
+  std::vector<std::unique_ptr<FileSystem>> killed_;
 };
-
-template <typename Action>
-int FileSystemTest::Errno(Action action) {
-  try {
-    action();
-  } catch (const FsError& error) {
-    return error.number();
-  } catch (const std::exception& error) {
-    ADD_FAILURE() << "not an FsError: " << error.what();
-    return -1;
-  }
-  return 0;
-}
 
 }  // namespace b2drive::mount
