@@ -34,7 +34,7 @@ void FileSystem::SetTime(const std::string& path, timespec time) {
 void FileSystem::Unlink(const std::string& path) {
   HeldFile held(files_, path, [&] { return ExistingFile(path); });
   folders_.KeepParentOf(path);
-  held.file()->Unlink(!held.IsOnly());
+  held.file()->Unlink(path, !held.IsOnly());
   files_.Remove(held.file(), path);
   folders_.KeepIfEmptied(ParentOf(path));
 }
@@ -62,8 +62,12 @@ void FileSystem::Rename(const std::string& from, const std::string& to, bool rep
   const SharedFilePtr open_target = files_.Find(to);
   HeldFile held(files_, from, [&] { return ExistingFile(from); });
   folders_.KeepParentOf(from);
-  held.file()->MoveTo(to, there, open_target.get());
-  files_.Move(held.file(), from, to);
+  held.file()->Move(from, to, there, open_target.get());
+  // One that was opened under the name meanwhile.
+  if (const SharedFilePtr before = files_.Move(held.file(), from, to)) {
+    before->Abandon();
+    files_.LetGo(before);
+  }
   folders_.KeepIfEmptied(ParentOf(from));
 }
 

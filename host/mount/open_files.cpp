@@ -1,5 +1,7 @@
 #include "host/mount/open_files.h"
 
+#include <utility>
+
 #include "host/mount/paths.h"
 
 namespace b2drive::mount {
@@ -9,7 +11,9 @@ SharedFilePtr OpenFiles::Acquire(const std::string& path, const Look& look) {
   const std::optional<Node> stored = look();
   Lock lock(mutex_);
   SharedFilePtr& file = by_path_[path];
-  const bool outdated = file && stored && file->IsOutdated(stored->id);
+  const bool outdated =
+      file && (file->IsAbandoned() || (stored && file->IsOutdated(stored->id)));
+  if (outdated) Displace(file);
   if (!file || outdated) file = std::make_shared<SharedFile>(services_, path, stored);
   ++handles_[file];
   return file;
@@ -66,14 +70,24 @@ std::vector<SharedFilePtr> OpenFiles::All() {
   std::vector<SharedFilePtr> files;
   Lock lock(mutex_);
   for (const auto& [path, file] : by_path_) files.push_back(file);
+  files.insert(files.end(), displaced_.begin(), displaced_.end());
   return files;
 }
 
-void OpenFiles::Move(const SharedFilePtr& file, const std::string& from, const std::string& to) {
+void OpenFiles::Displace(const SharedFilePtr& file) {
+  if (handles_.contains(file) || !file->IsSettled()) displaced_.insert(file);
+}
+
+SharedFilePtr OpenFiles::Move(const SharedFilePtr& file, const std::string& from,
+                              const std::string& to) {
   Lock lock(mutex_);
   auto found = by_path_.find(from);
   if (found != by_path_.end() && found->second == file) by_path_.erase(found);
-  by_path_[to] = file;
+  SharedFilePtr before = std::exchange(by_path_[to], file);
+  displaced_.erase(file);
+  if (before == file) return nullptr;
+  if (before) Displace(before);
+  return before;
 }
 
 void OpenFiles::Move(const SharedFile& file, const std::string& from, const std::string& to) {
@@ -91,6 +105,7 @@ void OpenFiles::LetGo(const SharedFilePtr& file) {
   {
     Lock lock(mutex_);
     if (handles_.contains(file) || !file->IsSettled()) return;
+    displaced_.erase(file);
     auto found = by_path_.find(file->path());
     if (found == by_path_.end() || found->second != file) return;
     by_path_.erase(found);

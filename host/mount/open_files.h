@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -30,7 +31,8 @@ class OpenFiles {
   std::vector<SharedFilePtr> In(const std::string& folder);
   std::vector<SharedFilePtr> All();
 
-  void Move(const SharedFilePtr& file, const std::string& from, const std::string& to);
+  // Gives the file that had the name before, if another one; null for none.
+  SharedFilePtr Move(const SharedFilePtr& file, const std::string& from, const std::string& to);
   // As Move, for a file that is known by its address.
   void Move(const SharedFile& file, const std::string& from, const std::string& to);
   void Remove(const SharedFilePtr& file, const std::string& path);
@@ -40,11 +42,15 @@ class OpenFiles {
 
  private:
   SharedFilePtr AcquireUnsent(const std::string& path);
+  void Displace(const SharedFilePtr& file) B2_REQUIRES(mutex_);
 
   FileServices& services_;
   Mutex mutex_;
   std::map<std::string, SharedFilePtr> by_path_ B2_GUARDED_BY(mutex_);
   std::unordered_map<SharedFilePtr, std::size_t> handles_ B2_GUARDED_BY(mutex_);
+  // Those that are shown under their name no more: handles on an older version, which may still
+  // write, and what they wrote.
+  std::set<SharedFilePtr> displaced_ B2_GUARDED_BY(mutex_);
 };
 
 // One handle on a file, given back with the object.

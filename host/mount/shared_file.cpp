@@ -132,11 +132,11 @@ void SharedFile::SendWaiting(int retries) {
   if (const auto stored = stored_.known()) services_.times.Set(path(), stored->id, modified());
 }
 
-void SharedFile::Unlink(bool open_elsewhere) {
+void SharedFile::Unlink(const std::string& name, bool open_elsewhere) {
   AboutToWait();
   sender_.GiveUp();
   Lock transfer(transfer_);
-  const std::string name = path();
+  if (!Is(name)) throw FsError(ENOENT, name + ": was renamed or removed meanwhile");
   if (const std::optional<Node> stored = stored_.Find(name)) {
     // Deleting takes every version, so handles that stay open need the contents here.
     if (open_elsewhere && !pending_.visible()) {
@@ -149,18 +149,24 @@ void SharedFile::Unlink(bool open_elsewhere) {
   pending_.Abandon();
 }
 
-void SharedFile::MoveTo(const std::string& target, const std::optional<Node>& there,
-                        SharedFile* replaced) {
+void SharedFile::Move(const std::string& name, const std::string& target,
+                      const std::optional<Node>& there, SharedFile* replaced) {
   AboutToWait();
   if (replaced == nullptr) {
     Lock transfer(transfer_);
-    return MoveLocked(target, there, nullptr);
+    return MoveLocked(name, target, there, nullptr);
   }
   // Two renames at once that replace each other's file must not wait for each other.
   const bool first = this < replaced;
   Lock one(first ? transfer_ : replaced->transfer_);
   Lock other(first ? replaced->transfer_ : transfer_);
-  MoveLocked(target, there, replaced);
+  MoveLocked(name, target, there, replaced->Is(target) ? replaced : nullptr);
+}
+
+void SharedFile::Abandon() {
+  sender_.GiveUp();
+  Lock transfer(transfer_);
+  pending_.Abandon();
 }
 
 // The stored version itself, also where something newer waits on top of it.
@@ -173,9 +179,9 @@ Node SharedFile::CopyStored(const Node& stored, const std::string& target) {
 
 // The old name goes only when the service holds the new one and the journal says it, so nothing is
 // lost and nothing comes back at any moment.
-void SharedFile::MoveLocked(const std::string& target, const std::optional<Node>& there,
-                            SharedFile* replaced) {
-  const std::string name = path();
+void SharedFile::MoveLocked(const std::string& name, const std::string& target,
+                            const std::optional<Node>& there, SharedFile* replaced) {
+  if (!Is(name)) throw FsError(ENOENT, name + ": was renamed or removed meanwhile");
   const std::optional<Node> stored = stored_.Find(name);
   if (stored) {
     services_.times.Set(target, CopyStored(*stored, target).id, modified());

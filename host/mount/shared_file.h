@@ -55,12 +55,16 @@ class SharedFile {
   std::optional<FsError> Failure() const { return sender_.Failure(); }
 
   // Removes the name from the service, all versions. Open handles keep the contents. ESTALE when
-  // someone else has stored a newer version.
-  void Unlink(bool open_elsewhere);
+  // someone else has stored a newer version, ENOENT when this is not the file's name any more.
+  void Unlink(const std::string& name, bool open_elsewhere);
   // Gives the file another name, where the service holds `there`, if anything; `replaced` is the
-  // open file of that name, or null. ESTALE, with both names kept, as Unlink.
-  void MoveTo(const std::string& target, const std::optional<Node>& there, SharedFile* replaced);
+  // open file of that name, or null. Fails as Unlink, and keeps both names then.
+  void Move(const std::string& name, const std::string& target, const std::optional<Node>& there,
+            SharedFile* replaced);
+  // Another file has taken its name: nothing of it is sent any more.
+  void Abandon();
 
+  bool IsAbandoned() const { return pending_.IsAbandoned(); }
   bool IsSettled() const { return pending_.IsClean(); }  // nothing waits to be sent
   bool HasUnsaved() const { return pending_.HasUnsavedBytes(); }
   bool HasUnsealed() const { return pending_.HasUnsealed(); }
@@ -72,8 +76,9 @@ class SharedFile {
   void Bring(std::uint64_t count);
   void Touch();
   timespec modified() const;
-  void MoveLocked(const std::string& target, const std::optional<Node>& there, SharedFile* replaced)
-      B2_REQUIRES(transfer_);
+  void MoveLocked(const std::string& name, const std::string& target,
+                  const std::optional<Node>& there, SharedFile* replaced) B2_REQUIRES(transfer_);
+  bool Is(const std::string& name) const { return path() == name && !pending_.IsAbandoned(); }
   Node CopyStored(const Node& stored, const std::string& target) B2_REQUIRES(transfer_);
 
   FileServices& services_;
