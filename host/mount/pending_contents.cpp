@@ -167,6 +167,7 @@ void PendingContents::SecureSealed() {
 }
 
 void PendingContents::Sent(const SpoolPtr& contents, const std::string& id) {
+  Lock writing(writing_);
   {
     Lock lock(state_);
     destination_.base = id;

@@ -72,8 +72,8 @@ class PendingContents {
   SpoolPtr Writable() B2_REQUIRES(writing_);
   void SealWork() B2_REQUIRES(writing_);
   void SecureSealed() B2_REQUIRES(writing_);
-  void StrikeBefore(const SpoolPtr& contents, bool itself);
-  void Strike(const SpoolPtr& contents);
+  void StrikeBefore(const SpoolPtr& contents, bool itself) B2_REQUIRES(writing_);
+  void Strike(const SpoolPtr& contents) B2_REQUIRES(writing_);
   // What has an entry, the latest last.
   std::vector<SpoolPtr> Entered() const B2_EXCLUDES(state_);
   Destination CopyOfDestination() const B2_EXCLUDES(state_);

@@ -152,7 +152,7 @@ void SharedFile::Unlink(const std::string& name, bool open_elsewhere) {
 void SharedFile::Move(const std::string& name, const std::string& target,
                       const std::optional<Node>& there, SharedFile* replaced) {
   AboutToWait();
-  if (replaced == nullptr) {
+  if (replaced == nullptr || replaced == this) {  // it may have been moved there meanwhile
     Lock transfer(transfer_);
     return MoveLocked(name, target, there, nullptr);
   }
