@@ -125,7 +125,7 @@ TEST_F(FileSystemTest, AJournalThatCannotBeReadIsListedAndKept) {
   Texts kept;
   for (int mounts = 0; mounts < 2; ++mounts) {
     Remount();
-    EXPECT_EQ(files->Waiting().size(), 1u);
+    EXPECT_EQ(files->Remarks().size(), 1u);
   }
   for (const auto& file : CacheFiles()) std::getline(std::ifstream(file), kept.emplace_back());
   EXPECT_THAT(kept, Contains("precious"));
@@ -193,16 +193,24 @@ TEST_F(FileSystemTest, ASendingThatRanOutOfMemoryIsTriedAgain) {
   EXPECT_EQ(Versions("a"), Texts{"text"});
 }
 
-TEST_F(FileSystemTest, AFailedLargeUploadLeavesABoundedRest) {
+TEST_F(FileSystemTest, AFailedLargeUploadIsRepeatedByItselfForAWhileOnlyAndItsRestIsTold) {
+  constexpr int kTimes = 10;
   const std::string large(3 * kPart, 'l');
   Fail("b2_upload_part", 500);
   HandlePtr handle = Create("a", large);
-  for (int times = 0; times < 6; ++times) EXPECT_EQ(Try([&] { files->Sync(*handle); }), EIO);
-  EXPECT_LE(service->store().UnfinishedCount(), 1u);
+  for (int times = 1; times <= kTimes; ++times) {
+    EXPECT_EQ(Try([&] { files->Sync(*handle); }), EIO);
+    const Delay delay = files->Waiting().at(0);
+    EXPECT_EQ(delay.unfinished.files, times);
+    EXPECT_GT(delay.unfinished.bytes, 0u);
+    EXPECT_EQ(delay.lasting, times == kTimes);
+  }
+  EXPECT_EQ(service->store().UnfinishedCount(), std::size_t{kTimes});
   Heal();
+  files->Sync(*handle);
   Close(std::move(handle));
   ExpectAgreement();
-  EXPECT_EQ(Versions("a"), Texts{large});
+  EXPECT_EQ(Versions("a").at(0), large);
 }
 
 TEST_F(FileSystemTest, ACloseWithoutNewWritesStoresNothing) {
