@@ -52,7 +52,7 @@ FileSystem::FileSystem(LiveSession& live, const MountOptions& options,
                 [this](SharedFile& file, const std::string& from, const std::string& to) {
                   Redirected(file, from, to);
                 }},
-      files_(services_),
+      files_(services_, [this](const SharedFilePtr& file) { LastClosed(file); }),
       saver_(files_) {
   Recover();
 }
@@ -195,13 +195,15 @@ void FileSystem::Save(const SharedFilePtr& file) {
   }
 }
 
-void FileSystem::Close(std::unique_ptr<Handle> handle) {
-  const SharedFilePtr file = handle->held.file();
-  if (!handle->held.GiveBack()) return;
-  file->SealUnsaved();
-  auto delay = file->Waiting();
-  if (delay && delay->failures == 0) saver_.Soon(file);
-  files_.LetGo(file);
+// What came after the last save, through a mapping, is to be sent too.
+void FileSystem::LastClosed(const SharedFilePtr& file) noexcept {
+  try {
+    file->SealUnsaved();
+    const auto delay = file->Waiting();
+    if (delay && delay->failures == 0) saver_.Soon(file);
+  } catch (const std::exception& error) {
+    Notice(error.what());
+  }
 }
 
 std::uint64_t FileSystem::TotalBytes() {

@@ -48,7 +48,7 @@ class FileSystem {
   // At each close of a descriptor: what was written is on the service when it returns.
   void Flush(Handle& handle);
   void Sync(Handle& handle);
-  void Close(std::unique_ptr<Handle> handle);
+  void Close(std::unique_ptr<Handle> handle) { handle.reset(); }
 
   void Truncate(const std::string& path, std::uint64_t size);
   void SetTime(const std::string& path, timespec time);
@@ -77,6 +77,7 @@ class FileSystem {
   // As StoredFile; throws when no file has this name here either.
   std::optional<Node> ExistingFile(const std::string& path);
   void Save(const SharedFilePtr& file);
+  void LastClosed(const SharedFilePtr& file) noexcept;
   void Recover();
   void Redirected(SharedFile& file, const std::string& from, const std::string& to);
   void Remark(const std::string& line);

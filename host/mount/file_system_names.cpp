@@ -67,6 +67,7 @@ void FileSystem::Rename(const std::string& from, const std::string& to, bool rep
   if (const SharedFilePtr before = files_.Move(held.file(), from, to)) {
     before->Abandon();
     files_.LetGo(before);
+    directory_.Forget(ParentOf(to));  // it may have been stored after ours
   }
   folders_.KeepIfEmptied(ParentOf(from));
 }

@@ -27,14 +27,14 @@ SharedFilePtr OpenFiles::AcquireUnsent(const std::string& path) {
   return found->second;
 }
 
-bool OpenFiles::Release(const SharedFilePtr& file) {
+void OpenFiles::Release(const SharedFilePtr& file) {
   {
     Lock lock(mutex_);
-    if (--handles_[file] > 0) return false;
+    if (--handles_[file] > 0) return;
     handles_.erase(file);
   }
+  last_closed_(file);
   LetGo(file);
-  return true;
 }
 
 std::size_t OpenFiles::Handles(const SharedFilePtr& file) {

@@ -15,15 +15,18 @@ namespace b2drive::mount {
 // The files that are open or not on the service yet, by path. Thread-safe.
 class OpenFiles {
  public:
-  explicit OpenFiles(FileServices& services) : services_(services) {}
+  // `last_closed` is called when a file's last handle has gone. Of handles that are given back at
+  // once it is one that is the last.
+  using Listener = std::function<void(const SharedFilePtr& file)>;
+  OpenFiles(FileServices& services, Listener last_closed)
+      : services_(services), last_closed_(std::move(last_closed)) {}
 
   // The file at `path` for one more handle. `look` finds what the service holds there, and is not
   // asked about a file whose contents are not there yet; a handle on an older version keeps that to
   // itself.
   using Look = std::function<std::optional<Node>()>;
   SharedFilePtr Acquire(const std::string& path, const Look& look);
-  // Gives whether it was the last handle.
-  bool Release(const SharedFilePtr& file);
+  void Release(const SharedFilePtr& file);
   std::size_t Handles(const SharedFilePtr& file);
 
   void Add(Unsent unsent);
@@ -45,6 +48,7 @@ class OpenFiles {
   void Displace(const SharedFilePtr& file) B2_REQUIRES(mutex_);
 
   FileServices& services_;
+  const Listener last_closed_;
   Mutex mutex_;
   std::map<std::string, SharedFilePtr> by_path_ B2_GUARDED_BY(mutex_);
   std::unordered_map<SharedFilePtr, std::size_t> handles_ B2_GUARDED_BY(mutex_);
@@ -58,25 +62,16 @@ class HeldFile {
  public:
   HeldFile(OpenFiles& files, const std::string& path, const OpenFiles::Look& look)
       : files_(files), file_(files.Acquire(path, look)) {}
-  ~HeldFile() {
-    if (!given_back_) GiveBack();
-  }
+  ~HeldFile() { files_.Release(file_); }
   HeldFile(const HeldFile&) = delete;
   HeldFile& operator=(const HeldFile&) = delete;
 
   const SharedFilePtr& file() const { return file_; }
   bool IsOnly() const { return files_.Handles(file_) == 1; }
-  // Gives whether no other handle is left. Of handles that are given back at once it is one that is
-  // told so.
-  bool GiveBack() {
-    given_back_ = true;
-    return files_.Release(file_);
-  }
 
  private:
   OpenFiles& files_;
   const SharedFilePtr file_;
-  bool given_back_ = false;
 };
 
 }  // namespace b2drive::mount

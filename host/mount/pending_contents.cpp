@@ -30,6 +30,13 @@ SpoolPtr PendingContents::visible() const {
   return work_;
 }
 
+SpoolPtr PendingContents::Freeze() {
+  Lock writing(writing_);
+  Lock lock(state_);
+  if (sealed_ || change_ != Change::kNone) return nullptr;
+  return frozen_ = work_;
+}
+
 std::string PendingContents::path() const {
   Lock lock(state_);
   return destination_.path;
@@ -88,13 +95,13 @@ SpoolPtr PendingContents::Writable() {
   {
     Lock lock(state_);
     work = work_;
-    // What has an entry stays as it is.
-    const bool entered = work && (work == sealed_ || std::ranges::count(superseded_, work) > 0);
-    if (!entered) return work;
+    const bool entered = work == sealed_ || std::ranges::count(superseded_, work) > 0;
+    if (!work || (!entered && work != frozen_)) return work;
   }
   if (work->Size() > kQuickCopy) AboutToWait();
   SpoolPtr copy = WithRoom(blocks_, [&] { return spool_.Clone(*work); });
   Lock lock(state_);
+  frozen_.reset();
   return work_ = std::move(copy);
 }
 

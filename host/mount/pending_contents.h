@@ -28,6 +28,8 @@ class PendingContents {
 
   // What programs see; null when they see the stored version.
   SpoolPtr visible() const;
+  // The same, never to change: who writes on gets a copy. Null also when something is pending.
+  SpoolPtr Freeze();
   std::string path() const;
   std::string base() const;
 
@@ -88,6 +90,7 @@ class PendingContents {
   SpoolPtr work_ B2_GUARDED_BY(state_);  // what is shown; as it was sealed, if nothing is unsealed
   Change change_ B2_GUARDED_BY(state_) = Change::kNone;  // of the work, since it was sealed
   SpoolPtr sealed_ B2_GUARDED_BY(state_);
+  SpoolPtr frozen_ B2_GUARDED_BY(state_);
   std::vector<SpoolPtr> superseded_ B2_GUARDED_BY(state_);  // sealed before it, entries standing
   bool abandoned_ B2_GUARDED_BY(state_) = false;
 };

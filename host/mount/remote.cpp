@@ -123,6 +123,7 @@ void Remote::Read(const RangeRequest& request, const RangeSink& sink) {
       drive.Read(request.file, request.path, before, end - before, piece, transfer);
     } catch (const HostError& error) {
       if (refused_by_sink != 0) throw FsError(refused_by_sink, error.what());
+      if (!ranges_are_checked_) reached = before;  // nothing of it is known to be right
       if (reached == end) return;
       if (reached > before) attempts.Renew(retries_);
       throw;

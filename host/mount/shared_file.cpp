@@ -171,7 +171,7 @@ void SharedFile::Abandon() {
 
 // The stored version itself, also where something newer waits on top of it.
 Node SharedFile::CopyStored(const Node& stored, const std::string& target) {
-  SpoolPtr contents = pending_.IsClean() ? pending_.visible() : nullptr;
+  SpoolPtr contents = pending_.Freeze();
   if (!contents) contents = stored_.Bring(stored, path(), UINT64_MAX);
   UploadControl control;
   return stored_.Upload(target, *contents, control, kAllRetries);

@@ -47,7 +47,7 @@ class SharedFile {
   void Save();
   // Sees to it that a file which was emptied and not written survives as it is.
   void Settle();
-  // At the last handle's end: what came after the last save, through a mapping, is to be sent too.
+  // What was written since the last save is to be sent too.
   void SealUnsaved() { pending_.Seal(); }
   // Sends what was saved or closed and waits, if anything.
   void SendWaiting(int retries);
