@@ -10,8 +10,8 @@ namespace b2drive {
 // What came back from the service. The plug-in's operations fold it into one code; only the
 // plug-in's log lines tell more.
 struct Answer {
-  int status = 0;         // HTTP status, 0 when none arrived
-  std::string transport;  // why no answer arrived: libcurl's text and code; empty when one did
+  int status = 0;             // HTTP status, 0 when none arrived
+  std::string transport;      // why no answer arrived: libcurl's text and code; empty when one did
   int large_files_begun = 0;  // uploads in parts that were begun, and stay if they fail
 };
 

@@ -10,7 +10,7 @@ debian_packages=(
   libbenchmark-dev libgmock-dev libgtest-dev
   curl fuse3 libfuse3-dev
   backblaze-b2 python3-b2sdk rclone restic
-  fio gzip rsync sqlite3 stress-ng tar util-linux
+  fio gzip procps rsync sqlite3 stress-ng tar util-linux
 )
 homebrew_packages=(
   boost ca-certificates cli11 cmake cryptopp curl googletest google-benchmark jsoncpp libevent

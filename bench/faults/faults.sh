@@ -4,8 +4,8 @@
 build=$(realpath "${1:-$(dirname "$0")/../../build/release}")
 export B2EMULATOR=$build/bin/b2emulator B2DRIVE=$build/bin/b2drive
 export B2_PLUGIN=$build/lib/libbackblazeb2.so.3
-. "$(dirname "$0")/../../tests/clients/lib.sh"
+. "$(dirname "$0")/../../tests/support/shell.sh"
 start_emulator --recommended-part-size 5000000 --bucket fault-bucket \
   --seed fault-bucket/folder/seeded.bin:1:3M
 /usr/bin/python3 "$(dirname "$0")/faults.py" "$scratch"
-stop_emulator
+finish

@@ -5,7 +5,7 @@ requests=${1:-6000}
 build=$(realpath "${2:-$(dirname "$0")/../../build/release}")
 export B2EMULATOR=$build/bin/b2emulator B2DRIVE=$build/bin/b2drive
 export B2_PLUGIN=$build/lib/libbackblazeb2.so.3
-. "$(dirname "$0")/../../tests/clients/lib.sh"
+. "$(dirname "$0")/../../tests/support/shell.sh"
 start_emulator --bucket load-bucket --minimum-part-size 1000 --no-request-log
 held() { local entries=("/proc/$emulator_pid/$1"/*); echo "${#entries[@]}"; }
 threads=$(held task) files=$(held fd)
@@ -23,4 +23,4 @@ done
 equal "threads and open files" "$(held task),$(held fd)" "$threads,$files"
 equal "versions" "$(rclone lsf -R --b2-versions b2:load-bucket)" ""
 equal "unfinished large files" "$(count openLargeFiles)" 0
-stop_emulator
+finish

@@ -17,10 +17,9 @@ ExitCode Mount(Context& context, const MountArguments& arguments) {
   mount::ParseMountOptions(arguments.options);  // before anything is asked
   const Account& account = context.account();
   if (!arguments.foreground) return mount::RunInBackground(account);
-  return mount::RunMount(
-      {arguments.mountpoint, arguments.options, account.AccountId(), arguments.live_fd,
-       !context.uses_shipped_plugin()},
-      [&context] { return context.Connect(); });
+  return mount::RunMount({arguments.mountpoint, arguments.options, account.AccountId(),
+                          arguments.live_fd, !context.uses_shipped_plugin()},
+                         [&context] { return context.Connect(); });
 }
 
 struct StatusArguments {

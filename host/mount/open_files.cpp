@@ -11,8 +11,7 @@ SharedFilePtr OpenFiles::Acquire(const std::string& path, const Look& look) {
   const std::optional<Node> stored = look();
   Lock lock(mutex_);
   SharedFilePtr& file = by_path_[path];
-  const bool outdated =
-      file && (file->IsAbandoned() || (stored && file->IsOutdated(stored->id)));
+  const bool outdated = file && (file->IsAbandoned() || (stored && file->IsOutdated(stored->id)));
   if (outdated) Displace(file);
   if (!file || outdated) file = std::make_shared<SharedFile>(services_, path, stored);
   ++handles_[file];

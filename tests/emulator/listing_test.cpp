@@ -77,22 +77,6 @@ TEST_F(ListingTest, VersionsGoOnBehindADeletedVersion) {
             "c h/gone- h/gone z \xC3\xA9/x ");
 }
 
-TEST_F(ListingTest, HidingAndDeletingChangeWhatIsVisible) {
-  const std::string marker = AllVersions(store(), "photos")[7]->Id();
-  const auto outcome = [&](const char* call, const char* name) {
-    return Call(call, {{"bucketId", bucket_.id}, {"fileName", name}, {"fileId", marker}}).Outcome();
-  };
-  EXPECT_EQ(Download("h/gone").status, 404);
-  EXPECT_EQ(outcome("b2_hide_file", "h/gone"), "400 already_hidden");
-  EXPECT_EQ(outcome("b2_hide_file", "b/0"), "400 no_such_file");
-  EXPECT_EQ(outcome("b2_delete_file_version", "h/gone"), "200");
-  EXPECT_EQ(Download("h/gone").body, "h/gone");
-  EXPECT_EQ(outcome("b2_delete_file_version", "h/gone"), "400 file_not_present");
-  EXPECT_EQ(outcome("b2_hide_file", "z"), "200");
-  EXPECT_EQ(PageText(List(kNames, {{"prefix", "z"}})), "");
-  EXPECT_EQ(PageText(List(kVersions, {{"prefix", "z"}})), "z- z ");
-}
-
 // Every way of paging must show what a plain walk over all of them shows.
 TEST_F(ListingTest, PagesOfAnySizeAddUpToThePlainListing) {
   Store store({});

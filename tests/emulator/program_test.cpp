@@ -34,14 +34,10 @@ class Program {
   pid_t pid_;
 };
 
-TEST(ProgramTest, AnnouncesItselfAndStopsOnSignals) {
+TEST(ProgramTest, StopsOnSignalsAndTakesItsCaAlong) {
   for (const int signal : {SIGTERM, SIGINT}) {
-    Program program("--seed photos/a/one.jpg:1:3K --seed photos/n/:4:10:2");
-    const json line = json::parse(program.Line());
-    EXPECT_GT(line["port"], 0);
-    EXPECT_EQ(line["accountId"].get<std::string>().size(), 12U);
-    EXPECT_EQ(line["applicationKey"].get<std::string>().size(), 31U);
-    const std::string ca_file = line["caFile"];
+    Program program("--seed photos/a/one.jpg:1:3K");
+    const std::string ca_file = json::parse(program.Line())["caFile"];
     EXPECT_TRUE(std::filesystem::exists(ca_file));
     program.Signal(signal);
     EXPECT_EQ(program.ExitCode(), 0);

@@ -14,14 +14,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kPath = "api.backblazeb2.com/b2api/v1/b2_no_such_call";
+const std::string kUrl = "https://api.backblazeb2.com/b2api/v1/b2_no_such_call";
+const std::string kPlainUrl = "http" + kUrl.substr(5);
 
 TEST(TransportTest, AnswersDirectlyThroughTunnelsAndAsPlainProxy) {
   const Emulator emulator;
   EXPECT_THROW(Emulator({.port = emulator.port()}), std::system_error);
-  EXPECT_EQ(Client(emulator, Way::kDirect).Send(std::string("https://") + kPath).status, 404);
-  EXPECT_EQ(Client(emulator, Way::kTunnel).Send(std::string("https://") + kPath).status, 404);
-  EXPECT_EQ(Client(emulator, Way::kPlainProxy).Send(std::string("http://") + kPath).status, 404);
+  EXPECT_EQ(Client(emulator, Way::kDirect).Send(kUrl).status, 404);
+  EXPECT_EQ(Client(emulator, Way::kTunnel).Send(kUrl).status, 404);
+  EXPECT_EQ(Client(emulator, Way::kPlainProxy).Send(kPlainUrl).status, 404);
   const std::string local = "https://localhost:" + std::to_string(emulator.port());
   EXPECT_EQ(Client(emulator, Way::kDirect).Send(local + "/b2api/v1/x").status, 404);
   EXPECT_EQ(Client(emulator).Send("https://example.com/").transport, CURLE_RECV_ERROR);
@@ -30,15 +31,15 @@ TEST(TransportTest, AnswersDirectlyThroughTunnelsAndAsPlainProxy) {
 
 TEST(TransportTest, ProxyCredentials) {
   const Emulator emulator({.proxy_user = "user", .proxy_password = "secret"});
-  for (const std::string scheme : {"https://", "http://"}) {
+  for (const std::string& url : {kUrl, kPlainUrl}) {
     Client client(emulator);
-    EXPECT_EQ(client.Send(scheme + kPath).status, scheme == "http://" ? 407 : 0);
+    EXPECT_EQ(client.Send(url).status, url == kPlainUrl ? 407 : 0);
     client.SetProxyLogin("user:wrong");
-    EXPECT_NE(client.Send(scheme + kPath).status, 404);
+    EXPECT_NE(client.Send(url).status, 404);
     client.SetProxyLogin("user:secret");
-    EXPECT_EQ(client.Send(scheme + kPath).status, 404);
+    EXPECT_EQ(client.Send(url).status, 404);
   }
-  EXPECT_EQ(Client(emulator, Way::kDirect).Send(std::string("https://") + kPath).status, 404);
+  EXPECT_EQ(Client(emulator, Way::kDirect).Send(kUrl).status, 404);
 }
 
 TEST(TransportTest, EmulatorsThatShareACaMakeItOnce) {
@@ -52,7 +53,7 @@ TEST(TransportTest, EmulatorsThatShareACaMakeItOnce) {
   }
   for (std::thread& thread : threads) thread.join();
   for (const auto& emulator : emulators) {
-    EXPECT_EQ(Client(*emulator).Send(std::string("https://") + kPath).status, 404);
+    EXPECT_EQ(Client(*emulator).Send(kUrl).status, 404);
   }
   struct stat key {};
   ASSERT_EQ(stat((folder / "key.pem").c_str(), &key), 0);
@@ -65,7 +66,7 @@ TEST(TransportTest, ConnectionsStayUntilIdleOnesAreClosed) {
   Client client(emulator);
   for (const size_t connections : {1, 1, 2}) {
     if (connections == 2) emulator.CloseIdleConnections();
-    EXPECT_EQ(client.Send(std::string("https://") + kPath).status, 404);
+    EXPECT_EQ(client.Send(kUrl).status, 404);
     EXPECT_EQ(emulator.Count("CONNECT"), connections);
   }
 }
@@ -91,28 +92,26 @@ std::string Raw(uint16_t port, const std::string& bytes) {
 
 TEST(TransportTest, BrokenRequestsAreRefusedOrDropped) {
   const Emulator emulator;
-  const std::string host = "Host: localhost\r\n";
+  const std::string get = "GET /b2api/v1/x HTTP/1.1\r\nHost: localhost\r\n";
+  const std::string post = "POST /b2api/v1/b2_list_buckets HTTP/1.1\r\nHost: localhost\r\n";
   const std::string big(100'000, 'x');
   const std::pair<std::string, const char*> rows[] = {
       {"", ""},
       {"GET / HTT", ""},
       {"\x16nonsense", ""},
-      {"no request at all\r\n\r\n", "HTTP/1.1 400"},
-      {"GET /" + big + " HTTP/1.1\r\n" + host + "\r\n", "HTTP/1.1 400"},
-      {"GET /b2api/v1/x HTTP/1.1\r\n" + host + "X: " + big.substr(0, 9000) + "\r\n\r\n",
-       "HTTP/1.1 404"},
-      {"POST /b2api/v1/x HTTP/1.1\r\n" + host + "Transfer-Encoding: chunked\r\n\r\n1;" + big + big +
-           "\r\nx\r\n0\r\n\r\n",
-       ""},
-      {"GET /b2api/v1/x HTTP/1.1\r\n" + host + "Content-Length: 18446744073709551616\r\n\r\n",
-       "HTTP/1.1 400"},
-      {"GET /b2api/v1/x HTTP/1.1\r\n" + host + "Content-Length: -1\r\n\r\n", "HTTP/1.1 400"},
-      {"GET /b2api/v4294967297/x HTTP/1.1\r\n" + host + "\r\n", "HTTP/1.1 404"},
-      {"DELETE /b2api/v1/b2_list_buckets HTTP/1.1\r\n" + host + "\r\n", "HTTP/1.1 405"},
-      {"POST /b2api/v1/b2_list_buckets HTTP/1.1\r\n" + host + "Content-Length: 9\r\n\r\n{", ""},
+      {"no request at all\r\n\r\n", "400"},
+      {"GET /" + big + " HTTP/1.1\r\n\r\n", "400"},
+      {get + "X: " + big.substr(0, 9000) + "\r\n\r\n", "404"},
+      {post + "Transfer-Encoding: chunked\r\n\r\n1;" + big + big + "\r\nx\r\n0\r\n\r\n", ""},
+      {get + "Content-Length: 18446744073709551616\r\n\r\n", "400"},
+      {get + "Content-Length: -1\r\n\r\n", "400"},
+      {"GET /b2api/v4294967297/x HTTP/1.1\r\nHost: localhost\r\n\r\n", "404"},
+      {"DELETE" + post.substr(4) + "\r\n", "405"},
+      {post + "Content-Length: 9\r\n\r\n{", ""},
   };
-  for (const auto& [bytes, expected] : rows) {
-    EXPECT_EQ(Raw(emulator.port(), bytes).substr(0, 12), expected) << bytes.substr(0, 60);
+  for (const auto& [bytes, status] : rows) {
+    const std::string answer = Raw(emulator.port(), bytes);
+    EXPECT_EQ(answer.empty() ? "" : answer.substr(9, 3), status) << bytes.substr(0, 60);
   }
 }
 
@@ -121,18 +120,15 @@ constexpr const char* kBigUrl = "https://f001.backblazeb2.com/file/photos/big";
 TEST(TransportTest, ManyClientsAtOnce) {
   Emulator emulator;
   Store& store = emulator.store();
-  const Bucket bucket = store.CreateBucket({.name = "photos", .type = "allPublic"});
+  store.CreateBucket({.name = "photos", .type = "allPublic"});
   AddSynthetic(store, "photos", "big", 5'000'000);
-  const VersionPtr large = store.StartLarge(bucket.id, {.name = "large"});
   std::vector<std::thread> threads;
   for (int i = 0; i < 16; ++i) {
-    threads.emplace_back([&, i] {
+    threads.emplace_back([&] {
       Client client(emulator);
-      const std::string name = "n" + std::to_string(i);
       for (int round = 0; round < 3; ++round) {
         EXPECT_EQ(client.Send(kBigUrl).body.size(), 5'000'000U);
-        store.AddPart(large->Id(), i + 1, Content::FromText(name));
-        AddText(store, "photos", name, name);
+        AddText(store, "photos", "small", "x");
         emulator.requests();
         std::atomic<size_t> seen = 0;
         emulator.OnRequest([&seen](const Request&) { ++seen; });
@@ -142,8 +138,7 @@ TEST(TransportTest, ManyClientsAtOnce) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(store.Parts(large->Id()).size(), 16U);
-  EXPECT_EQ(AllVersions(store, "photos").size(), 50U);
+  EXPECT_EQ(AllVersions(store, "photos").size(), 49U);
 }
 
 TEST(TransportTest, StopsInTheMidstOfTransfers) {

@@ -31,8 +31,7 @@ class B2DriveTest : public testing::Test {
  protected:
   B2DriveTest() : scratch_(MakeScratch()), emulator_(EmulatorOptions(scratch_)) {
     fs::copy(B2DRIVE_FILE, scratch_ / "bin");
-    fs::copy(B2_PLUGIN_FILE, scratch_ / "lib" / fs::path(B2_PLUGIN_FILE).filename());
-    fs::copy(B2_PLUGIN_FILE, scratch_ / "lib" / B2_PLUGIN_SONAME, fs::copy_options::skip_existing);
+    fs::copy(B2_PLUGIN_FILE, scratch_ / "lib" / B2_PLUGIN_SONAME);
     emulator::EnsureBucket(emulator_.store(), kBucket);
     run_ = {scratch_ / "bin" / "b2drive", scratch_ / "work", {}, ""};
     run_.environment = {{"B2_APPLICATION_KEY_ID", emulator_.account_id()},
@@ -226,7 +225,7 @@ TEST_F(B2DriveTest, StoresAndReadsBackWhateverTheSizeOrName) {
 
 TEST_F(B2DriveTest, SeveralUploadsOfWhichOneFails) {
   for (const char* name : {"a", "b", "c"}) WriteFile(Work(name), name);
-  emulator_.AddFault({.call = "b2_upload_file", .skip = 1, .status = 400});
+  Fail({.call = "b2_upload_file", .skip = 1, .status = 400});
   ProgramResult put = Run({"put", "--jobs", "1", "a", "b", "c", "/test-bucket"});
   EXPECT_EQ(put.exit_code, 16);
   EXPECT_THAT(put.err, HasSubstr("put /test-bucket/b: the service answered 400"));
@@ -236,14 +235,10 @@ TEST_F(B2DriveTest, SeveralUploadsOfWhichOneFails) {
 
 TEST_F(B2DriveTest, DeletesExactlyWhatIsNamed) {
   for (const char* name : {"a", "a", "a.bak", "ab/c", "d/e/f", "d/g"}) Store(name, "x");
-  Arguments other = {"--plugin", (scratch_ / "lib" / B2_PLUGIN_SONAME).string(), "rm"};
-  auto with_other = [&](Arguments more) {
-    more.insert(more.begin(), other.begin(), other.end());
-    return more;
-  };
-  EXPECT_THAT(Failure(15, with_other({"/test-bucket/a"})), HasSubstr(": a.bak, ab/;"));
-  Output(with_other({"/test-bucket/a.bak"}));
-  emulator_.AddFault({.call = "b2_list_file_versions", .status = 503});
+  const std::string other = (scratch_ / "lib" / B2_PLUGIN_SONAME).string();
+  EXPECT_THAT(Failure(15, {"--plugin", other, "rm", "/test-bucket/a"}), HasSubstr(": a.bak, ab/;"));
+  Output({"--plugin", other, "rm", "/test-bucket/a.bak"});
+  Fail({.call = "b2_list_file_versions", .status = 503});
   EXPECT_THAT(Failure(1, {"rm", "/test-bucket/a"}), HasSubstr("answered 503"));
   Output({"rm", "/test-bucket/a"});
   EXPECT_THAT(Names(), ElementsAre("ab/c", "d/e/f", "d/g"));
@@ -321,19 +316,27 @@ TEST_F(B2DriveTest, ARefusalWithoutEndIsNotRepeatedWithoutEnd) {
   }
 }
 
-TEST_F(B2DriveTest, AStalledTransferEndsWhenInterrupted) {
-  Store("big", "x");
-  WriteFile(Work("parts"), std::string(250'001, 'p'));
-  Fail({.call = "b2_download_file_by_id", .stall = true});
-  Fail({.call = "b2_upload_part", .stall = true});
-  ProgramResult get = Interrupt({"get", "/test-bucket/big"}, "b2_download_file_by_id");
-  ProgramResult put = Interrupt({"put", "parts", "/test-bucket"}, "b2_upload_part");
-  for (const ProgramResult& result : {get, put}) {
-    EXPECT_EQ(result.exit_code, 130);
-    EXPECT_THAT(result.err, HasSubstr("\nb2drive: interrupted\n"));
+TEST_F(B2DriveTest, AnInterruptedTransferEndsAndLeavesNoHalfFile) {
+  const std::string big(8'000'000, 'x');
+  Store("big", big);
+  WriteFile(Work("got"), "older");
+  WriteFile(Work("put"), big);
+  for (const bool stalled : {true, false}) {
+    for (const char* call : {"b2_download_file_by_id", "b2_upload_part"}) {
+      if (stalled) Fail({.call = call, .stall = true});
+    }
+    ProgramResult get = Interrupt({"get", "/test-bucket/big", "got"}, "b2_download_file_by_id");
+    ProgramResult put = Interrupt({"put", "put", "/test-bucket"}, "b2_upload_part");
+    EXPECT_THAT((std::vector{get.exit_code, put.exit_code}), ElementsAre(130, 130));
+    EXPECT_THAT(get.err, HasSubstr(stalled ? "\nb2drive: interrupted\n"
+                                           : "get /test-bucket/big: canceled (AERROR::READ_CANCE"));
+    EXPECT_THAT(put.err, HasSubstr(stalled ? "\nb2drive: interrupted\n" : "UPLOAD_CANCELED); an"));
+    EXPECT_THAT(put.err, HasSubstr("an unfinished large file may be left"));
+    emulator_.ClearRequests();
   }
-  EXPECT_THAT(put.err, HasSubstr("put /test-bucket/parts: an unfinished large file may be left"));
-  EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 1);
+  EXPECT_EQ(ReadFile(Work("got")), "older");
+  EXPECT_THAT(Names(), ElementsAre("big"));
+  EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 2);
 }
 
 TEST_F(B2DriveTest, WhatIsFetchedReplacesAFileOnlyWhole) {
@@ -358,34 +361,18 @@ TEST_F(B2DriveTest, WhatIsFetchedReplacesAFileOnlyWhole) {
   EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 2);
 }
 
-TEST_F(B2DriveTest, AnInterruptedTransferLeavesNoHalfFile) {
-  Store("big", std::string(8'000'000, 'x'));
-  WriteFile(Work("big"), "older");
-  ProgramResult get = Interrupt({"get", "/test-bucket/big"}, "b2_download_file_by_id");
-  EXPECT_EQ(get.exit_code, 130);
-  EXPECT_THAT(get.err, HasSubstr("get /test-bucket/big: canceled (AERROR::READ_CANCELED)"));
-  EXPECT_EQ(ReadFile(Work("big")), "older");
-  EXPECT_EQ(std::distance(fs::directory_iterator(run_.folder), {}), 1);
-
-  WriteFile(Work("big"), std::string(8'000'000, 'y'));
-  ProgramResult put = Interrupt({"put", "big", "/test-bucket/new"}, "b2_upload_part");
-  EXPECT_EQ(put.exit_code, 130);
-  EXPECT_THAT(put.err, HasSubstr("UPLOAD_CANCELED); an unfinished large file may be left"));
-  EXPECT_THAT(Names(), ElementsAre("big"));
-}
-
 TEST_F(B2DriveTest, TheTextOfARefusalNeverGetsIntoAFile) {
   const std::string refusal = "{\"code\": \"too_many\"}";
   Store("file", std::string(refusal.size(), 'x'));
-  for (const Arguments& read :
-       {Arguments{"cat", "/test-bucket/file"}, Arguments{"get", "/test-bucket/file", "copy"}}) {
-    emulator_.AddFault({.call = "b2_download_file_by_id", .status = 429, .body = refusal});
-    std::string out = Output(read);
-    EXPECT_EQ(read[0] == "cat" ? out : ReadFile(Work("copy")), std::string(refusal.size(), 'x'));
+  for (const bool to_file : {false, true}) {
+    Fail({.call = "b2_download_file_by_id", .status = 429, .body = refusal});
+    const std::string out = to_file ? Output({"get", "/test-bucket/file", "copy"})
+                                    : Output({"cat", "/test-bucket/file"});
+    EXPECT_EQ(to_file ? ReadFile(Work("copy")) : out, std::string(refusal.size(), 'x'));
   }
-  emulator_.AddFault({.call = "b2_download_file_by_id", .status = 503, .body = refusal});
+  Fail({.call = "b2_download_file_by_id", .status = 503, .body = refusal});
   EXPECT_THAT(Failure(1, {"get", "/test-bucket/file", "none"}), HasSubstr("answered 503"));
-  emulator_.AddFault({.call = "b2_download_file_by_id", .cut_after = 5});
+  Fail({.call = "b2_download_file_by_id", .cut_after = 5});
   EXPECT_THAT(Failure(12, {"get", "/test-bucket/file", "none"}), HasSubstr("reached"));
   EXPECT_FALSE(fs::exists(Work("none")));
 }

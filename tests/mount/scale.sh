@@ -1,52 +1,38 @@
-#!/bin/bash
-# Many files, one large file: requests, memory, time.
-. "$(dirname "$0")/lib.sh" "$@"
-StartEmulator --seed bucket-one/many/f:100000:10:100 --seed bucket-one/huge:1:1G
-Mount dir_ttl=600
-Memory() { awk '/VmHWM/ { print int($2 / 1024) }' "/proc/$(HostPids)/status"; }
+#!/usr/bin/env bash
+# Many files, one large file: requests and memory.
+. "$(dirname "$0")/../support/shell.sh"
+start_emulator --seed bucket-one/many/f:100000:10:100 --seed bucket-one/huge:1:1G
+mount_drive dir_ttl=600
+at_most() { [ "$2" -le "$3" ] || fail "$1: $2, more than $3"; }  # at_most WHAT GOT LIMIT
+memory() { awk '/VmHWM/ { print int($2 / 1024) }' "/proc/$(mount_pids)/status"; }
+read_huge() { cat "$bucket/huge" | sha1sum >"$scratch/sum$1"; }
 
-Note "find over 100,000 files"
-ResetCalls; before=$(Calls b2_list_file_names)
-[ "$(find "$BUCKET/many" -type f -printf '%s\n' | wc -l)" = 100000 ] || Fail "find"
-pages=$(($(Calls b2_list_file_names) - before))
-Note "pages: $pages, memory: $(Memory) MiB"
-[ "$pages" -le 103 ] || Fail "$pages pages for 102 folders"
-find "$BUCKET/many" -type f -size +1k | wc -l > /dev/null
-again=$(($(Calls b2_list_file_names) - before - pages))
-[ "$again" = 0 ] || Fail "the second find made $again listings"
-[ "$(Memory)" -lt 200 ] || Fail "memory: $(Memory) MiB"
+step "find over 100,000 files, twice"
+for again in 1 2; do
+  equal "files" "$(find "$bucket/many" -type f -printf '%s\n' | wc -l)" 100000
+done
+at_most "pages for 102 folders" "$(count b2_list_file_names)" 103
 
-Note "the first 4096 bytes of 1 GiB"
-Downloaded() { Control GET /requests | python3 -c "
-import json, re, sys
-total = 0
-for r in json.load(sys.stdin):
-    for name, value in r['headers']:
-        m = re.match(r'bytes=(\d+)-(\d+)', value) if name.lower() == 'range' else None
-        total += int(m[2]) - int(m[1]) + 1 if m else 0
-print(total)"; }
-before=$(Downloaded)
-head -c 4096 "$BUCKET/huge" | wc -c > /dev/null
-bytes=$(($(Downloaded) - before))
-Note "asked for $bytes bytes"
-[ "$bytes" -gt 0 ] && [ "$bytes" -lt 1000000 ] || Fail "$bytes bytes for 4096"
+step "the first 4096 bytes of 1 GiB"
+head -c 4096 "$bucket/huge" >"$scratch/head"
+at_most "bytes asked for" "$(control GET requests | grep -oE 'bytes=[0-9]+-[0-9]+' | tr -- =- '  ' |
+  awk '{ total += $3 - $2 + 1 } END { print total ? total : 1e9 }')" 1000000
 
-Note "all of it, twice at once"
-ResetCalls; before=$(Calls b2_download_file_by_id)
-cat "$BUCKET/huge" | sha1sum > "$SCRATCH/sum1" &
-cat "$BUCKET/huge" | sha1sum > "$SCRATCH/sum2" &
-wait %cat 2> /dev/null; for job in $(jobs -p); do [ "$job" = "$EMULATOR_PID" ] || wait "$job"; done
-cmp "$SCRATCH/sum1" "$SCRATCH/sum2" || Fail "two readers, two contents"
-Note "downloads: $(($(Calls b2_download_file_by_id) - before)), memory: $(Memory) MiB"
+step "all of it, twice at once"
+forget_counts
+read_huge 1 &
+read_huge 2 &
+wait_for_jobs
 # 64 for one reader; two that drift apart fetch for themselves. Ranges that do not grow make 8,192.
-[ "$(($(Calls b2_download_file_by_id) - before))" -lt 500 ] || Fail "ranges do not grow"
-[ "$(Memory)" -lt 200 ] || Fail "memory: $(Memory) MiB"
+at_most "downloads" "$(count b2_download_file_by_id)" 500
+at_most "memory in MiB" "$(memory)" 200
 
-Note "all of it through a cache that holds a hundredth"
-Unmount; Mount cache_size=10M
-Drive cat /bucket-one/huge | sha1sum > "$SCRATCH/sum3"
-cat "$BUCKET/huge" | sha1sum > "$SCRATCH/sum4"
-cmp "$SCRATCH/sum1" "$SCRATCH/sum3" && cmp "$SCRATCH/sum3" "$SCRATCH/sum4" || Fail "wrong bytes"
-held=$(du -sm "$CACHE" | cut -f1)
-[ "$held" -le 16 ] || Fail "the cache holds $held MiB"
-Finish
+step "all of it through a cache that holds a hundredth"
+unmount
+mount_drive cache_size=10M
+b2drive cat /bucket-one/huge | sha1sum >"$scratch/sum3"
+read_huge 4
+for i in 2 3 4; do cmp "$scratch/sum1" "$scratch/sum$i"; done
+at_most "cached MiB" "$(du -sm "$cache" | cut -f1)" 16
+unmount
+finish

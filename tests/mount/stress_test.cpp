@@ -78,8 +78,9 @@ TEST_F(FileSystemTest, ManyProgramsOnFewFilesSeeWholeContents) {
 
 TEST_F(FileSystemTest, AnyTwoOperationsAtOnceLeaveWhatTheServiceHolds) {
   const std::function<void()> operations[] = {
-      [&] { Rename("a", "b"); },        [&] { Rename("a", "c"); },   [&] { Rename("b", "a"); },
-      [&] { Unlink("a"); },             [&] { Write("a", "new a"); }, [&] { Resize("a", 1); },
+      [&] { Rename("a", "b"); },         [&] { Rename("a", "c"); },
+      [&] { Rename("b", "a"); },         [&] { Unlink("a"); },
+      [&] { Write("a", "new a"); },      [&] { Resize("a", 1); },
       [&] { WriteMapped("a", "more"); }, [&] { Read("a"); }};
   int round = 0;
   for (const auto& one : operations) {
