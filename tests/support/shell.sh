@@ -69,6 +69,9 @@ start_emulator() {
   ca_file=$scratch/Frameworks/cacert.pem  # b2drive trusts what is beside its own folder
   cp "$B2DRIVE" "$scratch/bin/"
   cp "$B2_PLUGIN" "$scratch/lib/"
+  # A mount that hangs goes in time for its test to fail and to clean up.
+  (timeout "${B2_TEST_LIMIT:-780}" tail --pid=$$ -f /dev/null || kill -9 $(mount_pids)) &>/dev/null &
+  disown
   "$B2EMULATOR" --ca-file "$ca_file" "$@" >"$scratch/ready" &
   emulator_pid=$!
   await [ -s "$scratch/ready" ]
