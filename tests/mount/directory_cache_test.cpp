@@ -67,6 +67,15 @@ TEST_F(DirectoryCacheTest, OwnChangesShowAlsoWhenMadeDuringAListing) {
   EXPECT_EQ(Find("/b/f") + Find("/b/new"), "5none");
 }
 
+TEST_F(DirectoryCacheTest, WhatIsForgottenDuringItsListingIsListedAgain) {
+  Find("/b");
+  meanwhile_ = [&] { cache_.Forget("/b"); };
+  EXPECT_EQ(Find("/b/f"), "5");
+  meanwhile_ = nullptr;
+  listing_.clear();
+  EXPECT_EQ(Find("/b/f"), "none");
+}
+
 TEST_F(DirectoryCacheTest, AFailedListingFailsAllThatWaitAndIsAskedAgain) {
   constexpr int kReaders = 8;
   std::atomic<int> started{0};

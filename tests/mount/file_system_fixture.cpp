@@ -44,8 +44,6 @@ FileSystemTest::FileSystemTest() : service(StartEmulator(SmallParts())) {
 FileSystemTest::~FileSystemTest() {
   files.reset();
   killed_.clear();
-  live_.reset();
-  plugin_.reset();
   fs::remove_all(scratch_);
   alarm(0);
 }
@@ -58,6 +56,11 @@ int FileSystemTest::Try(const Action& action) try {
 } catch (const std::exception& error) {
   ADD_FAILURE() << "not an FsError: " << error.what();
   return -1;
+}
+
+int FileSystemTest::TryName(const Action& action) {
+  std::lock_guard lock(names_);
+  return Try(action);
 }
 
 std::string FileSystemTest::At(Text name) {
@@ -78,7 +81,11 @@ int FileSystemTest::Use(const std::function<HandlePtr()>& open,
 }
 
 FileSystemTest::HandlePtr FileSystemTest::Create(Text name, Text text) {
-  HandlePtr handle = files->Create(At(name));
+  HandlePtr handle;
+  {
+    std::lock_guard lock(names_);
+    handle = files->Create(At(name));
+  }
   if (!text.empty()) files->Write(*handle, 0, text.data(), text.size());
   return handle;
 }
@@ -136,8 +143,10 @@ void FileSystemTest::TakeSnapshot() {
   cache_ = left;
 }
 
+// It lives on for the handles that it gave, and sends nothing.
 void FileSystemTest::Abandon() {
   files->Hurry();
+  files->Drain();
   killed_.push_back(std::move(files));
 }
 

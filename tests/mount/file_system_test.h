@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -42,16 +43,16 @@ class FileSystemTest : public testing::Test {
   }
   std::string Read(Text name, std::uint64_t from = 0);  // or "errno 5"
   int Rename(Text from, Text to) {
-    return Try([&] { files->Rename(At(from), At(to), true); });
+    return TryName([&] { files->Rename(At(from), At(to), true); });
   }
   int Unlink(Text name) {
-    return Try([&] { files->Unlink(At(name)); });
+    return TryName([&] { files->Unlink(At(name)); });
   }
   int MakeFolder(Text name) {
-    return Try([&] { files->MakeFolder(At(name)); });
+    return TryName([&] { files->MakeFolder(At(name)); });
   }
   int RemoveFolder(Text name) {
-    return Try([&] { files->RemoveFolder(At(name)); });
+    return TryName([&] { files->RemoveFolder(At(name)); });
   }
   std::set<std::string> Names(Text folder = "");  // folders with a slash; throws FsError
   // Programs that go on. They must close, or forget what a killed mount gave them.
@@ -85,7 +86,8 @@ class FileSystemTest : public testing::Test {
   int RequestsOf(const Action& action, int k = 0, const Action& meddle = {});
 
   static int Try(const Action& action);
-  static std::string At(Text name);  // without a trailing slash
+  int TryName(const Action& action);  // one at a time, as a kernel changes a folder's names
+  static std::string At(Text name);   // without a trailing slash
 
   MountOptions options;        // for the next Mount
   bool out_of_memory = false;  // whoever signs in
@@ -97,6 +99,7 @@ class FileSystemTest : public testing::Test {
   void TakeSnapshot();
   void Abandon();
 
+  std::mutex names_;
   std::filesystem::path scratch_;
   std::filesystem::path cache_;
   HostLog log_{false, nullptr};
