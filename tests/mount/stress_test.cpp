@@ -40,7 +40,8 @@ extern "C" __attribute__((visibility("default"))) int pthread_mutex_unlock(pthre
 namespace b2drive::mount {
 namespace {
 
-using testing::AnyOf, testing::MatchesRegex, testing::StartsWith;
+using testing::AnyOf, testing::Each, testing::HasSubstr, testing::MatchesRegex, testing::Not,
+    testing::StartsWith;
 
 void Together(int count, const std::function<void(int)>& program) {
   std::vector<std::thread> programs;
@@ -55,10 +56,9 @@ void Together(int count, const std::function<void(int)>& program) {
 
 TEST_F(FileSystemTest, ManyProgramsOnFewFilesSeeWholeContents) {
   Together(4, [this](int number) {
-    std::minstd_rand random(
-        static_cast<unsigned>(number + 1 + (getenv("SEED") ? atoi(getenv("SEED")) : 0)));
+    std::minstd_rand random(static_cast<unsigned>(number + 1));
     const auto any = [&](unsigned below) { return std::to_string(random() % below); };
-    for (int step = 0; step < (getenv("STEPS") ? atoi(getenv("STEPS")) : 60); ++step) {
+    for (int step = 0; step < 60; ++step) {
       const std::string name = any(3);
       const std::function<void()> steps[] = {
           [&] { Write(name, "by " + any(9) + "!"); },
@@ -76,21 +76,58 @@ TEST_F(FileSystemTest, ManyProgramsOnFewFilesSeeWholeContents) {
   ExpectAgreement();
 }
 
-TEST_F(FileSystemTest, AnyTwoOperationsAtOnceLeaveWhatTheServiceHolds) {
-  const std::function<void()> operations[] = {
-      [&] { Rename("a", "b"); },         [&] { Rename("a", "c"); },
-      [&] { Rename("b", "a"); },         [&] { Unlink("a"); },
-      [&] { Write("a", "new a"); },      [&] { Resize("a", 1); },
-      [&] { WriteMapped("a", "more"); }, [&] { Read("a"); }};
-  int round = 0;
-  for (const auto& one : operations) {
-    for (const auto& other : operations) {
-      SCOPED_TRACE(round++);
-      for (const std::string name : {"a", "b"}) EXPECT_EQ(Write(name, name), 0);
-      Together(2, [&](int number) { number == 0 ? one() : other(); });
-      EXPECT_TRUE(files->Drain().empty());
-      EXPECT_EQ(Shown(), Stored());
-      Remount();
+class TwoProgramsTest : public FileSystemTest {
+ protected:
+  using Operation = std::function<int()>;
+  enum Order { kInOrder, kReversed, kAtOnce };
+
+  // What two operations on the files "a" and "b" give and leave.
+  std::string Outcome(const Operation& one, const Operation& other, Order order) {
+    Remount();
+    for (const auto& [name, text] : Stored()) Remove(name);
+    for (const std::string name : {"a", "b"}) EXPECT_EQ(Write(name, name), 0);
+    int results[2];
+    const auto run = [&](int i) { results[i] = i == 0 ? one() : other(); };
+    if (order == kAtOnce) Together(2, run);
+    if (order == kInOrder) run(0), run(1);
+    if (order == kReversed) run(1), run(0);
+    EXPECT_TRUE(files->Drain().empty());
+    std::string text = std::to_string(results[0]) + " " + std::to_string(results[1]);
+    for (const std::string name : {"a", "b", "c"}) text += ", " + Read(name);
+    EXPECT_EQ(Shown(), Stored()) << text;
+    return text;
+  }
+
+  // At once they give and leave what they do in some order, unless the other one is refused.
+  void ExpectSerial(const Operation& one, const Operation& other) {
+    const Operation refused = [] { return ESTALE; };
+    const std::string orders[] = {Outcome(one, other, kInOrder), Outcome(one, other, kReversed)};
+    EXPECT_THAT(orders, Each(Not(HasSubstr(std::to_string(ESTALE)))));
+    const auto serial = AnyOf(orders[0], orders[1], Outcome(one, refused, kInOrder));
+    for (int times = 0; times < 3; ++times) EXPECT_THAT(Outcome(one, other, kAtOnce), serial);
+  }
+
+  const Operation names_[4] = {[&] { return Rename("a", "b"); }, [&] { return Rename("a", "c"); },
+                               [&] { return Rename("b", "a"); }, [&] { return Unlink("a"); }};
+  const Operation contents_[4] = {[&] { return Write("a", "new a"); },
+                                  [&] { return WriteMapped("a", "more"); },
+                                  [&] { return Resize("a", 1); }, [&] { return Read("a"), 0; }};
+};
+
+TEST_F(TwoProgramsTest, ThatUseOneFileDoWhatOneAfterTheOtherWould) {
+  for (const Operation& one : contents_) {
+    for (const Operation* other = &one; other != std::end(contents_); ++other) {
+      SCOPED_TRACE(std::to_string(&one - contents_) + std::to_string(other - contents_));
+      ExpectSerial(one, *other);
+    }
+  }
+}
+
+TEST_F(TwoProgramsTest, OfWhichOneRemovesANameDoWhatOneAfterTheOtherWould) {
+  for (const Operation& one : contents_) {
+    for (const Operation& other : names_) {
+      SCOPED_TRACE(std::to_string(&one - contents_) + std::to_string(&other - names_));
+      ExpectSerial(one, other);
     }
   }
 }
