@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "protocol/host_interfaces.h"
+
 namespace b2drive {
 
 // What came back from the service. The plug-in's operations fold it into one code; only the
@@ -14,7 +16,8 @@ struct Answer {
 };
 
 // Reads a log line of the plug-in into `answer`. Lines that say nothing about an answer leave it as
-// it is and give false.
-bool ReadAnswer(std::string_view line, Answer& answer);
+// it is and give false; so does every line that shows a name, an ID or another text of the user's
+// before its answer.
+bool ReadAnswer(LOGLEVEL level, std::string_view line, Answer& answer);
 
 }  // namespace b2drive

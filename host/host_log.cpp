@@ -1,6 +1,7 @@
 #include "host/host_log.h"
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -10,10 +11,12 @@
 
 #include "host/terminal.h"
 #include "host/text_format.h"
+#include "protocol/log_lines.h"
 
 namespace b2drive {
 namespace {
 
+std::atomic<bool> servers_unverified = false;
 thread_local Answer last_answer;
 thread_local HostLog::Watcher answer_watcher;
 
@@ -66,7 +69,8 @@ void HostLog::SetLevels(std::int32_t levels) {
 
 void HostLog::Log(LOGLEVEL level, const char* format, std::va_list arguments) {
   std::string line = Format(format, arguments);
-  bool answered = ReadAnswer(line, last_answer);
+  if (line == log_lines::kServersNotVerified) servers_unverified = true;
+  bool answered = ReadAnswer(level, line, last_answer);
   Write(level, line);
   if (answered && answer_watcher) answer_watcher(last_answer);
 }
@@ -83,6 +87,8 @@ void HostLog::Write(LOGLEVEL level, std::string_view line) {
 const Answer& HostLog::LastAnswer() { return last_answer; }
 
 void HostLog::ForgetAnswer() { last_answer = {}; }
+
+bool HostLog::ServersUnverified() { return servers_unverified; }
 
 void HostLog::WatchAnswers(Watcher watcher) { answer_watcher = std::move(watcher); }
 

@@ -26,6 +26,9 @@ class HostLog final : public ILog {
   static const Answer& LastAnswer();
   static void ForgetAnswer();
 
+  // Whether the plug-in has said that it does not check who the servers are.
+  static bool ServersUnverified();
+
   // Called with each answer noted on the calling thread, in the midst of the plug-in's call. An
   // empty one ends it.
   using Watcher = std::function<void(const Answer&)>;

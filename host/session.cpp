@@ -5,6 +5,16 @@
 #include "host/host_log.h"
 
 namespace b2drive {
+namespace {
+
+void RefuseUnverified() {
+  if (!HostLog::ServersUnverified()) return;
+  throw HostError(ExitCode::kNoCaBundle,
+                  "the plug-in found no ../Frameworks/cacert.pem beside the program's folder and "
+                  "cannot check who answers; nothing more is sent");
+}
+
+}  // namespace
 
 AERROR Session::Manager::GetText(const char*, char* buffer, int* size) {
   if (*size < 1) return AERROR::INSUFFICIENT_BUFFER;
@@ -33,8 +43,10 @@ void Session::SetOptions(const SessionOptions& options) {
 }
 
 void Session::Connect(const Account& account) {
+  RefuseUnverified();
   HostLog::ForgetAnswer();
   AERROR code = protocol_->Connect(&sign_in_, AccountFormValues(account).c_str());
+  RefuseUnverified();
   if (code != AERROR::SUCCESS) {
     if (HostLog::LastAnswer().status == 401) {
       throw HostError(ExitCode::kSignInRefused,

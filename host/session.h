@@ -17,7 +17,8 @@ struct SessionOptions {
 // One account, connected from construction to destruction. `library` must outlive it.
 class Session {
  public:
-  // Throws kSignInRefused, or kNetwork when the service cannot be reached.
+  // Throws kSignInRefused, kNetwork when the service cannot be reached, or kNoCaBundle once the
+  // plug-in has said that it does not check who the servers are.
   Session(const PluginLibrary& library, const Account& account, const SessionOptions& options);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

@@ -3,6 +3,8 @@
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
+#include "b2/request_pool.h"
+#include "protocol/log_lines.h"
 #include "util/base64.h"
 
 namespace {
@@ -58,7 +60,7 @@ AERROR BackBlazeB2::AuthorizeAccount() {
     SetAuthorizedInfo(result.body ? std::string(result.body.get(), length) : std::string());
     return AERROR::SUCCESS;
   };
-  return Query({send, "Process"}, OnSuccessDo({store, ""}));
+  return Query({send, query::kAuthorize}, OnSuccessDo({store, ""}));
 }
 
 AERROR BackBlazeB2::SetAuthorizedInfo(std::string body) {
@@ -74,6 +76,17 @@ AERROR BackBlazeB2::SetAuthorizedInfo(std::string body) {
   } catch (...) {
     return AERROR::FAILED;
   }
+}
+
+AERROR BackBlazeB2::Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code,
+                          TransportMap on_transport) const {
+  const auto send = [this, &performer](const Request& request) {
+    request->SetLowSpeedLimit(low_speed_limit_);
+    return performer.fn(request);
+  };
+  return QueryWithBackoff<ExponentialBackoff>(cq, ServicePerformer{send, performer.name},
+                                              std::move(on_range), std::move(on_code),
+                                              std::move(on_transport));
 }
 
 ServicePerformer BackBlazeB2::JsonCall(const char* name, const char* call_name,

@@ -69,6 +69,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   struct Option;
   friend class LargeFileUpload;
 
+  // Every query of the object: runs it on the pool with the settings that all its transfers share.
+  AERROR Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code = {},
+               TransportMap on_transport = TimeoutOnly()) const;
   // The common shape of a service call: POST of a JSON body with the account's token.
   ServicePerformer JsonCall(const char* name, const char* call_name, BodyBuilder body) const;
 
@@ -78,6 +81,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   // `single`: the versions of the one file that the identifier names, else of everything under the
   // folder. Records carry the bare file ID and the full stored name.
   AERROR GetFileList_ObjectVersions(const char* path, IFileList* list, bool single, char** msg);
+  // The same, and the file ID of the newest finished version or hide marker of the single file.
+  AERROR ListVersions(const char* path, IFileList* list, bool single, std::string& newest_id,
+                      char** msg);
   AERROR _GetFileInfo(const char* path, _FS_FILE_V2* record, char** msg, bool full);
   AERROR GetFileFullName(const char* path, std::string& full_name, char** msg);
   AERROR BucketInfo(const std::string& container, _FS_FILE_V2& record, char** msg);
@@ -85,6 +91,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   AERROR StoredFileInfo(const std::string& file_id, _FS_FILE_V2& record, bool full);
 
   AERROR CreateBucket(_FS_FILE_V2* record);
+  AERROR DeleteUnchanged(const _FS_FILE_V2& file, char** msg);
   AERROR DeleteFolder(_FS_FILE_V2* record, char** msg);
   AERROR DeleteVersion(std::string file_id, std::string file_name, char** msg);
   AERROR DeleteVersions(FileList& versions, char** msg);
@@ -117,9 +124,12 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::int64_t absolute_minimum_part_size_ = 0;  // bytes
   std::shared_ptr<About> about_;
   std::int64_t speed_limit_ = 0;  // bytes per second of one transfer; 0 is unlimited
+  long low_speed_limit_ = 1;      // bytes per second; a transfer that stays below it times out
   IProtocolManager* manager_;     // the host's
   std::string manager_text_;
   IProtocolAuth* auth_ = nullptr;  // the host's
   std::shared_ptr<IQueryLogger> query_logger_;
-  bool exact_delete_ = false;  // delete exactly the named file, page versions without repeats
+  bool delete_if_unchanged_ = false;  // delete a file only if its record names the newest version
+  bool exact_delete_ = false;    // delete exactly the named file, page versions without repeats
+  bool strict_answers_ = false;  // believe no range and no cursor unseen
 };

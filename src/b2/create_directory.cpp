@@ -3,6 +3,7 @@
 #include "b2/guarded.h"
 #include "b2/paths.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 #include "util/time_format.h"
 #include "util/url_encode.h"
 
@@ -37,6 +38,6 @@ AERROR BackBlazeB2::CreateBucket(_FS_FILE_V2* record) {
                     {"bucketName", URLEncode(record->name.c_str(), false)},
                     {"bucketType", "allPrivate"}});
   };
-  return Query(JsonCall("CreateDirectory", call::kCreateBucket, body),
+  return Query(JsonCall(query::kCreateBucket, call::kCreateBucket, body),
                OnSuccess([record](JsonObject& answer) { return ReadBucket(answer, *record); }));
 }

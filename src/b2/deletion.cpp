@@ -3,6 +3,7 @@
 #include "b2/paths.h"
 #include "protocol/file_list.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -20,10 +21,33 @@ AERROR BackBlazeB2::Delete(_FS_FILE_V2* file, char** message) {
   return Guarded(AERROR::FAILED, [&] {
     if (file == nullptr) return AERROR::FAILED;
     LogDeletion("Delete", *file);
+    if (exact_delete_ && delete_if_unchanged_) return DeleteUnchanged(*file, message);
     FileList versions;
     GetFileList_ObjectVersions(file->id.c_str(), &versions, true, message);
     return DeleteVersions(versions, message);
   });
+}
+
+// The newest version goes last: when a deletion fails, the name still shows what it showed, and not
+// an older version.
+AERROR BackBlazeB2::DeleteUnchanged(const _FS_FILE_V2& file, char** msg) {
+  FileList versions;
+  std::string newest_id;
+  const AERROR listed = ListVersions(file.id.c_str(), &versions, true, newest_id, msg);
+  if (listed == AERROR::FILE_NOT_FOUND) return AERROR::SUCCESS;
+  if (listed != AERROR::SUCCESS) return listed;
+  const auto& records = versions.GetFileList();
+  if (records.empty()) return AERROR::SUCCESS;
+  if (newest_id != SplitNormalized(file.id).rest) {
+    __LOG__A(logger, LOGLEVEL_ERROR, "[PROTOCOL  ] %s >> The newest version is [%s]", "Delete",
+             newest_id.c_str());
+    return AERROR::SHARING_VIOLATION;
+  }
+  for (auto version = records.rbegin(); version != records.rend(); ++version) {
+    const AERROR result = DeleteVersion((*version)->id, (*version)->name, msg);
+    if (result != AERROR::SUCCESS) return result;
+  }
+  return AERROR::SUCCESS;
 }
 
 AERROR BackBlazeB2::DeleteDirectory(_FS_FILE_V2* dir, char** message) {
@@ -58,12 +82,12 @@ AERROR BackBlazeB2::DeleteVersions(FileList& versions, char** msg) {
 AERROR BackBlazeB2::DeleteVersion(std::string file_id, std::string file_name, char**) {
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"fileId", file_id}, {"fileName", file_name}}); };
-  return Query(JsonCall("DeleteVersion", call::kDeleteFileVersion, body), OnSuccessDo(kDone));
+  return Query(JsonCall(query::kDeleteVersion, call::kDeleteFileVersion, body), OnSuccessDo(kDone));
 }
 
 AERROR BackBlazeB2::DeleteBucket(std::string bucket_id, char**) {
   __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s id [%s]", "DeleteBucket", bucket_id.c_str());
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"accountId", account_id_}, {"bucketId", bucket_id}}); };
-  return Query(JsonCall("DeleteBucket", call::kDeleteBucket, body), OnSuccessDo(kDone));
+  return Query(JsonCall(query::kDeleteBucket, call::kDeleteBucket, body), OnSuccessDo(kDone));
 }

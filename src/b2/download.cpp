@@ -8,6 +8,7 @@
 #include "b2/paths.h"
 #include "http/transfer_callbacks.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -39,6 +40,15 @@ void Rewind(DownloadState& state, Range range, CURL* easy) {
   state.remaining = range.length;
   state.buffered = 0;
   state.easy = easy;
+  state.known = false;
+  state.refused = false;
+}
+
+// What a strict read makes of an attempt that was not refused by the service.
+int StrictCode(const DownloadState& state, const _CURLRTN& result) {
+  if (state.refused) return CURLE_WEIRD_SERVER_REPLY;
+  const bool short_of_it = result.code == CURLE_OK && state.remaining > state.buffered;
+  return short_of_it && result.httpCode < 400 ? CURLE_PARTIAL_FILE : result.code;
 }
 
 }  // namespace
@@ -54,6 +64,7 @@ AERROR BackBlazeB2::Read(const char* id, long long offset, long long length,
 
     const Range range{offset, length};
     DownloadState state = NewState(std::move(handle), callback);
+    state.strict = strict_answers_;
     const auto send = [&](const Request& request) {
       // From the API URL, like every other call, not from the download URL.
       const std::string target = std::string(call::kDownloadFileById) + "?fileId=" + file.rest;
@@ -63,7 +74,9 @@ AERROR BackBlazeB2::Read(const char* id, long long offset, long long length,
       request->SetContentDecoding(false);
       request->SetSpeedLimit(speed_limit_);
       Rewind(state, range, request->GetCURL());
-      return request->PerformGet(CallbackPointer(&write_callback_cache_func), &state);
+      _CURLRTN result = request->PerformGet(CallbackPointer(&write_callback_cache_func), &state);
+      if (state.strict) result.code = StrictCode(state, result);
+      return result;
     };
     const auto deliver_rest = [&state](_CURLRTN&) {
       try {
@@ -73,7 +86,7 @@ AERROR BackBlazeB2::Read(const char* id, long long offset, long long length,
       }
     };
     return Query(
-        {send, "Read"}, OnSuccessDo({deliver_rest, ""}), {},
+        {send, query::kRead}, OnSuccessDo({deliver_rest, ""}), {},
         {{CURLE_OPERATION_TIMEDOUT, AERROR::TIMEDOUT}, {CURLE_WRITE_ERROR, AERROR::READ_CANCELED}});
   });
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
@@ -6,6 +7,7 @@
 #include "b2/paths.h"
 #include "protocol/file_list.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -79,6 +81,12 @@ AERROR BackBlazeB2::FolderInfo(const char* path, _FS_FILE_V2& record) {
 AERROR BackBlazeB2::StoredFileInfo(const std::string& file_id, _FS_FILE_V2& record, bool full) {
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"fileId", file_id}}); };
-  return Query(JsonCall("_GetFileInfo", call::kGetFileInfo, body),
-               OnSuccess([&](JsonObject& answer) { return ReadFileInfo(answer, record, full); }));
+  HandlerMap on_code;
+  // Only the version listing asks for the full name; a careful deletion must know gone from failed.
+  if (full && exact_delete_ && delete_if_unchanged_) {
+    on_code[404] = {[](_CURLRTN&) { return AERROR::FILE_NOT_FOUND; }, ""};
+  }
+  return Query(JsonCall(query::kFileInfo, call::kGetFileInfo, body),
+               OnSuccess([&](JsonObject& answer) { return ReadFileInfo(answer, record, full); }),
+               std::move(on_code));
 }

@@ -7,6 +7,7 @@
 
 #include "b2/file_records.h"
 #include "http/transfer_callbacks.h"
+#include "protocol/log_lines.h"
 #include "util/strings.h"
 
 namespace {
@@ -52,9 +53,9 @@ AERROR LargeFileUpload::Run() {
 
 AERROR LargeFileUpload::RunRound() {
   const auto send = [this](const Request& request) { return Send(*request); };
-  return Query({send, "UploadLargeFile"},
-               OnSuccess([this](JsonObject& answer) { return OnAnswer(answer); }),
-               OnRefusedUpload([this] { part_number_ = 0; }), UploadFailures());
+  return protocol_.Query({send, query::kUploadLargeFile},
+                         OnSuccess([this](JsonObject& answer) { return OnAnswer(answer); }),
+                         OnRefusedUpload([this] { part_number_ = 0; }), UploadFailures());
 }
 
 _CURLRTN LargeFileUpload::Send(BackBlazeB2CURL& request) {

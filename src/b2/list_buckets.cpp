@@ -1,5 +1,6 @@
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -22,6 +23,6 @@ AERROR BackBlazeB2::GetFileList_BucketList(const char*, IFileList* list, char**)
     request["accountId"] = account_id_;
     return request;
   };
-  return Query(JsonCall("GetFileList_BucketList", call::kListBuckets, body),
+  return Query(JsonCall(query::kListBuckets, call::kListBuckets, body),
                OnSuccess([list](JsonObject& answer) { return AddBuckets(answer, *list); }));
 }

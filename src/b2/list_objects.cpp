@@ -2,17 +2,20 @@
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
+#include "b2/page_watch.h"
 #include "b2/paths.h"
+#include "protocol/log_lines.h"
 #include "util/strings.h"
 
 // Pages ride on the engine's retry: the reader keeps the service's cursor and asks for another
-// attempt while there is one, so a listing has no loop of its own and no limit of pages.
+// attempt while there is one, so a listing has no loop of its own.
 struct BackBlazeB2::ListState {
   std::string container;
   std::string prefix;
   std::string delimiter;
   std::string next_file_name;
   IFileList* list;
+  PageWatch watch;
   _FS_FILE_V2& record;  // the latest file's; used again, because making one allocates eight times
 
   JsonObject Body() const {
@@ -33,7 +36,7 @@ struct BackBlazeB2::ListState {
       marker ? AddMarker(file) : AddChild(file);
     }
     next_file_name = static_cast<std::string>(answer["nextFileName"]);
-    return next_file_name.empty() ? AERROR::SUCCESS : AERROR::RETRY;
+    return watch.Next(next_file_name, count);
   }
 
  private:
@@ -79,8 +82,14 @@ AERROR BackBlazeB2::GetFileList_ObjectList(const char* path, IFileList* list, ch
 
   BindQueryLogger(query_logger_);
   _FS_FILE_V2 record;
-  ListState state{std::move(container), std::move(prefix), std::move(delimiter), "", list, record};
+  ListState state{std::move(container),
+                  std::move(prefix),
+                  std::move(delimiter),
+                  "",
+                  list,
+                  PageWatch(strict_answers_, query::kListObjects),
+                  record};
   return Query(
-      JsonCall("GetFileList_ObjectList", call::kListFileNames, [&state] { return state.Body(); }),
+      JsonCall(query::kListObjects, call::kListFileNames, [&state] { return state.Body(); }),
       OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));
 }

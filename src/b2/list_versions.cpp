@@ -2,7 +2,9 @@
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
+#include "b2/page_watch.h"
 #include "b2/paths.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -14,6 +16,8 @@ struct VersionState {
   IFileList* list;
   bool by_file_id;  // page by name and file ID
   bool only_exact;  // only versions of the very name that the prefix is
+  PageWatch watch;
+  std::string& newest_id;  // empty until one is listed
   std::string next_file_name;
   std::string next_file_id;
 
@@ -36,8 +40,9 @@ struct VersionState {
     next_file_name = static_cast<std::string>(answer["nextFileName"]);
     next_file_id = static_cast<std::string>(answer["nextFileId"]);
     // Names come in order and the prefix itself first.
-    const bool beyond = only_exact && next_file_name != prefix;
-    return next_file_name.empty() || beyond ? AERROR::SUCCESS : AERROR::RETRY;
+    if (only_exact && next_file_name != prefix) return AERROR::SUCCESS;
+    if (next_file_name.empty() || !by_file_id) return watch.Next(next_file_name, count);
+    return watch.Next(next_file_name + '\0' + next_file_id, count);
   }
 
  private:
@@ -46,6 +51,10 @@ struct VersionState {
     record.name = static_cast<std::string>(Required(file, "fileName"));
     if (only_exact && record.name != prefix) return;
     record.id = static_cast<std::string>(Required(file, "fileId"));
+    // The newest comes first; one that is still being uploaded is none yet.
+    if (newest_id.empty() && static_cast<std::string>(file["action"]) != "start") {
+      newest_id = record.id;
+    }
     record.size =
         static_cast<std::uint64_t>(static_cast<long long>(Required(file, "contentLength")));
     SetUploadTime(record, file);
@@ -57,6 +66,12 @@ struct VersionState {
 
 AERROR BackBlazeB2::GetFileList_ObjectVersions(const char* path, IFileList* list, bool single,
                                                char** msg) {
+  std::string newest_id;
+  return ListVersions(path, list, single, newest_id, msg);
+}
+
+AERROR BackBlazeB2::ListVersions(const char* path, IFileList* list, bool single,
+                                 std::string& newest_id, char** msg) {
   if (path == nullptr) return AERROR::FAILED;
   auto [container, prefix] = SplitNormalized(path);
   if (container.empty()) return AERROR::FAILED;
@@ -73,9 +88,11 @@ AERROR BackBlazeB2::GetFileList_ObjectVersions(const char* path, IFileList* list
                      list,
                      exact_delete_,
                      exact_delete_ && single,
+                     PageWatch(strict_answers_, query::kListVersions),
+                     newest_id,
                      "",
                      ""};
-  return Query(JsonCall("GetFileList_ObjectVersions", call::kListFileVersions,
-                        [&state] { return state.Body(); }),
-               OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));
+  return Query(
+      JsonCall(query::kListVersions, call::kListFileVersions, [&state] { return state.Body(); }),
+      OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));
 }

@@ -1,5 +1,6 @@
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -43,12 +44,20 @@ AERROR BackBlazeB2::SetOpt(const char* key, const char* value) {
       {"access_key", [](BackBlazeB2& b2, const char* text) { b2.account_id_ = text; }},
       {"application_key", [](BackBlazeB2& b2, const char* text) { b2.application_key_ = text; }},
       {"connect_info", [](BackBlazeB2& b2, const char* text) { b2.ApplyAccountJson(text); }},
+      {"delete_if_unchanged",
+       [](BackBlazeB2& b2, const char* text) { b2.delete_if_unchanged_ = IsTrue(text); }},
       {"enable_delete_folder",
        [](BackBlazeB2& b2, const char* text) { b2.enable_delete_folder_ = IsTrue(text); }},
       {"exact_delete", [](BackBlazeB2& b2, const char* text) { b2.exact_delete_ = IsTrue(text); }},
+      {"low_speed_limit",
+       [](BackBlazeB2& b2, const char* text) {
+         b2.low_speed_limit_ = std::max(1L, std::strtol(text, nullptr, 10));
+       }},
       {"option_fields", [](BackBlazeB2& b2, const char* text) { b2.ApplyOptionForm(text); }},
       {"speedlimit", [](BackBlazeB2& b2,
                         const char* text) { b2.speed_limit_ = std::strtoll(text, nullptr, 10); }},
+      {"strict_answers",
+       [](BackBlazeB2& b2, const char* text) { b2.strict_answers_ = IsTrue(text); }},
       {"verbose",
        [](BackBlazeB2& b2, const char* text) {
          b2.query_logger_.reset();

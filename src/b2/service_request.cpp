@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "b2/request_pool.h"
-
 JsonObject Members(std::initializer_list<std::pair<const char*, std::string>> members) {
   JsonObject object = JsonObject::GetEmptyObject();
   for (const auto& [name, text] : members) object[name] = text;
@@ -59,12 +57,6 @@ TransportMap UploadFailures() {
           {CURLE_WRITE_ERROR, AERROR::UPLOAD_CANCELED},
           {CURLE_ABORTED_BY_CALLBACK, AERROR::UPLOAD_CANCELED},
           {CURLE_FAILED_INIT, AERROR::FAILED}};
-}
-
-AERROR Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code,
-             TransportMap on_transport) {
-  return QueryWithBackoff<ExponentialBackoff>(cq, std::move(performer), std::move(on_range),
-                                              std::move(on_code), std::move(on_transport));
 }
 
 _CURLRTN NotStarted(CURLcode code) {

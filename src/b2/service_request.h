@@ -42,9 +42,5 @@ HandlerMap OnRefusedUpload(std::function<void()> start_again);
 TransportMap TimeoutOnly();
 TransportMap UploadFailures();
 
-// Runs a call on the module's pool.
-AERROR Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code = {},
-             TransportMap on_transport = TimeoutOnly());
-
 // The transfer result of a performer that did not begin, for the reason `code`.
 _CURLRTN NotStarted(CURLcode code = CURLE_FAILED_INIT);

@@ -4,6 +4,7 @@
 #include "b2/file_records.h"
 #include "b2/guarded.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ AERROR BackBlazeB2::Upload(const char* id, std::shared_ptr<_FS_HANDLE> handle, I
 AERROR BackBlazeB2::GetUploadUrl(std::string bucket_id, std::string& upload_url,
                                  std::string& upload_token) {
   const auto body = [&] { return Members({{"bucketId", bucket_id}}); };
-  return Query(JsonCall("GetUploadUrl", call::kGetUploadUrl, body),
+  return Query(JsonCall(query::kUploadUrl, call::kGetUploadUrl, body),
                OnSuccess([&](JsonObject& answer) {
                  return ReadUploadTarget(answer, upload_url, upload_token);
                }));
@@ -41,6 +42,6 @@ AERROR BackBlazeB2::GetUploadUrl(std::string bucket_id, std::string& upload_url,
 
 AERROR BackBlazeB2::GetUploadPartUrl(std::string file_id, std::string& url, std::string& token) {
   const auto body = [&] { return Members({{"fileId", file_id}}); };
-  return Query(JsonCall("GetUploadPartUrl", call::kGetUploadPartUrl, body),
+  return Query(JsonCall(query::kUploadPartUrl, call::kGetUploadPartUrl, body),
                OnSuccess([&](JsonObject& answer) { return ReadUploadTarget(answer, url, token); }));
 }

@@ -3,6 +3,7 @@
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
 #include "b2/large_file_upload.h"
+#include "protocol/log_lines.h"
 #include "util/mime_types.h"
 
 AERROR BackBlazeB2::UploadLargeFile(const char* path, std::shared_ptr<_FS_HANDLE> handle,
@@ -28,7 +29,7 @@ AERROR BackBlazeB2::StartLargeFile(std::string bucket_id, std::string file_name,
                     {"fileName", file_name},
                     {"contentType", get_mime_type_from_ext(file_name)}});
   };
-  return Query(JsonCall("StartLargeFile", call::kStartLargeFile, body),
+  return Query(JsonCall(query::kStartLargeFile, call::kStartLargeFile, body),
                OnSuccess([&file_id](JsonObject& answer) {
                  file_id = static_cast<std::string>(Required(answer, "fileId"));
                  return AERROR::SUCCESS;
@@ -40,5 +41,5 @@ AERROR BackBlazeB2::StartLargeFile(std::string bucket_id, std::string file_name,
 AERROR BackBlazeB2::CancelLargeFile(std::string file_id) {
   const auto body = [&] { return Members({{"fileId", file_id}}); };
   const ResultHandler done{[](_CURLRTN&) { return AERROR::SUCCESS; }, ""};
-  return Query(JsonCall("CancelLargeFile", call::kGetUploadPartUrl, body), OnSuccessDo(done));
+  return Query(JsonCall(query::kCancelLargeFile, call::kGetUploadPartUrl, body), OnSuccessDo(done));
 }

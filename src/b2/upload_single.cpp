@@ -5,6 +5,7 @@
 #include "b2/file_records.h"
 #include "b2/paths.h"
 #include "http/transfer_callbacks.h"
+#include "protocol/log_lines.h"
 #include "util/mime_types.h"
 #include "util/url_encode.h"
 
@@ -83,6 +84,6 @@ AERROR BackBlazeB2::UploadUsingPost(const char* path, std::shared_ptr<_FS_HANDLE
     return directory_marker ? ReadStoredMarker(answer, item.container, *info)
                             : ReadStoredFile(answer, item.container, *info);
   };
-  return Query({send, "UploadUsingPost"}, OnSuccess(read_answer),
+  return Query({send, query::kUploadSingle}, OnSuccess(read_answer),
                OnRefusedUpload([&target] { target = {}; }), UploadFailures());
 }

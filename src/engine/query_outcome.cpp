@@ -3,6 +3,7 @@
 #include "engine/query_logger.h"
 #include "http/curl_impl.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 
 namespace {
 
@@ -14,11 +15,11 @@ AERROR TransportFailure(const char* name, const _CURLRTN& result, const Transpor
   const auto code = static_cast<CURLcode>(result.code);
   const auto entry = map.find(result.code);
   if (entry == map.end()) {
-    __LOG__A(logger, LOGLEVEL_ERROR, "[PROTOCOL  ] %s >> %s(%d)", name,
+    __LOG__A(logger, LOGLEVEL_ERROR, log_lines::kNoAnswer, name,
              CURLImpl::ErrorString(code).c_str(), result.code);
     return AERROR::FAILED;
   }
-  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >> %s(%d) treat as %s", name,
+  __LOG__A(logger, LOGLEVEL_TRACE, log_lines::kNoAnswerTreated, name,
            CURLImpl::ErrorString(code).c_str(), result.code, GetAERRORA(entry->second));
   return entry->second;
 }
@@ -26,10 +27,9 @@ AERROR TransportFailure(const char* name, const _CURLRTN& result, const Transpor
 void LogAnswer(const char* name, const _CURLRTN& result, long long milliseconds) {
   if (logger == nullptr) return;
   const CURLImpl& request = *result.curl;
-  __LOG__A(logger, LOGLEVEL_INFO, "[PROTOCOL  ] %s >> %s %s >> %d : %s(%d) - %dms", name,
-           request.GetScheme().c_str(), request.GetLastRequest().c_str(),
-           static_cast<int>(result.httpCode), request.GetURL().c_str(), result.bodyLength,
-           static_cast<int>(milliseconds));
+  __LOG__A(logger, LOGLEVEL_INFO, log_lines::kAnswer, name, request.GetScheme().c_str(),
+           request.GetLastRequest().c_str(), static_cast<int>(result.httpCode),
+           request.GetURL().c_str(), result.bodyLength, static_cast<int>(milliseconds));
 }
 
 std::optional<AERROR> WaitAsAsked(const char* name, IBackoff& policy) {

@@ -6,6 +6,7 @@
 
 namespace {
 
+constexpr long kLowSpeed = 1;  // bytes per second
 constexpr long kLowSpeedSeconds = 20;
 
 const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
@@ -15,7 +16,7 @@ const char* OrEmpty(const char* text) { return text == nullptr ? "" : text; }
 CURLImpl::CURLImpl() : curl_(curl_easy_init(), curl_easy_cleanup) {
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   Set(CURLOPT_CONNECTTIMEOUT, connect_timeout_);
-  Set(CURLOPT_LOW_SPEED_LIMIT, 1L);
+  Set(CURLOPT_LOW_SPEED_LIMIT, kLowSpeed);
   Set(CURLOPT_LOW_SPEED_TIME, kLowSpeedSeconds);
   Set(CURLOPT_NOSIGNAL, 1L);
   Set(CURLOPT_FOLLOWLOCATION, 1L);
@@ -50,6 +51,7 @@ void CURLImpl::Clear() {
   }
   Set(CURLOPT_PROXYPORT, 0L);
   Set(CURLOPT_NOPROGRESS, 1L);
+  Set(CURLOPT_LOW_SPEED_LIMIT, kLowSpeed);
   Set(CURLOPT_LOW_SPEED_TIME, kLowSpeedSeconds);
   SetContentDecoding(true);
 

@@ -72,7 +72,10 @@ class CURLImpl {
   static std::string ErrorString(CURLcode code) { return curl_easy_strerror(code); }
 
   void SetSpeedLimit(long long bytes_per_second);  // both directions; 0 is unlimited
-  void SetLowSpeedTimeout(long seconds);           // below 1 byte/s for so long ends the transfer
+  // What moves less than the limit for so long ends with a time-out: 1 byte/s for 20 seconds by
+  // default.
+  void SetLowSpeedTimeout(long seconds);
+  void SetLowSpeedLimit(long bytes_per_second);
   void SetSendBuffer();
   void SetPostFileSize(long long bytes);
   // Whether a compressed answer is asked for and unpacked, as it is by default. Off, an object that
@@ -87,7 +90,8 @@ class CURLImpl {
   // `type` as ProtocolUtil::curlProxyType gives it; type 0 or an empty host means no proxy.
   void SetProxy(int type, std::string host, int port, std::string user, std::string password);
   // Verifies servers against cacert.pem in "../Frameworks/" beside the running program's folder.
-  // Without that directory nothing changes and a warning is logged, once a module.
+  // The module looks for that directory once: without it nothing changes and a warning is logged,
+  // once a module; if it goes later, connections fail.
   void SetSSLDefaults();
 
  protected:

@@ -3,22 +3,29 @@
 #include "http/curl_impl.h"
 #include "http/transfer_callbacks.h"
 #include "protocol/log.h"
+#include "protocol/log_lines.h"
 #include "util/ca_store.h"
 #include "util/executable_path.h"
 
 namespace {
 
+// Resolved once: a directory that vanishes while the module is in use makes connections fail, and
+// not the later ones go unverified.
+const std::string& TrustedDirectory() {
+  static const std::string directory = util::FrameworksDirectory();
+  return directory;
+}
+
 void WarnOfUnverifiedServers() {
   static std::atomic_flag warned;
   if (warned.test_and_set()) return;
-  __LOG__A(logger, LOGLEVEL_WARNING,
-           "[NETWORK   ] Servers are not verified: no ../Frameworks beside the host's program");
+  __LOG__A(logger, LOGLEVEL_WARNING, log_lines::kServersNotVerified);
 }
 
 // libcurl's callback for a new TLS context.
 CURLcode TrustSharedStore(CURL*, void* context, void*) {
   try {
-    const bool trusted = util::ShareCaStore(context, util::FrameworksDirectory());
+    const bool trusted = util::ShareCaStore(context, TrustedDirectory());
     return trusted ? CURLE_OK : CURLE_SSL_CACERT_BADFILE;
   } catch (...) {
     return CURLE_OUT_OF_MEMORY;
@@ -38,6 +45,10 @@ void CURLImpl::SetSpeedLimit(long long bytes_per_second) {
 }
 
 void CURLImpl::SetLowSpeedTimeout(long seconds) { Set(CURLOPT_LOW_SPEED_TIME, seconds); }
+
+void CURLImpl::SetLowSpeedLimit(long bytes_per_second) {
+  Set(CURLOPT_LOW_SPEED_LIMIT, bytes_per_second);
+}
 
 void CURLImpl::SetSendBuffer() { Set(CURLOPT_SOCKOPTFUNCTION, &_sockopt_callback); }
 
@@ -97,7 +108,7 @@ void CURLImpl::SetProxy(int type, std::string host, int port, std::string user,
 }
 
 void CURLImpl::SetSSLDefaults() {
-  const std::string directory = util::FrameworksDirectory();
+  const std::string& directory = TrustedDirectory();
   if (directory.empty()) {
     WarnOfUnverifiedServers();
     return;

@@ -3,9 +3,11 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -21,6 +23,38 @@ double Speed(CURL* easy, CURLINFO which) {
   curl_off_t speed = 0;
   curl_easy_getinfo(easy, which, &speed);
   return static_cast<double>(speed);
+}
+
+// Where the range begins that the latest answer says it holds; -1 when it does not say.
+long long RangeStart(CURL* easy) {
+  constexpr std::string_view kUnit = "bytes ";
+  curl_header* header = nullptr;
+  if (curl_easy_header(easy, "Content-Range", 0, CURLH_HEADER, -1, &header) != CURLHE_OK) return -1;
+  std::string_view value = header->value;
+  if (header->amount != 1 || !value.starts_with(kUnit)) return -1;
+  value.remove_prefix(kUnit.size());
+  long long start = -1;
+  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), start);
+  return error == std::errc() && end != value.data() + value.size() && *end == '-' ? start : -1;
+}
+
+// Whether the latest answer is of the range asked for. The service answers a range that is the
+// whole file with 200; so does whatever on the way does not know ranges, with other bytes.
+bool IsAskedRange(const DownloadState& state) {
+  long status = 0;
+  curl_off_t length = -1;
+  curl_easy_getinfo(state.easy, CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(state.easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  if (status == 206) return RangeStart(state.easy) == state.start;
+  return status == 200 && state.start == 0 && length == state.remaining;
+}
+
+bool Admit(DownloadState& state, std::size_t length) {
+  if (!state.strict) return true;
+  state.known = state.known || IsAskedRange(state);
+  const long long room = state.remaining - state.buffered;
+  state.refused = !state.known || static_cast<long long>(length) > room;
+  return !state.refused;
 }
 
 // False when the host gave up or refused a block.
@@ -59,7 +93,7 @@ bool GivenUp(const std::shared_ptr<_FS_HANDLE>& handle) {
 std::size_t write_callback_ev_func(char* data, std::size_t size, std::size_t count,
                                    evbuffer* buffer) {
   const std::size_t length = size * count;
-  if (evbuffer_get_length(buffer) + length > INT_MAX) return 0;
+  if (evbuffer_get_length(buffer) + length > kLargestAnswer) return 0;
   return evbuffer_add(buffer, data, length) == 0 ? length : 0;
 }
 
@@ -86,7 +120,7 @@ std::size_t write_callback_cache_func(char* data, std::size_t size, std::size_t 
   const std::size_t length = size * count;
   if (IsErrorAnswer(state->easy)) return length;
   try {
-    return Stage(*state, data, length) ? length : 0;
+    return Admit(*state, length) && Stage(*state, data, length) ? length : 0;
   } catch (...) {
     return 0;
   }

@@ -10,7 +10,10 @@
 // libcurl's callbacks. Each runs on the thread of its transfer; none lets an exception reach
 // libcurl.
 
-// Appends to the buffer; refuses a response that would not fit a 32-bit length.
+// Bytes of an answer that is collected, headers included: a small one can unpack to gigabytes.
+inline constexpr std::size_t kLargestAnswer = std::size_t{64} * 1024 * 1024;
+
+// Appends to the buffer; refuses what would make it larger than kLargestAnswer.
 std::size_t write_callback_ev_func(char* data, std::size_t size, std::size_t count,
                                    evbuffer* buffer);
 
@@ -20,7 +23,8 @@ int read_callback_buf_seek_func(BufferCursor* cursor, curl_off_t offset, int ori
 
 // Stages bytes for the host and hands them over in blocks. Returns 0, which ends the transfer with
 // CURLE_WRITE_ERROR, once the handle's transfer state is TRANSFER_CANCELED or above, or when the
-// host refuses bytes. The body of an error answer is dropped: it is not part of the file.
+// host refuses bytes. The body of an error answer is dropped: it is not part of the file. A strict
+// state also refuses the bytes of another range, and those beyond it.
 std::size_t write_callback_cache_func(char* data, std::size_t size, std::size_t count,
                                       DownloadState* state);
 

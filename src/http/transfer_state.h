@@ -45,6 +45,9 @@ struct DownloadState {
   int buffered = 0;                                   // bytes staged
   IFetchCallback* callback = nullptr;
   CURL* easy = nullptr;  // to tell an error's body from the file's bytes
+  bool strict = false;   // take bytes only of the very range that was asked for
+  bool known = false;    // the running answer is of that range
+  bool refused = false;  // it is not, or gave more
 };
 
 // A range of a file on its way out of the host's cache.

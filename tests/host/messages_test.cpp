@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <set>
 #include <sstream>
 
@@ -9,44 +10,67 @@
 #include "host/errors.h"
 #include "host/progress.h"
 #include "host/text_format.h"
+#include "protocol/log_lines.h"
 
 namespace b2drive {
 namespace {
 
+// A line of the module's log.
+template <typename... Values>
+std::pair<LOGLEVEL, std::string> Line(LOGLEVEL level, const char* format, Values... values) {
+  char text[256];
+  snprintf(text, sizeof text, format, values...);
+  return {level, text};
+}
+
 TEST(Answer, IsTheOneThatExplainsTheFailure) {
+  const auto status = [](const char* name, int number) {
+    return Line(LOGLEVEL_INFO, log_lines::kAnswer, name, "HTTPS", "POST", number,
+                "https://h/x >> 7(1) - 3ms", 12, 3);
+  };
+  const auto failure = [](const char* name, const char* text, int code) {
+    return Line(LOGLEVEL_ERROR, log_lines::kNoAnswer, name, text, code);
+  };
+  const auto treated = [](const char* name, const char* text, int code) {
+    return Line(LOGLEVEL_TRACE, log_lines::kNoAnswerTreated, name, text, code, "AERROR::X");
+  };
+  const auto listed = status(query::kListObjects, 200);
+  const auto refused = status(query::kListObjects, 401);
   struct Row {
-    std::vector<const char*> lines;
+    std::vector<std::pair<LOGLEVEL, std::string>> lines;
     int status;
     const char* transport;
   };
-  const char* listed = "[PROTOCOL  ] List >> https POST >> 200 : https://h/x?a=b(12) - 3ms";
-  const char* refused = "[PROTOCOL  ] List >> https POST >> 401 : https://h/x >> 7(1) - 3ms";
-  for (const Row& row : std::vector<Row>{
-           {{}, 0, ""},
-           {{"[PROTOCOL  ] GetFileList id: [x >> y(3)]", "[NETWORK   ] a >> b(7)"}, 0, ""},
-           {{listed}, 200, ""},
-           {{refused, "[PROTOCOL  ] List >> HTTP 401"}, 401, ""},
-           {{refused, "[PROTOCOL  ] List >> ON HTTP 401 : AERROR::FAILED(0x00000001)"}, 401, ""},
-           {{listed, "[PROTOCOL  ] Read >> Couldn't connect to server(7)"},
-            0,
-            "Couldn't connect to server(7)"},
-           {{"[PROTOCOL  ] Read >> Timeout was reached(28) treat as "
-             "AERROR::TIMEDOUT"},
-            0,
-            "Timeout was reached(28)"},
-           {{refused,
-             "[PROTOCOL  ] Put >> Failed initialization(2) treat as "
-             "AERROR::FAILED"},
-            401,
-            ""},
-           {{refused,
-             "[PROTOCOL  ] CancelLargeFile >> https POST >> 200 : "
-             "https://h/x(1) - 3ms"},
-            401,
-            ""},
-       }) {
+  std::vector<Row> rows{
+      {{}, 0, ""},
+      {{listed}, 200, ""},
+      {{refused, {LOGLEVEL_ERROR, "[PROTOCOL  ] Read >> HTTP 404"}}, 401, ""},
+      {{listed, failure(query::kRead, "no CA (path?)", 77)}, 0, "no CA (path?)(77)"},
+      {{treated(query::kRead, "Timeout was reached", 28), listed}, 200, ""},
+      {{treated(query::kUploadUrl, "Timeout was reached", 28)}, 0, "Timeout was reached(28)"},
+      {{refused, treated(query::kUploadSingle, "Failed initialization", 2)}, 401, ""},
+      {{refused, status(query::kCancelLargeFile, 200)}, 401, ""},
+      {{refused, failure(query::kCancelLargeFile, "no server", 7)}, 401, ""},
+  };
+  // None of these is an answer, whatever its level.
+  for (const char* text :
+       {"[PROTOCOL  ] Upload id [b], name [a >> b >> 500 c]",
+        "[PROTOCOL  ] Upload id [b], name [a >> HTTPS POST >> 500 : u(1) - 3ms]",
+        "[PROTOCOL  ] Read [f >> x(7)", "[PROTOCOL  ] Read [f >> x(7) treat as y",
+        "[PROTOCOL  ] _GetFileInfo id [Read >> HTTPS GET >> 500 : u(1) - 3ms]",
+        "[NETWORK   ] Read >> HTTPS GET >> 500 : u(1) - 3ms", "Read >> HTTPS GET >> 500 : u",
+        "[PROTOCOL  ] Read >> FTP GET >> 500 : u(1) - 3ms", "[PROTOCOL  ] Read >> \n5F(7",
+        "[PROTOCOL  ] Read >> HTTPS PUT >> 500 : u(1) - 3ms", "[PROTOCOL  ] Read >> x()",
+        "[PROTOCOL  ] Read >> ON HTTP 404 : AERROR::FAILED(0x00000001)",
+        "[PROTOCOL  ] Read >> ON HTTP RANGE 200(200) : AERROR::FAILED(0x00000001)",
+        "[PROTOCOL  ] Read >> 5 time(s) backoff left", "[PROTOCOL  ] Read >>", ""}) {
+    for (LOGLEVEL level : {LOGLEVEL_TRACE, LOGLEVEL_INFO, LOGLEVEL_WARNING, LOGLEVEL_ERROR}) {
+      rows.push_back({{refused, {level, text}}, 401, ""});
+    }
+  }
+  for (const Row& row : rows) {
     Answer answer;
-    for (const char* line : row.lines) ReadAnswer(line, answer);
+    for (const auto& [level, line] : row.lines) ReadAnswer(level, line, answer);
     EXPECT_EQ(answer.status, row.status) << testing::PrintToString(row.lines);
     EXPECT_EQ(answer.transport, row.transport) << testing::PrintToString(row.lines);
   }

@@ -1,4 +1,5 @@
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "emulator/inspection.h"
 #include "tests/support/drive_test.h"
@@ -70,6 +71,53 @@ TEST_F(DeletionTest, FailuresStopItAndListingFailuresDiffer) {
   EXPECT_EQ(Stored(), (Names{"d/2", "d/3"}));
   EXPECT_EQ(drive->Delete(nullptr, nullptr), AERROR::FAILED);
   EXPECT_EQ(drive->DeleteDirectory(nullptr, nullptr), AERROR::FAILED);
+}
+
+TEST_F(DeletionTest, UnchangedFilesGoAndChangedOnesStayWhole) {
+  constexpr const char* kDelete = "b2_delete_file_version";
+  constexpr const char* kVersions = "b2_list_file_versions";
+  SetOpt("exact_delete", "true");
+  SetOpt("delete_if_unchanged", "TRUE");
+  const auto versions = [&] {
+    return emulator::AllVersions(service->store(), "bucket-one").size();
+  };
+  const std::string old = Store(bucket, "a", "old");
+  const std::string current = Store(bucket, "a", "new");
+  Store(bucket, "ab", "");
+  EXPECT_EQ(Delete(old), AERROR::SHARING_VIOLATION);
+  EXPECT_EQ(service->Count(kDelete), 0U);
+  EXPECT_TRUE(log.Contains("8 [PROTOCOL  ] Delete >> The newest version is ["));
+  for (const char* call : {"b2_get_file_info", kVersions}) {
+    Fail(call, 503);
+    EXPECT_EQ(Delete(current), AERROR::FAILED) << call;
+  }
+  Fail(kDelete, 503, 1, 1);
+  EXPECT_EQ(Delete(current), AERROR::FAILED);
+  EXPECT_EQ(Text("a"), "new");                         // the old one is gone
+  service->store().StartLarge(bucket, {.name = "a"});  // no version yet
+  EXPECT_EQ(Delete("/" + current), AERROR::SUCCESS);
+  EXPECT_EQ(Stored(), Names{"ab"});
+  EXPECT_EQ(Delete(current), AERROR::SUCCESS);  // gone already
+  service->AddFault({.call = kVersions, .status = 200, .body = R"({"files":[]})"});
+  EXPECT_EQ(Delete(Records(bucket).at(0).id), AERROR::SUCCESS);
+  EXPECT_EQ(versions(), 1U);
+
+  // What another client does between the listing and the deletion is not touched.
+  const std::string hidden = Store(bucket, "h", "1");
+  service->store().Hide(bucket, "h");
+  EXPECT_EQ(Delete(hidden), AERROR::SHARING_VIOLATION);
+  const std::string raced = Store(bucket, "r", "1");
+  service->AddFault({.call = kDelete, .delay = std::chrono::milliseconds(300)});
+  std::thread other([&] {
+    while (service->Count(kDelete) < 5) std::this_thread::yield();
+    Store(bucket, "r", "2");
+  });
+  EXPECT_EQ(Delete(raced), AERROR::SUCCESS);
+  other.join();
+  EXPECT_EQ(Text("r"), "2");
+  SetOpt("exact_delete", "no");  // alone the option does nothing
+  EXPECT_EQ(Delete(hidden), AERROR::SUCCESS);
+  EXPECT_EQ(Stored(), (Names{"ab", "r"}));
 }
 
 TEST_F(DeletionTest, NewDirectoriesAreBucketsOrMarkers) {

@@ -1,3 +1,4 @@
+#include <functional>
 #include <nlohmann/json.hpp>
 
 #include "tests/support/drive_test.h"
@@ -84,6 +85,64 @@ TEST_F(ListingTest, PagesUntilTheCursorEndsAndTimesAreWholeSeconds) {
     EXPECT_EQ(body["prefix"], "");
   }
   EXPECT_EQ(cursors, (Names{"", "b", "c"}));
+}
+
+TEST_F(ListingTest, StrictlyEndlessListingsFail) {
+  const auto page = [](int number, const std::string& next) {
+    const std::string name = "n" + std::to_string(number);
+    return R"({"files":[{"action":"upload","fileId":"i","contentLength":1,"uploadTimestamp":1,)"
+           R"("fileName":")" +
+           name + R"("}],"nextFileName":")" + next + R"(","nextFileId":"i"})";
+  };
+  const auto cursor = [](int number) { return std::string("c").append(std::to_string(number)); };
+  const auto empty = [&](int number) {
+    return R"({"files":[],"nextFileName":")" + cursor(number) + R"("})";
+  };
+  SetOpt("strict_answers", "true");
+  SetOpt("exact_delete", "true");
+  for (const auto& [call, list] : std::vector<std::pair<std::string, std::function<AERROR()>>>{
+           {kListNames,
+            [&] {
+              CountingList list;
+              return drive->GetFileList(bucket.c_str(), &list, nullptr);
+            }},
+           {"b2_list_file_versions", [&] { return DeleteDirectory(bucket + "/d"); }}}) {
+    const auto pages = [&, call = call](int count, const std::function<std::string(int)>& body) {
+      for (int i = 0; i < count; ++i) {
+        service->AddFault({.call = call, .status = 200, .body = body(i)});
+      }
+      log.Take();
+    };
+    // From its fourth page on it goes round over seven.
+    for (const auto& [tail, circle] : {std::pair{0, 1}, {0, 2}, {3, 7}}) {
+      const std::size_t before = service->Count(call);
+      pages(200, [&, tail = tail, circle = circle](int i) {
+        return page(i, cursor(i < tail ? i : tail + (i - tail) % circle));
+      });
+      EXPECT_EQ(list(), AERROR::FAILED) << call << circle;
+      EXPECT_LT(service->Count(call) - before, 30U) << call << circle;
+      EXPECT_TRUE(log.Contains(" >> The listing does not advance")) << call << circle;
+      service->ClearFaults();
+    }
+    pages(100, empty);
+    EXPECT_EQ(list(), AERROR::FAILED) << call;
+    service->ClearFaults();
+    pages(99, empty);
+    EXPECT_EQ(list(), AERROR::SUCCESS) << call;
+  }
+}
+
+TEST_F(ListingTest, AnswersAreBoundedInMemory) {
+  const std::string padding(std::size_t{64} << 20, ' ');
+  AnswerWith(kListNames, padding + R"({"files":[]})");
+  EXPECT_TRUE(Records(bucket, AERROR::FAILED).empty());
+  AnswerWith(kListNames, padding.substr(1000) + R"({"files":[]})");
+  EXPECT_TRUE(Records(bucket).empty());
+  const std::string deep(200'000, '[');
+  AnswerWith(kListNames, deep);
+  EXPECT_TRUE(Records(bucket, AERROR::FAILED).empty());
+  AnswerWith(kListNames, R"({"files":)" + deep);
+  EXPECT_TRUE(Records(bucket, AERROR::FAILED).empty());
 }
 
 TEST_F(ListingTest, BadAnswersFailAndKeepEarlierRecords) {

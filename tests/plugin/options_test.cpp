@@ -52,6 +52,25 @@ TEST_F(OptionsTest, IncompleteSessionConnectsAndKeepsWhatItHad) {
   EXPECT_EQ(service->requests().back().Header("Authorization"), "other token");
 }
 
+TEST_F(OptionsTest, NothingButHttpsIsSpoken) {
+  SetOpt("option_fields", ProxyForm(*service, "HTTP without TUNNEL"));
+  const std::string clear = "http://api001.backblazeb2.com";
+  AnswerWith("b2_get_upload_url", R"({"authorizationToken":"t","uploadUrl":")" + clear +
+                                      R"(/b2api/v1/b2_upload_file"})");
+  EXPECT_EQ(Upload(bucket, "f", "contents"), AERROR::FAILED);
+  EXPECT_EQ(service->Count("b2_upload_file"), 0U);
+  for (const std::string& url :
+       {clear, "ftp" + clear.substr(4), clear.substr(7), "file://" + service->ca_file().string()}) {
+    AnswerWith("b2_authorize_account", R"({"authorizationToken":"t","apiUrl":")" + url + R"("})");
+    EXPECT_EQ(Connect(), AERROR::SUCCESS);
+    service->ClearRequests();
+    EXPECT_TRUE(Records("", AERROR::FAILED).empty());
+    EXPECT_TRUE(service->requests().empty()) << url;
+    EXPECT_TRUE(log.Contains("GetFileList_BucketList >> Unsupported protocol(1)")) << url;
+    log.Take();
+  }
+}
+
 TEST_F(OptionsTest, UnknownAndBrokenOptionsAreIgnored) {
   for (const char* value : {"", "[]", "{}", R"({"values":{"proxy":{}}})",
                             R"({"values":{"proxy":{"value":{"type":"SOCKS4"}}}})",

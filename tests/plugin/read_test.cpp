@@ -90,6 +90,47 @@ TEST_F(ReadTest, ErrorsDeliverNoByteOfTheirAnswer) {
   EXPECT_EQ(Read(file, 0, 10, cut), AERROR::FAILED);
 }
 
+TEST_F(ReadTest, StrictlyOnlyTheRangeAskedForIsDelivered) {
+  const std::string file = Store(bucket, "f", "0123456789");
+  struct Row {
+    long long offset, length;
+    int status;  // of a cache on the way, which knows nothing of ranges; 0: the service's own
+    const char *body, *loose, *strict;  // what is delivered; null: the read fails
+  };
+  const Row rows[] = {
+      {0, 10, 0, "", "0123456789", "0123456789"},
+      {3, 7, 0, "", "3456789", "3456789"},
+      {3, 4, 0, "", "3456", "3456"},
+      {0, 10, 200, "0123456789", "0123456789", "0123456789"},
+      {3, 4, 200, "0123456789", "0123456789", nullptr},
+      {0, 4, 200, "0123456789", "0123456789", nullptr},
+      {0, 4, 200, "012", "012", nullptr},
+      {3, 4, 206, "3456", "3456", nullptr},  // does not say which range it is
+      {0, 4, 200, "", "", nullptr},
+      {0, 4, 204, "", "", nullptr},
+      {8, 4, 0, "", "89", nullptr},
+  };
+  for (const bool strict : {false, true}) {
+    SetOpt("strict_answers", strict ? "TRUE" : "no");
+    for (const Row& row : rows) {
+      if (row.status != 0) {
+        service->AddFault({.call = kDownload, .status = row.status, .body = row.body});
+      }
+      const char* expected = strict ? row.strict : row.loose;
+      log.Take();
+      FetchedBytes fetched;
+      EXPECT_EQ(Read(file, row.offset, row.length, fetched),
+                expected == nullptr ? AERROR::FAILED : AERROR::SUCCESS)
+          << strict << row.offset << row.status << row.body;
+      EXPECT_EQ(log.Contains("8 [PROTOCOL  ] Read >> "), expected == nullptr);
+      // Of a file that is shorter than it was said to be, what there is.
+      if (expected != nullptr || row.status != 0) {
+        EXPECT_EQ(fetched.bytes, expected == nullptr ? "" : expected) << row.status << row.body;
+      }
+    }
+  }
+}
+
 TEST_F(ReadTest, StoredEncodingIsNotUndone) {
   emulator::NewFile file{.name = "f.gz", .info = {{"b2-content-encoding", "gzip"}}};
   EXPECT_EQ(ReadAll(StoreContent(file, emulator::Content::FromText("no gzip")), 7), "no gzip");

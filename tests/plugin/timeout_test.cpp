@@ -3,8 +3,8 @@
 
 #include "tests/support/drive_test.h"
 
-// Transfers that stall: ended after 20 seconds below 1 byte/s, a part of a large file after 60. The
-// rows wait side by side.
+// Transfers that stall: ended after 20 seconds below 1 byte/s or the limit that was set, a part of
+// a large file after 60. The rows wait side by side.
 
 namespace {
 
@@ -21,6 +21,18 @@ TEST_F(TimeoutTest, StalledCallsTimeOutAndLargeUploadsGoOn) {
   const std::string file = Store(bucket, "f", "0123456789");
   const std::string large(3 * kPart, 'x');
   const auto upload_large = [&](const char* name) { return Upload(bucket, name, large); };
+  // Moves all the time, but never as much as is asked of it.
+  const std::string big = Store(bucket, "big", std::string(5'000'000, 'x'));
+  const ProtocolPtr slow(plugin.NewProtocol());
+  const std::string form = AccountForm(service->account_id(), service->key());
+  ASSERT_EQ(slow->Connect(nullptr, form.c_str()), AERROR::SUCCESS);
+  slow->SetOpt("speedlimit", "100000");
+  slow->SetOpt("LOW_SPEED_LIMIT", "10000000");
+  std::thread slow_read([&] {
+    FetchedBytes some;
+    EXPECT_EQ(slow->Read(big.c_str(), 0, 5'000'000, NewHandle(), &some, nullptr), AERROR::TIMEDOUT);
+  });
+  while (service->Count("b2_download_file_by_id") == 0) std::this_thread::yield();
   FetchedBytes fetched;
   FileList list;
   _FS_FILE_V2 record;
@@ -55,6 +67,7 @@ TEST_F(TimeoutTest, StalledCallsTimeOutAndLargeUploadsGoOn) {
     while (service->Count(row.call) <= before + row.skip) std::this_thread::yield();
   }
   for (std::thread& thread : threads) thread.join();
+  slow_read.join();
 
   std::string parts;
   for (const auto& request : service->requests()) {
@@ -63,7 +76,7 @@ TEST_F(TimeoutTest, StalledCallsTimeOutAndLargeUploadsGoOn) {
   // One, then all three, then two; last the stalled second one again and the third.
   EXPECT_EQ(parts, "11231223");
   EXPECT_EQ(service->Count("b2_start_large_file"), 5U);
-  EXPECT_EQ(Stored(), (std::vector<std::string>{"f", "goes on"}));
+  EXPECT_EQ(Stored(), (std::vector<std::string>{"big", "f", "goes on"}));
   EXPECT_EQ(Text("goes on"), large);
   EXPECT_EQ(service->store().UnfinishedCount(), 3U);
 }
