@@ -20,9 +20,10 @@ run() {
   local target=$1 log=build/fuzz/$1.log found=build/fuzz/corpus/$1 options=()
   mkdir -p "$found"
   [ ! -e "tests/fuzz/$target.dict" ] || options+=("-dict=tests/fuzz/$target.dict")
+  local -x ASAN_OPTIONS=malloc_context_size=8
   local result="no finding" code=0
   "build/fuzz/fuzzers/${target}_fuzz" "${options[@]}" -max_total_time="$2" -timeout=20 \
-    -rss_limit_mb=1500 -print_final_stats=1 -artifact_prefix="build/fuzz/findings/$target-" \
+    -rss_limit_mb=1500 -entropic=0 -print_final_stats=1 -artifact_prefix="build/fuzz/findings/$target-" \
     "$found" "tests/fuzz/corpus/$target" >"$log" 2>&1 || code=$?
   [ $code -eq 0 ] || result="FINDING: $(grep -aoE 'Not so: .*|SUMMARY: .*' "$log" | head -1)"
   printf '%-13s %9s executions, coverage %5s, %s\n' "$target" \

@@ -9,11 +9,10 @@
 
 // What a client would know by now is written $TOKEN and so on.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fuzz::Folder folder;
   emulator::Core core({.account_id = "0123456789ab",
                        .key = "key",
-                       .ca_file = folder.path / "ca",
-                       .ca_key_file = folder.path / "key",
+                       .ca_file = fuzz::Folder() / "ca",
+                       .ca_key_file = fuzz::Folder() / "key",
                        .absolute_minimum_part_size = 2});
   const auto key = core.access.Login("Basic MDEyMzQ1Njc4OWFiOmtleQ==");
   const auto file = emulator::AddText(core.store, "bucket", "a/b", "contents");

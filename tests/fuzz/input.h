@@ -53,19 +53,17 @@ inline void Must(bool holds, const char* what) {
   std::abort();
 }
 
-// A folder in memory, where the system has such a place, as long as it lives.
-struct Folder {
-  Folder() {
-    path =
-        std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
-    path /= "b2fuzz-" + std::to_string(getpid());
-    std::filesystem::create_directory(path);
-  }
-  ~Folder() { std::filesystem::remove_all(path); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-
-  std::filesystem::path path;
-};
+// This process's folder, which goes with it; in memory, where the system has such a place.
+inline const std::filesystem::path& Folder() {
+  static const struct Made {
+    Made() { std::filesystem::create_directory(path); }
+    ~Made() { std::filesystem::remove_all(path); }
+    const std::filesystem::path path =
+        (std::filesystem::exists("/dev/shm") ? "/dev/shm"
+                                             : std::filesystem::temp_directory_path()) /
+        ("b2fuzz-" + std::to_string(getpid()));
+  } made;
+  return made.path;
+}
 
 }  // namespace fuzz

@@ -93,8 +93,7 @@ std::pair<Contents, std::size_t> Recover(const fs::path& folder, const std::stri
 
 // "same|other" boot, steps of a mount, a line "kill", steps of damage.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fuzz::Folder scratch;
-  const fs::path folder = scratch.path / "spool";
+  const fs::path folder = fuzz::Folder() / "spool";
   fs::remove_all(folder);
   fuzz::Input input(data, size);
   const bool same_boot = fuzz::Input(input.Line()).Pick("so") == 's';

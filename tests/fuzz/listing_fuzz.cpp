@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
 
   std::size_t asked = 0;
-  const std::size_t most = again ? 4 * pages.size() + 200 : pages.size();
+  const std::size_t most = strict && again ? 4 * pages.size() + 200 : pages.size();
   fuzz::ScriptedRequest::AnswerWith([&](const fuzz::Transfer&) {
     if (pages.empty() || asked++ == most) return fuzz::AnswerOf("!7");
     return fuzz::AnswerOf(200, pages[(asked - 1) % pages.size()].text);

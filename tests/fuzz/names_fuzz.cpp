@@ -62,8 +62,8 @@ class Service {
   emulator::Service service_{{.page_cap = 3}, store_, access_};
 };
 
-// Deletes an item, and from `names` what may go with it.
-void Delete(Drive& drive, const RemotePath& path, const Entry& entry, bool exact, Names& names) {
+// Deletes an item, and from `names` what goes with it.
+void Delete(Drive& drive, const RemotePath& path, const Entry& entry, Names& names) {
   const std::string name = path.Text().substr(sizeof "/bucket");
   if (entry.folder) {
     drive.DeleteFolder(entry, path.Text());
@@ -72,30 +72,27 @@ void Delete(Drive& drive, const RemotePath& path, const Entry& entry, bool exact
   }
   fuzz::Must(names.contains(name), "a path finds what is there");
   drive.DeleteFile(entry, path.Text());
-  std::erase_if(names,
-                [&](const auto& one) { return exact ? one == name : one.starts_with(name); });
+  names.erase(name);
 }
 
 }  // namespace
 
-// "exact|near PATH", then a line for each version, which is its name.
+// A path, then a line for each version, which is its name.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
-  fuzz::Input first(input.Line());
-  const bool exact = first.Pick("en") == 'e';
-  const RemotePath path("/bucket/" + first.Rest());
+  const RemotePath path("/bucket/" + input.Line());
   Service service{fuzz::Input(input.Rest())};
   Names names = service.Stored();
   fuzz::ScriptedRequest::AnswerWith(
       [&](const fuzz::Transfer& transfer) { return service.Answer(transfer); });
   BackBlazeB2 protocol("", nullptr);
-  protocol.SetOpt("exact_delete", exact ? "true" : "false");
+  protocol.SetOpt("exact_delete", "true");
   fuzz::Must(protocol.Connect(nullptr, kForm) == AERROR::SUCCESS, "a sign-in");
   Drive drive(protocol);
   PathIndex index(drive);
   try {
     const auto found = index.Lookup(path);
-    if (found && !path.IsBucket()) Delete(drive, path, *found, exact, names);
+    if (found && !path.IsBucket()) Delete(drive, path, *found, names);
   } catch (const HostError&) {
   }
   fuzz::Must(service.Stored() == names, "nothing else is deleted");

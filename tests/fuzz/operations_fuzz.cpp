@@ -10,7 +10,6 @@
 namespace {
 
 using namespace b2drive::mount;
-namespace fs = std::filesystem;
 using Bytes = std::optional<std::string>;
 
 bool Holds(const SpoolPtr& file, const Bytes& bytes) {
@@ -22,10 +21,7 @@ bool Holds(const SpoolPtr& file, const Bytes& bytes) {
 
 class File {
  public:
-  explicit File(const fs::path& folder)
-      : folder_(folder), blocks_(SystemDisk(), folder / "blocks", 1 << 20, 4) {
-    Start();
-  }
+  File() { Start(); }
 
   // "STEP NUMBER TEXT".
   void Do(fuzz::Input words) {
@@ -64,16 +60,13 @@ class File {
   void Start() {
     sending_.reset();
     pending_.reset();
-    spool_.emplace(SystemDisk(), folder_ / "spool", "boot");
+    spool_.emplace(SystemDisk(), fuzz::Folder() / "spool", "boot");
     Spool::Found found = spool_->Recover();
     fuzz::Must(found.damaged.empty() && found.unsent.size() == (sealed_ ? 1 : 0), "what survives");
     unsealed_ = abandoned_ = false;
     shown_ = sealed_;
-    if (sealed_) {
-      pending_.emplace(*spool_, blocks_, std::move(found.unsent.front()));
-    } else {
-      pending_.emplace(*spool_, blocks_, Destination{"/file", "", {}});
-    }
+    if (sealed_) pending_.emplace(*spool_, blocks_, std::move(found.unsent.front()));
+    if (!sealed_) pending_.emplace(*spool_, blocks_, Destination{"/file", "", {}});
   }
 
  private:
@@ -131,8 +124,7 @@ class File {
     shown_.reset();
   }
 
-  const fs::path folder_;
-  BlockCache blocks_;
+  BlockCache blocks_{SystemDisk(), fuzz::Folder() / "blocks", 1 << 20, 4};
   std::optional<Spool> spool_;
   std::optional<PendingContents> pending_;
   SpoolPtr sending_;
@@ -145,10 +137,9 @@ class File {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fuzz::Folder scratch;
-  fs::remove_all(scratch.path / "spool");
+  std::filesystem::remove_all(fuzz::Folder() / "spool");
   fuzz::Input input(data, size);
-  File file(scratch.path);
+  File file;
   for (; !input.AtEnd(); file.Check()) file.Do(fuzz::Input(input.Line()));
   file.Start();
   return 0;

@@ -80,7 +80,7 @@ inline _CURLRTN AnswerOf(const std::string& line) {
 
 // "OPERATION NUMBER TEXT" on a drive, of a file or folder by that name.
 inline AERROR Operate(BackBlazeB2& drive, Input words) {
-  const char operation = words.Pick("blifmudDr");
+  const char operation = words.Pick("lifmudDr");
   const std::uint64_t number = words.Number(64);
   const std::string text = words.Rest();
   _FS_FILE_V2 record;
@@ -92,8 +92,6 @@ inline AERROR Operate(BackBlazeB2& drive, Input words) {
   MemoryCache cache(std::string(number, 'x'));
   FetchedBytes bytes;
   switch (operation) {
-    case 'b':
-      return drive.GetFileList("", &list, nullptr);
     case 'l':
       return drive.GetFileList(text.c_str(), &list, nullptr);
     case 'm':

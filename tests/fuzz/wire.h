@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "http/curl_handles.h"
 #include "tests/fuzz/scripted_pool.h"
 
 namespace fuzz {
@@ -11,11 +10,9 @@ namespace fuzz {
 // Makes a transfer with libcurl; the server, on a socket pair, sends `answer` and closes, whatever
 // it is asked. The socket holds about 150 KB.
 inline _CURLRTN SendOver(const Transfer& transfer, const std::string& answer) {
-  static const HeaderList here(curl_slist_append(nullptr, "::127.0.0.1:"));
   int ends[2];
   Must(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends) == 0, "a socket pair");
-  const auto sent = send(ends[1], answer.data(), answer.size(), MSG_NOSIGNAL);
-  Must(sent == static_cast<ssize_t>(answer.size()), "a short answer");
+  Must(send(ends[1], answer.data(), answer.size(), MSG_NOSIGNAL) >= 0, "a server");
   shutdown(ends[1], SHUT_WR);
 
   curl_opensocket_callback open = [](void* end, curlsocktype, curl_sockaddr*) {
@@ -28,7 +25,7 @@ inline _CURLRTN SendOver(const Transfer& transfer, const std::string& answer) {
   transfer.request.SetURL(("http://127.0.0.1/" + url.substr(url.find(":/") + 1)).c_str());
   CURL* easy = transfer.request.GetCURL();
   curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http");
-  curl_easy_setopt(easy, CURLOPT_CONNECT_TO, here.get());
+  curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
   curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, open);
   curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &ends[0]);
