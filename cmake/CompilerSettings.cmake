@@ -20,3 +20,7 @@ if(B2_SANITIZE)
   add_compile_options(-fsanitize=${B2_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${B2_SANITIZE})
 endif()
+
+if(B2_BUILD_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

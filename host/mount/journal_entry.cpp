@@ -9,6 +9,10 @@ namespace {
 
 using nlohmann::json;
 
+// Before an entry that counts in one boot only: it may be half written after a loss of power, and
+// is not missed then.
+constexpr char kPassing[] = " ";
+
 // A path need not be UTF-8 text, and JSON holds no other: each byte stands as a character of its
 // own then.
 json FromBytes(const std::string& bytes) {
@@ -62,8 +66,9 @@ std::string EntryTextOf(const JournalEntry& entry) {
       {"path", IsText(destination.path) ? json(destination.path) : FromBytes(destination.path)},
       {"base", destination.base},
       {"attempted", attempted}};
-  if (!entry.boot.empty()) values["boot"] = entry.boot;
-  return values.dump(-1, ' ', false, json::error_handler_t::replace);
+  const bool passing = !entry.boot.empty();
+  if (passing) values["boot"] = entry.boot;
+  return (passing ? kPassing : "") + values.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
 EntryText ParseEntry(const std::string& text) {
@@ -73,7 +78,8 @@ EntryText ParseEntry(const std::string& text) {
   try {
     return {EntryText::State::kGood, EntryOf(json::parse(text))};
   } catch (const json::exception&) {
-    return {};
+    const bool passing = text.starts_with(kPassing);
+    return {passing ? EntryText::State::kUnfinished : EntryText::State::kDamaged, {}};
   }
 }
 

@@ -25,7 +25,8 @@ struct EntryText {
   JournalEntry entry;  // when good
 };
 
-// A text of nothing but zeros, or of none at all, is one that never reached the disk: unfinished.
+// Unfinished is what never reached the disk: nothing but zeros, nothing at all, or a part of an
+// entry that counts in one boot only.
 EntryText ParseEntry(const std::string& text);
 
 }  // namespace b2drive::mount

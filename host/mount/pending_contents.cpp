@@ -142,15 +142,22 @@ void PendingContents::Seal() {
 
 void PendingContents::SealWork() {
   SpoolPtr work;
-  Destination destination;
   {
     Lock lock(state_);
     if (abandoned_ || change_ == Change::kNone) return;
     work = work_;
-    destination = destination_;
   }
+  // Earlier contents may just be arriving. And where an earlier entry would come back after a loss
+  // of power this one must too, or what it sends would look like someone else's.
+  const std::vector<SpoolPtr> earlier = Entered();
+  for (const SpoolPtr& one : earlier) NoteAttempted(*one);
+  const bool secured =
+      std::ranges::any_of(earlier, [](const SpoolPtr& one) { return one->IsSecured(); });
+  const Destination destination = CopyOfDestination();
   try {
-    WithRoom(blocks_, [&] { spool_.Enter(*work, destination); });
+    WithRoom(blocks_, [&] {
+      secured ? spool_.Secure(*work, destination) : spool_.Enter(*work, destination);
+    });
   } catch (const FsError& error) {
     // Sending may still succeed, and then the entry is not missed.
     Notice(destination.path + ": no journal entry, " + error.what());
@@ -169,7 +176,7 @@ void PendingContents::Secure() {
 void PendingContents::SecureSealed() {
   const SpoolPtr sealed = this->sealed();
   if (!sealed) return;
-  spool_.Secure(*sealed, CopyOfDestination());
+  WithRoom(blocks_, [&] { spool_.Secure(*sealed, CopyOfDestination()); });
   StrikeBefore(sealed, false);
 }
 
@@ -184,15 +191,17 @@ void PendingContents::Sent(const SpoolPtr& contents, const std::string& id) {
 }
 
 void PendingContents::NotSent(const SpoolPtr& contents) {
-  constexpr std::size_t kMostAttempted = 8;
-  const Fingerprint print{contents->Size(), ChecksumOf(contents->fd())};
-  {
-    Lock lock(state_);
-    auto& attempted = destination_.attempted;
-    if (std::ranges::count(attempted, print) == 0) attempted.push_back(print);
-    if (attempted.size() > kMostAttempted) attempted.erase(attempted.begin());
-  }
+  NoteAttempted(*contents);
   Secure();
+}
+
+void PendingContents::NoteAttempted(const SpoolFile& contents) {
+  constexpr std::size_t kMostAttempted = 8;
+  const Fingerprint print{contents.Size(), ChecksumOf(contents.fd())};
+  Lock lock(state_);
+  auto& attempted = destination_.attempted;
+  if (std::ranges::count(attempted, print) == 0) attempted.push_back(print);
+  if (attempted.size() > kMostAttempted) attempted.erase(attempted.begin());
 }
 
 bool PendingContents::MayHaveSent(std::uint64_t size) const {
@@ -253,7 +262,7 @@ void PendingContents::Redirect(const std::string& path, const std::string& base)
   Destination destination = CopyOfDestination();
   destination.path = path;
   destination.base = base;
-  if (sealed) spool_.Enter(*sealed, destination);
+  if (sealed) WithRoom(blocks_, [&] { spool_.Enter(*sealed, destination); });
   Lock lock(state_);
   destination_ = std::move(destination);
 }

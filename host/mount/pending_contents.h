@@ -74,6 +74,7 @@ class PendingContents {
   SpoolPtr Writable() B2_REQUIRES(writing_);
   void SealWork() B2_REQUIRES(writing_);
   void SecureSealed() B2_REQUIRES(writing_);
+  void NoteAttempted(const SpoolFile& contents);
   void StrikeBefore(const SpoolPtr& contents, bool itself) B2_REQUIRES(writing_);
   void Strike(const SpoolPtr& contents) B2_REQUIRES(writing_);
   // What has an entry, the latest last.

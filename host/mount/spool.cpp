@@ -76,13 +76,13 @@ Spool::Loaded Spool::Load(const fs::path& file) {
   }
   // A spare's older text names another file.
   const bool own = text.state == EntryText::State::kGood &&
-                   text.entry.file == contents.filename().string() &&
+                   text.entry.file == contents.filename().string() && fs::exists(contents) &&
                    (text.entry.boot.empty() || text.entry.boot == boot_);
   if (!own) {
     Check(disk_.Remove(file), file, "cannot be removed");
     return {};
   }
-  if (!fs::exists(contents) || fs::file_size(contents) != text.entry.size) {
+  if (fs::file_size(contents) != text.entry.size) {
     PutAside(file);
     return {};
   }
@@ -222,11 +222,16 @@ void Spool::Strike(SpoolFile& contents) {
   const bool secured = contents.entry_ == SpoolFile::Entry::kSecured;
   // Not the contents' own name: they may be entered and struck again before the spare is used.
   const fs::path spare = NewName(kSpareSuffix);
-  const int error = disk_.Rename(EntryOf(contents.file()), spare);
-  if (error != ENOENT) Check(error, contents.file(), "its journal entry cannot be removed");
-  if (secured) Check(disk_.SyncFolder(folder_), folder_, "not synced");
+  const int kept = disk_.Rename(EntryOf(contents.file()), spare);
+  if (kept != 0 && kept != ENOENT) {  // a full disk, or folder
+    const int error = disk_.Remove(EntryOf(contents.file()));
+    if (error != ENOENT) Check(error, contents.file(), "its journal entry cannot be removed");
+  }
+  if (secured && disk_.SyncFolder(folder_) != 0) {
+    Check(disk_.SyncFolder(folder_), folder_, "not synced");
+  }
   contents.entry_ = SpoolFile::Entry::kNone;
-  KeepSpare(spare);
+  if (kept == 0) KeepSpare(spare);
 }
 
 fs::path Spool::NewName(const char* suffix) {

@@ -27,6 +27,7 @@ class SpoolFile {
   int fd() const { return fd_.get(); }
   const std::filesystem::path& file() const { return file_; }
   std::uint64_t Size() const;  // bytes
+  bool IsSecured() const { return entry_ == Entry::kSecured; }
 
  private:
   friend class Spool;

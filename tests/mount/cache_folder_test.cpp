@@ -13,7 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using VersionPtr = std::shared_ptr<CachedVersion>;
-using Found = std::vector<std::string>;
 
 class CacheFolderTest : public testing::Test {
  protected:
@@ -33,9 +32,13 @@ class BlockCacheTest : public CacheFolderTest {
   // Fills the blocks from `from` to `to` with `byte`.
   static void Bring(const VersionPtr& version, std::uint64_t from, std::uint64_t to, char byte) {
     FetchPtr fetch = version->Claim(from * kBlock, to * kBlock);
-    const std::string bytes(fetch->end - fetch->begin, byte);
-    EXPECT_EQ(version->Store(*fetch, fetch->begin, bytes.data(), bytes.size()), 0);
+    Store(version, fetch, std::string(fetch->end - fetch->begin, byte));
     version->End(fetch, 0);
+  }
+  // The next bytes of a fetch.
+  static void Store(const VersionPtr& version, const FetchPtr& fetch, const std::string& bytes) {
+    EXPECT_EQ(version->Store(bytes.data(), bytes.size(), fetch->reached), 0);
+    version->Advance(*fetch, fetch->reached + bytes.size());
   }
   // What is there of a version, from `offset` on.
   static std::string Read(const VersionPtr& version, std::uint64_t offset = 0) {
@@ -44,7 +47,7 @@ class BlockCacheTest : public CacheFolderTest {
     return text;
   }
 
-  BlockCache cache_{folder_ / "blocks", kLimit};
+  BlockCache cache_{SystemDisk(), folder_ / "blocks", kLimit, 100};
 };
 
 TEST_F(BlockCacheTest, ServesBytesAsTheyArriveToAllWhoWait) {
@@ -53,10 +56,10 @@ TEST_F(BlockCacheTest, ServesBytesAsTheyArriveToAllWhoWait) {
   VersionPtr version = cache_.Open("1", text.size());
   FetchPtr fetch = version->Claim(0, text.size());
   std::thread waiter([&] { EXPECT_EQ(version->Await(*fetch, kBlock), 0); });
-  version->Store(*fetch, 0, text.data(), 1000);
+  Store(version, fetch, text.substr(0, 1000));
   EXPECT_EQ(Read(version, 700), text.substr(700, 300));
   EXPECT_EQ(version->Read(1000, text.substr(0, 9).data(), 9).fetch, fetch);
-  version->Store(*fetch, 1000, text.data() + 1000, kBlock);
+  Store(version, fetch, text.substr(1000, kBlock));
   waiter.join();
   version->End(fetch, EIO);
   EXPECT_EQ(version->Await(*fetch, 2 * kBlock), EIO);
@@ -80,7 +83,7 @@ TEST_F(BlockCacheTest, ABlockDroppedWhileItsFetchRunsIsNotThere) {
   VersionPtr version = cache_.Open("1", 4 * kBlock);
   FetchPtr fetch = version->Claim(0, 4 * kBlock);
   const std::string bytes(2 * kBlock + 50, 'a');
-  version->Store(*fetch, 0, bytes.data(), bytes.size());
+  Store(version, fetch, bytes);
   EXPECT_EQ(version->DropOldest(1), kBlock);
   EXPECT_EQ(Read(version), "");
   EXPECT_EQ(Read(version, kBlock), bytes.substr(kBlock));
@@ -114,73 +117,59 @@ TEST_F(BlockCacheTest, KeepsWhatWasUsedLastWithinItsLimit) {
   EXPECT_EQ(Read(large, 4 * kLimit - 1), "a");
 }
 
-class SpoolTest : public CacheFolderTest {
+// A row: what stands beside contents of three bytes, "FILE" being their name, and whether they wait
+// then, are kept aside, or are gone.
+struct EntryRow {
+  const char* text;
+  enum { kWaits, kAside, kGone } left;
+};
+
+class SpoolTest : public CacheFolderTest, public testing::WithParamInterface<EntryRow> {
  protected:
   SpoolPtr Written(const std::string& text) {
     SpoolPtr file = spool_.Make();
-    EXPECT_EQ(WriteAt(file->fd(), text.data(), text.size(), 0), 0);
+    spool_.Write(*file, text.data(), text.size(), 0);
     return file;
-  }
-  // What a mount finds when this one is killed now: "path=contents" for each.
-  Found AfterKill() {
-    fs::remove_all(copy_);
-    fs::copy(folder_ / "spool", copy_);
-    Spool next(copy_);
-    Found found;
-    for (const Unsent& unsent : next.Recover()) {
-      std::string contents(unsent.contents->Size(), '\0');
-      ReadAt(unsent.contents->fd(), contents.data(), contents.size(), 0);
-      found.push_back(unsent.path + "=" + contents);
-      next.Enter(*next.Make(), "/b/new");  // takes no other's place
-    }
-    return found;
   }
 
   const fs::path copy_ = folder_ / "copy";
-  Spool spool_{folder_ / "spool"};
+  Spool spool_{SystemDisk(), folder_ / "spool", "boot"};
 };
 
-TEST_F(SpoolTest, AKillLeavesWhatWasEnteredAndNothingElse) {
-  SpoolPtr open = Written("being written");
-  SpoolPtr closed = Written("one");
-  EXPECT_EQ(AfterKill(), Found{});
-  EXPECT_TRUE(fs::is_empty(copy_));
-  spool_.Enter(*closed, "/b/one");
-  EXPECT_EQ(AfterKill(), Found{"/b/one=one"});
-  spool_.Enter(*closed, "/b/renamed");
-  std::vector<SpoolPtr> later;
-  for (int i = 0; i < 10; ++i) {  // beyond 9, where numbers and names sort differently
-    later.push_back(Written(std::to_string(i)));
-    spool_.Enter(*later.back(), "/b/two");
+TEST_P(SpoolTest, ABadEntryNeitherLosesWhatWasSafeNorHindersAnything) {
+  const SpoolPtr good = Written("good");
+  const SpoolPtr other = Written("bad");
+  const std::string name = other->file().filename();
+  spool_.Enter(*good, {"/b/good", "", {}});
+  std::string text = GetParam().text;
+  if (const auto at = text.find("FILE"); at != std::string::npos) text.replace(at, 4, name);
+  std::ofstream(other->file().string() + ".json") << text;
+  fs::copy(folder_ / "spool", copy_, fs::copy_options::recursive);
+  for (std::size_t entered = 0; entered < 2; ++entered) {
+    Spool next(SystemDisk(), copy_, "boot");
+    const Spool::Found found = next.Recover();
+    EXPECT_EQ(found.unsent.size(), entered + (GetParam().left == EntryRow::kWaits ? 2 : 1));
+    EXPECT_EQ(found.damaged.size(), GetParam().left == EntryRow::kAside ? 1u : 0u);
+    EXPECT_EQ(fs::exists(copy_ / name), GetParam().left == EntryRow::kWaits);
+    EXPECT_EQ(fs::exists(copy_ / "aside" / name), GetParam().left == EntryRow::kAside);
+    next.Enter(*next.Make(), {"/b/new", "", {}});  // takes no other's place
   }
-  EXPECT_EQ(AfterKill(), (Found{"/b/renamed=one", "/b/two=9"}));
-  spool_.Strike(*closed);
-  EXPECT_EQ(AfterKill(), Found{"/b/two=9"});
-  spool_.Strike(*later.back());
-  spool_.Enter(*closed, "/b");  // in place of a longer text that was struck
-  EXPECT_EQ(AfterKill(), (Found{"/b=one", "/b/two=8"}));
-  spool_.Strike(*closed);  // again, while what it left the first time was not used
-  const fs::directory_iterator files(folder_ / "spool");
-  EXPECT_EQ(std::count_if(begin(files), end(files),
-                          [](const auto& file) { return file.path().extension() == ".spare"; }),
-            2);
 }
 
-TEST_F(SpoolTest, AnEntryThatCannotBeReadKeepsItsContentsAndHindersNothing) {
-  SpoolPtr good = Written("good");
-  spool_.Enter(*good, "/b/good");
-  for (const std::string entry :
-       {"", "[]", R"("path":"/b/x","si)", R"("path":"/b/x"})", R"("path":7,"size":3})",
-        R"("path":"/b/x","size":"3"})", R"("path":"/b/x","size":4})",
-        R"("file":"0","path":"/b/x","size":3})"}) {
-    SpoolPtr bad = Written("bad");
-    const std::string own = R"({"file":")" + bad->file().filename().string() + R"(",)";
-    std::ofstream(bad->file().string() + ".json") << (entry.size() < 3 ? entry : own + entry);
-    EXPECT_EQ(AfterKill(), Found{"/b/good=good"}) << entry;
-    EXPECT_EQ(fs::file_size(copy_ / bad->file().filename()), 3u) << entry;
-    fs::remove(bad->file().string() + ".json");
-  }
-}
+INSTANTIATE_TEST_SUITE_P(
+    Entries, SpoolTest,
+    testing::Values(EntryRow{R"({"file":"FILE","path":"/b/x","size":3})", EntryRow::kWaits},
+                    EntryRow{R"({"file":"FILE","path":[47,98,47,255],"size":3,"boot":"boot"})",
+                             EntryRow::kWaits},
+                    EntryRow{R"({"file":"FILE","path":"/b/x","size":3,"boot":"x"})",
+                             EntryRow::kGone},
+                    EntryRow{R"({"file":"7","path":"/b/x","size":3})", EntryRow::kGone},
+                    EntryRow{"", EntryRow::kGone}, EntryRow{R"( {"file":"FI)", EntryRow::kGone},
+                    EntryRow{R"({"file":"FI)", EntryRow::kAside}, EntryRow{"[]", EntryRow::kAside},
+                    EntryRow{R"({"file":"FILE","path":"/b/x"})", EntryRow::kAside},
+                    EntryRow{R"({"file":"FILE","path":7,"size":3})", EntryRow::kAside},
+                    EntryRow{R"({"file":"FILE","path":"/b/x","size":"3"})", EntryRow::kAside},
+                    EntryRow{R"({"file":"FILE","path":"/b/x","size":4})", EntryRow::kAside}));
 
 }  // namespace
 }  // namespace b2drive::mount

@@ -62,7 +62,7 @@ class FileSystemTest : public testing::Test {
 
   // The mount itself. Unmounting sends what waits and can be sent; a kill leaves the cache folder
   // as a kill -9 does, now or when the `k`-th request of `action` has just taken effect.
-  void Mount() { files = std::make_unique<FileSystem>(*live_, options, cache_); }
+  void Mount() { files = std::make_unique<FileSystem>(*live_, options, cache_, *disk, boot); }
   void Remount();
   void Kill();
   void KillAt(int k, const Action& action);
@@ -89,10 +89,16 @@ class FileSystemTest : public testing::Test {
   int TryName(const Action& action);  // one at a time, as a kernel changes a folder's names
   static std::string At(Text name);   // without a trailing slash
 
-  MountOptions options;        // for the next Mount
+  MountOptions options;  // for the next Mount, as what follows
+  Disk* disk = &SystemDisk();
+  std::string boot = CurrentBoot();
   bool out_of_memory = false;  // whoever signs in
   std::unique_ptr<emulator::Emulator> service;
   std::unique_ptr<FileSystem> files;
+
+ protected:
+  std::filesystem::path scratch_;
+  std::filesystem::path cache_;
 
  private:
   int Use(const std::function<HandlePtr()>& open, const std::function<void(Handle&)>& use);
@@ -100,8 +106,6 @@ class FileSystemTest : public testing::Test {
   void Abandon();
 
   std::mutex names_;
-  std::filesystem::path scratch_;
-  std::filesystem::path cache_;
   HostLog log_{false, nullptr};
   std::unique_ptr<PluginLibrary> plugin_;
   std::unique_ptr<LiveSession> live_;

@@ -1,0 +1,64 @@
+// The host learns what the service answered from the module's log alone: from the line of each
+// transfer, and from no line that shows a text of the user's.
+
+#include <cstdarg>
+#include <vector>
+
+#include "host/answer.h"
+#include "protocol/log.h"
+#include "tests/fuzz/wire.h"
+
+namespace {
+
+using b2drive::Answer;
+
+std::string Shown(int status, const std::string& transport) {
+  return std::to_string(status) + transport;
+}
+
+class Reader final : public ILog {
+ public:
+  void SetLevels(std::int32_t) override {}
+  bool IsNetworkTraceEnabled() override { return false; }
+  void Log(LOGLEVEL level, const char* format, std::va_list arguments) override {
+    char line[8192];
+    std::vsnprintf(line, sizeof line, format, arguments);
+    Answer answer;
+    if (ReadAnswer(level, line, answer)) read.push_back(Shown(answer.status, answer.transport));
+  }
+  std::vector<std::string> read;
+};
+
+}  // namespace
+
+// "verbose|quiet OPERATION NUMBER TEXT", then a line for the answer of each transfer.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz::Input input(data, size);
+  fuzz::Input words(input.Line());
+  std::vector<std::string> made;
+  fuzz::ScriptedRequest::AnswerWith([&](const fuzz::Transfer& transfer) {
+    _CURLRTN result = fuzz::AnswerOf(input.AtEnd() ? "!7" : input.Line());
+    if (result.code == CURLE_OK) {
+      const std::string body(result.body.get(), static_cast<std::size_t>(result.bodyLength));
+      result = SendOver(transfer, "HTTP/1.1 " + std::to_string(result.httpCode) +
+                                      " x\r\nContent-Length: " + std::to_string(body.size()) +
+                                      "\r\n\r\n" + body);
+    }
+    const auto code = static_cast<CURLcode>(result.code);
+    const std::string why = CURLImpl::ErrorString(code) + "(" + std::to_string(code) + ")";
+    if (code != CURLE_FAILED_INIT) {  // no transfer of its own
+      made.push_back(Shown(static_cast<int>(result.httpCode), code == CURLE_OK ? "" : why));
+    }
+    return result;
+  });
+  BackBlazeB2 drive("", nullptr);
+  drive.SetAuthorizedInfo(R"({"authorizationToken":"t","apiUrl":"","downloadUrl":"",)"
+                          R"("recommendedPartSize":100})");
+  drive.SetOpt("verbose", words.Pick("qv") == 'v' ? "on" : "off");
+  Reader reader;
+  logger = &reader;
+  Operate(drive, words);
+  logger = nullptr;
+  fuzz::Must(reader.read == made, "each transfer is one answer");
+  return 0;
+}
