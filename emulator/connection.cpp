@@ -4,6 +4,7 @@
 #include <array>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http.hpp>
+#include <chrono>
 #include <ctime>
 #include <exception>
 #include <optional>
@@ -148,6 +149,8 @@ Incoming Connection::MakeIncoming() const {
   const auto& message = parser_->get();
   Incoming incoming;
   Request& record = incoming.record;
+  record.arrived = std::chrono::steady_clock::now();
+  record.secure = secure_;
   record.method = message.method_string();
   record.target = message.target();
   for (const auto& field : message) record.headers.emplace_back(field.name_string(), field.value());

@@ -89,6 +89,8 @@ size_t Emulator::Count(std::string_view call) const {
 void Emulator::ExpireTokens() { core_->access.ExpireAll(); }
 void Emulator::CloseIdleConnections() { server_->CloseIdle(); }
 
+void Emulator::DropConnections() { server_->Drop(); }
+
 void Emulator::SetLatency(std::chrono::milliseconds latency) {
   CheckDelay(latency);
   core_->latency = latency;

@@ -65,6 +65,8 @@ class Emulator {
   void ExpireTokens();
   /// Ends every connection that exists now: idle ones at once, others after their request.
   void CloseIdleConnections();
+  /// Ends every connection that exists now, at once.
+  void DropConnections();
   /// Throws std::invalid_argument unless it is between 0 and kLongestDelay.
   void SetLatency(std::chrono::milliseconds latency);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -24,6 +25,8 @@ struct Request {
   std::string body;         // of JSON calls only
   uint64_t body_bytes = 0;  // received of the request's body
   int status = 0;           // of the answer; 0: none was sent
+  bool secure = false;      // came under TLS
+  std::chrono::steady_clock::time_point arrived = {};
 
   /// The header's first value, names compared without regard to case; "" when absent.
   std::string Header(std::string_view name) const;

@@ -127,4 +127,9 @@ void Server::CloseIdle() {
   for (Worker& worker : workers_) worker.stream.CloseWhenIdle();
 }
 
+void Server::Drop() {
+  std::lock_guard lock(mutex_);
+  for (Worker& worker : workers_) worker.stream.Shutdown();
+}
+
 }  // namespace emulator

@@ -24,6 +24,8 @@ class Server {
 
   /// Ends connections between requests now, the others after their request.
   void CloseIdle();
+  /// Ends all connections now.
+  void Drop();
 
  private:
   struct Worker {

@@ -24,8 +24,8 @@ void RepeatCursor(const Incoming& incoming, Answer& answer) {
   if (!page.contains("files") || page["files"].empty()) return;
   for (const Cursor& cursor : kCursors) {
     if (!page.contains(cursor.answered)) continue;
-    const auto asked = args.OptionalText(cursor.asked);
-    page[cursor.answered] = asked ? json(*asked) : page["files"][0][cursor.of_entry];
+    const std::string asked = args.OptionalText(cursor.asked).value_or("");
+    page[cursor.answered] = asked.empty() ? page["files"][0][cursor.of_entry] : json(asked);
   }
   answer.body = page.dump(2);
 }

@@ -76,6 +76,10 @@ void Folders::Remove(const std::string& path) {
     remote_.DeleteFile(marker, path, [&]() -> std::optional<Entry> {
       return remote_.HasMarker(id, path) ? std::optional(marker) : std::nullopt;
     });
+  } else {
+    // Without a marker and without files it is gone; names that no listing shows keep it.
+    directory_.Forget(ParentOf(path));
+    if (directory_.Find(path)) throw FsError(ENOTEMPTY, path + ": holds what no listing shows");
   }
   directory_.Remove(path);
   Lock lock(mutex_);

@@ -193,7 +193,8 @@ void Remote::DeleteFile(const Entry& file, const std::string& path, const Look& 
     std::optional<Entry> left = still_there();
     if (!left) return;
     if (left->id != file.id) throw FsError(ESTALE, path + ": changed meanwhile by someone else");
-    if (failure && Diagnose(*failure, answer).remedy == Remedy::kNone && answer.status != 404) {
+    const bool gone = answer.status == 400 || answer.status == 404;  // one of several versions
+    if (failure && Diagnose(*failure, answer).remedy == Remedy::kNone && !gone) {
       throw FsError(Diagnose(*failure, answer).number, failure->what());
     }
     throw HostError(ExitCode::kNetwork, path + ": not deleted yet", AERROR::TIMEDOUT);

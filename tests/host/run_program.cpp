@@ -68,6 +68,17 @@ void RunningProgram::Type(const std::string& text) const {
   EXPECT_EQ(write(terminal_.get(), text.data(), text.size()), std::ssize(text));
 }
 
+bool RunningProgram::EndsWithin(std::chrono::milliseconds time) const {
+  const auto last = std::chrono::steady_clock::now() + time;
+  siginfo_t ended{};
+  while (waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         ended.si_pid == 0) {
+    if (std::chrono::steady_clock::now() > last) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
+
 ProgramResult RunningProgram::Wait() {
   int status = 0;
   EXPECT_EQ(waitpid(pid_, &status, 0), pid_);

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -32,6 +33,7 @@ class RunningProgram {
   void Signal(int signal) const;
   void Await(const std::string& text) const;  // on standard error
   void Type(const std::string& text) const;   // on the terminal
+  bool EndsWithin(std::chrono::milliseconds time) const;
   ProgramResult Wait();
 
  private:

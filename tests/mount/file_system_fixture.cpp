@@ -30,6 +30,13 @@ FileSystemTest::FileSystemTest() : service(StartEmulator(SmallParts())) {
   cache_ = scratch_ / "0";
   emulator::EnsureBucket(service->store(), "bucket");
   plugin_ = std::make_unique<PluginLibrary>(B2_PLUGIN_FILE, log_);
+  SignIn();
+  options.retries = 0;
+  Mount();
+}
+
+void FileSystemTest::SignIn() {
+  files.reset();
   SessionOptions session;
   session.proxy = ParseProxy("http://127.0.0.1:" + std::to_string(service->port()));
   const Account account{service->account_id(), service->key(), ""};
@@ -37,8 +44,6 @@ FileSystemTest::FileSystemTest() : service(StartEmulator(SmallParts())) {
     if (out_of_memory) throw std::bad_alloc();
     return std::make_shared<Session>(*plugin_, account, session);
   });
-  options.retries = 0;
-  Mount();
 }
 
 FileSystemTest::~FileSystemTest() {

@@ -232,6 +232,15 @@ TEST_F(FileSystemTest, ACloseWithoutNewWritesStoresNothing) {
   EXPECT_EQ(Versions("a"), Texts{"text"});
 }
 
+TEST_F(FileSystemTest, ADeletionWhoseAnswerWasLostIsOne) {
+  options.retries = 1;
+  Remount();
+  for (const std::string text : {"old", "new"}) Put("a", text);
+  service->AddFault({.call = "b2_delete_file_version", .cut_request_after = 0, .commit = true});
+  EXPECT_EQ(Unlink("a"), 0);
+  EXPECT_TRUE(Versions("a").empty());
+}
+
 TEST_F(FileSystemTest, ARevokedKeyIsTriedOnceInAWhile) {
   options.dir_ttl = std::chrono::seconds(0);
   Remount();

@@ -64,6 +64,7 @@ class FileSystemTest : public testing::Test {
   // as a kill -9 does, now or when the `k`-th request of `action` has just taken effect.
   void Mount() { files = std::make_unique<FileSystem>(*live_, options, cache_, *disk, boot); }
   void Remount();
+  void SignIn();  // anew, for the next Mount
   void Kill();
   void KillAt(int k, const Action& action);
   std::vector<std::filesystem::path> CacheFiles();
