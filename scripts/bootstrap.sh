@@ -4,7 +4,8 @@
 set -euo pipefail
 
 debian_packages=(
-  build-essential ca-certificates clang-format clang-tidy cmake git ninja-build pkg-config python3
+  build-essential ca-certificates clang clang-format clang-tidy cmake git ninja-build pkg-config
+  python3
   libboost1.81-dev libcli11-dev libcrypto++-dev libcurl4-openssl-dev libevent-dev libjsoncpp-dev
   libssl-dev libxml2-dev nlohmann-json3-dev zlib1g-dev
   libbenchmark-dev libgmock-dev libgtest-dev
