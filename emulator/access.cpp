@@ -72,7 +72,7 @@ std::string Access::NewToken(const char* kind) const {
 
 KeyPtr Access::Login(std::string_view basic_header) const {
   const auto [id, secret] = ParseBasic(basic_header);
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   const auto found = keys_.find(id);
   if (found == keys_.end() || found->second->secret != secret) return nullptr;
   return HasExpired(*found->second) ? nullptr : found->second;
@@ -80,14 +80,14 @@ KeyPtr Access::Login(std::string_view basic_header) const {
 
 std::string Access::IssueAccountToken(const KeyPtr& key) {
   std::string token = NewToken("acct");
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   account_tokens_[token] = {key, Clock::now() + rules_.token_life};
   return token;
 }
 
 KeyPtr Access::CheckAccountToken(const std::string& token) const {
   CheckToken(token);
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   const auto found = account_tokens_.find(token);
   if (found == account_tokens_.end()) throw BadToken();
   CheckLife(found->second.expires);
@@ -102,14 +102,14 @@ std::shared_ptr<const UploadTicket> Access::IssueUpload(const std::string& targe
   ticket->target = target;
   ticket->key = key;
   ticket->expires = Clock::now() + rules_.upload_token_life;
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   upload_tokens_[ticket->token] = ticket;
   return ticket;
 }
 
 UploadPass Access::BeginUpload(const std::string& token, const std::string& path) const {
   CheckToken(token);
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   const auto found = upload_tokens_.find(token);
   if (found == upload_tokens_.end() || found->second->path != path) throw BadToken();
   CheckLife(found->second->expires);
@@ -121,13 +121,13 @@ UploadPass Access::BeginUpload(const std::string& token, const std::string& path
 
 std::string Access::IssueDownload(DownloadGrant grant) {
   std::string token = NewToken("dnld");
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   download_tokens_[token] = std::move(grant);
   return token;
 }
 
 std::optional<DownloadGrant> Access::FindDownload(const std::string& token) const {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   const auto found = download_tokens_.find(token);
   if (found == download_tokens_.end()) return std::nullopt;
   CheckLife(found->second.expires);
@@ -136,14 +136,14 @@ std::optional<DownloadGrant> Access::FindDownload(const std::string& token) cons
 
 void Access::ExpireAll() {
   const auto now = Clock::now();
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   for (auto& [token, held] : account_tokens_) held.expires = now;
   for (auto& [token, held] : upload_tokens_) held->expires = now;
   for (auto& [token, held] : download_tokens_) held.expires = now;
 }
 
 void Access::ExpireAccountToken(const std::string& token) {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   const auto found = account_tokens_.find(token);
   if (found != account_tokens_.end()) found->second.expires = Clock::now();
 }
@@ -152,13 +152,13 @@ KeyPtr Access::AddKey(Key wanted) {
   wanted.id = "001" + account_id_ + RandomHex(10);
   wanted.secret = "K001" + RandomHex(27);
   auto key = std::make_shared<const Key>(std::move(wanted));
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   keys_[key->id] = key;
   return key;
 }
 
 std::vector<KeyPtr> Access::Keys() const {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   std::vector<KeyPtr> keys;
   for (const auto& [id, key] : keys_) {
     if (id != account_id_) keys.push_back(key);
@@ -167,7 +167,7 @@ std::vector<KeyPtr> Access::Keys() const {
 }
 
 KeyPtr Access::DeleteKey(const std::string& key_id) {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   const auto found = keys_.find(key_id);
   if (found == keys_.end() || key_id == account_id_) {
     throw BadRequest("Application key not found: " + key_id);

@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/thread_safety.h"
 #include "emulator/url.h"
 
 namespace emulator {
@@ -120,12 +120,11 @@ class Access {
   const std::string account_id_;
   const Rules rules_;
 
-  mutable std::mutex mutex_;
-  // Protected by mutex_.
-  std::map<std::string, KeyPtr> keys_;
-  std::map<std::string, AccountToken> account_tokens_;
-  std::map<std::string, std::shared_ptr<UploadTicket>> upload_tokens_;
-  std::map<std::string, DownloadGrant> download_tokens_;
+  mutable base::Mutex mutex_;
+  std::map<std::string, KeyPtr> keys_ B2_GUARDED_BY(mutex_);
+  std::map<std::string, AccountToken> account_tokens_ B2_GUARDED_BY(mutex_);
+  std::map<std::string, std::shared_ptr<UploadTicket>> upload_tokens_ B2_GUARDED_BY(mutex_);
+  std::map<std::string, DownloadGrant> download_tokens_ B2_GUARDED_BY(mutex_);
 };
 
 }  // namespace emulator

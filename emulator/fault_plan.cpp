@@ -29,17 +29,17 @@ void CheckFault(const Fault& fault) {
 
 void FaultPlan::Add(Fault fault) {
   CheckFault(fault);
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   if (fault.times != 0) faults_.push_back(std::move(fault));
 }
 
 void FaultPlan::Clear() {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   faults_.clear();
 }
 
 std::optional<Fault> FaultPlan::Take(const std::string& call) {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   for (auto fault = faults_.begin(); fault != faults_.end(); ++fault) {
     if (!fault->call.empty() && fault->call != call) continue;
     if (fault->skip > 0) {

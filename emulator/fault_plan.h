@@ -3,11 +3,12 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "base/thread_safety.h"
 
 namespace emulator {
 
@@ -83,8 +84,8 @@ class FaultPlan {
   std::optional<Fault> Take(const std::string& call);
 
  private:
-  std::mutex mutex_;
-  std::deque<Fault> faults_;  // protected by mutex_
+  base::Mutex mutex_;
+  std::deque<Fault> faults_ B2_GUARDED_BY(mutex_);
 };
 
 }  // namespace emulator

@@ -1,10 +1,9 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
-#include <shared_mutex>
 #include <utility>
 
+#include "base/thread_safety.h"
 #include "emulator/request_log.h"
 
 namespace emulator {
@@ -16,18 +15,18 @@ class RequestHook {
 
   /// Waits for runs of the function before, so that what it uses may go. An empty one sees nothing.
   void Set(Function function) {
-    std::unique_lock lock(mutex_);
+    base::WriteLock lock(mutex_);
     function_ = std::move(function);
   }
 
   void Run(const Request& request) const {
-    std::shared_lock lock(mutex_);
+    base::ReadLock lock(mutex_);
     if (function_) function_(request);
   }
 
  private:
-  mutable std::shared_mutex mutex_;
-  Function function_;  // protected by mutex_
+  mutable base::SharedMutex mutex_;
+  Function function_ B2_GUARDED_BY(mutex_);
 };
 
 }  // namespace emulator

@@ -15,7 +15,7 @@ std::string Request::Header(std::string_view name) const {
 }
 
 uint64_t RequestLog::Begin(const Request& request) {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   ++counts_[request.call];
   const uint64_t ticket = next_ticket_++;
   if (!recording_) return ticket;
@@ -25,7 +25,7 @@ uint64_t RequestLog::Begin(const Request& request) {
 }
 
 void RequestLog::Update(uint64_t ticket, const Request& request) {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   const auto found =
       std::lower_bound(requests_.begin(), requests_.end(), ticket,
                        [](const auto& kept, uint64_t wanted) { return kept.first < wanted; });
@@ -33,12 +33,12 @@ void RequestLog::Update(uint64_t ticket, const Request& request) {
 }
 
 void RequestLog::SetRecording(bool on) {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   recording_ = on;
 }
 
 std::vector<Request> RequestLog::All() const {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   std::vector<Request> all;
   all.reserve(requests_.size());
   for (const auto& [ticket, request] : requests_) all.push_back(request);
@@ -46,12 +46,12 @@ std::vector<Request> RequestLog::All() const {
 }
 
 std::map<std::string, size_t> RequestLog::Counts() const {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   return counts_;
 }
 
 void RequestLog::Clear() {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   requests_.clear();
   counts_.clear();
 }

@@ -5,11 +5,12 @@
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "base/thread_safety.h"
 
 namespace emulator {
 
@@ -52,12 +53,12 @@ class RequestLog {
   void Clear();
 
  private:
-  mutable std::mutex mutex_;
-  // Protected by mutex_.
-  bool recording_ = true;
-  std::deque<std::pair<uint64_t, Request>> requests_;  // tickets grow from front to back
-  std::map<std::string, size_t> counts_;
-  uint64_t next_ticket_ = 1;
+  mutable base::Mutex mutex_;
+  bool recording_ B2_GUARDED_BY(mutex_) = true;
+  // Tickets grow from front to back.
+  std::deque<std::pair<uint64_t, Request>> requests_ B2_GUARDED_BY(mutex_);
+  std::map<std::string, size_t> counts_ B2_GUARDED_BY(mutex_);
+  uint64_t next_ticket_ B2_GUARDED_BY(mutex_) = 1;
 };
 
 /// The log's entry of one request in hand.

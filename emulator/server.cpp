@@ -62,7 +62,7 @@ Server::Server(uint16_t port, std::function<void(Stream&)> serve)
 
 Server::~Server() {
   {
-    std::lock_guard lock(mutex_);
+    base::Lock lock(mutex_);
     stopping_ = true;
     for (Worker& worker : workers_) worker.stream.Shutdown();
   }
@@ -89,12 +89,12 @@ void Server::AcceptLoop() {
 }
 
 bool Server::IsStopping() {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   return stopping_;
 }
 
 void Server::Start(int socket) {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   Worker& worker = workers_.emplace_back(socket);
   if (stopping_) worker.stream.Shutdown();
   try {
@@ -107,12 +107,11 @@ void Server::Start(int socket) {
 void Server::Serve(Worker& worker) {
   serve_(worker.stream);
   worker.stream.CloseNow();
-  std::lock_guard lock(mutex_);
   worker.done = true;
 }
 
 std::list<Server::Worker> Server::TakeDone() {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   std::list<Worker> done;
   for (auto worker = workers_.begin(); worker != workers_.end();) {
     const auto next = std::next(worker);
@@ -123,7 +122,7 @@ std::list<Server::Worker> Server::TakeDone() {
 }
 
 void Server::CloseIdle() {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   for (Worker& worker : workers_) worker.stream.CloseWhenIdle();
 }
 

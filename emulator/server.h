@@ -1,11 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <list>
-#include <mutex>
 #include <thread>
 
+#include "base/thread_safety.h"
 #include "emulator/stream.h"
 
 namespace emulator {
@@ -32,7 +33,7 @@ class Server {
     explicit Worker(int socket) : stream(socket) {}
     Stream stream;
     std::thread thread;
-    bool done = false;
+    std::atomic<bool> done = false;
   };
 
   void AcceptLoop();
@@ -45,10 +46,9 @@ class Server {
   int listener_ = -1;
   uint16_t port_ = 0;
 
-  std::mutex mutex_;
-  // Protected by mutex_.
-  std::list<Worker> workers_;
-  bool stopping_ = false;
+  base::Mutex mutex_;
+  std::list<Worker> workers_ B2_GUARDED_BY(mutex_);
+  bool stopping_ B2_GUARDED_BY(mutex_) = false;
 
   std::thread acceptor_;
 };

@@ -7,12 +7,12 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "base/thread_safety.h"
 #include "emulator/content.h"
 #include "emulator/names.h"
 
@@ -185,27 +185,26 @@ class Store {
   static VersionPtr NewestFinished(const BucketState& bucket, const std::string& name);
   static void RefreshVisible(BucketState& bucket, const std::string& name);
 
-  // The rest is called with the lock held.
-  BucketState& At(const std::string& bucket_id);
-  const BucketState& At(const std::string& bucket_id) const;
-  const Bucket* Named(std::string_view name) const;
-  VersionPtr Lookup(const std::string& file_id) const;
-  LargeFile& Large(const std::string& file_id);
-  const LargeFile& Large(const std::string& file_id) const;
-  VersionPtr Make(const BucketState& bucket, const NewFile& file, ContentPtr content,
-                  Action action);
-  void Insert(BucketState& bucket, const VersionPtr& version);
-  void Erase(BucketState& bucket, const VersionPtr& version);
-  void CheckParts(const LargeFile& large, const std::vector<std::string>& part_sha1s) const;
+  BucketState& At(const std::string& bucket_id) B2_REQUIRES(mutex_);
+  const BucketState& At(const std::string& bucket_id) const B2_REQUIRES_SHARED(mutex_);
+  const Bucket* Named(std::string_view name) const B2_REQUIRES_SHARED(mutex_);
+  VersionPtr Lookup(const std::string& file_id) const B2_REQUIRES_SHARED(mutex_);
+  LargeFile& Large(const std::string& file_id) B2_REQUIRES(mutex_);
+  const LargeFile& Large(const std::string& file_id) const B2_REQUIRES_SHARED(mutex_);
+  VersionPtr Make(const BucketState& bucket, const NewFile& file, ContentPtr content, Action action)
+      B2_REQUIRES(mutex_);
+  void Insert(BucketState& bucket, const VersionPtr& version) B2_REQUIRES(mutex_);
+  void Erase(BucketState& bucket, const VersionPtr& version) B2_REQUIRES(mutex_);
+  void CheckParts(const LargeFile& large, const std::vector<std::string>& part_sha1s) const
+      B2_REQUIRES_SHARED(mutex_);
 
   const Rules rules_;
 
-  mutable std::shared_mutex mutex_;
-  // Protected by mutex_.
-  std::map<std::string, BucketState> buckets_;  // by ID
-  std::unordered_map<uint64_t, VersionPtr> by_sequence_;
-  std::map<uint64_t, LargeFile> large_;  // by sequence: oldest first
-  uint64_t next_sequence_ = 0x100001;
+  mutable base::SharedMutex mutex_;
+  std::map<std::string, BucketState> buckets_ B2_GUARDED_BY(mutex_);  // by ID
+  std::unordered_map<uint64_t, VersionPtr> by_sequence_ B2_GUARDED_BY(mutex_);
+  std::map<uint64_t, LargeFile> large_ B2_GUARDED_BY(mutex_);  // by sequence: oldest first
+  uint64_t next_sequence_ B2_GUARDED_BY(mutex_) = 0x100001;
 };
 
 }  // namespace emulator

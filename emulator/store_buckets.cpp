@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <chrono>
-#include <mutex>
 #include <utility>
 
 #include "emulator/errors.h"
@@ -57,7 +56,7 @@ Bucket Store::CreateBucket(Bucket wanted) {
   CheckBucketName(wanted.name);
   wanted.id = RandomHex(24);
   wanted.revision = 1;
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   if (Named(wanted.name) != nullptr) {
     throw ServiceError(400, "duplicate_bucket_name", "Bucket name is already in use.");
   }
@@ -71,7 +70,7 @@ Bucket Store::CreateBucket(Bucket wanted) {
 }
 
 Bucket Store::UpdateBucket(const std::string& bucket_id, const BucketChange& change) {
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   Bucket& record = At(bucket_id).record;
   if (change.if_revision_is && *change.if_revision_is != record.revision) {
     throw ServiceError(409, "conflict", "The bucket's revision is another");
@@ -85,7 +84,7 @@ Bucket Store::UpdateBucket(const std::string& bucket_id, const BucketChange& cha
 }
 
 Bucket Store::DeleteBucket(const std::string& bucket_id) {
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   BucketState& state = At(bucket_id);
   if (!state.versions.empty()) {
     throw ServiceError(400, "cannot_delete_non_empty_bucket", "Cannot delete non-empty bucket");
@@ -99,7 +98,7 @@ Bucket Store::DeleteBucket(const std::string& bucket_id) {
 std::vector<Bucket> Store::Buckets() const {
   std::vector<Bucket> all;
   {
-    std::shared_lock lock(mutex_);
+    base::ReadLock lock(mutex_);
     for (const auto& [id, state] : buckets_) all.push_back(state.record);
   }
   std::sort(all.begin(), all.end(),
@@ -108,12 +107,12 @@ std::vector<Bucket> Store::Buckets() const {
 }
 
 Bucket Store::GetBucket(const std::string& bucket_id) const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   return At(bucket_id).record;
 }
 
 std::optional<Bucket> Store::FindBucket(std::string_view name) const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   const Bucket* const found = Named(name);
   if (found == nullptr) return std::nullopt;
   return *found;

@@ -1,4 +1,3 @@
-#include <mutex>
 #include <utility>
 
 #include "emulator/content_types.h"
@@ -75,7 +74,7 @@ VersionPtr Store::Lookup(const std::string& file_id) const {
 
 VersionPtr Store::AddFile(const std::string& bucket_id, const NewFile& file, ContentPtr content) {
   CheckFileName(file.name);
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   BucketState& bucket = At(bucket_id);
   VersionPtr version = Make(bucket, file, std::move(content), Action::kUpload);
   Insert(bucket, version);
@@ -83,7 +82,7 @@ VersionPtr Store::AddFile(const std::string& bucket_id, const NewFile& file, Con
 }
 
 VersionPtr Store::Hide(const std::string& bucket_id, const std::string& name) {
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   BucketState& bucket = At(bucket_id);
   const VersionPtr newest = NewestFinished(bucket, name);
   if (!newest) throw ServiceError(400, "no_such_file", "File not present: " + name);
@@ -97,21 +96,21 @@ VersionPtr Store::Hide(const std::string& bucket_id, const std::string& name) {
 }
 
 VersionPtr Store::Find(const std::string& file_id) const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   VersionPtr version = Lookup(file_id);
   if (!version) throw NotFound("File not present: " + file_id);
   return version;
 }
 
 VersionPtr Store::Visible(const std::string& bucket_id, const std::string& name) const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   const BucketState& bucket = At(bucket_id);
   const auto found = bucket.visible.lower_bound(Position{name, kNewest});
   return found != bucket.visible.end() && (*found)->name == name ? *found : nullptr;
 }
 
 void Store::Delete(const std::string& name, const std::string& file_id) {
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   const VersionPtr version = SequenceOf(file_id) ? Lookup(file_id) : nullptr;
   if (!version || version->name != name) {
     throw ServiceError(400, "file_not_present", "File not present: " + name + " " + file_id);

@@ -1,4 +1,3 @@
-#include <mutex>
 #include <utility>
 
 #include "emulator/errors.h"
@@ -44,7 +43,7 @@ const Store::LargeFile& Store::Large(const std::string& file_id) const {
 
 VersionPtr Store::StartLarge(const std::string& bucket_id, const NewFile& file) {
   CheckFileName(file.name);
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   BucketState& bucket = At(bucket_id);
   auto start = std::make_shared<Version>(*Make(bucket, file, NoContent(), Action::kStart));
   start->large = true;
@@ -57,7 +56,7 @@ Part Store::AddPart(const std::string& file_id, int64_t number, ContentPtr conte
   if (number < 1 || number > 10'000) {
     throw BadRequest("Part number must be between 1 and 10000: " + std::to_string(number));
   }
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   LargeFile& large = Large(file_id);
   return large.parts[number] = {number, std::move(content), rules_.clock()};
 }
@@ -85,7 +84,7 @@ void Store::CheckParts(const LargeFile& large, const std::vector<std::string>& p
 
 VersionPtr Store::FinishLarge(const std::string& file_id,
                               const std::vector<std::string>& part_sha1s) {
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   const LargeFile& large = Large(file_id);
   CheckParts(large, part_sha1s);
   const VersionPtr start = large.start;
@@ -100,7 +99,7 @@ VersionPtr Store::FinishLarge(const std::string& file_id,
 }
 
 VersionPtr Store::CancelLarge(const std::string& file_id) {
-  std::unique_lock lock(mutex_);
+  base::WriteLock lock(mutex_);
   VersionPtr start = Large(file_id).start;
   large_.erase(start->sequence);
   Erase(At(*start->bucket_id), start);
@@ -108,19 +107,19 @@ VersionPtr Store::CancelLarge(const std::string& file_id) {
 }
 
 VersionPtr Store::ActiveLarge(const std::string& file_id) const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   return Large(file_id).start;
 }
 
 std::vector<Part> Store::Parts(const std::string& file_id) const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   std::vector<Part> parts;
   for (const auto& [number, part] : Large(file_id).parts) parts.push_back(part);
   return parts;
 }
 
 std::vector<VersionPtr> Store::Unfinished(const std::string& bucket_id) const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   At(bucket_id);
   std::vector<VersionPtr> files;
   for (const auto& [sequence, large] : large_) {
@@ -130,7 +129,7 @@ std::vector<VersionPtr> Store::Unfinished(const std::string& bucket_id) const {
 }
 
 size_t Store::UnfinishedCount() const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   return large_.size();
 }
 

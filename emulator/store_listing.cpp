@@ -43,12 +43,12 @@ ListPage Store::Page(const VersionSet& set, const ListQuery& query) {
 }
 
 ListPage Store::ListNames(const std::string& bucket_id, const ListQuery& query) const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   return Page(At(bucket_id).visible, query);
 }
 
 ListPage Store::ListVersions(const std::string& bucket_id, const ListQuery& query) const {
-  std::shared_lock lock(mutex_);
+  base::ReadLock lock(mutex_);
   return Page(At(bucket_id).versions, query);
 }
 

@@ -119,14 +119,14 @@ void Stream::CloseGently() {
 }
 
 void Stream::CloseNow() {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   if (!open_) return;
   open_ = false;
   close(socket_);
 }
 
 void Stream::Shutdown() {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   if (open_) shutdown(socket_, SHUT_RDWR);
 }
 

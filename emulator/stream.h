@@ -4,9 +4,10 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
+
+#include "base/thread_safety.h"
 
 struct ssl_st;
 struct ssl_ctx_st;
@@ -66,8 +67,8 @@ class Stream {
   std::atomic<bool> idle_ = false;
   std::atomic<bool> closing_ = false;
 
-  std::mutex mutex_;
-  bool open_ = true;  // protected by mutex_
+  base::Mutex mutex_;
+  bool open_ B2_GUARDED_BY(mutex_) = true;
 };
 
 }  // namespace emulator

@@ -63,7 +63,7 @@ HostLog::HostLog(bool verbose, BodyLog* bodies)
     : shown_levels_(verbose ? ~0 : 0), bodies_(bodies) {}
 
 void HostLog::SetLevels(std::int32_t levels) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   shown_levels_ = levels;
 }
 
@@ -76,7 +76,7 @@ void HostLog::Log(LOGLEVEL level, const char* format, std::va_list arguments) {
 }
 
 void HostLog::Write(LOGLEVEL level, std::string_view line) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   bool shown = (shown_levels_ & level) != 0 && !IsBodyLine(line);
   if (!shown && bodies_ == nullptr) return;
   std::string stamp = Now() + " " + LevelName(level) + " ";

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <string_view>
 
 #include "host/answer.h"
 #include "host/body_log.h"
+#include "host/thread_safety.h"
 #include "protocol/host_interfaces.h"
 
 namespace b2drive {
@@ -37,9 +37,9 @@ class HostLog final : public ILog {
  private:
   void Write(LOGLEVEL level, std::string_view line);
 
-  std::mutex mutex_;  // one line at a time
-  std::int32_t shown_levels_;
-  BodyLog* bodies_;
+  Mutex mutex_;  // one line at a time
+  std::int32_t shown_levels_ B2_GUARDED_BY(mutex_);
+  BodyLog* const bodies_ B2_PT_GUARDED_BY(mutex_);
 };
 
 }  // namespace b2drive

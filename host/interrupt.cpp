@@ -5,10 +5,10 @@
 
 #include <cerrno>
 #include <csignal>
-#include <mutex>
 
 #include "host/errors.h"
 #include "host/terminal.h"
+#include "host/thread_safety.h"
 
 namespace b2drive {
 namespace {
@@ -16,8 +16,8 @@ namespace {
 constexpr int kWakeUp = SIGUSR1;  // ends the watcher
 
 struct Cleanups {
-  std::mutex mutex;
-  std::list<std::function<void()>> actions;
+  Mutex mutex;
+  std::list<std::function<void()>> actions B2_GUARDED_BY(mutex);
 };
 
 Cleanups& AllCleanups() {
@@ -26,9 +26,9 @@ Cleanups& AllCleanups() {
 }
 
 struct Takeover {
-  std::mutex mutex;
-  std::function<void(int)> action;
-  int signals = 0;
+  Mutex mutex;
+  std::function<void(int)> action B2_GUARDED_BY(mutex);
+  int signals B2_GUARDED_BY(mutex) = 0;
 };
 
 Takeover& TheTakeover() {
@@ -39,7 +39,7 @@ Takeover& TheTakeover() {
 // False when the signals have their usual meaning.
 bool RunTakeover() {
   Takeover& takeover = TheTakeover();
-  std::lock_guard lock(takeover.mutex);
+  Lock lock(takeover.mutex);
   if (!takeover.action) return false;
   takeover.action(++takeover.signals);
   return true;
@@ -59,7 +59,7 @@ sigset_t WatchedSignals() {
 
 [[noreturn]] void EndAtOnce() {
   Cleanups& cleanups = AllCleanups();
-  std::lock_guard lock(cleanups.mutex);
+  Lock lock(cleanups.mutex);
   for (auto& action : cleanups.actions) action();
   PrintToTerminal("b2drive: interrupted");
   _exit(static_cast<int>(ExitCode::kInterrupted));
@@ -80,25 +80,25 @@ int NextSignal(const sigset_t& signals, bool canceled) {
 
 InterruptCleanup::InterruptCleanup(std::function<void()> action) {
   Cleanups& cleanups = AllCleanups();
-  std::lock_guard lock(cleanups.mutex);
+  Lock lock(cleanups.mutex);
   position_ = cleanups.actions.insert(cleanups.actions.end(), std::move(action));
 }
 
 InterruptCleanup::~InterruptCleanup() {
   Cleanups& cleanups = AllCleanups();
-  std::lock_guard lock(cleanups.mutex);
+  Lock lock(cleanups.mutex);
   cleanups.actions.erase(position_);
 }
 
 InterruptTakeover::InterruptTakeover(std::function<void(int)> action) {
   Takeover& takeover = TheTakeover();
-  std::lock_guard lock(takeover.mutex);
+  Lock lock(takeover.mutex);
   takeover.action = std::move(action);
 }
 
 InterruptTakeover::~InterruptTakeover() {
   Takeover& takeover = TheTakeover();
-  std::lock_guard lock(takeover.mutex);
+  Lock lock(takeover.mutex);
   takeover.action = {};
 }
 

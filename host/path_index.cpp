@@ -76,7 +76,7 @@ std::shared_ptr<const Listing> PathIndex::ChildrenOf(const Entry& folder, const 
   std::string key = path.Text();
   std::uint64_t changes_before = 0;
   {
-    std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     auto kept = kept_.find(key);
     if (kept != kept_.end() && clock_() - kept->second.read_at < lifetime_) {
       return kept->second.listing;
@@ -85,19 +85,19 @@ std::shared_ptr<const Listing> PathIndex::ChildrenOf(const Entry& folder, const 
   }
   Time asked_at = clock_();
   auto listing = std::make_shared<const Listing>(drive_.List(folder.id, key));
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   if (changes_ == changes_before) kept_[key] = {listing, asked_at};
   return listing;
 }
 
 void PathIndex::Forget(const RemotePath& folder) {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   ++changes_;
   kept_.erase(folder.Text());
 }
 
 void PathIndex::ForgetAll() {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   ++changes_;
   kept_.clear();
 }

@@ -4,11 +4,11 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "host/drive.h"
 #include "host/remote_path.h"
+#include "host/thread_safety.h"
 
 namespace b2drive {
 
@@ -53,9 +53,10 @@ class PathIndex {
   Drive& drive_;
   const std::chrono::seconds lifetime_;
   const Clock clock_;
-  std::mutex mutex_;                  // not held while the service is asked
-  std::map<std::string, Kept> kept_;  // by the folder's path
-  std::uint64_t changes_ = 0;         // calls of Forget...: a listing begun before one is not kept
+  Mutex mutex_;                                             // not held while the service is asked
+  std::map<std::string, Kept> kept_ B2_GUARDED_BY(mutex_);  // by the folder's path
+  // Calls of Forget...: a listing begun before one is not kept.
+  std::uint64_t changes_ B2_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace b2drive

@@ -75,11 +75,7 @@ ProgressBar::ProgressBar(const Transfers& transfers, std::string name, std::int6
 
 ProgressBar::~ProgressBar() {
   if (!painter_.joinable()) return;
-  {
-    std::lock_guard lock(mutex_);
-    stop_ = true;
-  }
-  stop_changed_.notify_one();
+  pauses_.Cut();
   painter_.join();
   std::fputs("\r\033[K", stderr);
 }
@@ -88,8 +84,7 @@ void ProgressBar::Run() {
   constexpr auto kInterval = std::chrono::milliseconds(200);
   RateMeter meter;
   auto last = std::chrono::steady_clock::now();
-  std::unique_lock lock(mutex_);
-  while (!stop_changed_.wait_for(lock, kInterval, [this] { return stop_; })) {
+  while (pauses_.Wait(kInterval)) {
     auto now = std::chrono::steady_clock::now();
     std::int64_t done = transfers_.BytesDone() - before_;
     double rate = meter.Update(done, Seconds(now - last).count());

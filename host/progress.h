@@ -1,11 +1,10 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
 
+#include "host/retry.h"
 #include "host/transfers.h"
 
 namespace b2drive {
@@ -31,9 +30,7 @@ class ProgressBar {
   const std::string name_;
   const std::int64_t total_;
   const std::int64_t before_;  // bytes that earlier transfers moved
-  std::mutex mutex_;
-  std::condition_variable stop_changed_;
-  bool stop_ = false;  // guarded by mutex_
+  Pauses pauses_;              // between paintings
   std::thread painter_;
 };
 

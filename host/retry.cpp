@@ -7,12 +7,15 @@ namespace b2drive {
 using std::chrono::milliseconds;
 
 bool Pauses::Wait(milliseconds duration) {
-  std::unique_lock lock(mutex_);
-  return !cut_changed_.wait_for(lock, duration, [this] { return cut_; });
+  const auto end = std::chrono::steady_clock::now() + duration;
+  Lock lock(mutex_);
+  while (!cut_ && cut_changed_.wait_until(lock, end) == std::cv_status::no_timeout) {
+  }
+  return !cut_;
 }
 
 void Pauses::Cut() {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   cut_ = true;
   cut_changed_.notify_all();
 }

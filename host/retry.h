@@ -1,8 +1,8 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+
+#include "host/thread_safety.h"
 
 namespace b2drive {
 
@@ -14,9 +14,9 @@ class Pauses {
   void Cut();
 
  private:
-  std::mutex mutex_;
-  std::condition_variable cut_changed_;
-  bool cut_ = false;
+  Mutex mutex_;
+  Condition cut_changed_;
+  bool cut_ B2_GUARDED_BY(mutex_) = false;
 };
 
 // How often a call that failed for a passing reason is made again. The waits double from half a

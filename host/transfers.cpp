@@ -5,7 +5,7 @@
 namespace b2drive {
 
 bool Transfers::Cancel() {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   canceled_ = true;
   pauses_.Cut();
   for (const auto& transfer : active_) transfer->state = TRANSFER_CANCELED;
@@ -13,7 +13,7 @@ bool Transfers::Cancel() {
 }
 
 std::int64_t Transfers::BytesDone() const {
-  std::lock_guard lock(mutex_);
+  Lock lock(mutex_);
   std::int64_t done = finished_bytes_;
   for (const auto& transfer : active_) done += transfer->offset;
   return done;
@@ -21,13 +21,13 @@ std::int64_t Transfers::BytesDone() const {
 
 ActiveTransfer::ActiveTransfer(Transfers& transfers, const std::string& subject)
     : transfers_(transfers) {
-  std::lock_guard lock(transfers_.mutex_);
+  Lock lock(transfers_.mutex_);
   if (transfers_.canceled_) throw Interrupted(subject);
   transfers_.active_.insert(handle_->transfer);
 }
 
 ActiveTransfer::~ActiveTransfer() {
-  std::lock_guard lock(transfers_.mutex_);
+  Lock lock(transfers_.mutex_);
   transfers_.active_.erase(handle_->transfer);
   transfers_.finished_bytes_ += handle_->transfer->offset;
 }

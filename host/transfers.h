@@ -3,11 +3,11 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 
 #include "host/retry.h"
+#include "host/thread_safety.h"
 #include "protocol/records.h"
 
 namespace b2drive {
@@ -30,9 +30,9 @@ class Transfers {
  private:
   friend class ActiveTransfer;
 
-  mutable std::mutex mutex_;
-  std::set<std::shared_ptr<_FS_TRANSFER>> active_;
-  std::int64_t finished_bytes_ = 0;
+  mutable Mutex mutex_;
+  std::set<std::shared_ptr<_FS_TRANSFER>> active_ B2_GUARDED_BY(mutex_);
+  std::int64_t finished_bytes_ B2_GUARDED_BY(mutex_) = 0;
   std::atomic<bool> canceled_{false};
   Pauses pauses_;
 };

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# lint.sh [BASE]: fails on code that clang-format would change, and on what clang-tidy complains about in
-# sources that changed since BASE (the commit before, unless given; "all" for every source). Needs a
-# configured build in build/release.
+# lint.sh [BASE]: fails on code that clang-format would change, on what check_threads.py finds, and on what
+# clang-tidy complains about in sources that changed since BASE (the commit before, unless given; "all"
+# for every source). Needs a configured build in build/release.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 base=${1:-HEAD~1}
@@ -9,6 +9,7 @@ base=${1:-HEAD~1}
 
 mapfile -t sources < <(git ls-files '*.h' '*.cpp' '*.c')
 clang-format --dry-run -Werror "${sources[@]}"
+scripts/check_threads.py
 
 changed() {
   local patterns=('src/*.cpp' 'host/*.cpp' 'emulator/*.cpp')

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <thread>
 
 #include "host/cli/commands.h"
 #include "host/cli/upload_plan.h"
 #include "host/progress.h"
+#include "host/thread_safety.h"
 
 namespace b2drive::cli {
 namespace {
@@ -32,7 +32,8 @@ class UploadCrew {
   }
 
   // Throws a single file's failure, or kInterrupted.
-  ExitCode Outcome() const {
+  ExitCode Outcome() {
+    Lock lock(mutex_);
     if (stored_ == uploads_.size()) return ExitCode::kSuccess;
     if (uploads_.size() == 1 && !failures_.empty()) throw HostError(failures_.front());
     if (transfers_.canceled()) {
@@ -63,7 +64,7 @@ class UploadCrew {
   }
 
   void Fail(const HostError& error) {
-    std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     failures_.push_back(error);
     if (uploads_.size() > 1) {
       Report("put", error.what());
@@ -80,8 +81,8 @@ class UploadCrew {
   std::vector<Upload>& uploads_;
   std::atomic<std::size_t> next_{0};
   std::atomic<std::size_t> stored_{0};
-  std::mutex mutex_;
-  std::vector<HostError> failures_;  // guarded by mutex_ while the crew works
+  Mutex mutex_;
+  std::vector<HostError> failures_ B2_GUARDED_BY(mutex_);
 };
 
 void AddSource(UploadPlan& plan, const std::string& source, const Target& target, bool recursive) {

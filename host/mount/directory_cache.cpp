@@ -135,7 +135,7 @@ DirectoryCache::Folder& DirectoryCache::Ready(Lock& lock, const std::string& pat
   while (!folder.known || Clock::now() - folder.listed_at >= lifetime_) {
     AboutToWait();
     if (!folder.listing) {
-      Read(lock, folder, path);
+      Read(folder, path);
       break;
     }
     AwaitListing(lock, folder);
@@ -152,20 +152,20 @@ void DirectoryCache::AwaitListing(Lock& lock, Folder& folder) {
   if (folder.failures != failures) std::rethrow_exception(folder.failure);
 }
 
-void DirectoryCache::Read(Lock& lock, Folder& folder, const std::string& path) {
+void DirectoryCache::Read(Folder& folder, const std::string& path) {
   folder.listing = true;
   folder.forgotten = false;
   folder.changes.clear();
   const Clock::time_point asked_at = Clock::now();
   Listing listing;
   std::exception_ptr failure;
-  lock.unlock();
+  mutex_.unlock();
   try {
     listing = lister_(FolderId(path), path);
   } catch (...) {
     failure = std::current_exception();
   }
-  lock.lock();
+  mutex_.lock();
   folder.listing = false;
   listed_.notify_all();
   if (failure) {

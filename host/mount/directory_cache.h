@@ -81,7 +81,7 @@ class DirectoryCache {
   Folder& Ready(Lock& lock, const std::string& path) B2_REQUIRES(mutex_);
   // Waits for another thread's listing; throws its failure.
   void AwaitListing(Lock& lock, Folder& folder) B2_REQUIRES(mutex_);
-  void Read(Lock& lock, Folder& folder, const std::string& path) B2_REQUIRES(mutex_);
+  void Read(Folder& folder, const std::string& path) B2_REQUIRES(mutex_);
   void Fill(Folder& folder, const Listing& listing, const std::string& path) B2_REQUIRES(mutex_);
   void Apply(const std::string& path, const std::optional<Node>& node);
   void Clear(Folder& folder) B2_REQUIRES(mutex_);

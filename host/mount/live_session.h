@@ -38,7 +38,7 @@ class LiveSession {
 
   const Connector connect_;
   const Clock clock_;
-  Mutex connecting_;  // held while connecting; taken before mutex_
+  Mutex connecting_ B2_ACQUIRED_BEFORE(mutex_);  // held while connecting
   Mutex mutex_;
   std::shared_ptr<Session> session_ B2_GUARDED_BY(mutex_);
   Time connected_at_ B2_GUARDED_BY(mutex_);

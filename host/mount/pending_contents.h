@@ -85,8 +85,8 @@ class PendingContents {
 
   Spool& spool_;
   BlockCache& blocks_;
-  Mutex writing_;        // held while the work is written, copied or sealed
-  mutable Mutex state_;  // held for moments
+  Mutex writing_ B2_ACQUIRED_BEFORE(state_);  // held while the work is written, copied or sealed
+  mutable Mutex state_;                       // held for moments
   Destination destination_ B2_GUARDED_BY(state_);
   SpoolPtr work_ B2_GUARDED_BY(state_);  // what is shown; as it was sealed, if nothing is unsealed
   Change change_ B2_GUARDED_BY(state_) = Change::kNone;  // of the work, since it was sealed

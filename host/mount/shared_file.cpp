@@ -156,10 +156,7 @@ void SharedFile::Move(const std::string& name, const std::string& target,
     Lock transfer(transfer_);
     return MoveLocked(name, target, there, nullptr);
   }
-  // Two renames at once that replace each other's file must not wait for each other.
-  const bool first = this < replaced;
-  Lock one(first ? transfer_ : replaced->transfer_);
-  Lock other(first ? replaced->transfer_ : transfer_);
+  LockBoth transfers(transfer_, replaced->transfer_);  // they may replace each other's file
   MoveLocked(name, target, there, replaced->Is(target) ? replaced : nullptr);
 }
 

@@ -10,7 +10,7 @@ About::About(BackBlazeB2* protocol)
 void About::Process(void*) {
   // One code for every reason: hosts do not tell wrong credentials from an unreachable service.
   if (protocol_->AuthorizeAccount() != AERROR::SUCCESS) throw AERROR::ACCESS_VIOLATION;
-  const std::lock_guard lock(mutex_);
+  const base::Lock lock(mutex_);
   refreshed_ = std::chrono::steady_clock::now();
 }
 
@@ -22,11 +22,11 @@ AERROR About::GetQuota(unsigned long long* total, unsigned long long* used) {
 }
 
 std::string About::GetName() {
-  const std::lock_guard lock(mutex_);
+  const base::Lock lock(mutex_);
   return name_;
 }
 
 std::string About::GetEMail() {
-  const std::lock_guard lock(mutex_);
+  const base::Lock lock(mutex_);
   return e_mail_;
 }

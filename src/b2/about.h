@@ -1,9 +1,9 @@
 #pragma once
 
 #include <chrono>
-#include <mutex>
 #include <string>
 
+#include "base/thread_safety.h"
 #include "protocol/host_interfaces.h"
 
 class BackBlazeB2;
@@ -26,9 +26,10 @@ class About : public IAsyncObj {
   std::string GetEMail();
 
  private:
-  std::string name_;
-  std::string e_mail_;
-  std::mutex mutex_;                                 // guards the members around it
-  std::chrono::steady_clock::time_point refreshed_;  // a day ago at first, so that it is stale
+  std::string name_ B2_GUARDED_BY(mutex_);
+  std::string e_mail_ B2_GUARDED_BY(mutex_);
+  base::Mutex mutex_;
+  // A day ago at first, so that it is stale.
+  std::chrono::steady_clock::time_point refreshed_ B2_GUARDED_BY(mutex_);
   BackBlazeB2* protocol_;
 };

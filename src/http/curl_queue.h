@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
+#include "base/thread_safety.h"
 #include "http/proxy_type.h"
 #include "protocol/records.h"
 
@@ -21,7 +21,7 @@ class CURLQueue {
 
   // A cleared object with the proxy settings applied. Passes on what making a new one throws.
   virtual std::shared_ptr<T> GetCURL() {
-    const std::lock_guard lock(mutex_);
+    const base::Lock lock(mutex_);
     std::shared_ptr<T> request;
     if (free_.empty()) {
       request = AllocCURL();
@@ -39,7 +39,7 @@ class CURLQueue {
 
   virtual void PutCURL(std::shared_ptr<T> request) {
     request->Clear();
-    const std::lock_guard lock(mutex_);
+    const base::Lock lock(mutex_);
     free_.push_back(std::move(request));
   }
 
@@ -47,14 +47,14 @@ class CURLQueue {
 
   // Applies to every later lending.
   void SetProxy(_PROXYINFO proxy) {
-    const std::lock_guard lock(mutex_);
+    const base::Lock lock(mutex_);
     proxy_ = std::move(proxy);
   }
 
  private:
-  std::mutex mutex_;
-  std::vector<std::shared_ptr<T>> free_;
-  _PROXYINFO proxy_;
+  base::Mutex mutex_;
+  std::vector<std::shared_ptr<T>> free_ B2_GUARDED_BY(mutex_);
+  _PROXYINFO proxy_ B2_GUARDED_BY(mutex_);
 };
 
 // Gives a lent object back when its scope ends. An exception from PutCURL ends the process.

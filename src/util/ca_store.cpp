@@ -7,8 +7,9 @@
 
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <system_error>
+
+#include "base/thread_safety.h"
 
 namespace util {
 
@@ -20,9 +21,9 @@ struct FreeStore {
 using Store = std::unique_ptr<X509_STORE, FreeStore>;
 
 struct SharedStore {
-  std::mutex mutex;
-  Store store;
-  std::filesystem::file_time_type written;  // when the store's file was
+  base::Mutex mutex;
+  Store store B2_GUARDED_BY(mutex);
+  std::filesystem::file_time_type written B2_GUARDED_BY(mutex);  // when the store's file was
 };
 
 Store ReadStore(const std::string& file, const std::string& directory) {
@@ -52,7 +53,7 @@ bool ShareCaStore(void* context, const std::string& directory) {
   std::error_code missing;
   const auto written = std::filesystem::last_write_time(file, missing);
 
-  const std::lock_guard lock(shared.mutex);
+  const base::Lock lock(shared.mutex);
   if (!shared.store || written != shared.written) {
     shared.store = ReadStore(file, directory);
     shared.written = written;

@@ -80,6 +80,8 @@ TEST(LiveSession, IsReplacedBeforeItsTokenEndsAndLivesWhileItIsUsed) {
   EXPECT_EQ(first.use_count(), 1);
   live.Replace(first);  // refused late, long replaced
   EXPECT_EQ(live.Current(), second);
+  EXPECT_THROW(live.Replace(second), HostError);  // refused as soon as it was given
+  live.NoteSuccess(second);
   live.Replace(second);
   EXPECT_NE(live.Current(), second);
 }
