@@ -127,7 +127,7 @@ void Server::CloseIdle() {
 }
 
 void Server::Drop() {
-  std::lock_guard lock(mutex_);
+  base::Lock lock(mutex_);
   for (Worker& worker : workers_) worker.stream.Shutdown();
 }
 
