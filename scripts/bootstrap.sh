@@ -4,7 +4,7 @@
 set -euo pipefail
 
 debian_packages=(
-  build-essential ca-certificates clang clang-format clang-tidy cmake git libclang-rt-14-dev ninja-build
+  build-essential ca-certificates ccache clang clang-format clang-tidy cmake git libclang-rt-14-dev ninja-build
   pkg-config python3
   libboost1.81-dev libcli11-dev libcrypto++-dev libcurl4-openssl-dev libevent-dev libjsoncpp-dev
   libssl-dev libxml2-dev nlohmann-json3-dev zlib1g-dev

@@ -78,19 +78,23 @@ wait_for_jobs || true
 await all_sent
 equal "what waited" "$(cd "$bucket" && cat known/waits{1,35,70} shell | xargs)" "1 35 70 x"
 
-step "three signals end it at once, and nothing is lost"
-fault "{\"call\":\"b2_upload_file\",$stall"
-echo kept >"$bucket/kept" &
-is_waiting() { b2drive status "$mnt" | grep -q kept; }
-await is_waiting
-for i in 1 2 3; do kill -TERM "$(mount_pids)"; sleep 0.1; done
-patience=50 await no_mount
-fusermount3 -uz "$mnt" || true
-wait_for_jobs || true
-heal
-mount_drive
-await all_sent
-equal "kept" "$(cat "$bucket/kept")" kept
+ends_at_once() {  # ends_at_once SIGNAL...: nothing is lost when they end the mount
+  step "it is ended by $*"
+  fault "{\"call\":\"b2_upload_file\",$stall"
+  echo "$*" >"$bucket/kept" &
+  is_waiting() { b2drive status "$mnt" | grep -q kept; }
+  await is_waiting
+  for signal in "$@"; do kill "-$signal" "$(mount_pids)"; sleep 0.1; done
+  patience=50 await no_mount
+  fusermount3 -uz "$mnt" || true
+  wait_for_jobs || true
+  heal
+  mount_drive
+  await all_sent
+  equal "kept" "$(cat "$bucket/kept")" "$*"
+}
+ends_at_once TERM TERM TERM
+ends_at_once KILL
 unmount
 
 step "a mountpoint or an option that does not fit"

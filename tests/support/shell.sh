@@ -108,11 +108,6 @@ unmount() {
   fusermount3 -u "$mnt"
   await no_mount
 }
-kill_mount() {
-  kill -9 $(mount_pids)
-  fusermount3 -uz "$mnt"
-  await no_mount
-}
 all_sent() { b2drive status "$mnt" | grep -q everything; }
 
 # Ends the emulator. What a sanitizer found in it or in a mount is a failure.
