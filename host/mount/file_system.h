@@ -81,7 +81,6 @@ class FileSystem {
   void Recover();
   void Redirected(SharedFile& file, const std::string& from, const std::string& to);
   void Remark(const std::string& line);
-  std::optional<Node> Replaceable(const std::string& path, bool replace);
   void ListAhead(const std::string& folder);
   void FetchAhead(const std::string& path);
   void Ahead(std::function<void()> task);

@@ -5,17 +5,6 @@
 #include "host/mount/paths.h"
 
 namespace b2drive::mount {
-namespace {
-
-FsError ChangedMeanwhile(const std::string& path) {
-  return {ESTALE, path + ": changed meanwhile by someone else"};
-}
-
-bool IsSame(const std::optional<Node>& seen, const std::optional<Node>& found) {
-  return seen.has_value() == found.has_value() && (!seen || seen->id == found->id);
-}
-
-}  // namespace
 
 void FileSystem::Truncate(const std::string& path, std::uint64_t size) {
   auto handle = Open(path, true, false);
@@ -39,30 +28,18 @@ void FileSystem::Unlink(const std::string& path) {
   folders_.KeepIfEmptied(ParentOf(path));
 }
 
-// What stands at a name that is to be replaced, if anything. What a program saw there is all that
-// it means to replace.
-std::optional<Node> FileSystem::Replaceable(const std::string& path, bool replace) {
-  const std::optional<Node> seen = StoredFile(path);
-  if (!seen && replace) return std::nullopt;
-  directory_.Forget(ParentOf(path));
-  std::optional<Node> found = StoredFile(path);
-  if (!replace && (found || files_.Find(path))) throw FsError(EEXIST, path + ": exists");
-  if (found && !IsSame(seen, found)) throw ChangedMeanwhile(path);
-  return found;
-}
-
 void FileSystem::Rename(const std::string& from, const std::string& to, bool replace) {
   if (from == to) return;
   if (Stat(from).folder) throw FsError(EXDEV, from + ": folders are not renamed");
   if (IsBucket(to)) throw FsError(EACCES, to + ": only buckets stand here");
   CheckName(to);
-  const std::optional<Node> seen = StoredFile(from);
-  const std::optional<Node> there = Replaceable(to, replace);
-  if (seen && !IsSame(seen, StoredFile(from))) throw ChangedMeanwhile(from);
+  if (!replace) directory_.Forget(ParentOf(to));
+  const std::optional<Node> seen = StoredFile(to);
+  if (!replace && (seen || files_.Find(to))) throw FsError(EEXIST, to + ": exists");
   const SharedFilePtr open_target = files_.Find(to);
   HeldFile held(files_, from, [&] { return ExistingFile(from); });
   folders_.KeepParentOf(from);
-  held.file()->Move(from, to, there, open_target.get());
+  held.file()->Move(from, to, seen, open_target.get());
   // One that was opened under the name meanwhile.
   if (const SharedFilePtr before = files_.Move(held.file(), from, to)) {
     before->Abandon();

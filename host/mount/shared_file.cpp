@@ -14,6 +14,10 @@ timespec Now() {
   return now;
 }
 
+FsError ChangedMeanwhile(const std::string& path) {
+  return {ESTALE, path + ": changed meanwhile by someone else"};
+}
+
 }  // namespace
 
 SharedFile::SharedFile(FileServices& services, const std::string& path, std::optional<Node> stored)
@@ -127,13 +131,25 @@ void SharedFile::Settle() {
 
 void SharedFile::SendWaiting(int retries) {
   AboutToWait();
+  while (!TrySending(retries)) {
+    const Lock removed(removal_);  // or not: then it is sent after all
+  }
+}
+
+// False when it was given up for a removal that is under way.
+bool SharedFile::TrySending(int retries) try {
   Lock transfer(transfer_);
-  if (!sender_.Send(retries)) return;
+  if (!sender_.Send(retries)) return true;
   if (const auto stored = stored_.known()) services_.times.Set(path(), stored->id, modified());
+  return true;
+} catch (const FsError& error) {
+  if (error.number() != ECANCELED) throw;
+  return false;
 }
 
 void SharedFile::Unlink(const std::string& name, bool open_elsewhere) {
   AboutToWait();
+  Lock removal(removal_);
   sender_.GiveUp();
   Lock transfer(transfer_);
   if (!Is(name)) throw FsError(ENOENT, name + ": was renamed or removed meanwhile");
@@ -150,17 +166,31 @@ void SharedFile::Unlink(const std::string& name, bool open_elsewhere) {
 }
 
 void SharedFile::Move(const std::string& name, const std::string& target,
-                      const std::optional<Node>& there, SharedFile* replaced) {
+                      const std::optional<Node>& seen, SharedFile* replaced) {
   AboutToWait();
   if (replaced == nullptr || replaced == this) {  // it may have been moved there meanwhile
     Lock transfer(transfer_);
-    return MoveLocked(name, target, there, nullptr);
+    return MoveLocked(name, target, seen, nullptr);
   }
   LockBoth transfers(transfer_, replaced->transfer_);  // they may replace each other's file
-  MoveLocked(name, target, there, replaced->Is(target) ? replaced : nullptr);
+  MoveLocked(name, target, seen, replaced->Is(target) ? replaced : nullptr);
+}
+
+// What stands at a name that is to be replaced, if anything; where nothing was, nothing is looked
+// for. What a program saw there, or this mount has stored since, is all that it means to replace.
+std::optional<Node> SharedFile::Replaceable(const std::string& target,
+                                            const std::optional<Node>& seen,
+                                            const SharedFile* replaced) {
+  const bool ours = replaced != nullptr && replaced->stored_.certain();
+  const std::optional<Node> expected = ours ? replaced->stored_.known() : seen;
+  if (!expected) return std::nullopt;
+  const std::optional<Node> found = stored_.Look(target);
+  if (found && found->id != expected->id) throw ChangedMeanwhile(target);
+  return found;
 }
 
 void SharedFile::Abandon() {
+  Lock removal(removal_);
   sender_.GiveUp();
   Lock transfer(transfer_);
   pending_.Abandon();
@@ -177,9 +207,11 @@ Node SharedFile::CopyStored(const Node& stored, const std::string& target) {
 // The old name goes only when the service holds the new one and the journal says it, so nothing is
 // lost and nothing comes back at any moment.
 void SharedFile::MoveLocked(const std::string& name, const std::string& target,
-                            const std::optional<Node>& there, SharedFile* replaced) {
+                            const std::optional<Node>& seen, SharedFile* replaced) {
   if (!Is(name)) throw FsError(ENOENT, name + ": was renamed or removed meanwhile");
   const std::optional<Node> stored = stored_.Find(name);
+  const std::optional<Node> there = Replaceable(target, seen, replaced);
+  if (stored && !stored_.IsListed(*stored, name)) throw ChangedMeanwhile(name);
   if (stored) {
     services_.times.Set(target, CopyStored(*stored, target).id, modified());
   } else {

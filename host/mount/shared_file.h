@@ -22,8 +22,8 @@ struct Attributes {
 // A file that is open, or whose contents are not on the service yet: what all handles on it share.
 // Programs see the stored version until one writes, and then what is pending.
 //
-// Thread-safe. All throw FsError. Lock order: transfer_, then PendingContents' and StoredFile's,
-// then state_.
+// Thread-safe. All throw FsError. Lock order: removal_, transfer_, then PendingContents' and
+// StoredFile's, then state_.
 class SharedFile {
  public:
   // `stored` is what the service holds under `path`, if anything.
@@ -57,9 +57,9 @@ class SharedFile {
   // Removes the name from the service, all versions. Open handles keep the contents. ESTALE when
   // someone else has stored a newer version, ENOENT when this is not the file's name any more.
   void Unlink(const std::string& name, bool open_elsewhere);
-  // Gives the file another name, where the service holds `there`, if anything; `replaced` is the
-  // open file of that name, or null. Fails as Unlink, and keeps both names then.
-  void Move(const std::string& name, const std::string& target, const std::optional<Node>& there,
+  // Gives the file another name, where a program saw `seen`, if anything; `replaced` is the open
+  // file of that name, or null. Fails as Unlink, for that name too, and keeps both names then.
+  void Move(const std::string& name, const std::string& target, const std::optional<Node>& seen,
             SharedFile* replaced);
   // Another file has taken its name: nothing of it is sent any more.
   void Abandon();
@@ -74,14 +74,18 @@ class SharedFile {
 
  private:
   void Bring(std::uint64_t count);
+  bool TrySending(int retries);
   void Touch();
   timespec modified() const;
   void MoveLocked(const std::string& name, const std::string& target,
-                  const std::optional<Node>& there, SharedFile* replaced) B2_REQUIRES(transfer_);
+                  const std::optional<Node>& seen, SharedFile* replaced) B2_REQUIRES(transfer_);
+  std::optional<Node> Replaceable(const std::string& target, const std::optional<Node>& seen,
+                                  const SharedFile* replaced) B2_REQUIRES(transfer_);
   bool Is(const std::string& name) const { return path() == name && !pending_.IsAbandoned(); }
   Node CopyStored(const Node& stored, const std::string& target) B2_REQUIRES(transfer_);
 
   FileServices& services_;
+  Mutex removal_ B2_ACQUIRED_BEFORE(transfer_);  // held over removals, those that wait included
   Mutex transfer_;  // held over this file's transfers, renaming and removal
   PendingContents pending_;
   StoredFile stored_;

@@ -39,6 +39,11 @@ std::optional<Node> StoredFile::Look(const std::string& path) {
   return found && !found->folder ? found : std::nullopt;
 }
 
+bool StoredFile::IsListed(const Node& node, const std::string& path) {
+  const auto listed = services_.directory.Find(path);
+  return listed && listed->id == node.id;
+}
+
 SpoolPtr StoredFile::Bring(const Node& node, const std::string& path, std::uint64_t count) {
   return WithRoom(services_.reading.blocks, [&] {
     SpoolPtr contents = services_.spool.Make();

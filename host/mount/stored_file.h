@@ -42,6 +42,8 @@ class StoredFile {
   std::optional<Node> Find(const std::string& path);
   // Asks the service in any case.
   std::optional<Node> Look(const std::string& path);
+  // Whether the latest listing shows this version under `path`.
+  bool IsListed(const Node& node, const std::string& path);
 
   // The first `count` bytes of a version, at most all.
   SpoolPtr Bring(const Node& node, const std::string& path, std::uint64_t count);
