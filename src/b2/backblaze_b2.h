@@ -24,7 +24,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   static AERROR GetAuthFields(char* buffer, int* size);
   static AERROR GetOptFields(char* buffer, int* size);
 
-  void Release() override { delete this; }
+  void Release() override;
   AERROR GetUserInfo(char* buffer, int* size) override;
   AERROR GetQuota(unsigned long long* total, unsigned long long* used) override;
   AERROR SetQuota(unsigned long long total, unsigned long long used) override;

@@ -7,7 +7,9 @@
 
 namespace {
 
-const ResultHandler kDone{[](_CURLRTN&) { return AERROR::SUCCESS; }, ""};
+ResultHandler Done() {
+  return {[](_CURLRTN&) { return AERROR::SUCCESS; }, ""};
+}
 
 void LogDeletion(const char* name, const _FS_FILE_V2& record) {
   __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s filename [%s], id [%s]", name,
@@ -82,12 +84,13 @@ AERROR BackBlazeB2::DeleteVersions(FileList& versions, char** msg) {
 AERROR BackBlazeB2::DeleteVersion(std::string file_id, std::string file_name, char**) {
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"fileId", file_id}, {"fileName", file_name}}); };
-  return Query(JsonCall(query::kDeleteVersion, call::kDeleteFileVersion, body), OnSuccessDo(kDone));
+  return Query(JsonCall(query::kDeleteVersion, call::kDeleteFileVersion, body),
+               OnSuccessDo(Done()));
 }
 
 AERROR BackBlazeB2::DeleteBucket(std::string bucket_id, char**) {
   __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s id [%s]", "DeleteBucket", bucket_id.c_str());
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"accountId", account_id_}, {"bucketId", bucket_id}}); };
-  return Query(JsonCall(query::kDeleteBucket, call::kDeleteBucket, body), OnSuccessDo(kDone));
+  return Query(JsonCall(query::kDeleteBucket, call::kDeleteBucket, body), OnSuccessDo(Done()));
 }

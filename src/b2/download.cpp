@@ -66,6 +66,7 @@ AERROR BackBlazeB2::Read(const char* id, long long offset, long long length,
     DownloadState state = NewState(std::move(handle), callback);
     state.strict = strict_answers_;
     const auto send = [&](const Request& request) {
+      if (GivenUp(state.handle)) return NotStarted(CURLE_WRITE_ERROR);
       // From the API URL, like every other call, not from the download URL.
       const std::string target = std::string(call::kDownloadFileById) + "?fileId=" + file.rest;
       AimAt(*request, api_url_, target.c_str());
@@ -76,11 +77,14 @@ AERROR BackBlazeB2::Read(const char* id, long long offset, long long length,
       Rewind(state, range, request->GetCURL());
       _CURLRTN result = request->PerformGet(CallbackPointer(&write_callback_cache_func), &state);
       if (state.strict) result.code = StrictCode(state, result);
+      // An error answer without a body reaches no callback.
+      if (result.httpCode >= 400 && GivenUp(state.handle)) result.code = CURLE_WRITE_ERROR;
       return result;
     };
     const auto deliver_rest = [&state](_CURLRTN&) {
       try {
-        return state.buffered == 0 || DeliverStaged(state) ? AERROR::SUCCESS : AERROR::FAILED;
+        if (state.buffered > 0) DeliverStaged(state);
+        return AERROR::SUCCESS;
       } catch (...) {
         return AERROR::FAILED;
       }

@@ -38,7 +38,7 @@ struct VersionState {
       Add(file);
     }
     next_file_name = static_cast<std::string>(answer["nextFileName"]);
-    next_file_id = static_cast<std::string>(answer["nextFileId"]);
+    if (by_file_id) next_file_id = static_cast<std::string>(answer["nextFileId"]);
     // Names come in order and the prefix itself first.
     if (only_exact && next_file_name != prefix) return AERROR::SUCCESS;
     if (next_file_name.empty() || !by_file_id) return watch.Next(next_file_name, count);

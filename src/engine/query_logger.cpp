@@ -1,6 +1,10 @@
 #include "engine/query_logger.h"
 
+#include <cstddef>
+#include <new>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 #include "http/curl_impl.h"
 #include "protocol/log.h"
@@ -10,7 +14,31 @@ namespace {
 
 constexpr int kDefaultLevel = -1;
 
-thread_local std::weak_ptr<IQueryLogger> __query_with_backoff_logger__;
+using LoggerPointer = std::weak_ptr<IQueryLogger>;
+
+// Holds a pointer while bound, and has no destructor: that would keep the module mapped until its
+// thread ends. Every operation unbinds.
+class Binding {
+ public:
+  void Set(LoggerPointer pointer) {
+    Reset();
+    std::construct_at(Pointer(), std::move(pointer));
+    bound_ = true;
+  }
+  void Reset() {
+    if (std::exchange(bound_, false)) std::destroy_at(Pointer());
+  }
+  std::shared_ptr<IQueryLogger> Get() { return bound_ ? Pointer()->lock() : nullptr; }
+
+ private:
+  LoggerPointer* Pointer() { return std::launder(reinterpret_cast<LoggerPointer*>(bytes_)); }
+
+  alignas(LoggerPointer) std::byte bytes_[sizeof(LoggerPointer)] = {};
+  bool bound_ = false;
+};
+static_assert(std::is_trivially_destructible_v<Binding>);
+
+thread_local Binding __query_with_backoff_logger__;
 
 std::string Compressed(const char* data, std::size_t length) {
   return compress_string(data, length, kDefaultLevel);
@@ -25,21 +53,24 @@ std::string CompressedWithUrl(const _CURLRTN& result, const char* data, std::siz
 }  // namespace
 
 void HeaderLog::DoLog(const char* name, _CURLRTN& result) {
-  if (logger == nullptr || result.headerSize == 0) return;
+  ILog* const log = logger;
+  if (log == nullptr || result.headerSize == 0) return;
   const std::string text = CompressedWithUrl(result, result.headerBlock.get(),
                                              static_cast<std::size_t>(result.headerSize));
-  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >>%s", name, text.c_str());
+  __LOG__A(log, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >>%s", name, text.c_str());
 }
 
 void BodyLog::DoLog(const char* name, _CURLRTN& result) {
-  if (logger == nullptr || result.bodyLength == 0) return;
+  ILog* const log = logger;
+  if (log == nullptr || result.bodyLength == 0) return;
   const std::string text =
       CompressedWithUrl(result, result.body.get(), static_cast<std::size_t>(result.bodyLength));
-  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >> %s", name, text.c_str());
+  __LOG__A(log, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >> %s", name, text.c_str());
 }
 
 void FullLog::DoLog(const char* name, _CURLRTN& result) {
-  if (logger == nullptr || (result.headerSize == 0 && result.bodyLength == 0)) return;
+  ILog* const log = logger;
+  if (log == nullptr || (result.headerSize == 0 && result.bodyLength == 0)) return;
   std::string text;
   if (result.headerSize != 0) {
     text += Compressed(result.headerBlock.get(), static_cast<std::size_t>(result.headerSize));
@@ -47,13 +78,13 @@ void FullLog::DoLog(const char* name, _CURLRTN& result) {
   if (result.bodyLength != 0) {
     text += "\n" + Compressed(result.body.get(), static_cast<std::size_t>(result.bodyLength));
   }
-  __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >>\n%s", name, text.c_str());
+  __LOG__A(log, LOGLEVEL_TRACE, "[PROTOCOL  ] %s >>\n%s", name, text.c_str());
 }
 
 void BindQueryLogger(std::shared_ptr<IQueryLogger> query_logger) {
-  __query_with_backoff_logger__ = query_logger;
+  __query_with_backoff_logger__.Set(query_logger);
 }
 
-std::shared_ptr<IQueryLogger> GetQueryLogger() { return __query_with_backoff_logger__.lock(); }
+std::shared_ptr<IQueryLogger> GetQueryLogger() { return __query_with_backoff_logger__.Get(); }
 
-__Auto_Unbind_Logger__::~__Auto_Unbind_Logger__() { __query_with_backoff_logger__.reset(); }
+__Auto_Unbind_Logger__::~__Auto_Unbind_Logger__() { __query_with_backoff_logger__.Reset(); }

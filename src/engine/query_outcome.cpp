@@ -25,9 +25,10 @@ AERROR TransportFailure(const char* name, const _CURLRTN& result, const Transpor
 }
 
 void LogAnswer(const char* name, const _CURLRTN& result, long long milliseconds) {
-  if (logger == nullptr) return;
+  ILog* const log = logger;
+  if (log == nullptr) return;
   const CURLImpl& request = *result.curl;
-  __LOG__A(logger, LOGLEVEL_INFO, log_lines::kAnswer, name, request.GetScheme().c_str(),
+  __LOG__A(log, LOGLEVEL_INFO, log_lines::kAnswer, name, request.GetScheme().c_str(),
            request.GetLastRequest().c_str(), static_cast<int>(result.httpCode),
            request.GetURL().c_str(), result.bodyLength, static_cast<int>(milliseconds));
 }
@@ -89,6 +90,9 @@ std::optional<AERROR> Judge(const std::string& name, _CURLRTN& result, long long
   return outcome == AERROR::RETRY ? std::nullopt : std::optional(outcome);
 }
 
-void LogQueryException(const std::string& name) {
-  __LOG__A(logger, LOGLEVEL_ERROR, "[PROTOCOL  ] %s >> Exception", name.c_str());
+void LogQueryException(const std::string& name) noexcept {
+  try {
+    __LOG__A(logger, LOGLEVEL_ERROR, "[PROTOCOL  ] %s >> Exception", name.c_str());
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the host's log may be what failed
+  }
 }

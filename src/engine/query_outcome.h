@@ -31,4 +31,4 @@ struct QueryMaps {
 std::optional<AERROR> Judge(const std::string& name, _CURLRTN& result, long long milliseconds,
                             IBackoff& policy, QueryMaps& maps);
 
-void LogQueryException(const std::string& name);
+void LogQueryException(const std::string& name) noexcept;

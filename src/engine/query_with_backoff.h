@@ -39,9 +39,9 @@ std::optional<AERROR> AttemptQuery(Pool& pool, const Performer<typename Pool::Re
 template <class Policy, class Pool>
 AERROR QueryWithBackoff(Pool& pool, Performer<typename Pool::Request> performer,
                         HandlerMap on_range, HandlerMap on_code, TransportMap on_transport) {
+  const __Auto_Unbind_Logger__ unbind;
   if (!performer.fn) return AERROR::INVALID_PARAMETER;
   if (performer.name.empty()) performer.name = "QueryWithBackoff";
-  const __Auto_Unbind_Logger__ unbind;
   try {
     QueryMaps maps{std::move(on_range), std::move(on_code), std::move(on_transport)};
     Policy policy;

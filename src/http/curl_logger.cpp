@@ -20,7 +20,8 @@ int CURLDebug(CURL*, curl_infotype type, char* data, std::size_t size, void*) {
 CURLLogger::CURLLogger() { Set(CURLOPT_ERRORBUFFER, error_buffer()); }
 
 void CURLLogger::InstallLogger() {
-  const bool traced = logger != nullptr && logger->IsNetworkTraceEnabled();
+  ILog* const log = logger;
+  const bool traced = log != nullptr && log->IsNetworkTraceEnabled();
   Set(CURLOPT_VERBOSE, traced ? 1L : 0L);
   Set(CURLOPT_DEBUGFUNCTION, traced ? &CURLDebug : nullptr);
 }

@@ -57,7 +57,7 @@ bool Admit(DownloadState& state, std::size_t length) {
   return !state.refused;
 }
 
-// False when the host gave up or refused a block.
+// False when the host gave up.
 bool Stage(DownloadState& state, const char* data, std::size_t length) {
   while (length > 0) {
     if (GivenUp(state.handle)) return false;
@@ -68,7 +68,7 @@ bool Stage(DownloadState& state, const char* data, std::size_t length) {
     data += taken;
     length -= taken;
     const bool complete = state.buffered == kStagingBytes || state.buffered == state.remaining;
-    if (complete && !DeliverStaged(state)) return false;
+    if (complete) DeliverStaged(state);
   }
   return !GivenUp(state.handle);
 }
@@ -118,6 +118,7 @@ int read_callback_buf_seek_func(BufferCursor* cursor, curl_off_t offset, int ori
 std::size_t write_callback_cache_func(char* data, std::size_t size, std::size_t count,
                                       DownloadState* state) {
   const std::size_t length = size * count;
+  if (GivenUp(state->handle)) return 0;
   if (IsErrorAnswer(state->easy)) return length;
   try {
     return Admit(*state, length) && Stage(*state, data, length) ? length : 0;
@@ -126,13 +127,11 @@ std::size_t write_callback_cache_func(char* data, std::size_t size, std::size_t 
   }
 }
 
-bool DeliverStaged(DownloadState& state) {
-  const AERROR result =
-      state.callback->OnFetched(state.offset, state.buffer.get(), state.buffered, 0);
+void DeliverStaged(DownloadState& state) {
+  state.callback->OnFetched(state.offset, state.buffer.get(), state.buffered, 0);
   state.offset += state.buffered;
   state.remaining -= state.buffered;
   state.buffered = 0;
-  return result == AERROR::SUCCESS;
 }
 
 std::size_t read_callback_cache_func(char* data, std::size_t size, std::size_t count,

@@ -22,14 +22,14 @@ std::size_t read_callback_buf_func(char* data, std::size_t size, std::size_t cou
 int read_callback_buf_seek_func(BufferCursor* cursor, curl_off_t offset, int origin);
 
 // Stages bytes for the host and hands them over in blocks. Returns 0, which ends the transfer with
-// CURLE_WRITE_ERROR, once the handle's transfer state is TRANSFER_CANCELED or above, or when the
-// host refuses bytes. The body of an error answer is dropped: it is not part of the file. A strict
-// state also refuses the bytes of another range, and those beyond it.
+// CURLE_WRITE_ERROR, once the handle's transfer state is TRANSFER_CANCELED or above. The body of an
+// error answer is dropped: it is not part of the file. A strict state also refuses the bytes of
+// another range, and those beyond it.
 std::size_t write_callback_cache_func(char* data, std::size_t size, std::size_t count,
                                       DownloadState* state);
 
-// Hands what is staged to the host; false when the host refuses it. Lets its exceptions through.
-bool DeliverStaged(DownloadState& state);
+// Hands what is staged to the host, whose exceptions it lets through.
+void DeliverStaged(DownloadState& state);
 
 // Whether the host has given the transfer up.
 bool GivenUp(const std::shared_ptr<_FS_HANDLE>& handle);

@@ -69,8 +69,8 @@ class IFetchCallback {
  public:
   // `count` bytes of the file from `offset` on, valid during the call only; offsets ascend without
   // gaps, at most 512 KiB a call. A repeated attempt starts again at the requested offset. `flags`
-  // is 0. Anything but SUCCESS gives the read up: it ends in READ_CANCELED, or in FAILED for the
-  // last bytes.
+  // is 0. The result is the host's own business and not looked at; a read is given up through the
+  // handle's transfer state.
   virtual AERROR OnFetched(long long offset, const void* data, int count, int flags) = 0;
 
  protected:

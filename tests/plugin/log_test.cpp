@@ -60,7 +60,7 @@ TEST_F(LogTest, WholeSessionReadsAsItsTable) {
   EXPECT_EQ(Lines(), (Session{"1 [PROTOCOL  ] Read [BUCKET/FILE] offset 0, length 5",
                               Sent("Read >> HTTPS GET >> 206", download), Done("Read", "206")}));
   FetchedBytes refusing;
-  refusing.answer = AERROR::FAILED;
+  refusing.on_block = [] { throw std::bad_alloc(); };
   EXPECT_EQ(Read(Store(bucket, "big", std::string(2'000'000, 'x')), 0, 2'000'000, refusing),
             AERROR::READ_CANCELED);
   EXPECT_EQ(Lines().back(),

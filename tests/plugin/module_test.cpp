@@ -180,5 +180,7 @@ TEST_F(ModuleTest, SlotsStandInTheirOrder) {
   int size = -1;
   const auto get_root = reinterpret_cast<AERROR (*)(void*, char*, int*)>(slots[24]);
   EXPECT_EQ(get_root(object, nullptr, &size), AERROR::INSUFFICIENT_BUFFER);
-  reinterpret_cast<void (*)(void*)>(slots[27])(object);  // the deleting destructor
+  const auto release = reinterpret_cast<void (*)(void*)>(slots[0]);
+  release(nullptr);
+  release(object);
 }

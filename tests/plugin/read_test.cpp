@@ -139,6 +139,36 @@ TEST_F(ReadTest, StoredEncodingIsNotUndone) {
   EXPECT_NE(service->requests().back().Header("Accept-Encoding"), "");
 }
 
+TEST_F(ReadTest, WhatAHostMakesOfTheBytesIsItsOwnBusiness) {
+  const std::string file = Store(bucket, "f", std::string(1'500'000, 'x'));
+  for (const int answer : {1, -1, 300000}) {
+    FetchedBytes fetched;
+    fetched.answer = static_cast<AERROR>(answer);
+    EXPECT_EQ(Read(file, 0, 1'500'000, fetched), AERROR::SUCCESS);
+    EXPECT_EQ(fetched.bytes.size(), 1'500'000U);
+  }
+}
+
+TEST_F(ReadTest, CancellationEndsItAlsoAtAnErrorAndBeforeItBegins) {
+  const std::string file = Store(bucket, "f", "text");
+  for (const int status : {404, 429}) {
+    for (const std::string body : {"", "{}"}) {
+      const auto handle = NewHandle();
+      service->AddFault({.call = kDownload, .times = -1, .status = status, .body = body});
+      service->OnRequest([&](const auto&) { handle->transfer->state = TRANSFER_CANCELED; });
+      service->ClearRequests();
+      for (int times = 0; times < 2; ++times) {
+        FetchedBytes fetched;
+        EXPECT_EQ(drive->Read(file.c_str(), 0, 4, handle, &fetched, nullptr),
+                  AERROR::READ_CANCELED);
+      }
+      EXPECT_EQ(service->Count(kDownload), 1U);
+      service->ClearFaults();
+    }
+  }
+  service->OnRequest({});
+}
+
 TEST_F(ReadTest, CancellationEndsItWithinOneBlock) {
   const std::string file = Store(bucket, "f", std::string(8'000'000, 'x'));
   for (const int state : {int{TRANSFER_CANCELED}, int{TRANSFER_FAILED}, 9}) {
@@ -149,11 +179,10 @@ TEST_F(ReadTest, CancellationEndsItWithinOneBlock) {
               AERROR::READ_CANCELED);
     EXPECT_EQ(fetched.blocks, 1);
   }
-  FetchedBytes refusing;
-  refusing.answer = AERROR::CACHE_WRITE_FAILED;
-  EXPECT_EQ(Read(file, 0, 8'000'000, refusing), AERROR::READ_CANCELED);
-  EXPECT_EQ(refusing.blocks, 1);
-  refusing.on_block = [] { throw std::runtime_error("disk"); };
-  EXPECT_EQ(Read(file, 0, 8'000'000, refusing), AERROR::READ_CANCELED);
-  EXPECT_EQ(Read(file, 7'999'990, 100, refusing), AERROR::FAILED);
+  for (const auto& [offset, code] :
+       {std::pair(0, AERROR::READ_CANCELED), std::pair(7'999'990, AERROR::FAILED)}) {
+    FetchedBytes throwing;
+    throwing.on_block = [] { throw std::runtime_error("disk"); };
+    EXPECT_EQ(Read(file, offset, 8'000'000 - offset + 1, throwing), code);
+  }
 }
