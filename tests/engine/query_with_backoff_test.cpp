@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -10,7 +9,6 @@
 #include "http/curl_impl.h"
 #include "protocol/log.h"
 #include "tests/support/recording_log.h"
-#include "util/compression.h"
 
 namespace {
 
@@ -138,39 +136,6 @@ TEST_F(QueryTest, ExceptionsBecomeFailed) {
   EXPECT_EQ(Run({broken, ""}), AERROR::FAILED);
   EXPECT_TRUE(log.Contains("8 [PROTOCOL  ] QueryWithBackoff >> Exception"));
   EXPECT_EQ(Run({}), AERROR::INVALID_PARAMETER);  // nothing to call
-}
-
-TEST_F(QueryTest, LoggersWriteTheirFormatAndNothingForEmptyResults) {
-  const auto block = [](const char* text) {
-    return std::shared_ptr<char>(strdup(text), std::free);
-  };
-  const auto hex = [](const std::string& text) {
-    return compress_string(text.data(), text.size(), -1);
-  };
-  const auto header = std::make_shared<HeaderLog>();
-  const auto body = std::make_shared<BodyLog>();
-  const auto full = std::make_shared<FullLog>();
-  const std::tuple<std::shared_ptr<IQueryLogger>, const char*, const char*, std::string> rows[] = {
-      {header, "H", "B", ">>\n" + hex("\n\nH")},
-      {header, "", "B", ""},
-      {body, "H", "B", ">> \n" + hex("\n\nB")},
-      {body, "H", "", ""},
-      {full, "H", "B", ">>\n" + hex("H") + "\n" + hex("B")},
-      {full, "", "B", ">>\n\n" + hex("B")},
-      {full, "H", "", ">>\n" + hex("H")},
-      {full, "", "", ""},
-  };
-  for (const auto& [kind, headers, text, line] : rows) {
-    _CURLRTN result;
-    result.headerSize = static_cast<long>(std::strlen(headers));
-    result.headerBlock = block(headers);
-    result.bodyLength = static_cast<int>(std::strlen(text));
-    result.body = block(text);
-    result.curl = std::make_shared<CURLImpl>();
-    kind->DoLog("Call", result);
-    const auto lines = log.Take();
-    EXPECT_EQ(lines.empty() ? "" : lines[0], line.empty() ? "" : "1 [PROTOCOL  ] Call " + line);
-  }
 }
 
 TEST_F(QueryTest, ALoggerIsItsThreadsUntilTheQueryEndsAndIsNotOwned) {

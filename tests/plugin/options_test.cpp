@@ -6,8 +6,6 @@ namespace {
 
 using OptionsTest = DriveTest;
 
-}  // namespace
-
 TEST_F(OptionsTest, ConnectSendsTheAccountAndReportsOneCode) {
   const auto authorize = service->requests().back();
   EXPECT_EQ(authorize.method + authorize.target, "GET/b2api/v1/b2_authorize_account");
@@ -114,3 +112,5 @@ TEST_F(OptionsTest, FolderDeletionIsAllowedUntilItIsForbidden) {
   SetOpt("option_fields", R"({"values":{"enable_delete_folder":{"value":false}}})");
   EXPECT_EQ(DeleteDirectory(folder), AERROR::ACCESS_DENIED);
 }
+
+}  // namespace

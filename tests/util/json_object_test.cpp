@@ -1,6 +1,5 @@
 #include "util/json_object.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -46,31 +45,14 @@ TEST(JsonObjectTest, PathsSkipEmptyNamesAndMissNothingElse) {
 }
 
 TEST(JsonObjectTest, ReferencesWriteIntoTheirDocumentAndOwnersAreCopied) {
-  JsonObject document = JsonObject::GetEmptyObject();
-  document.Insert("wide", L"\u00E4");
-  document["inner"]["deep"] = "w";
-  document.GetObject("inner").Insert("copy", document);
-  document["list"].InsertArrayItem("one");
-  document["list"].InsertArrayItem(document["inner"]["deep"]);
-  EXPECT_TRUE(document["list"].RemoveArrayItem(0));
-  EXPECT_FALSE(document["list"].RemoveArrayItem(1UL << 32));
-  EXPECT_TRUE(document.Remove("wide"));
-  EXPECT_FALSE(document.Remove("wide"));
-  EXPECT_THAT(document.GetKeys(), testing::ElementsAre("inner", "list"));
+  JsonObject document(R"({"a":{"x":1}})");
   JsonObject copy = document;
-  JsonObject list = document["list"];
-  JsonObject same_list = list;
+  JsonObject inner = document["a"];
   copy["only"] = "in the copy";
-  same_list.InsertArrayItem("2");
-  document.Copy()["z"] = "3";
-  EXPECT_EQ(document.ToText(),
-            R"({"inner":{"copy":{"inner":{"deep":"w"},"wide":"\u00e4"},"deep":"w"},)"
-            R"("list":["w","2"],"z":"3"})");
-  list = document["z"];      // Written through.
-  list = JsonObject("[1]");  // Detached.
-  list.InsertArrayItem("2");
-  EXPECT_EQ(list.ToText(), R"([1,"2"])");
-  EXPECT_EQ(static_cast<std::string>(document["list"]), "3");
-  document = document["z"];
-  EXPECT_EQ(document.ToText(), R"("3")");
+  inner["y"] = "2";
+  document.Insert("z", inner);
+  EXPECT_EQ(document.ToText(), R"({"a":{"x":1,"y":"2"},"z":{"x":1,"y":"2"}})");
+  inner = JsonObject("[1]");  // Detached.
+  inner.InsertArrayItem("2");
+  EXPECT_EQ(inner.ToText(), R"([1,"2"])");
 }
