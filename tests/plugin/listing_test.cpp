@@ -1,6 +1,5 @@
 #include <functional>
 #include <nlohmann/json.hpp>
-#include <optional>
 
 #include "tests/support/drive_test.h"
 #include "tests/support/memory.h"
@@ -11,8 +10,27 @@ using nlohmann::json;
 using Names = std::vector<std::string>;
 
 constexpr const char* kListNames = "b2_list_file_names";
+constexpr const char* kListBuckets = "b2_list_buckets";
 
-using ListingTest = DriveTest;
+class ListingTest : public DriveTest {
+ protected:
+  // A file's entry; the numbers are JSON.
+  static std::string Entry(const std::string& name, const std::string& length = "1",
+                           const std::string& timestamp = "1500000000123") {
+    return R"({"action":"upload","fileId":"i","contentLength":)" + length +
+           R"(,"uploadTimestamp":)" + timestamp + R"(,"fileName":")" + name + "\"}";
+  }
+  static std::string Page(const std::string& entries, const std::string& next = "") {
+    json page{{"files", json::parse("[" + entries + "]")}};
+    if (!next.empty()) page["nextFileName"] = next;
+    if (!entries.empty()) page["nextFileId"] = "i";
+    return page.dump();
+  }
+  std::size_t FailedRecords(const char* call, const std::string& body, const std::string& id) {
+    AnswerWith(call, body);
+    return Records(id, AERROR::FAILED).size();
+  }
+};
 
 // Counts, and checks the order of generated names.
 class CountingList final : public IFileList {
@@ -30,23 +48,19 @@ class CountingList final : public IFileList {
   AERROR answer = AERROR::SUCCESS;
 };
 
-}  // namespace
-
-TEST_F(ListingTest, RootListsBucketsWhateverItsSpelling) {
+TEST_F(ListingTest, RecordsAreOfBucketsFoldersAndFilesWhateverTheSpelling) {
   NewBucket("bucket-two");
   for (const char* root : {"", "/", "//"}) {
     EXPECT_EQ(List(root), (Names{"bucket-one/", "bucket-two/"})) << root;
   }
-  const auto record = Records("")[0];
-  EXPECT_EQ(record.id, bucket);
-  EXPECT_EQ(record.size, 0U);
-  EXPECT_EQ(record.first_time.size(), std::string("2017-07-14T02:40:00.000").size());
-  EXPECT_EQ(record.first_time, record.third_time);
   const json body{{"accountId", service->account_id()}, {"bucketTypes", json::array({"all"})}};
   EXPECT_EQ(json::parse(service->requests().back().body), body);
-}
+  const auto first = Records("")[0];
+  EXPECT_EQ(first.id, bucket);
+  EXPECT_EQ(first.size, 0U);
+  EXPECT_EQ(first.first_time.size(), std::string("2017-07-14T02:40:00.000").size());
+  EXPECT_EQ(first.first_time, first.third_time);
 
-TEST_F(ListingTest, FoldersAndFilesAreRelativeAndMarkersHidden) {
   Store(bucket, "a.txt", "12345");
   Store(bucket, "photos/.bzEmpty", "");
   const std::string file = Store(bucket, "photos/2019/ü b.jpg", "123");
@@ -64,158 +78,123 @@ TEST_F(ListingTest, FoldersAndFilesAreRelativeAndMarkersHidden) {
 }
 
 TEST_F(ListingTest, PagesUntilTheCursorEndsAndTimesAreWholeSeconds) {
-  const std::string file = R"({"action":"upload","fileId":"i","contentLength":1,)"
-                           R"("uploadTimestamp":1500000000123,"fileName":")";
-  AnswerWith(kListNames, R"({"files":[)" + file + R"(a"}],"nextFileName":"b"})");
-  AnswerWith(kListNames, R"({"files":[],"nextFileName":"c"})");
-  AnswerWith(kListNames, R"({"files":[)" + file + R"(c"}]})");
+  for (const std::string& page : {Page(Entry("a"), "b"), Page("", "c"), Page(Entry("c"))}) {
+    AnswerWith(kListNames, page);
+  }
+  service->ClearRequests();
   const auto records = Records(bucket);
   ASSERT_EQ(records.size(), 2U);
-  for (const _FS_FILE_V2& record : records) {
-    for (const auto& time : {record.first_time, record.second_time, record.third_time}) {
-      EXPECT_EQ(time, "2017-07-14T02:40:00.000Z");
-    }
-  }
+  EXPECT_EQ(records[1].first_time, "2017-07-14T02:40:00.000Z");
+  EXPECT_EQ(records[1].second_time + records[1].third_time,
+            records[1].first_time + records[1].first_time);
   Names cursors;
   for (const auto& request : service->requests()) {
     if (request.call != kListNames) continue;
-    const auto body = json::parse(request.body);
+    auto body = json::parse(request.body);
     cursors.push_back(body["startFileName"]);
-    EXPECT_EQ(body["maxFileCount"], 1000);
-    EXPECT_EQ(body["delimiter"], "/");
-    EXPECT_EQ(body["prefix"], "");
+    body.erase("startFileName");
+    EXPECT_EQ(
+        body,
+        (json{{"bucketId", bucket}, {"maxFileCount", 1000}, {"delimiter", "/"}, {"prefix", ""}}));
   }
   EXPECT_EQ(cursors, (Names{"", "b", "c"}));
 }
 
 TEST_F(ListingTest, StrictlyEndlessListingsFail) {
-  const auto page = [](int number, const std::string& next) {
-    const std::string name = "n" + std::to_string(number);
-    return R"({"files":[{"action":"upload","fileId":"i","contentLength":1,"uploadTimestamp":1,)"
-           R"("fileName":")" +
-           name + R"("}],"nextFileName":")" + next + R"(","nextFileId":"i"})";
-  };
-  const auto cursor = [](int number) { return std::string("c").append(std::to_string(number)); };
-  const auto empty = [&](int number) {
-    return R"({"files":[],"nextFileName":")" + cursor(number) + R"("})";
-  };
   SetOpt("strict_answers", "true");
   SetOpt("exact_delete", "true");
-  for (const auto& [call, list] : std::vector<std::pair<std::string, std::function<AERROR()>>>{
-           {kListNames,
-            [&] {
-              CountingList list;
-              return drive->GetFileList(bucket.c_str(), &list, nullptr);
-            }},
-           {"b2_list_file_versions", [&] { return DeleteDirectory(bucket + "/d"); }}}) {
-    const auto pages = [&, call = call](int count, const std::function<std::string(int)>& body) {
-      for (int i = 0; i < count; ++i) {
-        service->AddFault({.call = call, .status = 200, .body = body(i)});
+  // Pages whose cursors, from the one at `tail` on, go round over `circle`.
+  struct Row {
+    int pages, tail, circle;
+    bool full;
+    AERROR result;
+  };
+  const Row rows[] = {{200, 0, 1, true, AERROR::FAILED},
+                      {200, 0, 2, true, AERROR::FAILED},
+                      {200, 3, 7, true, AERROR::FAILED},
+                      {100, 100, 1, false, AERROR::FAILED},
+                      {99, 100, 1, false, AERROR::SUCCESS}};
+  const std::function<AERROR()> list = [&] {
+    FileList all;
+    return drive->GetFileList(bucket.c_str(), &all, nullptr);
+  };
+  const std::function<AERROR()> remove = [&] { return DeleteDirectory(bucket + "/d"); };
+  for (const auto& [call, act] : {std::pair{kListNames, list}, {"b2_list_file_versions", remove}}) {
+    for (const Row& row : rows) {
+      for (int i = 0; i < row.pages; ++i) {
+        const int cursor = i < row.tail ? i : row.tail + (i - row.tail) % row.circle;
+        AnswerWith(call, Page(row.full ? Entry("n" + std::to_string(i)) : "",
+                              "c" + std::to_string(cursor)));
       }
       log.Take();
-    };
-    // From its fourth page on it goes round over seven.
-    for (const auto& [tail, circle] : {std::pair{0, 1}, {0, 2}, {3, 7}}) {
-      const std::size_t before = service->Count(call);
-      pages(200, [&, tail = tail, circle = circle](int i) {
-        return page(i, cursor(i < tail ? i : tail + (i - tail) % circle));
-      });
-      EXPECT_EQ(list(), AERROR::FAILED) << call << circle;
-      EXPECT_LT(service->Count(call) - before, 30U) << call << circle;
-      EXPECT_TRUE(log.Contains(" >> The listing does not advance")) << call << circle;
+      service->ClearRequests();
+      EXPECT_EQ(act(), row.result) << call << row.circle;
+      EXPECT_EQ(log.Contains(" >> The listing does not advance"), row.result == AERROR::FAILED);
+      EXPECT_LT(service->requests().size(), row.full ? 30U : 101U) << call << row.circle;
       service->ClearFaults();
     }
-    pages(100, empty);
-    EXPECT_EQ(list(), AERROR::FAILED) << call;
-    service->ClearFaults();
-    pages(99, empty);
-    EXPECT_EQ(list(), AERROR::SUCCESS) << call;
   }
-}
-
-TEST_F(ListingTest, AnswersAreBoundedInMemory) {
-  const std::string padding(std::size_t{64} << 20, ' ');
-  AnswerWith(kListNames, padding + R"({"files":[]})");
-  EXPECT_TRUE(Records(bucket, AERROR::FAILED).empty());
-  AnswerWith(kListNames, padding.substr(1000) + R"({"files":[]})");
-  EXPECT_TRUE(Records(bucket).empty());
-  const std::string deep(200'000, '[');
-  AnswerWith(kListNames, deep);
-  EXPECT_TRUE(Records(bucket, AERROR::FAILED).empty());
-  AnswerWith(kListNames, R"({"files":)" + deep);
-  EXPECT_TRUE(Records(bucket, AERROR::FAILED).empty());
 }
 
 TEST_F(ListingTest, AbsurdNumbersArePassedOnOrRefused) {
-  struct Row {
-    const char *length, *timestamp;
-    std::optional<std::uint64_t> size;  // none: the listing fails
-    const char* time;
-  };
-  const Row rows[] = {
+  const std::tuple<const char*, const char*, std::uint64_t, const char*> rows[] = {
       {"4503599627370496", "0", 1ULL << 52, "1970-01-01T00:00:00.000Z"},
       {"9223372036854775807", "9223372036854775807", INT64_MAX, "292278994-08-17T07:12:55.000Z"},
       {"-1", "-9223372036854775808", UINT64_MAX, "-292275055-05-16T16:47:05.000Z"},
-      {"9223372036854775808", "0", std::nullopt, ""},
-      {"18446744073709551615", "0", std::nullopt, ""},
-      {"1e300", "0", std::nullopt, ""},
-      {"1", "1e19", std::nullopt, ""},
   };
-  for (const Row& row : rows) {
-    AnswerWith(kListNames, std::string(R"({"files":[{"action":"upload","fileId":"i","fileName":"f")"
-                                       R"(,"contentLength":)") +
-                               row.length + R"(,"uploadTimestamp":)" + row.timestamp + "}]}");
-    const auto records = Records(bucket, row.size ? AERROR::SUCCESS : AERROR::FAILED);
-    ASSERT_EQ(records.size(), row.size ? 1U : 0U) << row.length;
-    if (!row.size) continue;
-    EXPECT_EQ(records[0].size, *row.size);
-    EXPECT_EQ(records[0].first_time, row.time);
+  for (const auto& [length, timestamp, size, time] : rows) {
+    AnswerWith(kListNames, Page(Entry("f", length, timestamp)));
+    const auto records = Records(bucket);
+    EXPECT_EQ(records.at(0).size, size);
+    EXPECT_EQ(records.at(0).first_time, time);
   }
+  for (const char* length : {"9223372036854775808", "1e300"}) {
+    EXPECT_EQ(FailedRecords(kListNames, Page(Entry("f", length)), bucket), 0U) << length;
+  }
+  EXPECT_EQ(FailedRecords(kListNames, Page(Entry("f", "1", "1e19")), bucket), 0U);
 }
 
 TEST_F(ListingTest, BadAnswersFailAndKeepEarlierRecords) {
-  Fail(kListNames, 503);
-  EXPECT_TRUE(Records(bucket, AERROR::FAILED).empty());
   service->AddFault({.call = kListNames, .cut_after = 5});
   EXPECT_TRUE(Records(bucket, AERROR::FAILED).empty());
-  const std::string good = R"({"action":"upload","fileId":"i","contentLength":1,)"
-                           R"("uploadTimestamp":1,"fileName":"p/a"})";
-  const char* bad_entries[] = {
-      R"({"action":"upload","contentLength":1,"uploadTimestamp":1,"fileName":"p/b"})",
-      R"({"action":"upload","fileId":"i","uploadTimestamp":1,"fileName":"p/b"})",
-      R"({"action":"upload","fileId":"i","contentLength":"x","uploadTimestamp":1,"fileName":"p/b"})",
-      R"({"action":"upload","fileId":[],"contentLength":1,"uploadTimestamp":1,"fileName":"p/b"})",
-      R"({"action":"upload","fileId":"i","contentLength":1,"fileName":"p/b"})",
-      R"({"action":"folder"})",
-      R"({"action":"folder","fileName":"p"})",
-      "1"};
-  for (const char* bad : bad_entries) {
-    AnswerWith(kListNames, "{\"files\":[" + good + "," + bad + "]}");
-    EXPECT_EQ(Records(bucket + "/p", AERROR::FAILED).size(), 1U) << bad;
+  std::vector<std::string> bad_entries = {R"({"action":"folder"})",
+                                          R"({"action":"folder","fileName":"p"})", "1"};
+  for (const char* member : {"fileId", "contentLength", "uploadTimestamp"}) {
+    json entry = json::parse(Entry("p/b"));
+    entry[member] = json::array();
+    bad_entries.push_back(entry.dump());
+    entry.erase(member);
+    bad_entries.push_back(entry.dump());
   }
-  for (const char* body : {"", "{\"files\":", "{}", "[]", "7", "{\"files\":{\"a\":1}}"}) {
-    AnswerWith(kListNames, body);
-    EXPECT_TRUE(Records(bucket, AERROR::FAILED).empty()) << body;
-    AnswerWith("b2_list_buckets", body);
-    EXPECT_TRUE(Records("", AERROR::FAILED).empty()) << body;
+  for (const std::string& bad : bad_entries) {
+    const std::string page = Page(Entry("p/a") + "," + bad);
+    EXPECT_EQ(FailedRecords(kListNames, page, bucket + "/p"), 1U) << bad;
   }
-  AnswerWith("b2_list_buckets", R"({"buckets":[{"bucketId":"1","bucketName":"one"},{}]})");
-  EXPECT_EQ(Records("", AERROR::FAILED).size(), 1U);
-  AnswerWith("b2_list_buckets", R"({"buckets":[]})");
+  const std::string deep(200'000, '[');
+  for (const std::string& body : {std::string(), R"({"files":)" + deep, std::string("{}"),
+                                  std::string("[]"), std::string(R"({"files":{"a":1}})"), deep}) {
+    EXPECT_EQ(FailedRecords(kListNames, body, bucket), 0U) << body.substr(0, 20);
+    EXPECT_EQ(FailedRecords(kListBuckets, body, ""), 0U) << body.substr(0, 20);
+  }
+  const std::string padding(std::size_t{64} << 20, ' ');  // as much as is taken
+  EXPECT_EQ(FailedRecords(kListNames, padding + Page(""), bucket), 0U);
+  AnswerWith(kListNames, padding.substr(1000) + Page(""));
+  EXPECT_TRUE(Records(bucket).empty());
+  const char* one = R"({"buckets":[{"bucketId":"1","bucketName":"one"},{}]})";
+  EXPECT_EQ(FailedRecords(kListBuckets, one, ""), 1U);
+  AnswerWith(kListBuckets, R"({"buckets":[]})");
   EXPECT_TRUE(Records("").empty());
 }
 
-TEST_F(ListingTest, NothingToListOrListTo) {
+TEST_F(ListingTest, HugeFolderListsInOrderInMemoryOfOnePage) {
   CountingList refusing;
   refusing.answer = AERROR::CANCEL;
   EXPECT_EQ(drive->GetFileList("", &refusing, nullptr), AERROR::FAILED);
-  EXPECT_EQ(refusing.count, 1U);
   EXPECT_EQ(drive->GetFileList(nullptr, &refusing, nullptr), AERROR::FAILED);
+  EXPECT_EQ(refusing.count, 1U);
   EXPECT_EQ(drive->GetFileList("", nullptr, nullptr), AERROR::FAILED);
-  EXPECT_EQ(service->Count("b2_list_buckets"), 1U);
-}
+  EXPECT_EQ(service->Count(kListBuckets), 1U);
 
-TEST_F(ListingTest, HugeFolderListsInOrderInMemoryOfOnePage) {
   constexpr std::size_t kFiles = 100'000;
   for (std::size_t i = 0; i < kFiles; ++i) Store(bucket, "f" + std::to_string(1'000'000 + i), "");
   service->RecordRequests(false);
@@ -240,20 +219,20 @@ TEST_F(ListingTest, InformationComesByTheKindOfItem) {
     std::string id;
     FS_FILE_TYPE type;
     AERROR result;
-    std::string name, found_id;
+    std::string name = "kept", found_id = "kept";
   };
+  const std::string deep = bucket + "/marked/deep/er";
   const Row rows[] = {
       {"", FS_NONE, AERROR::SUCCESS, "", ""},
       {bucket, FS_NONE, AERROR::SUCCESS, "bucket-one", bucket},
-      {"no-such-bucket", FS_NONE, AERROR::FAILED, "kept", "kept"},
-      {"//", FS_NONE, AERROR::FAILED, "kept", "kept"},
+      {"no-such-bucket", FS_NONE, AERROR::FAILED},
+      {"//", FS_NONE, AERROR::FAILED},
       {bucket + "/marked", FS_DIRECTORY, AERROR::SUCCESS, "marked", bucket + "/marked"},
-      {bucket + "/marked/deep/er", FS_DIRECTORY, AERROR::SUCCESS, "deep/er",
-       bucket + "/marked/deep/er"},
+      {deep, FS_DIRECTORY, AERROR::SUCCESS, "deep/er", deep},
       // Files alone do not make a folder that can be looked up.
-      {bucket + "/photos", FS_DIRECTORY, AERROR::FAILED, "kept", "kept"},
-      {file, FS_FILE, AERROR::SUCCESS, "kept", "kept"},
-      {bucket + "/4_z_no_such_file", FS_FILE, AERROR::FAILED, "kept", "kept"},
+      {bucket + "/photos", FS_DIRECTORY, AERROR::FAILED},
+      {file, FS_FILE, AERROR::SUCCESS},
+      {bucket + "/4_z_no_such_file", FS_FILE, AERROR::FAILED},
   };
   _FS_FILE_V2 record;
   for (const Row& row : rows) {
@@ -274,3 +253,5 @@ TEST_F(ListingTest, InformationComesByTheKindOfItem) {
   AnswerWith("b2_get_file_info", R"({"contentLength":1})");
   EXPECT_EQ(drive->GetFileInfo(file.c_str(), &record, nullptr), AERROR::FAILED);
 }
+
+}  // namespace

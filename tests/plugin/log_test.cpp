@@ -43,8 +43,6 @@ std::string Posted(const std::string& name, const std::string& call,
   return Sent(name + " >> HTTPS POST >> " + status, kApi + call);
 }
 
-}  // namespace
-
 TEST_F(LogTest, WholeSessionReadsAsItsTable) {
   EXPECT_EQ(Lines(), (Session{Sent("Process >> HTTPS GET >> 200",
                                    "https://api.backblazeb2.com/b2api/v1/b2_authorize_account"),
@@ -144,3 +142,5 @@ TEST_F(LogTest, NoSettingShowsTheKey) {
   }
   EXPECT_GE(decoded, 6);
 }
+
+}  // namespace

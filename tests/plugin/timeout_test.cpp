@@ -36,35 +36,36 @@ TEST_F(TimeoutTest, StalledCallsTimeOutAndLargeUploadsGoOn) {
   FetchedBytes fetched;
   FileList list;
   _FS_FILE_V2 record;
+  const auto get_list = [&](const std::string& id) {
+    return drive->GetFileList(id.c_str(), &list, nullptr);
+  };
   struct Row {
     const char* call;
-    std::size_t skip;
     std::function<AERROR()> act;
     AERROR expected;
+    int skip = 0;
   };
   const Row rows[] = {
-      {"b2_list_file_names", 0, [&] { return drive->GetFileList(bucket.c_str(), &list, nullptr); },
+      {"b2_list_file_names", [&] { return get_list(bucket); }, AERROR::TIMEDOUT},
+      {"b2_list_buckets", [&] { return get_list(""); }, AERROR::TIMEDOUT},
+      {"b2_get_file_info", [&] { return drive->GetFileInfo(file.c_str(), &record, nullptr); },
        AERROR::TIMEDOUT},
-      {"b2_list_buckets", 0, [&] { return drive->GetFileList("", &list, nullptr); },
-       AERROR::TIMEDOUT},
-      {"b2_get_file_info", 0, [&] { return drive->GetFileInfo(file.c_str(), &record, nullptr); },
-       AERROR::TIMEDOUT},
-      {"b2_download_file_by_id", 0, [&] { return Read(file, 0, 10, fetched); }, AERROR::TIMEDOUT},
-      {"b2_get_upload_url", 0, [&] { return Upload(bucket, "no URL", "1"); }, AERROR::FAILED},
-      {"b2_upload_file", 0, [&] { return Upload(bucket, "small", "1"); }, AERROR::TIMEDOUT},
-      {"b2_start_large_file", 0, [&] { return upload_large("no start"); }, AERROR::FAILED},
-      {"b2_get_upload_part_url", 0, [&] { return upload_large("no part URL"); }, AERROR::FAILED},
-      {"b2_upload_part", 0, [&] { return upload_large("no first part"); }, AERROR::TIMEDOUT},
-      {"b2_finish_large_file", 0, [&] { return upload_large("no finish"); }, AERROR::TIMEDOUT},
-      {"b2_upload_part", 1, [&] { return upload_large("goes on"); }, AERROR::SUCCESS},
+      {"b2_download_file_by_id", [&] { return Read(file, 0, 10, fetched); }, AERROR::TIMEDOUT},
+      {"b2_get_upload_url", [&] { return Upload(bucket, "no URL", "1"); }, AERROR::FAILED},
+      {"b2_upload_file", [&] { return Upload(bucket, "small", "1"); }, AERROR::TIMEDOUT},
+      {"b2_start_large_file", [&] { return upload_large("no start"); }, AERROR::FAILED},
+      {"b2_get_upload_part_url", [&] { return upload_large("no part URL"); }, AERROR::FAILED},
+      {"b2_upload_part", [&] { return upload_large("no first part"); }, AERROR::TIMEDOUT},
+      {"b2_finish_large_file", [&] { return upload_large("no finish"); }, AERROR::TIMEDOUT},
+      {"b2_upload_part", [&] { return upload_large("goes on"); }, AERROR::SUCCESS, 1},
   };
   std::vector<std::thread> threads;
   for (const Row& row : rows) {
-    const std::size_t before = service->Count(row.call);
-    service->AddFault({.call = row.call, .skip = static_cast<int>(row.skip), .stall = true});
+    const std::size_t last = service->Count(row.call) + static_cast<std::size_t>(row.skip);
+    service->AddFault({.call = row.call, .skip = row.skip, .stall = true});
     threads.emplace_back([&row] { EXPECT_EQ(row.act(), row.expected) << row.call << row.skip; });
     // Until a request has run into the fault, so that no other row can.
-    while (service->Count(row.call) <= before + row.skip) std::this_thread::yield();
+    while (service->Count(row.call) <= last) std::this_thread::yield();
   }
   for (std::thread& thread : threads) thread.join();
   slow_read.join();

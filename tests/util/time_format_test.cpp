@@ -6,7 +6,6 @@
 #include <climits>
 #include <cstdlib>
 #include <random>
-#include <tuple>
 
 namespace {
 
@@ -21,17 +20,25 @@ void SetZone(const char* zone) {
 
 TEST(TimeFormatTest, RecordTimesAreUtcInEveryZone) {
   std::mt19937_64 random(1);
-  for (const char* zone : {"UTC0", kMiddleEurope}) {
-    SetZone(zone);
-    EXPECT_EQ(TimeToRFC3339(0), "1970-01-01T00:00:00.000Z");
-    for (int i = 0; i < 4000; ++i) {
-      const long t = static_cast<long>(random() % (1L << (20 + i % 17))) - (1L << (i % 35));
-      tm utc{};
-      ASSERT_EQ(TimeToRFC3339(t), TMToRFC3339(gmtime_r(&t, &utc))) << zone << " " << t;
-    }
+  SetZone(kMiddleEurope);
+  for (int i = 0; i < 4000; ++i) {
+    const long t = static_cast<long>(random() % (1L << (20 + i % 17))) - (1L << (i % 35));
+    tm utc{};
+    ASSERT_EQ(TimeToRFC3339(t), TMToRFC3339(gmtime_r(&t, &utc))) << t;
   }
+  EXPECT_EQ(TimeToRFC3339(0), "1970-01-01T00:00:00.000Z");
   EXPECT_EQ(TimeToRFC3339(LONG_MAX), "292277026596-12-04T15:30:07.000Z");
   EXPECT_EQ(TimeToRFC3339(LONG_MIN), "-292277022657-01-27T08:29:52.000Z");
+  tm local{};
+  local.tm_year = 115;
+  local.tm_mday = 32;
+  EXPECT_EQ(TMToUTCRFC3339(&local), "2015-01-31T23:00:00.000Z");
+  EXPECT_EQ(TMToRFC3339(&local), "2015-02-01T00:00:00.000Z");
+  EXPECT_EQ(AdjustOffsetForServerTime(0), "1970-01-01T02:00:00.000Z");
+  EXPECT_EQ(AdjustOffsetForServerTime(LONG_MAX), TimeToRFC3339(LONG_MAX));
+  const std::string now = GetSystemTimeRfc3339();
+  EXPECT_THAT(now, testing::MatchesRegex("[0-9-]{10}T[0-9:]{8}\\.[0-9]{3}"));
+  EXPECT_LE(std::labs(RFC3339ToLocalTM(now.c_str()) - std::time(nullptr)), 5);
 }
 
 TEST(TimeFormatTest, TextsAreReadInTheZoneTheNameSays) {
@@ -48,21 +55,4 @@ TEST(TimeFormatTest, TextsAreReadInTheZoneTheNameSays) {
     EXPECT_EQ(AdjustServerTimeOffset(text), adjusted) << text;
   }
   EXPECT_NE(AdjustServerTimeOffset("-2147483648-2147483647"), "");
-}
-
-TEST(TimeFormatTest, LocalTimesAndTheReferenceOffset) {
-  SetZone(kMiddleEurope);
-  tm time{};
-  time.tm_year = 115;
-  time.tm_mday = 32;
-  EXPECT_EQ(TMToUTCRFC3339(&time), "2015-01-31T23:00:00.000Z");
-  EXPECT_EQ(TMToRFC3339(&time), "2015-02-01T00:00:00.000Z");
-  EXPECT_EQ(AdjustOffsetForServerTime(0), "1970-01-01T02:00:00.000Z");
-  EXPECT_EQ(AdjustOffsetForServerTime(LONG_MAX), TimeToRFC3339(LONG_MAX));
-}
-
-TEST(TimeFormatTest, ClockTimeIsNowInUtcWithMilliseconds) {
-  const std::string text = GetSystemTimeRfc3339();
-  EXPECT_THAT(text, testing::MatchesRegex("[0-9-]{10}T[0-9:]{8}\\.[0-9]{3}"));
-  EXPECT_LE(std::labs(RFC3339ToLocalTM(text.c_str()) - std::time(nullptr)), 5);
 }
