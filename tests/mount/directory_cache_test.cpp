@@ -8,6 +8,7 @@
 
 #include "host/mount/fs_error.h"
 #include "host/mount/scan_watch.h"
+#include "host/mount/time_book.h"
 
 namespace b2drive::mount {
 namespace {
@@ -126,6 +127,14 @@ TEST_F(DirectoryCacheTest, AScanInOrderTellsWhatComesNext) {
   EXPECT_EQ(folders.Next("/b/d"), Paths{});
   EXPECT_EQ(folders.Next("/b/f"), (Paths{"/b/h", "/b/j", "/b/l", "/b/n", "/b/p"}));
   EXPECT_EQ(asked_["/b"], 1);
+}
+
+TEST(TimeBookTest, KeepsOfVeryManyTimesThoseSetLast) {
+  constexpr int kMany = 400'000;
+  TimeBook times;
+  for (int i = 0; i < kMany; ++i) times.Set(std::to_string(i), "", {});
+  EXPECT_FALSE(times.Find("0", ""));
+  EXPECT_TRUE(times.Find(std::to_string(kMany - 1), ""));
 }
 
 }  // namespace

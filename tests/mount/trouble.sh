@@ -67,9 +67,11 @@ killed_soon KILL b2_upload_file cp "$0" "$bucket/killed"
 killed_soon KILL b2_upload_file sh -c "echo x >'$bucket/shell'"
 
 step "seventy closes wait; nobody else does"
+forget_counts
 for i in $(seq 70); do echo "$i" >"$bucket/known/waits$i" & done
-all_wait() { [ "$(b2drive status "$mnt" | grep -c waits)" -ge 70 ]; }
+all_wait() { [ "$(count b2_upload_file)" -ge 70 ]; }
 await all_wait
+timeout 2 b2drive status "$mnt" >"$scratch/out"
 for i in $(seq 50); do timeout 2 stat "$bucket/known/0000001" "$bucket/known/waits$i"; done >"$scratch/out"
 timeout 2 ls -l "$bucket/known" >"$scratch/out"
 heal
@@ -95,6 +97,13 @@ ends_at_once() {  # ends_at_once SIGNAL...: nothing is lost when they end the mo
 }
 ends_at_once TERM TERM TERM
 ends_at_once KILL
+unmount
+
+step "a library that may delete more than it is told to is read through only"
+sed s/exact_delete/other_delete/ "$B2_PLUGIN" >"$scratch/other"
+plugin=$scratch/other mount_drive
+refused "Read-only" rm "$bucket/kept"
+equal "kept" "$(cat "$bucket/kept")" kept
 unmount
 
 step "a mountpoint or an option that does not fit"

@@ -99,10 +99,11 @@ forget_counts() { control DELETE requests >/dev/null; }
 fault() { control POST faults "$1" >/dev/null; }
 heal() { control DELETE faults >/dev/null; }
 
-mount_pids() { pgrep -f "^$scratch/bin/b2drive mount"; }
+mount_pids() { pgrep -f "^$scratch/bin/b2drive (.* )?mount"; }
 no_mount() { ! mount_pids; }
-mount_drive() {  # mount_drive [OPTION,...]
-  timeout -k 5 90 "$scratch/bin/b2drive" mount -o "cache_dir=$cache${1:+,$1}" "$mnt"
+mount_drive() {  # mount_drive [OPTION,...], with the library $plugin if it is set
+  timeout -k 5 90 "$scratch/bin/b2drive" ${plugin:+--plugin "$plugin"} mount \
+    -o "cache_dir=$cache${1:+,$1}" "$mnt"
 }
 unmount() {
   fusermount3 -u "$mnt"
