@@ -1,7 +1,6 @@
 """What calls answer and what they refuse, whom they trust, what listings show."""
 
 import itertools
-import json
 
 from service import API, FILES, ServiceTest
 
@@ -17,7 +16,7 @@ class ListingTest(ServiceTest):
         for name in "b/0", "c":
             service.start(name)
         for call, query, shown in [
-                (NAMES, {"delimiter": None, "prefix": None, "startFileName": None}, "b.txt b/1 b/2/x c z é/x"),
+                (NAMES, {"delimiter": None, "prefix": None}, "b.txt b/1 b/2/x c z é/x"),
                 # Only folders with something visible are shown; names sort as unsigned bytes.
                 (NAMES, {"delimiter": "/"}, "b.txt b/ c z é/"),
                 (NAMES, {"delimiter": "/", "maxFileCount": 1}, "b.txt > b/"),
@@ -50,7 +49,8 @@ class ListingTest(ServiceTest):
         for name in "a.", "a/b", "ba/a":
             service.call("b2_hide_file", bucketId=service.bucket, fileName=name)
             visible.remove(name)
-        for prefix, delimiter in itertools.product(["", "a", "a/", "b/a", "nothing"], [None, "/", "."]):
+        prefixes, delimiters = ("", "a", "a/", "b/a", "nothing"), (None, "/", ".")
+        for prefix, delimiter in itertools.product(prefixes, delimiters):
             expected = []
             for name in visible:
                 end = name.find(delimiter, len(prefix)) if delimiter else -1
@@ -60,8 +60,9 @@ class ListingTest(ServiceTest):
             for count in 1, 2, 3, 1000:
                 walked, following = [], ""
                 while following is not None:
-                    page = service.call(NAMES, bucketId=service.bucket, prefix=prefix, delimiter=delimiter,
-                                        maxFileCount=count, startFileName=following).json
+                    page = service.call(NAMES, bucketId=service.bucket, prefix=prefix,
+                                        delimiter=delimiter, startFileName=following,
+                                        maxFileCount=count).json
                     walked += [file["fileName"] for file in page["files"]]
                     following = page["nextFileName"]
                 self.assertEqual(walked, expected, (prefix, delimiter, count))
@@ -71,44 +72,47 @@ class RefusalTest(ServiceTest):
     def test_what_does_not_fit(self):
         service = self.service
         file = service.add("a", b"text").json["fileId"]
-        large = service.start("large")
+        unknown, large = file[:-1] + "f", service.start("large")
+        long = "v" * 7000
         account, bucket = {"accountId": service.account}, {"bucketId": service.bucket}
         create = {**account, "bucketName": "bucket", "bucketType": "allPrivate"}
         key = {**account, "keyName": "k", "capabilities": ["listFiles"]}
-        start = {**bucket, "contentType": "a/b"}
+        start = {**bucket, "fileName": "b", "contentType": "a/b"}
         copy = {"sourceFileId": file, "fileName": "b"}
         for call, outcome, fields, *rows in [
-                ("b2_list_buckets", "400 bad_request", account, {"accountId": None}, {"accountId": "0" * 12},
-                 {"accountId": 5}, {"bucketTypes": []}, {"bucketTypes": ["all", "shared"]}),
+                ("b2_list_buckets", "400 bad_request", account, {"accountId": None},
+                 {"accountId": "0" * 12}, {"accountId": 5}, {"bucketTypes": []},
+                 {"bucketTypes": ["all", "shared"]}),
                 ("b2_list_buckets", "200", account, {"bucketId": "none"}),
-                ("b2_create_bucket", "400 bad_request", create, {"bucketName": "short"},
-                 {"bucketName": "under_score"}, {"bucketName": "b2-bucket"}, {"bucketType": "snapshot"}),
+                ("b2_create_bucket", "400 bad_request", create, {"bucketType": "snapshot"},
+                 *({"bucketName": name} for name in ("short", "under_score", "b2-bucket"))),
                 ("b2_create_bucket", "400 duplicate_bucket_name", create, {"bucketName": "PHOTOS"}),
                 ("b2_update_bucket", "409 conflict", {**account, **bucket}, {"ifRevisionIs": 9}),
                 ("b2_delete_bucket", "400 cannot_delete_non_empty_bucket", account, bucket),
                 ("b2_delete_bucket", "400 bad_bucket_id", account, {"bucketId": "none"}),
                 ("b2_get_file_info", "400 bad_request", {}, {"fileId": "nonsense"}),
-                ("b2_get_file_info", "404 not_found", {}, {"fileId": large}, {"fileId": file[:-1] + "f"}),
+                ("b2_get_file_info", "404 not_found", {}, {"fileId": large}, {"fileId": unknown}),
                 ("b2_get_upload_url", "400 bad_bucket_id", {}, {"bucketId": "none"}),
                 ("b2_get_upload_part_url", "400 bad_request", {}, {"fileId": file}),
-                ("b2_delete_file_version", "400 file_not_present", {"fileId": file}, {"fileName": "b"}),
+                ("b2_delete_file_version", "400 file_not_present", {"fileId": file},
+                 {"fileName": "b"}),
                 ("b2_copy_file", "404 not_found", copy, {"sourceFileId": large}),
                 ("b2_copy_file", "400 bad_request", copy, {"contentType": "x/y"},
                  {"metadataDirective": "REPLACE"}),
                 ("b2_copy_file", "416 range_not_satisfiable", copy, {"range": "bytes=4-"}),
-                ("b2_start_large_file", "400 bad_request", start, {"fileName": "b", "contentType": None},
-                 {"fileName": "b", "fileInfo": {"sp ace": "v"}}, {"fileName": "b", "fileInfo": {"b2-other": "v"}},
-                 {"fileName": "b", "fileInfo": {"k": "v" * 7000}},
-                 {"fileName": "b", "fileInfo": {str(i): "v" for i in range(11)}},
-                 *({"fileName": name} for name in ("", "/a", "a/", "a//b", "a\x7F", "a\n", "a/" + "s" * 251,
-                                                   "n" * 1025))),
+                ("b2_start_large_file", "400 bad_request", start, {"contentType": None},
+                 *({"fileInfo": info} for info in ({"sp ace": "v"}, {"b2-other": "v"}, {"k": long},
+                                                   {str(i): "v" for i in range(11)})),
+                 *({"fileName": name} for name in ("", "/a", "a/", "a//b", "a\x7F", "a\n",
+                                                   "a/" + long[:251], long[:1025]))),
                 ("b2_list_parts", "400 out_of_range", {"fileId": large}, {"maxPartCount": 1001}),
-                ("b2_get_download_authorization", "400 bad_request", {**bucket, "fileNamePrefix": ""},
-                 {"validDurationInSeconds": 604801}),
+                ("b2_get_download_authorization", "400 bad_request", bucket,
+                 {"fileNamePrefix": "", "validDurationInSeconds": 604801}),
                 ("b2_create_key", "400 bad_request", key, {"validDurationInSeconds": 2**63 - 1}),
                 ("b2_no_such_call", "404 not_found", {}, {})]:
             for row in rows:
-                self.assertEqual(service.call(call, **{**fields, **row}).outcome, outcome, (call, row))
+                got = service.call(call, **{**fields, **row}).outcome
+                self.assertEqual(got, outcome, (call, row))
         deep = "[" * 500000 + "]" * 500000
         for body in "[]", "{", '{"accountId": 1e999}', '{"corsRules": ' + deep + "}":
             reply = service.send(API + "1/b2_update_bucket", {"Authorization": service.token}, body)
@@ -151,14 +155,14 @@ class AccessTest(ServiceTest):
         self.assertEqual(service.call("b2_get_upload_url", bucketId=other).outcome, self.NO)
         buckets = service.call("b2_list_buckets", accountId=service.account)
         self.assertEqual([bucket["bucketName"] for bucket in buckets.json["buckets"]], ["photos"])
-        for version, bucket, outcome in (2, None, self.NO), (2, other, self.NO), (2, service.bucket, "200"):
-            buckets = service.call("b2_list_buckets", version, accountId=service.account, bucketId=bucket)
+        for bucket, outcome in (None, self.NO), (other, self.NO), (service.bucket, "200"):
+            buckets = service.call("b2_list_buckets", 2, accountId=service.account, bucketId=bucket)
             self.assertEqual(buckets.outcome, outcome)
         service.token = master
         self.use_key("listFiles")
         self.assertEqual(service.page(), "in/a in/b out")
         self.assertEqual(service.download("out").outcome, self.NO)
-        self.assertEqual(service.call("b2_get_upload_url", bucketId=service.bucket).outcome, self.NO)
+        self.assertEqual(service.target()["code"], "unauthorized")
 
     def test_download_authorizations_reach_one_prefix_by_name(self):
         service = self.service
@@ -174,8 +178,9 @@ class AccessTest(ServiceTest):
         service = self.service
         service.call("b2_update_bucket", accountId=service.account, bucketId=service.bucket,
                      bucketType="allPublic")
-        self.assertEqual(service.send(FILES + "out").body, b"out")
-        self.assertEqual(service.send(FILES + "out?b2ContentType=a/b").outcome, "401 missing_auth_token")
+        url = FILES + "out"
+        self.assertEqual(service.send(url).body, b"out")
+        self.assertEqual(service.send(url + "?b2ContentType=a/b").outcome, "401 missing_auth_token")
 
     def test_tokens_are_checked_on_every_kind_of_call(self):
         service = self.service
@@ -196,15 +201,19 @@ class AccessTest(ServiceTest):
 
     def test_versions_of_the_api_differ_as_clients_expect(self):
         service = self.service
-        first, second, third = (service.login(service.account, service.key, v).json for v in (1, 2, 3))
+        first, second, third = (service.login(service.account, service.key, version).json
+                                for version in (1, 2, 3))
         self.assertEqual(first["minimumPartSize"], first["recommendedPartSize"])
         self.assertEqual(first["absoluteMinimumPartSize"], 10)
         self.assertEqual(first.keys() ^ second.keys(), {"s3ApiUrl", "minimumPartSize"})
         self.assertEqual(set(third), {"accountId", "authorizationToken", "apiInfo",
                                       "applicationKeyExpirationTimestamp"})
         self.assertEqual(second["apiUrl"], third["apiInfo"]["storageApi"]["apiUrl"])
-        files = [service.call(VERSIONS, v, bucketId=service.bucket).json["files"][0] for v in (1, 2)]
-        self.assertEqual(files[0].keys() ^ files[1].keys(), {
-            "size", "accountId", "bucketId", "contentMd5", "fileRetention", "legalHold", "serverSideEncryption"})
+        old, new = (service.call(VERSIONS, version, bucketId=service.bucket).json["files"][0]
+                    for version in (1, 2))
+        self.assertEqual(old.keys() ^ new.keys(), {
+            "size", "accountId", "bucketId", "contentMd5", "fileRetention", "legalHold",
+            "serverSideEncryption"})
         wrong = service.login(service.account, "wrong")
-        self.assertEqual([wrong.outcome, "www-authenticate" in wrong.headers], ["401 bad_auth_token", True])
+        self.assertEqual(wrong.outcome, "401 bad_auth_token")
+        self.assertIn("www-authenticate", wrong.headers)

@@ -81,7 +81,8 @@ class FaultTest(ServiceTest):
         service.fault(status=302, location="http://elsewhere/")
         self.assertEqual(service.download("a").headers["location"], "http://elsewhere/")
         service.fault(status=302, location="x" * 70000)  # more than an answer can carry
-        self.assertEqual([service.download("a").outcome, service.download("a").outcome], [CLOSED, "200"])
+        for outcome in CLOSED, "200":
+            self.assertEqual(service.download("a").outcome, outcome)
 
     def test_zipped_blanks_go_to_those_who_can_unpack_them(self):
         for size in 2, 1000, (3 << 20) + 5:
@@ -111,7 +112,8 @@ class FaultTest(ServiceTest):
         mode["Authorization"] = service.token
         for rule, call, outcomes in [
                 ("force_cap_exceeded", "b2_get_upload_url", ["403 storage_cap_exceeded"]),
-                ("expire_some_account_authorization_tokens", NAMES, ["200"] * 4 + ["401 expired_auth_token"])]:
+                ("expire_some_account_authorization_tokens", NAMES,
+                 ["200"] * 4 + ["401 expired_auth_token"])]:
             url = f"{API}1/{call}?bucketId={service.bucket}"
             got = [service.send(url, {**mode, "X-Bz-Test-Mode": rule}).outcome for _ in outcomes]
             self.assertEqual(got, outcomes)
@@ -125,11 +127,13 @@ class FaultTest(ServiceTest):
                  '{"delayMilliseconds": -1}', '{"delayMilliseconds": 9223372036854775807}',
                  '{"replace": [["", "x"]]}', '{"gzipBlanks": 1}', '{"gzipBlanks": 1099511627777}',
                  '[{"status": 503}, {"stauts": 503}]', '{"call": "b2_list_names"}'),
-                ("latency", "400 bad_request", '{"milliseconds": -1}', '{"milliseconds": 86400001}'),
+                ("latency", "400 bad_request", '{"milliseconds": -1}'),
+                ("latency", "400 bad_request", '{"milliseconds": 86400001}'),
                 ("latency", "400 bad_json", '{"milliseconds": 1.5}', "[]"),
                 ("nothing", "404 not_found", "{}")]:
             for body in bodies:
-                self.assertEqual(self.service.send(CONTROL + path, {}, body).outcome, outcome, body[:99])
+                got = self.service.send(CONTROL + path, {}, body).outcome
+                self.assertEqual(got, outcome, body[:99])
         self.assertEqual(self.service.page(), "")
 
     def test_latency_holds_every_request_up(self):

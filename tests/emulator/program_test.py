@@ -41,9 +41,9 @@ class PortTest(ServiceTest):
                 ("407", guarded, PLAIN_URL, "--proxy", "user:wrong@" + there),
                 ("407", guarded, PLAIN_URL, "--proxy", there),
                 ("000", guarded, URL, "--proxy", there)]:
-            curl = ["curl", "-s", "-o", "/dev/null", "-w", "%{http_code}", "--cacert", service.ca_file, *arguments]
-            answer = subprocess.run(curl, env={"PATH": os.environ["PATH"]}, stdout=subprocess.PIPE, text=True,
-                                    check=False)
+            curl = "curl", "-so", "/dev/null", "-w", "%{http_code}", "--cacert", service.ca_file
+            answer = subprocess.run([*curl, *arguments], env={"PATH": os.environ["PATH"]},
+                                    stdout=subprocess.PIPE, text=True, check=False)
             self.assertEqual(answer.stdout, status, arguments)
 
     def test_connections_stay(self):
@@ -53,16 +53,18 @@ class PortTest(ServiceTest):
             connection.request("GET", "/b2api/v1/x")
             self.assertIn(b"not_found", connection.getresponse().read())
         connection.close()
-        self.assertEqual(self.service.control("counts").json["calls"]["CONNECT"], 2)  # one asked this
+        # The second is this question's.
+        self.assertEqual(self.service.control("counts").json["calls"]["CONNECT"], 2)
 
     def test_broken_requests_are_refused_or_dropped(self):
         big, get = b"x" * 100000, b"GET /b2api/v1/x HTTP/1.1\r\nHost: localhost\r\n"
         post = b"POST /b2api/v1/b2_list_buckets HTTP/1.1\r\nHost: localhost\r\n"
         for status, *requests in [
                 (b"", b"", b"GET / HTT", b"\x16nonsense", post + b"Content-Length: 9\r\n\r\n{",
-                 post + b"Transfer-Encoding: chunked\r\n\r\n1;" + big + big + b"\r\nx\r\n0\r\n\r\n"),
+                 post + b"Transfer-Encoding: chunked\r\n\r\n1;" + 2 * big + b"\r\nx\r\n0\r\n\r\n"),
                 (b"400", b"no request at all\r\n\r\n", b"GET /" + big + b" HTTP/1.1\r\n\r\n",
-                 get + b"Content-Length: 18446744073709551616\r\n\r\n", get + b"Content-Length: -1\r\n\r\n"),
+                 get + b"Content-Length: 18446744073709551616\r\n\r\n",
+                 get + b"Content-Length: -1\r\n\r\n"),
                 (b"404", get + b"X: " + big[:9000] + b"\r\n\r\n",
                  get.replace(b"v1", b"v4294967297") + b"\r\n"),
                 (b"405", b"DELETE" + post[4:] + b"\r\n")]:
@@ -86,7 +88,8 @@ class PortTest(ServiceTest):
             while service.download("big").status == 200:
                 service.add("small", target=target)
 
-        clients = [threading.Thread(target=load_until_the_end, args=[service.target()]) for _ in range(8)]
+        clients = [threading.Thread(target=load_until_the_end, args=[service.target()])
+                   for _ in range(8)]
         for client in clients:
             client.start()
         while service.control("counts").json["calls"].get("download_by_name", 0) < 30:
@@ -100,16 +103,17 @@ class StartTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
-        self.ca_file, self.key_file = pathlib.Path(folder.name, "ca.pem"), pathlib.Path(folder.name, "key.pem")
+        self.ca_file = pathlib.Path(folder.name, "ca.pem")
 
     def test_programs_that_share_a_ca_make_it_once(self):
+        key_file = self.ca_file.parent / "key.pem"
+        options = "--ca-file", self.ca_file, "--ca-key-file", key_file
         with ThreadPoolExecutor() as pool:
-            services = list(pool.map(lambda _: Service("--ca-file", self.ca_file, "--ca-key-file", self.key_file),
-                                     range(4)))
+            services = list(pool.map(lambda _: Service(*options), range(4)))
         for service in services:
             self.assertEqual(service.trust.get_ca_certs(), services[0].trust.get_ca_certs())
             self.assertEqual(service.stop(), 0)
-        self.assertEqual(stat.filemode(self.key_file.stat().st_mode), "-rw-------")
+        self.assertEqual(stat.filemode(key_file.stat().st_mode), "-rw-------")
 
     def test_seeds_and_its_own_ca_go_at_the_end(self):
         service = Service("--seed=photos/a/one.jpg:1:3K", "--seed=photos/n:3:0:2")
@@ -132,9 +136,10 @@ class StartTest(unittest.TestCase):
     def test_it_says_in_one_line_what_is_wrong(self):
         with socket.create_server(("127.0.0.1", 0)) as taken:
             for code, *rows in [
-                    (2, "--seed=photos", "--seed=photos/a:1:3T", "--seed=photos/:1:3", "--port=many",
-                     "--no-such-option", "--ca-key-file=x"),
-                    (1, "--bucket=tiny", "--ca-file=/nowhere/ca.pem", f"--port={taken.getsockname()[1]}")]:
+                    (2, "--seed=photos", "--seed=photos/a:1:3T", "--seed=photos/:1:3",
+                     "--port=many", "--no-such-option", "--ca-key-file=x"),
+                    (1, "--bucket=tiny", "--ca-file=/nowhere/ca.pem",
+                     f"--port={taken.getsockname()[1]}")]:
                 for option in rows:
                     program = run(option)
                     said = program.communicate()[0]

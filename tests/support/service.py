@@ -39,7 +39,7 @@ def sha1(data):
 
 
 class Service:
-    """Started, with the bucket "photos"; logged in with the master key, and in parts of 10 bytes."""
+    """Running, with the bucket "photos" and parts of 10 bytes; `token` is the master key's."""
     timeout = 20  # seconds
 
     def __init__(self, *options, proxy_login=""):
@@ -47,12 +47,13 @@ class Service:
             [os.environ["B2EMULATOR"], "--minimum-part-size=10", "--bucket=photos", *options],
             stdout=subprocess.PIPE, text=True)
         ready = json.loads(self.process.stdout.readline())
-        self.port, self.account, self.key = ready["port"], ready["accountId"], ready["applicationKey"]
-        self.ca_file = ready["caFile"]
+        self.port, self.ca_file = ready["port"], ready["caFile"]
+        self.account, self.key = ready["accountId"], ready["applicationKey"]
         self.trust = ssl.create_default_context(cafile=self.ca_file)
         self.proxy_headers = {"Proxy-Authorization": basic(proxy_login)}
         self.token = self.login(self.account, self.key).json["authorizationToken"]
-        self.bucket = self.call("b2_list_buckets", accountId=self.account).json["buckets"][0]["bucketId"]
+        buckets = self.call("b2_list_buckets", accountId=self.account, bucketName="photos").json
+        self.bucket = buckets["buckets"][0]["bucketId"]
 
     def stop(self):
         """Gives the exit code."""
@@ -61,7 +62,8 @@ class Service:
         return self.process.returncode
 
     def connect(self, host):
-        connection = http.client.HTTPSConnection("127.0.0.1", self.port, timeout=self.timeout, context=self.trust)
+        connection = http.client.HTTPSConnection("127.0.0.1", self.port, timeout=self.timeout,
+                                                 context=self.trust)
         connection.set_tunnel(host, 443, self.proxy_headers)
         return connection
 
@@ -84,7 +86,8 @@ class Service:
                          {"Authorization": basic(f"{key_id}:{key}")})
 
     def call(self, name, version=1, **fields):
-        return self.send(f"{API}{version}/{name}", {"Authorization": self.token}, json.dumps(fields))
+        return self.send(f"{API}{version}/{name}", {"Authorization": self.token},
+                         json.dumps(fields))
 
     def control(self, path, body=None, method=None):
         return self.send(CONTROL + path, {}, None if body is None else json.dumps(body), method)
@@ -101,8 +104,9 @@ class Service:
                 self.call("b2_get_upload_url", bucketId=self.bucket)).json
 
     def upload(self, target, headers, body):
-        all_headers = {"Authorization": target["authorizationToken"], **headers}
-        return self.send(target["uploadUrl"], all_headers, body, "POST")
+        given = {"Authorization": target["authorizationToken"], **headers}
+        given = {name: value for name, value in given.items() if value is not None}
+        return self.send(target["uploadUrl"], given, body, "POST")
 
     def add(self, name, body=b"x", target=None, **headers):
         """Uploads a file in the plainest way; the name is encoded already."""
@@ -115,7 +119,7 @@ class Service:
                          contentType="a/b").json["fileId"]
 
     def page(self, call="b2_list_file_versions", **query):
-        """A listing in short: names, "-" behind hidden and "+" behind unfinished, "> " and the next."""
+        """A listing: names, "-" behind hidden and "+" behind unfinished ones, "> " and the next."""
         reply = self.call(call, **{"bucketId": self.bucket, **query})
         if reply.status != 200:
             return reply.outcome
