@@ -20,14 +20,28 @@ extern "C" __attribute__((visibility("default"))) int pthread_create(
 namespace emulator {
 namespace {
 
+bool Ask(const Emulator& emulator) {
+  // Two requests, over one connection if it stays.
+  const std::string url = " https://api.backblazeb2.com/x";
+  const std::string proxy = "http://127.0.0.1:" + std::to_string(emulator.port());
+  return std::system(("curl -skx " + proxy + url + url + " >/dev/null").c_str()) == 0;
+}
+
 TEST(InProcessTest, ConnectionsWithoutAThreadAreClosed) {
   const Emulator emulator;
-  const std::string ask =
-      "curl -sko /dev/null --noproxy '*' https://127.0.0.1:" + std::to_string(emulator.port());
   no_threads = true;
-  EXPECT_NE(std::system(ask.c_str()), 0);
+  EXPECT_FALSE(Ask(emulator));
   no_threads = false;
-  EXPECT_EQ(std::system(ask.c_str()), 0);
+  EXPECT_TRUE(Ask(emulator));
+}
+
+TEST(InProcessTest, ConnectionsStayUntilTheyAreClosed) {
+  Emulator emulator;
+  EXPECT_TRUE(Ask(emulator));
+  EXPECT_EQ(emulator.Count("CONNECT"), 1U);
+  emulator.OnRequest([&](const Request&) { emulator.CloseIdleConnections(); });
+  EXPECT_TRUE(Ask(emulator));
+  EXPECT_EQ(emulator.Count("CONNECT"), 3U);
 }
 
 TEST(InProcessTest, OneUploadAtATimePerUrl) {

@@ -265,11 +265,13 @@ class WritingTest(B2DriveTest):
     def test_several_uploads_of_which_one_fails(self):
         for name in "abc":
             self.write(name)
+        self.store("f/x")
         self.service.fault(call="b2_upload_file", skip=1, status=400)
-        error = self.run_to_end(16, "put", "--jobs", "1", "a", "b", "c", "/photos")[1]
-        self.assertIn("put /photos/b: the service answered 400", error)
+        error = self.run_to_end(16, "put", "--jobs", "1", "a", "b", "c", "/photos/f")[1]
+        self.assertEqual(self.service.control("counts").json["calls"][NAMES], 1)
+        self.assertIn("put /photos/f/b: the service answered 400", error)
         self.assertIn("2 of 3 files were stored", error)
-        self.assert_stored("a c")
+        self.assert_stored("f/a f/c f/x")
 
     def test_deletes_exactly_what_is_named(self):
         for name in "a", "a", "a.bak", "ab/c", "d/e/f", "d/g":

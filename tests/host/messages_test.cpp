@@ -8,7 +8,9 @@
 #include "host/body_decoder.h"
 #include "host/body_log.h"
 #include "host/errors.h"
+#include "host/host_log.h"
 #include "host/progress.h"
+#include "host/refusal_limit.h"
 #include "host/text_format.h"
 #include "protocol/log_lines.h"
 
@@ -113,6 +115,24 @@ TEST(TextFormat, EscapesWhatCouldDeceiveOnATerminal) {
     const std::string escaped = EscapeControls(std::string("a") + hidden + "b");
     EXPECT_EQ(escaped.size(), 2 + 4 * std::string(hidden).size()) << escaped;
     EXPECT_TRUE(escaped.starts_with("a\\x") && escaped.ends_with("b")) << escaped;
+  }
+}
+
+TEST(RefusalLimit, GivesATransferUpForItsLastRefusal) {
+  const std::tuple<int, int, bool, bool> rows[] = {
+      {200, 0, false, false}, {400, 0, false, false}, {500, 0, false, true}, {401, 10, true, true}};
+  for (const auto& [status, retries, canceled, given_up] : rows) {
+    Transfers transfers;
+    ActiveTransfer transfer(transfers, "p");
+    if (canceled) transfers.pauses().Cut();
+    RefusalLimit limit(transfer, Attempts(retries, transfers.pauses()));
+    HostLog log(false, nullptr);
+    const std::string line = "[PROTOCOL  ] UploadUsingPost >> https POST >> " +
+                             std::to_string(status) + " : https://h/x(0) - 1ms";
+    std::va_list none{};
+    log.Log(LOGLEVEL_INFO, line.c_str(), none);
+    EXPECT_EQ(limit.last_straw().value_or(Answer{}).status, given_up ? status : 0);
+    EXPECT_EQ(transfer.state().state == TRANSFER_CANCELED, given_up) << status;
   }
 }
 

@@ -18,7 +18,7 @@ class FetchedBytes final : public IFetchCallback {
       return AERROR::INVALID_PARAMETER;
     }
     if (on_block) on_block();
-    if (keep) bytes.append(static_cast<const char*>(data), static_cast<std::size_t>(count));
+    bytes.append(static_cast<const char*>(data), static_cast<std::size_t>(count));
     largest = std::max(largest, count);
     ++blocks;
     return answer;
@@ -28,7 +28,6 @@ class FetchedBytes final : public IFetchCallback {
   long long first_offset = -1;
   int largest = 0;
   int blocks = 0;
-  bool keep = true;
   AERROR answer = AERROR::SUCCESS;
   std::function<void()> on_block;
 };

@@ -1,5 +1,6 @@
 """The emulator as its own program, and a client that says everything a request can say."""
 
+import atexit
 import hashlib
 import http.client
 import json
@@ -46,6 +47,7 @@ class Service:
         self.process = subprocess.Popen(
             [os.environ["B2EMULATOR"], "--minimum-part-size=10", "--bucket=photos", *options],
             stdout=subprocess.PIPE, text=True)
+        atexit.register(self.process.kill)  # of a case that failed too early to stop it
         ready = json.loads(self.process.stdout.readline())
         self.port, self.ca_file = ready["port"], ready["caFile"]
         self.account, self.key = ready["accountId"], ready["applicationKey"]
