@@ -1,4 +1,4 @@
-"""What goes in and comes out: uploads, downloads and their ranges, copies, large files."""
+"""What goes in and comes out: uploads, downloads and their ranges, large files."""
 
 import random
 
@@ -73,17 +73,6 @@ class FilesTest(ServiceTest):
         self.assertTrue(self.service.download("big").body == body)
         part = self.service.download("big", Range=f"bytes={first}-{first + 2000000}").body
         self.assertTrue(part == body[first:first + 2000001])
-
-    def test_copies_share_or_cut_the_source(self):
-        service = self.service
-        source = service.add("a", b"0123456789", **{"X-Bz-Info-k": "v"}).json
-        fields = {"sourceFileId": source["fileId"], "fileName": "b"}
-        whole = service.call("b2_copy_file", **fields).json
-        self.assertEqual([whole["action"], whole["contentSha1"], whole["fileInfo"]],
-                         ["copy", source["contentSha1"], {"k": "v"}])
-        cut = service.call("b2_copy_file", **fields, range="bytes=2-4", contentType="x/y",
-                           metadataDirective="REPLACE").json
-        self.assertEqual([cut["fileInfo"], service.download("b").body], [{}, b"234"])
 
 
 class LargeFilesBase(ServiceTest):
