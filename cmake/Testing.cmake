@@ -12,11 +12,32 @@ function(b2_add_test)
     DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 600)
 endfunction()
 
+# b2_pass_programs(test variables...): the built programs and the library, in the environment of a test.
+function(b2_pass_programs test)
+  set(programs "B2EMULATOR=$<TARGET_FILE:b2emulator>" ${ARGN})
+  if(B2_BUILD_HOST)
+    list(APPEND programs "B2DRIVE=$<TARGET_FILE:b2drive>" "B2_PLUGIN=$<TARGET_FILE:backblazeb2>")
+  endif()
+  set_tests_properties(${test} PROPERTIES ENVIRONMENT "${programs}")
+endfunction()
+
 # b2_add_shell_tests(label themes...): <theme>.sh of this folder is the test <label>.<theme>.
 function(b2_add_shell_tests label)
   foreach(theme IN LISTS ARGN)
     add_test(NAME ${label}.${theme} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/${theme}.sh)
-    set_tests_properties(${label}.${theme} PROPERTIES LABELS ${label} TIMEOUT 900 ENVIRONMENT
-      "B2EMULATOR=$<TARGET_FILE:b2emulator>;B2DRIVE=$<TARGET_FILE:b2drive>;B2_PLUGIN=$<TARGET_FILE:backblazeb2>")
+    set_tests_properties(${label}.${theme} PROPERTIES LABELS ${label} TIMEOUT 900)
+    b2_pass_programs(${label}.${theme})
+  endforeach()
+endfunction()
+
+# b2_add_python_tests(label themes...): the cases of unittest in <theme>_test.py of this folder are
+# the test <folder>.<theme>.
+function(b2_add_python_tests label)
+  get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  foreach(theme IN LISTS ARGN)
+    add_test(NAME ${folder}.${theme} COMMAND python3 -B -W error -m unittest ${theme}_test
+      WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+    set_tests_properties(${folder}.${theme} PROPERTIES LABELS ${label} TIMEOUT 600)
+    b2_pass_programs(${folder}.${theme} PYTHONPATH=${PROJECT_SOURCE_DIR}/tests/support)
   endforeach()
 endfunction()

@@ -80,9 +80,6 @@ TEST(Answer, IsTheOneThatExplainsTheFailure) {
 
 TEST(Errors, SayWhatHappenedAndExitAccordingly) {
   const std::tuple<AERROR, int, const char*, ExitCode, const char*> rows[] = {
-      {FILE_NOT_FOUND, 0, "", ExitCode::kNotFound, "p: not found (AERROR::FILE_NOT_FOUND)"},
-      {FAILED, 401, "", ExitCode::kAccessDenied, "answered 401: check the application key"},
-      {ACCESS_VIOLATION, 0, "no host(6)", ExitCode::kNetwork, "reached: no host(6);"},
       {FAILED, 418, "", ExitCode::kFailed, "answered 418: it does not accept"},
       {FAILED, 502, "", ExitCode::kFailed, "answered 502: an error of the service"},
       {FAILED, 200, "", ExitCode::kFailed, "makes no sense (AERROR::FAILED)"},

@@ -9,7 +9,6 @@
 #include "host/account.h"
 #include "host/body_log.h"
 #include "host/errors.h"
-#include "host/form_values.h"
 #include "host/proxy.h"
 
 namespace b2drive {
@@ -48,15 +47,6 @@ TEST(Proxy, RefusesTheRestWithoutRepeatingIt) {
     SCOPED_TRACE(url);
     ExpectDiscreetRefusal(ExitCode::kUsage, [&] { ParseProxy(url); });
   }
-}
-
-TEST(Forms, CarryOnlyWhatIsGiven) {
-  EXPECT_EQ(AccountFormValues({"id", "k\"ey", ""}),
-            R"({"values":{"account_id":{"value":"id"},"application_key":{"value":"k\"ey"}}})");
-  EXPECT_EQ(OptionFormValues({}, 100), R"({"values":{"speedlimit":{"value":"100"}}})");
-  EXPECT_EQ(OptionFormValues(ParseProxy("http://u:p@h:80"), {}),
-            R"({"values":{"proxy":{"value":{"host":"h","password":"p","port":80,)"
-            R"("type":"HTTP with TUNNEL","user":"u"}}}})");
 }
 
 TEST(Account, FindsTheAccountIdOfAKey) {

@@ -1,0 +1,58 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+
+#include "emulator/emulator.h"
+
+static std::atomic<bool> no_threads = false;  // none can be started
+
+extern "C" __attribute__((visibility("default"))) int pthread_create(
+    pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {
+  static const auto real =
+      reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  return no_threads ? EAGAIN : real(thread, attributes, run, argument);
+}
+
+namespace emulator {
+namespace {
+
+bool Ask(const Emulator& emulator) {
+  // Two requests, over one connection if it stays.
+  const std::string url = " https://api.backblazeb2.com/x";
+  const std::string proxy = "http://127.0.0.1:" + std::to_string(emulator.port());
+  return std::system(("curl -skx " + proxy + url + url + " >/dev/null").c_str()) == 0;
+}
+
+TEST(InProcessTest, ConnectionsWithoutAThreadAreClosed) {
+  const Emulator emulator;
+  no_threads = true;
+  EXPECT_FALSE(Ask(emulator));
+  no_threads = false;
+  EXPECT_TRUE(Ask(emulator));
+}
+
+TEST(InProcessTest, ConnectionsStayUntilTheyAreClosed) {
+  Emulator emulator;
+  EXPECT_TRUE(Ask(emulator));
+  EXPECT_EQ(emulator.Count("CONNECT"), 1U);
+  emulator.OnRequest([&](const Request&) { emulator.CloseIdleConnections(); });
+  EXPECT_TRUE(Ask(emulator));
+  EXPECT_EQ(emulator.Count("CONNECT"), 3U);
+}
+
+TEST(InProcessTest, OneUploadAtATimePerUrl) {
+  Access access("0123456789ab", "key", {std::chrono::hours(1), std::chrono::hours(1), true});
+  const auto ticket = access.IssueUpload("target", access.Login("Basic MDEyMzQ1Njc4OWFiOmtleQ=="));
+  {
+    const UploadPass first = access.BeginUpload(ticket->token, ticket->path);
+    EXPECT_THROW(access.BeginUpload(ticket->token, ticket->path), std::runtime_error);
+  }
+  EXPECT_EQ(access.BeginUpload(ticket->token, ticket->path).target(), "target");
+}
+
+}  // namespace
+}  // namespace emulator

@@ -1,0 +1,137 @@
+"""The program itself: its port, its options, many clients at once, and that it always ends well."""
+
+import os
+import pathlib
+import signal
+import socket
+import stat
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+from concurrent.futures import ThreadPoolExecutor
+
+from service import Service, ServiceTest
+
+URL = "https://api.backblazeb2.com/b2api/v1/b2_no_such_call"
+PLAIN_URL = URL.replace("https", "http")
+
+
+def run(*arguments):
+    """Both outputs of the program in one."""
+    return subprocess.Popen([os.environ["B2EMULATOR"], *arguments], stderr=subprocess.STDOUT,
+                            stdout=subprocess.PIPE, text=True)
+
+
+class PortTest(ServiceTest):
+    def test_direct_through_tunnels_and_as_plain_proxy(self):
+        guarded = Service("--proxy-user=user", "--proxy-password=secret", proxy_login="user:secret")
+        self.addCleanup(guarded.stop)
+        here, there = (f"127.0.0.1:{service.port}" for service in (self.service, guarded))
+        for status, service, *arguments in [
+                ("404", self.service, URL, "--connect-to", "::" + here),
+                ("404", self.service, URL, "--proxy", here),
+                ("404", self.service, PLAIN_URL, "--proxy", here),
+                ("404", self.service, f"https://localhost:{self.service.port}/b2api/v1/x"),
+                ("000", self.service, "https://example.com/", "--proxy", here),
+                ("403", self.service, "http://example.com/", "--proxy", here),
+                ("404", guarded, URL, "--connect-to", "::" + there),
+                ("404", guarded, PLAIN_URL, "--proxy", "user:secret@" + there),
+                ("407", guarded, PLAIN_URL, "--proxy", "user:wrong@" + there),
+                ("407", guarded, PLAIN_URL, "--proxy", there),
+                ("000", guarded, URL, "--proxy", there)]:
+            curl = "curl", "-so", "/dev/null", "-w", "%{http_code}", "--cacert", service.ca_file
+            answer = subprocess.run([*curl, *arguments], env={"PATH": os.environ["PATH"]},
+                                    stdout=subprocess.PIPE, text=True, check=False)
+            self.assertEqual(answer.stdout, status, arguments)
+
+    def test_broken_requests_are_refused_or_dropped(self):
+        big, get = b"x" * 100000, b"GET /b2api/v1/x HTTP/1.1\r\nHost: localhost\r\n"
+        post = b"POST /b2api/v1/b2_list_buckets HTTP/1.1\r\nHost: localhost\r\n"
+        for status, *requests in [
+                (b"", b"", b"GET / HTT", b"\x16nonsense", post + b"Content-Length: 9\r\n\r\n{",
+                 post + b"Transfer-Encoding: chunked\r\n\r\n1;" + 2 * big + b"\r\nx\r\n0\r\n\r\n"),
+                (b"400", b"no request at all\r\n\r\n", b"GET /" + big + b" HTTP/1.1\r\n\r\n",
+                 get + b"Content-Length: 18446744073709551616\r\n\r\n",
+                 get + b"Content-Length: -1\r\n\r\n"),
+                (b"404", get + b"X: " + big[:9000] + b"\r\n\r\n",
+                 get.replace(b"v1", b"v4294967297") + b"\r\n"),
+                (b"405", b"DELETE" + post[4:] + b"\r\n")]:
+            for request in requests:
+                with socket.create_connection(("127.0.0.1", self.service.port)) as connection:
+                    answer = b""
+                    try:  # the server may close before all is sent
+                        connection.sendall(request)
+                        connection.shutdown(socket.SHUT_WR)
+                        answer = connection.recv(12)
+                    except OSError:
+                        pass
+                self.assertEqual(answer[9:], status, request[:60])
+
+    def test_many_clients_at_once_and_the_end_in_their_midst(self):
+        service = self.service
+        service.add("big", b"x" * 5000000)
+        service.fault(call="download_by_name", skip=20, stall=True)
+
+        def load_until_the_end(target):
+            while service.download("big").status == 200:
+                service.add("small", target=target)
+
+        clients = [threading.Thread(target=load_until_the_end, args=[service.target()])
+                   for _ in range(8)]
+        for client in clients:
+            client.start()
+        while service.control("counts").json["calls"].get("download_by_name", 0) < 30:
+            time.sleep(0.01)
+        service.process.terminate()
+        for client in clients:
+            client.join()
+
+
+class StartTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.ca_file = pathlib.Path(folder.name, "ca.pem")
+
+    def test_programs_that_share_a_ca_make_it_once(self):
+        key_file = self.ca_file.parent / "key.pem"
+        options = "--ca-file", self.ca_file, "--ca-key-file", key_file
+        with ThreadPoolExecutor(16) as pool:
+            services = list(pool.map(lambda _: Service(*options), range(16)))
+        for service in services:
+            self.assertEqual(service.trust.get_ca_certs(), services[0].trust.get_ca_certs())
+            self.assertEqual(service.stop(), 0)
+        self.assertEqual(stat.filemode(key_file.stat().st_mode), "-rw-------")
+
+    def test_seeds_and_its_own_ca_go_at_the_end(self):
+        service = Service("--seed=photos/a/one.jpg:1:3K", "--seed=photos/n:3:0:2")
+        self.assertEqual(service.page(), "a/one.jpg n0000/0000000 n0000/0000002 n0001/0000001")
+        self.assertEqual(len(service.download("a/one.jpg").body), 3072)
+        service.process.send_signal(signal.SIGINT)
+        self.assertEqual(service.process.wait(), 0)
+        self.assertFalse(os.path.exists(service.ca_file))
+        service.process.stdout.close()
+
+    def test_it_stops_while_it_seeds(self):
+        for seed in "photos/big:1:9000G", "photos/many:9000000000:0":
+            program = run("--ca-file", self.ca_file, "--seed", seed)
+            while not self.ca_file.exists():
+                time.sleep(0.01)
+            program.terminate()
+            self.assertEqual((program.communicate()[0], program.returncode), ("", 0), seed)
+            self.ca_file.unlink()
+
+    def test_it_says_in_one_line_what_is_wrong(self):
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            for code, *rows in [
+                    (2, "--seed=photos", "--seed=photos/a:1:3T", "--seed=photos/:1:3",
+                     "--port=many", "--no-such-option", "--ca-key-file=x"),
+                    (1, "--bucket=tiny", "--ca-file=/nowhere/ca.pem",
+                     f"--port={taken.getsockname()[1]}")]:
+                for option in rows:
+                    program = run(option)
+                    said = program.communicate()[0]
+                    self.assertRegex(said, r"\Ab2emulator: .*\n\Z", option)
+                    self.assertEqual(program.returncode, code, option)
