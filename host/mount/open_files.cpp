@@ -6,24 +6,63 @@
 
 namespace b2drive::mount {
 
+// Notes while it lives whether another file takes the name, or none.
+class OpenFiles::NameWatch {
+ public:
+  NameWatch(OpenFiles& files, const std::string& path) : files_(files), path_(path) {
+    Lock lock(files_.mutex_);
+    files_.watches_.insert(this);
+    const auto found = files_.by_path_.find(path);
+    if (found == files_.by_path_.end()) return;
+    file_ = found->second;
+    version_ = file_->version();
+  }
+  ~NameWatch() {
+    Lock lock(files_.mutex_);
+    files_.watches_.erase(this);
+  }
+  NameWatch(const NameWatch&) = delete;
+  NameWatch& operator=(const NameWatch&) = delete;
+
+  void Note(const std::string& path) { taken_ = taken_ || path == path_; }
+  // The file that has or had the name, or null.
+  const SharedFilePtr& file() const { return file_; }
+  // Whether what was found since may be older than what this mount has stored.
+  bool IsOver() const { return taken_ || (file_ && file_->version() != version_); }
+
+ private:
+  OpenFiles& files_;
+  const std::string& path_;
+  SharedFilePtr file_;
+  std::string version_;
+  bool taken_ = false;
+};
+
 SharedFilePtr OpenFiles::Acquire(const std::string& path, const Look& look) {
-  if (SharedFilePtr unsent = AcquireUnsent(path)) return unsent;
-  const std::optional<Node> stored = look();
-  Lock lock(mutex_);
-  SharedFilePtr& file = by_path_[path];
-  const bool outdated = file && (file->IsAbandoned() || (stored && file->IsOutdated(stored->id)));
-  if (outdated) Displace(file);
-  if (!file || outdated) file = std::make_shared<SharedFile>(services_, path, stored);
-  ++handles_[file];
-  return file;
+  for (;;) {
+    const NameWatch watch(*this, path);
+    const bool unsent = watch.file() && !watch.file()->IsSettled();
+    const std::optional<Node> stored = unsent ? std::nullopt : look();
+    Lock lock(mutex_);
+    if (watch.IsOver()) continue;
+    SharedFilePtr file = watch.file();
+    const bool outdated = file && (file->IsAbandoned() || (stored && file->IsOutdated(stored->id)));
+    if (!file || outdated) {
+      file = std::make_shared<SharedFile>(services_, path, stored);
+      const SharedFilePtr before = Replace(path, file);
+      if (before) Displace(before);
+    }
+    ++handles_[file];
+    return file;
+  }
 }
 
-SharedFilePtr OpenFiles::AcquireUnsent(const std::string& path) {
-  Lock lock(mutex_);
-  auto found = by_path_.find(path);
-  if (found == by_path_.end() || found->second->IsSettled()) return nullptr;
-  ++handles_[found->second];
-  return found->second;
+// Gives the file that had the name before; null for none. A null `file` takes the name away.
+SharedFilePtr OpenFiles::Replace(const std::string& path, const SharedFilePtr& file) {
+  for (NameWatch* watch : watches_) watch->Note(path);
+  if (file) return std::exchange(by_path_[path], file);
+  const auto found = by_path_.extract(path);
+  return found ? found.mapped() : nullptr;
 }
 
 void OpenFiles::Release(const SharedFilePtr& file) {
@@ -45,7 +84,7 @@ std::size_t OpenFiles::Handles(const SharedFilePtr& file) {
 void OpenFiles::Add(Unsent unsent) {
   Lock lock(mutex_);
   const std::string path = unsent.destination.path;
-  by_path_[path] = std::make_shared<SharedFile>(services_, std::move(unsent));
+  Replace(path, std::make_shared<SharedFile>(services_, std::move(unsent)));
 }
 
 SharedFilePtr OpenFiles::Find(const std::string& path) {
@@ -80,9 +119,8 @@ void OpenFiles::Displace(const SharedFilePtr& file) {
 SharedFilePtr OpenFiles::Move(const SharedFilePtr& file, const std::string& from,
                               const std::string& to) {
   Lock lock(mutex_);
-  auto found = by_path_.find(from);
-  if (found != by_path_.end() && found->second == file) by_path_.erase(found);
-  SharedFilePtr before = std::exchange(by_path_[to], file);
+  RemoveIf(file, from);
+  SharedFilePtr before = Replace(to, file);
   displaced_.erase(file);
   if (before == file) return nullptr;
   if (before) Displace(before);
@@ -96,8 +134,15 @@ void OpenFiles::Move(const SharedFile& file, const std::string& from, const std:
 
 void OpenFiles::Remove(const SharedFilePtr& file, const std::string& path) {
   Lock lock(mutex_);
-  auto found = by_path_.find(path);
-  if (found != by_path_.end() && found->second == file) by_path_.erase(found);
+  RemoveIf(file, path);
+}
+
+// Whether the file had the name.
+bool OpenFiles::RemoveIf(const SharedFilePtr& file, const std::string& path) {
+  const auto found = by_path_.find(path);
+  if (found == by_path_.end() || found->second != file) return false;
+  Replace(path, nullptr);
+  return true;
 }
 
 void OpenFiles::LetGo(const SharedFilePtr& file) {
@@ -105,9 +150,7 @@ void OpenFiles::LetGo(const SharedFilePtr& file) {
     Lock lock(mutex_);
     if (handles_.contains(file) || !file->IsSettled()) return;
     displaced_.erase(file);
-    auto found = by_path_.find(file->path());
-    if (found == by_path_.end() || found->second != file) return;
-    by_path_.erase(found);
+    if (!RemoveIf(file, file->path())) return;
   }
   file->Retire();
 }

@@ -44,13 +44,17 @@ class OpenFiles {
   void LetGo(const SharedFilePtr& file);
 
  private:
-  SharedFilePtr AcquireUnsent(const std::string& path);
+  class NameWatch;
+
+  SharedFilePtr Replace(const std::string& path, const SharedFilePtr& file) B2_REQUIRES(mutex_);
+  bool RemoveIf(const SharedFilePtr& file, const std::string& path) B2_REQUIRES(mutex_);
   void Displace(const SharedFilePtr& file) B2_REQUIRES(mutex_);
 
   FileServices& services_;
   const Listener last_closed_;
   Mutex mutex_;
   std::map<std::string, SharedFilePtr> by_path_ B2_GUARDED_BY(mutex_);
+  std::set<NameWatch*> watches_ B2_GUARDED_BY(mutex_);
   std::unordered_map<SharedFilePtr, std::size_t> handles_ B2_GUARDED_BY(mutex_);
   // Those that are shown under their name no more: handles on an older version, which may still
   // write, and what they wrote.

@@ -53,6 +53,11 @@ Attributes SharedFile::Stat() {
   return {false, stored ? stored->size : 0, modified()};
 }
 
+std::string SharedFile::version() const {
+  const std::optional<Node> stored = stored_.known();
+  return stored ? stored->id : "";
+}
+
 bool SharedFile::IsOutdated(const std::string& id) const {
   if (pending_.IsAbandoned()) return true;
   const std::optional<Node> stored = stored_.known();

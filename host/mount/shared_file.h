@@ -33,6 +33,8 @@ class SharedFile {
 
   std::string path() const { return pending_.path(); }
   Attributes Stat();
+  // The stored version that it was opened on or has stored; empty for none.
+  std::string version() const;
   // Whether it shows another stored version than `id`, and nothing newer.
   bool IsOutdated(const std::string& id) const;
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <ctime>
-#include <deque>
+#include <list>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -18,12 +18,9 @@ class TimeBook {
   // `id` is the version's identifier, empty for a folder.
   void Set(const std::string& path, const std::string& id, timespec time) {
     Lock lock(mutex_);
-    const auto [kept, added] = times_.insert_or_assign(path, Kept{id, time});
-    if (added) in_order_.push_back(path);
-    while (in_order_.size() > kMost) {
-      times_.erase(in_order_.front());
-      in_order_.pop_front();
-    }
+    Erase(path);
+    times_.emplace(path, Kept{id, time, in_order_.insert(in_order_.end(), path)});
+    if (times_.size() > kMost) Erase(std::string(in_order_.front()));
   }
   std::optional<timespec> Find(const std::string& path, const std::string& id) const {
     Lock lock(mutex_);
@@ -33,7 +30,7 @@ class TimeBook {
   }
   void Remove(const std::string& path) {
     Lock lock(mutex_);
-    times_.erase(path);
+    Erase(path);
   }
 
  private:
@@ -42,11 +39,19 @@ class TimeBook {
   struct Kept {
     std::string id;
     timespec time;
+    std::list<std::string>::iterator place;
   };
+
+  void Erase(const std::string& path) B2_REQUIRES(mutex_) {
+    const auto found = times_.find(path);
+    if (found == times_.end()) return;
+    in_order_.erase(found->second.place);
+    times_.erase(found);
+  }
 
   mutable Mutex mutex_;
   std::unordered_map<std::string, Kept> times_ B2_GUARDED_BY(mutex_);
-  std::deque<std::string> in_order_ B2_GUARDED_BY(mutex_);  // of setting; some are removed since
+  std::list<std::string> in_order_ B2_GUARDED_BY(mutex_);  // of setting
 };
 
 }  // namespace b2drive::mount

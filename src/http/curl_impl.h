@@ -70,6 +70,9 @@ class CURLImpl {
   std::string GetEffectiveURL() const;
   std::string GetScheme() const;
   static std::string ErrorString(CURLcode code) { return curl_easy_strerror(code); }
+  // Whether the program has a Frameworks directory, looked up once in the module's life. Says once
+  // in the log that it has none.
+  static bool VerifiesServers();
 
   void SetSpeedLimit(long long bytes_per_second);  // both directions; 0 is unlimited
   // What moves less than the limit for so long ends with a time-out: 1 byte/s for 20 seconds by

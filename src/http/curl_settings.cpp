@@ -9,7 +9,7 @@
 
 namespace {
 
-// Resolved once: a directory that vanishes while the module is in use makes connections fail, and
+// Looked up once: a directory that vanishes while the module is in use makes connections fail, and
 // not the later ones go unverified.
 const std::string& TrustedDirectory() {
   static const std::string directory = util::FrameworksDirectory();
@@ -18,8 +18,9 @@ const std::string& TrustedDirectory() {
 
 void WarnOfUnverifiedServers() {
   static std::atomic_flag warned;
-  if (warned.test_and_set()) return;
-  __LOG__A(logger, LOGLEVEL_WARNING, log_lines::kServersNotVerified);
+  ILog* const log = logger;
+  if (log == nullptr || warned.test_and_set()) return;
+  __LOG__A(log, LOGLEVEL_WARNING, log_lines::kServersNotVerified);
 }
 
 // libcurl's callback for a new TLS context.
@@ -107,12 +108,15 @@ void CURLImpl::SetProxy(int type, std::string host, int port, std::string user,
   }
 }
 
+bool CURLImpl::VerifiesServers() {
+  const bool verifies = !TrustedDirectory().empty();
+  if (!verifies) WarnOfUnverifiedServers();
+  return verifies;
+}
+
 void CURLImpl::SetSSLDefaults() {
+  if (!VerifiesServers()) return;
   const std::string& directory = TrustedDirectory();
-  if (directory.empty()) {
-    WarnOfUnverifiedServers();
-    return;
-  }
   Set(CURLOPT_SSL_VERIFYPEER, 1L);
   Set(CURLOPT_SSL_VERIFYHOST, 2L);
   if (LibcurlTakesSharedStore()) {

@@ -6,6 +6,20 @@ namespace fs = std::filesystem;
 
 using VanishedCaTest = DriveTest;
 
+TEST(VanishedCaBeforeUseTest, IsNoReasonToTrustAnybody) {
+  const fs::path folder = StartEmulator()->ca_file().parent_path();
+  const fs::path aside = folder.string() + ".aside";
+  const emulator::Emulator stranger;
+  const Plugin plugin;
+  const ProtocolPtr drive(plugin.NewProtocol());
+  drive->SetOpt("option_fields", ProxyForm(stranger, "HTTP with TUNNEL").c_str());
+  fs::rename(folder, aside);
+  EXPECT_NE(drive->Connect(nullptr, AccountForm(stranger.account_id(), stranger.key()).c_str()),
+            AERROR::SUCCESS);
+  fs::rename(aside, folder);
+  EXPECT_TRUE(stranger.requests().empty());
+}
+
 TEST_F(VanishedCaTest, ConnectionsFailAndNobodyIsTrustedUnseen) {
   const emulator::Emulator stranger;  // with a CA of its own
   const fs::path folder = service->ca_file().parent_path();
