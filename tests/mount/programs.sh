@@ -1,9 +1,7 @@
 #!/usr/bin/env bash
-# Real programs at work on the mount, and random ones. B2_MOUNT_TEST_SECONDS and B2_MOUNT_TEST_STEPS
-# set what can run for any time.
+# Real programs at work on the mount. B2_MOUNT_TEST_SECONDS sets what can run for any time.
 . "$(dirname "$0")/../support/shell.sh"
-seconds=${B2_MOUNT_TEST_SECONDS:-5} steps=${B2_MOUNT_TEST_STEPS:-5000}
-here=$(cd "$(dirname "$0")" && pwd)
+seconds=${B2_MOUNT_TEST_SECONDS:-5}
 start_emulator --bucket bucket-one --recommended-part-size 2000000 --minimum-part-size 100000
 mount_drive cache_size=64M,dir_ttl=2
 make_tree "$scratch/tree" 950
@@ -63,20 +61,12 @@ stress-ng --temp-path "$bucket/stress" --timeout "${seconds}s" --verify --hdd 1 
   --dir-dirs 64 --dentry 1 --dentries 64 --fstat 1 --rename 1 --seek 1 --seek-size 2M --utime 1
 rmdir stress
 
-step "random operations, $steps alone and a tenth of them in eight processes at once"
-python3 "$here/random_ops.py" "$bucket/random0" "$scratch/random0" "$steps" 4711
-for i in $(seq 8); do
-  python3 "$here/random_ops.py" "$bucket/random$i" "$scratch/random$i" $((steps / 10)) "$i" &
-done
-wait_for_jobs
-
 step "after a new mount with a small cache"
 cd /
 unmount
 mount_drive cache_size=4M
 cd "$bucket"
 for copy in copy synced untarred; do diff -r "$scratch/tree" "$copy"; done
-for i in $(seq 0 8); do diff -r "$scratch/random$i" "random$i"; done
 git -C clone fsck --full
 equal "database" "$(sqlite3 base.db 'pragma integrity_check; select count(*) from t' | xargs)" "ok 334"
 fio_verified random --rw=randread --bs=4k --verify_only

@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include "host/mount/fs_error.h"
 #include "host/mount/live_session.h"
 #include "host/mount/options.h"
 
@@ -39,22 +38,6 @@ TEST(MountOptions, RefusalsNameTheOption) {
         Throws<HostError>(AllOf(Property(&HostError::exit_code, ExitCode::kUsage),
                                 Property(&HostError::what, StartsWith("-o " + word + ": ")))));
   }
-}
-
-TEST(Diagnose, SaysWhatHelpsAndWhatAProgramSees) {
-  const HostError failed(ExitCode::kFailed, ""), refused(ExitCode::kSignInRefused, "");
-  const HostError late(ExitCode::kNetwork, "", AERROR::TIMEDOUT);
-  const std::tuple<HostError, int, Remedy, int> rows[] = {
-      {failed, 401, Remedy::kNewSession, EACCES}, {failed, 403, Remedy::kNone, EACCES},
-      {failed, 404, Remedy::kNone, ENOENT},       {failed, 400, Remedy::kNone, EIO},
-      {failed, 408, Remedy::kWait, ETIMEDOUT},    {failed, 429, Remedy::kWait, EIO},
-      {failed, 503, Remedy::kWait, EIO},          {failed, 200, Remedy::kWait, EIO},
-      {late, 404, Remedy::kWait, ETIMEDOUT},      {refused, 401, Remedy::kNone, EACCES}};
-  for (const auto& [error, status, remedy, number] : rows) {
-    const Diagnosis diagnosis = Diagnose(error, {status, "", false});
-    EXPECT_TRUE(diagnosis.remedy == remedy && diagnosis.number == number) << status;
-  }
-  EXPECT_EQ(Diagnose(failed, {404, "broken(56)", false}).remedy, Remedy::kWait);
 }
 
 TEST(LiveSession, IsReplacedBeforeItsTokenEndsAndLivesWhileItIsUsed) {
