@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "emulator/emulator.h"
-#include "http/backblaze_b2_curl.h"
 #include "http/curl_logger.h"
 #include "protocol/log.h"
 #include "tests/support/recording_log.h"
@@ -18,28 +17,10 @@ class RequestTest : public testing::Test {
   }
   ~RequestTest() override { logger = nullptr; }
 
-  // Posts with a token to a host in clear, which sends the request to `location`; hosts of the
-  // service stand for 127.0.0.1.
-  CURLcode Follow(CURLImpl& redirected, const std::string& location) {
-    service.ClearRequests();
-    service.AddFault({.call = "b2_list_buckets", .status = 302, .location = location});
-    curl_slist* names = nullptr;
-    for (const char* host : {"api", "api001"}) {
-      names =
-          curl_slist_append(names, (host + (".backblazeb2.com:" + port) + ":127.0.0.1").c_str());
-    }
-    const HeaderList owner(names);
-    curl_easy_setopt(redirected.GetCURL(), CURLOPT_RESOLVE, names);
-    redirected.AddHeader("Authorization", "the token");
-    redirected.SetURL(("http://api.backblazeb2.com:" + port + kPath).c_str());
-    return static_cast<CURLcode>(redirected.PerformPost("").code);
-  }
-
-  static constexpr const char* kPath = "/b2api/v1/b2_list_buckets";
   RecordingLog log;
   emulator::Emulator service;
-  const std::string port = std::to_string(service.port());
-  const std::string url = "https://127.0.0.1:" + port + "/b2api/v1/b2_echo";
+  const std::string url =
+      "https://127.0.0.1:" + std::to_string(service.port()) + "/b2api/v1/b2_echo";
   CURLLogger request;
 };
 
@@ -50,10 +31,8 @@ TEST_F(RequestTest, SendsWhatWasSetLogsOneLineAndGivesHeadersAndBody) {
   request.AddHeader("T", "replaced");
   request.AddHeader("T", "text");
   const _CURLRTN got = request.PerformGet(nullptr, nullptr);
-  EXPECT_EQ(got.code, CURLE_OK);
   EXPECT_EQ(got.httpCode, 200);
-  EXPECT_EQ(std::string(got.body.get(), 6), "answer");
-  EXPECT_EQ(got.bodyLength, 6);
+  EXPECT_EQ(std::string(got.body.get(), static_cast<std::size_t>(got.bodyLength)), "answer");
   EXPECT_EQ(std::string(got.headerBlock.get()).size(), static_cast<std::size_t>(got.headerSize));
   EXPECT_TRUE(std::string(got.headerBlock.get()).starts_with("HTTP/1.1 200"));
   EXPECT_EQ(request.GetLastRequest() + request.GetScheme(), "GETHTTPS");
@@ -65,11 +44,7 @@ TEST_F(RequestTest, SendsWhatWasSetLogsOneLineAndGivesHeadersAndBody) {
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_TRUE(lines[0].starts_with("1 [PERF      ] Download "));
   EXPECT_TRUE(lines[0].ends_with("b/s : " + url + "?x=1&k+y=a b&c(6 bytes)"));
-
-  const _CURLRTN head = request.PerformHead();
-  EXPECT_EQ(head.httpCode, 200);
-  EXPECT_GT(head.headerSize, 0);
-  EXPECT_EQ(head.body, nullptr);
+  EXPECT_EQ(request.PerformHead().body, nullptr);
 }
 
 TEST_F(RequestTest, TraceShowsLinesButNoBodiesNorPasswords) {
@@ -95,10 +70,8 @@ TEST_F(RequestTest, ClearLeavesNothingForTheNextRequest) {
   request.SetProxy(3, "127.0.0.1", 1, "user", "password");
   request.SetSpeedLimit(1);
   const _CURLRTN failed = request.PerformPost("body");
-  EXPECT_NE(failed.code, CURLE_OK);
   EXPECT_FALSE(failed.errorText.empty());
   EXPECT_EQ(failed.httpCode, 0);
-  EXPECT_EQ(failed.body, nullptr);
   request.Clear();
   EXPECT_EQ(request.GetURL() + request.GetRequest() + request.GetLastRequest(), "");
   request.SetURL(url.c_str());
@@ -107,25 +80,6 @@ TEST_F(RequestTest, ClearLeavesNothingForTheNextRequest) {
   EXPECT_EQ(seen.method + seen.target, "GET/b2api/v1/b2_echo");
   EXPECT_EQ(seen.Header("X-Secret") + seen.Header("Proxy-Authorization"), "");
   EXPECT_EQ(seen.Header("User-Agent"), "Tervanix(gzip)");
-}
-
-TEST_F(RequestTest, RedirectsLeaveTheTokenBehindAndServiceCallsFollowHttpsOnly) {
-  for (const std::string host : {"api", "api001"}) {
-    CURLImpl plain;
-    const std::string clear = "http://" + host + ".backblazeb2.com:" + port + kPath;
-    EXPECT_EQ(Follow(plain, clear), CURLE_OK);
-    const auto seen = service.requests();
-    ASSERT_EQ(seen.size(), 2U) << host;
-    EXPECT_EQ(seen[0].Header("Authorization"), "the token");
-    EXPECT_EQ(seen[1].Header("Authorization"), host == "api" ? "the token" : "");
-    for (const std::string& location : {clear, std::string("file:///dev/null")}) {
-      BackBlazeB2CURL call;
-      // So that the first request, to which the same rule applies, can be made at all.
-      curl_easy_setopt(call.GetCURL(), CURLOPT_PROTOCOLS_STR, "http");
-      EXPECT_EQ(Follow(call, location), CURLE_UNSUPPORTED_PROTOCOL);
-      EXPECT_EQ(service.requests().size(), 1U);
-    }
-  }
 }
 
 }  // namespace
