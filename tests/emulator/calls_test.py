@@ -167,8 +167,3 @@ class AccessTest(ServiceTest):
         self.assertEqual(outcomes(good, other["authorizationToken"])[2], "401 bad_auth_token")
         service.control("expire", {})
         self.assertEqual(outcomes(good, upload), ["401 expired_auth_token"] * 3)
-
-    def test_version_3_nests_what_authorize_answers(self):
-        flat, nested = (self.service.login(self.service.account, self.service.key, version).json
-                        for version in (2, 3))
-        self.assertEqual(nested["apiInfo"]["storageApi"]["apiUrl"], flat["apiUrl"])

@@ -3,13 +3,11 @@
 import os
 import pathlib
 import socket
-import stat
 import subprocess
 import tempfile
 import threading
 import time
 import unittest
-from concurrent.futures import ThreadPoolExecutor
 
 from service import Service, ServiceTest
 
@@ -90,16 +88,6 @@ class StartTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.ca_file = pathlib.Path(folder.name, "ca.pem")
-
-    def test_programs_that_share_a_ca_make_it_once(self):
-        key_file = self.ca_file.parent / "key.pem"
-        options = "--ca-file", self.ca_file, "--ca-key-file", key_file
-        with ThreadPoolExecutor(16) as pool:
-            services = list(pool.map(lambda _: Service(*options), range(16)))
-        for service in services:
-            self.assertEqual(service.trust.get_ca_certs(), services[0].trust.get_ca_certs())
-            self.assertEqual(service.stop(), 0)
-        self.assertEqual(stat.filemode(key_file.stat().st_mode), "-rw-------")
 
     def test_its_own_ca_goes_at_the_end(self):
         service = Service("--seed=photos/a/one.jpg:1:3K", "--seed=photos/n:3:0:2")
