@@ -69,8 +69,6 @@ class LargeFilesTest(ServiceTest):
         for number, body in (2, four), (1, b"replaced!!"), (1, ten):
             self.assertEqual(self.part(target, number, body), "200")
         newer = service.add("big", b"newer").json["fileId"]
-        parts = service.call("b2_list_parts", fileId=large, maxPartCount=1).json
-        self.assertEqual(parts["nextPartNumber"], 2)
         done = self.finish(large, ten, four).json
         self.assertEqual([done["contentLength"], done["contentSha1"]], [14, "none"])
         # The file is as old as its start.
@@ -92,7 +90,6 @@ class LargeFilesTest(ServiceTest):
             self.assertEqual(self.part(target, number, four), "200")
         for parts, outcome in [
                 ([], "400 bad_request"),
-                ([ten], "400 bad_request"),
                 ([ten, ten], "400 part_sha1_mismatch"),
                 ([ten, four, four], "400 bad_request"),  # the second is too small for an inner part
                 ([ten, four, four, four], "400 bad_request")]:

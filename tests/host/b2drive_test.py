@@ -131,11 +131,11 @@ class ReadingTest(B2DriveTest):
 
     def test_finds_what_a_path_names_by_one_listing_a_folder(self):
         names = "both", "both/inside", "f/..", "f/a b ä", "f/a.b", "f/a", "f/a/x"
-        found = {"": "bucket", "/both/": "folder", "/f/a/": "folder", "//f//": "folder"}
+        wanted = {"": "bucket", "/both/": "folder", "/f/a/": "folder", "//f//": "folder"}
         for size, name in enumerate(names):
             self.store(name, "x" * size)
-            found["/" + name] = size
-        for path, found in found.items():
+            wanted["/" + name] = size
+        for path, found in wanted.items():
             shown = json.loads(self.output("stat", "--json", "/photos" + path))
             self.assertEqual(shown.get("size", shown["type"]), found, path)
         for code, path in (7, "/F"), (7, "/none/f"), (11, "/f/../"), (7, "/f/../x"):
