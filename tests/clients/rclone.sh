@@ -12,18 +12,13 @@ folder=b2:first-bucket/folder
 for content in one two three; do
   echo "$content" | rclone rcat $folder/note.txt
 done
-equal "newest" "$(rclone cat $folder/note.txt)" three
-equal "versions" "$(rclone lsf --b2-versions $folder | wc -l)" 3
 old=$(rclone lsf --b2-versions $folder | grep -- -v | sort | head -1)
 equal "oldest" "$(rclone cat --b2-versions "$folder/$old")" one
 rclone deletefile $folder/note.txt
 equal "hidden by deletion" "$(rclone lsf -R b2:first-bucket)" ""
-equal "still there" "$(rclone lsf --b2-versions $folder | wc -l)" 3
+equal "versions" "$(rclone lsf --b2-versions $folder | wc -l)" 3
 rclone cleanup b2:first-bucket
 equal "versions after the clean-up" "$(rclone lsf --b2-versions $folder)" ""
-echo gone | rclone rcat $folder/note.txt
-rclone deletefile --b2-hard-delete $folder/note.txt
-equal "versions after deleting" "$(rclone lsf -R --b2-versions b2:first-bucket)" ""
 
 step "parts fail: refused, cut in the middle, answer lost"
 fault '[{"call": "b2_upload_part", "skip": 1, "status": 503, "code": "service_unavailable"},
@@ -38,9 +33,8 @@ equal "unfinished large files" "$(count openLargeFiles)" 0
 heal
 
 step "a part of a file"
-rclone cat --offset 5000000 --count 1234567 b2:first-bucket/large.bin >"$scratch/part"
-equal "bytes" "$(stat -c %s "$scratch/part")" 1234567
-cmp -i 5000000:0 -n 1234567 "$scratch/large.bin" "$scratch/part"
+rclone cat --offset 5000000 --count 1234567 b2:first-bucket/large.bin |
+  cmp - <(head -c 6234567 "$scratch/large.bin" | tail -c 1234567)
 rclone cat --offset -100 b2:first-bucket/large.bin | cmp - <(tail -c 100 "$scratch/large.bin")
 
 step "copies within the service, and a link"

@@ -2,35 +2,27 @@
 
 import itertools
 
-from service import API, FILES, ServiceTest
+from service import API, ServiceTest
 
 NAMES, VERSIONS = "b2_list_file_names", "b2_list_file_versions"
 
 
 class ListingTest(ServiceTest):
-    def test_pages_folders_and_versions(self):
+    def test_limits_and_versions(self):
         service = self.service
-        for name in "b.txt", "b/1", "b/2/x", "c", "c", "h/gone", "z", "%C3%A9/x":
+        for name in "b.txt", "b/1", "b/2/x", "c", "c", "h/gone":
             service.add(name)
         service.call("b2_hide_file", bucketId=service.bucket, fileName="h/gone")
         for name in "b/0", "c":
             service.start(name)
         for call, query, shown in [
-                (NAMES, {"delimiter": None, "prefix": None}, "b.txt b/1 b/2/x c z é/x"),
-                # Only folders with something visible are shown; names sort as unsigned bytes.
-                (NAMES, {"delimiter": "/"}, "b.txt b/ c z é/"),
-                (NAMES, {"delimiter": "/", "maxFileCount": 1}, "b.txt > b/"),
-                (NAMES, {"delimiter": "/", "startFileName": "b/", "maxFileCount": 1}, "b/ > c"),
-                (NAMES, {"prefix": "b/", "startFileName": "c"}, ""),
-                (NAMES, {"maxFileCount": 10000}, "b.txt b/1 b/2/x c z é/x"),
+                (NAMES, {"delimiter": None, "maxFileCount": 10000}, "b.txt b/1 b/2/x c"),
                 (NAMES, {"maxFileCount": 10001}, "400 out_of_range"),
                 (NAMES, {"maxFileCount": -1}, "400 out_of_range"),
                 (NAMES, {"maxFileCount": 2**64 - 1}, "400 bad_request"),
                 (NAMES, {"delimiter": "ab"}, "400 bad_request"),
-                (NAMES, {"bucketId": "none"}, "400 bad_bucket_id"),
-                (VERSIONS, {}, "b.txt b/0+ b/1 b/2/x c+ c c h/gone- h/gone z é/x"),
-                (VERSIONS, {"delimiter": "/"}, "b.txt b/ c+ c c h/ z é/"),
-                (VERSIONS, {"prefix": "c", "maxFileCount": 2}, "c+ c > c"),
+                (VERSIONS, {}, "b.txt b/0+ b/1 b/2/x c+ c c h/gone- h/gone"),
+                (VERSIONS, {"delimiter": "/"}, "b.txt b/ c+ c c h/"),
                 (VERSIONS, {"startFileName": "c", "startFileId": "x"}, "400 invalid_file_id"),
                 (VERSIONS, {"startFileId": "x"}, "400 bad_request")]:
             self.assertEqual(service.page(call, **query), shown, query)
@@ -39,7 +31,7 @@ class ListingTest(ServiceTest):
         first = service.call(VERSIONS, bucketId=service.bucket, prefix="c", maxFileCount=1).json
         service.call("b2_delete_file_version", fileName="c", fileId=first["nextFileId"])
         self.assertEqual(service.page(startFileName="c", startFileId=first["nextFileId"]),
-                         "c h/gone- h/gone z é/x")
+                         "c h/gone- h/gone")
 
     def test_pages_of_any_size_add_up_to_the_plain_listing(self):
         service = self.service
@@ -83,16 +75,14 @@ class RefusalTest(ServiceTest):
                 ("b2_list_buckets", "400 bad_request", account, {"accountId": None},
                  {"accountId": "0" * 12}, {"accountId": 5}, {"bucketTypes": []},
                  {"bucketTypes": ["all", "shared"]}),
-                ("b2_list_buckets", "200", account, {"bucketId": "none"}),
                 ("b2_create_bucket", "400 bad_request", create, {"bucketType": "snapshot"},
                  *({"bucketName": name} for name in ("short", "under_score", "b2-bucket"))),
-                ("b2_create_bucket", "400 duplicate_bucket_name", create, {"bucketName": "PHOTOS"}),
                 ("b2_update_bucket", "409 conflict", {**account, **bucket}, {"ifRevisionIs": 9}),
-                ("b2_delete_bucket", "400 cannot_delete_non_empty_bucket", account, bucket),
                 ("b2_delete_bucket", "400 bad_bucket_id", account, {"bucketId": "none"}),
                 ("b2_get_file_info", "400 bad_request", {}, {"fileId": "nonsense"}),
                 ("b2_get_file_info", "404 not_found", {}, {"fileId": large}, {"fileId": unknown}),
                 ("b2_get_upload_part_url", "400 bad_request", {}, {"fileId": file}),
+                ("b2_cancel_large_file", "400 bad_request", {}, {"fileId": file}),
                 ("b2_delete_file_version", "400 file_not_present", {"fileId": file},
                  {"fileName": "b"}),
                 ("b2_copy_file", "404 not_found", copy, {"sourceFileId": large}),
@@ -138,48 +128,28 @@ class AccessTest(ServiceTest):
     # What version 1 hides from a limited key later ones refuse.
     def test_bucket_and_prefix_limit_what_a_key_reaches(self):
         service = self.service
-        master = service.token
         other = service.call("b2_create_bucket", accountId=service.account, bucketName="elsewhere",
                              bucketType="allPrivate").json["bucketId"]
-        self.use_key("listBuckets", "listFiles", "readFiles", "writeFiles",
-                     bucketId=service.bucket, namePrefix="in/")
-        self.assertEqual(service.page(), "in/a in/b")
-        self.assertEqual(service.page(prefix="out"), "")
-        self.assertEqual(service.page(prefix="in/b"), "in/b")
-        self.assertEqual(service.page(bucketId=other), self.NO)
-        self.assertEqual(service.page(version=2), self.NO)
-        self.assertEqual(service.download("in/a").outcome, "200")
-        self.assertEqual(service.download("out").outcome, self.NO)
-        self.assertEqual(service.add("new").outcome, self.NO)
-        self.assertEqual(service.call("b2_get_upload_url", bucketId=other).outcome, self.NO)
-        buckets = service.call("b2_list_buckets", accountId=service.account)
-        self.assertEqual([bucket["bucketName"] for bucket in buckets.json["buckets"]], ["photos"])
-        for bucket, outcome in (None, self.NO), (other, self.NO), (service.bucket, "200"):
-            buckets = service.call("b2_list_buckets", 2, accountId=service.account, bucketId=bucket)
-            self.assertEqual(buckets.outcome, outcome)
-        service.token = master
-        self.use_key("listFiles")
-        self.assertEqual(service.page(), "in/a in/b out")
-        self.assertEqual(service.download("out").outcome, self.NO)
-        self.assertEqual(service.target()["code"], "unauthorized")
+        key = service.call("b2_create_key", accountId=service.account, keyName="k",
+                           capabilities=["listFiles", "readFiles", "writeFiles"],
+                           bucketId=service.bucket, namePrefix="in/").json
+        login = service.login(key["applicationKeyId"], key["applicationKey"])
+        service.token = login.json["authorizationToken"]
+        self.assertEqual([service.page(), service.page(prefix="out"), service.page(prefix="in/b")],
+                         ["in/a in/b", "", "in/b"])
+        self.assertEqual([service.page(bucketId=other), service.page(version=2),
+                          service.add("new").outcome, service.download("out").outcome,
+                          service.call("b2_get_upload_url", bucketId=other).outcome], [self.NO] * 5)
 
     def test_download_authorizations_reach_one_prefix_by_name(self):
         service = self.service
         service.token = service.call(
             "b2_get_download_authorization", bucketId=service.bucket, fileNamePrefix="in/",
             validDurationInSeconds=60, b2ContentType="a/c").json["authorizationToken"]
-        self.assertEqual(service.download("in/a?b2ContentType=a/c").headers["content-type"], "a/c")
-        self.assertEqual(service.download("in/a").outcome, self.NO)
-        self.assertEqual(service.download("out?b2ContentType=a/c").outcome, self.NO)
+        for path, outcome in [("in/a?b2ContentType=a/c", "200"), ("in/a", self.NO),
+                              ("out?b2ContentType=a/c", self.NO)]:
+            self.assertEqual(service.download(path).outcome, outcome, path)
         self.assertEqual(service.page(), "401 bad_auth_token")
-
-    def test_public_buckets_need_a_token_only_for_overrides(self):
-        service = self.service
-        service.call("b2_update_bucket", accountId=service.account, bucketId=service.bucket,
-                     bucketType="allPublic")
-        url = FILES + "out"
-        self.assertEqual(service.send(url).body, b"out")
-        self.assertEqual(service.send(url + "?b2ContentType=a/b").outcome, "401 missing_auth_token")
 
     def test_tokens_are_checked_on_every_kind_of_call(self):
         service = self.service
@@ -197,14 +167,3 @@ class AccessTest(ServiceTest):
         self.assertEqual(outcomes(good, other["authorizationToken"])[2], "401 bad_auth_token")
         service.control("expire", {})
         self.assertEqual(outcomes(good, upload), ["401 expired_auth_token"] * 3)
-
-    def test_version_3_nests_what_authorize_answers(self):
-        service = self.service
-        flat, nested = (service.login(service.account, service.key, version).json
-                        for version in (2, 3))
-        self.assertEqual(set(nested), {"accountId", "authorizationToken", "apiInfo",
-                                       "applicationKeyExpirationTimestamp"})
-        self.assertEqual(nested["apiInfo"]["storageApi"]["apiUrl"], flat["apiUrl"])
-        wrong = service.login(service.account, "wrong")
-        self.assertEqual(wrong.outcome, "401 bad_auth_token")
-        self.assertIn("www-authenticate", wrong.headers)

@@ -23,13 +23,11 @@ class FaultTest(ServiceTest):
                 ("refused", "503 busy", False, {"status": 503, "code": "busy"}),
                 ("done but refused", "500 a", True, {"status": 500, "code": "a", "commit": True}),
                 ("wrong JSON", "200", False, {"status": 200, "body": '{"fi'}),
-                ("cut", CUT, False, {"cutAfter": 3}),
                 ("done but cut", CUT, True, {"cutAfter": 3, "commit": True}),
                 ("much cut", "200", False, {"cutAfter": 2**62}),
                 ("stalled", LATE, False, {"stall": True}),
                 ("stalled in the body", LATE, False, {"stall": True, "cutAfter": 3}),
                 ("request cut", CLOSED, False, {"cutRequestAfter": 5}),
-                ("done but closed", CLOSED, True, {"cutRequestAfter": 0, "commit": True}),
                 ("done but lost", CLOSED, True, {"cutRequestAfter": 2**64 - 1, "commit": True}),
                 ("delayed", "200", True, {"delayMilliseconds": 20})]:
             self.service.add(name)
@@ -42,32 +40,23 @@ class FaultTest(ServiceTest):
     def test_faults_are_skipped_repeated_and_counted(self):
         service = self.service
         service.add("a")
-        service.control("requests", method="DELETE")
         service.fault(call=HIDE, skip=1, times=2, status=429, code="a", retryAfter=7)
-        self.assertEqual(self.hide("a").outcome, "200")
-        self.assertEqual(self.hide("a").headers["retry-after"], "7")
-        self.assertEqual(service.download("b").outcome, "404 not_found")
-        self.assertEqual(self.hide("a").outcome, "429 a")
-        self.assertEqual(self.hide("a").outcome, "400 already_hidden")
+        replies = [self.hide("a") for _ in range(4)]
+        self.assertEqual([reply.status for reply in replies], [200, 429, 429, 400])
+        self.assertEqual(replies[1].headers["retry-after"], "7")
         requests = service.control("requests").json
         self.assertEqual([request["status"] for request in requests if request["call"] == HIDE],
                          [200, 429, 429, 400])
-        service.start("open")
-        counts = service.control("counts").json
-        self.assertEqual([counts["calls"][HIDE], counts["openLargeFiles"]], [4, 1])
-        service.fault(times=-1, status=500)
-        service.control("faults", method="DELETE")
-        self.assertEqual(self.hide("none").outcome, "400 no_such_file")
+        self.assertEqual(service.control("counts").json["calls"][HIDE], 4)
 
     def test_real_answers_are_spoilt(self):
         service = self.service
-        a, b, c = (service.add(name, b"0123").json["fileId"] for name in "abc")
+        a, b = (service.add(name, b"0123").json["fileId"] for name in "ab")
         for call, fields, following in [
                 (NAMES, {"maxFileCount": 1}, ("a", None)),
-                (NAMES, {"startFileName": "bb"}, ("bb", None)),
-                (NAMES, {"prefix": "nothing"}, (None, None)),
+                (NAMES, {"startFileName": "aa"}, ("aa", None)),
                 (VERSIONS, {"startFileName": "b"}, ("b", b)),
-                (VERSIONS, {"startFileName": "aa", "startFileId": b}, ("aa", b))]:
+                (VERSIONS, {"startFileName": "aa", "startFileId": a}, ("aa", a))]:
             service.fault(call=call, repeatCursor=True)
             page = service.call(call, bucketId=service.bucket, **fields).json
             self.assertEqual((page["nextFileName"], page.get("nextFileId")), following, fields)
@@ -75,16 +64,14 @@ class FaultTest(ServiceTest):
         file = service.call("b2_get_file_info", fileId=b).json
         self.assertEqual((file["fileName"], file["contentLength"]), ("bb", 5))
         service.fault(replace=[["0", "1"]], ignoreRange=True)
-        self.assertEqual(service.download("a", Range="bytes=1-2").body, b"0123")
-        self.assertEqual(service.download("a", Range="bytes=1-2").body, b"12")
-        service.fault(status=302, location="http://elsewhere/")
-        self.assertEqual(service.download("a").headers["location"], "http://elsewhere/")
+        for body in b"0123", b"12":
+            self.assertEqual(service.download("a", Range="bytes=1-2").body, body)
         service.fault(status=302, location="x" * 70000)  # more than an answer can carry
         for outcome in CLOSED, "200":
             self.assertEqual(service.download("a").outcome, outcome)
 
     def test_zipped_blanks_go_to_those_who_can_unpack_them(self):
-        for size in 2, 1000, (3 << 20) + 5:
+        for size in 2, (3 << 20) + 5:
             self.service.fault(gzipBlanks=size)
             zipped = self.service.download("a", **{"Accept-Encoding": "gzip"})
             self.assertEqual(gzip.decompress(zipped.body), b"{" + b" " * (size - 2) + b"}")
@@ -92,16 +79,13 @@ class FaultTest(ServiceTest):
         self.assertEqual(self.service.download("a").outcome, "404 not_found")
 
     def test_bodies_drip(self):
-        service, body = self.service, b"x" * 100000
-        target = service.target()
-        service.fault(dripRequest=5000000)
-        self.assertEqual(service.add("quick", body, target).outcome, "200")
-        service.fault(drip=5000000)
-        self.assertTrue(service.download("quick").body == body)
-        service.fault(drip=1)
-        self.assertEqual(self.outcome_in_time(1, service.download, "quick"), LATE)
-        service.fault(dripRequest=1)
-        self.assertEqual(self.outcome_in_time(1, service.add, "slow", b"text", target), LATE)
+        service, target, body = self.service, self.service.target(), b"x" * 100000
+        for rate, seconds, outcome in (5000000, 20, "200"), (1, 1, LATE):  # bytes a second
+            service.fault(dripRequest=rate)
+            stored = self.outcome_in_time(seconds, service.add, "a", body, target)
+            self.assertEqual(stored, outcome)
+            service.fault(drip=rate)
+            self.assertEqual(self.outcome_in_time(seconds, service.download, "a"), outcome)
 
     def test_modes_misbehave_by_rule(self):
         service = self.service
@@ -109,11 +93,10 @@ class FaultTest(ServiceTest):
         self.assertEqual([service.add("a", target=target, **mode).status for _ in range(6)],
                          [200, 200, 503, 200, 200, 503])
         mode["Authorization"] = service.token
-        for rule, call, outcomes in [
-                ("force_cap_exceeded", "b2_get_upload_url", ["403 storage_cap_exceeded"]),
-                ("expire_some_account_authorization_tokens", NAMES,
-                 ["200"] * 4 + ["401 expired_auth_token"])]:
-            url = f"{API}1/{call}?bucketId={service.bucket}"
+        url = f"{API}1/b2_get_upload_url?bucketId={service.bucket}"
+        expired = ["200"] * 4 + ["401 expired_auth_token"]
+        for rule, outcomes in [("force_cap_exceeded", ["403 storage_cap_exceeded"]),
+                               ("expire_some_account_authorization_tokens", expired)]:
             got = [service.send(url, {**mode, "X-Bz-Test-Mode": rule}).outcome for _ in outcomes]
             self.assertEqual(got, outcomes)
 
@@ -126,8 +109,8 @@ class FaultTest(ServiceTest):
                  '{"delayMilliseconds": -1}', '{"delayMilliseconds": 9223372036854775807}',
                  '{"replace": [["", "x"]]}', '{"gzipBlanks": 1}', '{"gzipBlanks": 1099511627777}',
                  '[{"status": 503}, {"stauts": 503}]', '{"call": "b2_list_names"}'),
-                ("latency", "400 bad_request", '{"milliseconds": -1}'),
-                ("latency", "400 bad_request", '{"milliseconds": 86400001}'),
+                ("latency", "400 bad_request", '{"milliseconds": -1}',
+                 '{"milliseconds": 86400001}'),
                 ("latency", "400 bad_json", '{"milliseconds": 1.5}', "[]"),
                 ("nothing", "404 not_found", "{}")]:
             for body in bodies:

@@ -63,16 +63,12 @@ class Service:
         self.process.communicate()
         return self.process.returncode
 
-    def connect(self, host):
-        connection = http.client.HTTPSConnection("127.0.0.1", self.port, timeout=self.timeout,
-                                                 context=self.trust)
-        connection.set_tunnel(host, 443, self.proxy_headers)
-        return connection
-
     def send(self, url, headers={}, body=None, method=None):
         """Over a connection of its own."""
         to = urllib.parse.urlsplit(url)
-        connection = self.connect(to.hostname)
+        connection = http.client.HTTPSConnection("127.0.0.1", self.port, timeout=self.timeout,
+                                                 context=self.trust)
+        connection.set_tunnel(to.hostname, 443, self.proxy_headers)
         try:
             target = urllib.parse.urlunsplit(("", "", *to[2:]))
             connection.request(method or ("GET" if body is None else "POST"), target, body, headers)
