@@ -35,7 +35,6 @@ TEST(CurlQueueTest, LendsTheLatestReturnedClearedAndOutlivesRefusals) {
       {{"SOCKS5", "h", "abc", "", ""}, "2 h 0 "},
       {{"HTTP with TUNNEL", "h", "3128", "u", "p"}, "3 h 3128 up"},
       {{"HTTP without TUNNEL", "h", "3128", "", ""}, "4 h 3128 "},
-      {{"SOCKS4", "h", "1", "", ""}, "1 h 1 "},
       {{"socks5", "h", "1", "", ""}, "cleared"},
   };
   for (const auto& [proxy, applied] : rows) {

@@ -1,12 +1,11 @@
+#include "host/mount/block_cache.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <thread>
 
-#include "host/mount/block_cache.h"
 #include "host/mount/local_io.h"
-#include "host/mount/spool.h"
 
 namespace b2drive::mount {
 namespace {
@@ -14,19 +13,14 @@ namespace {
 namespace fs = std::filesystem;
 using VersionPtr = std::shared_ptr<CachedVersion>;
 
-class CacheFolderTest : public testing::Test {
+class BlockCacheTest : public testing::Test {
  protected:
-  CacheFolderTest() {
+  ~BlockCacheTest() override { fs::remove_all(folder_); }
+
+  static fs::path NewFolder() {
     std::string name = (fs::temp_directory_path() / "b2mount-test-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
+    return mkdtemp(name.data());
   }
-  ~CacheFolderTest() override { fs::remove_all(folder_); }
-
-  fs::path folder_;
-};
-
-class BlockCacheTest : public CacheFolderTest {
- protected:
   static constexpr std::uint64_t kLimit = 8 * kBlock;
 
   // Fills the blocks from `from` to `to` with `byte`.
@@ -47,6 +41,7 @@ class BlockCacheTest : public CacheFolderTest {
     return text;
   }
 
+  const fs::path folder_ = NewFolder();
   BlockCache cache_{SystemDisk(), folder_ / "blocks", kLimit, 100};
 };
 
@@ -116,60 +111,6 @@ TEST_F(BlockCacheTest, KeepsWhatWasUsedLastWithinItsLimit) {
   EXPECT_EQ(Read(large), "");  // what came first went first
   EXPECT_EQ(Read(large, 4 * kLimit - 1), "a");
 }
-
-// A row: what stands beside contents of three bytes, "FILE" being their name, and whether they wait
-// then, are kept aside, or are gone.
-struct EntryRow {
-  const char* text;
-  enum { kWaits, kAside, kGone } left;
-};
-
-class SpoolTest : public CacheFolderTest, public testing::WithParamInterface<EntryRow> {
- protected:
-  SpoolPtr Written(const std::string& text) {
-    SpoolPtr file = spool_.Make();
-    spool_.Write(*file, text.data(), text.size(), 0);
-    return file;
-  }
-
-  const fs::path copy_ = folder_ / "copy";
-  Spool spool_{SystemDisk(), folder_ / "spool", "boot"};
-};
-
-TEST_P(SpoolTest, ABadEntryNeitherLosesWhatWasSafeNorHindersAnything) {
-  const SpoolPtr good = Written("good");
-  const SpoolPtr other = Written("bad");
-  const std::string name = other->file().filename();
-  spool_.Enter(*good, {"/b/good", "", {}});
-  std::string text = GetParam().text;
-  if (const auto at = text.find("FILE"); at != std::string::npos) text.replace(at, 4, name);
-  std::ofstream(other->file().string() + ".json") << text;
-  fs::copy(folder_ / "spool", copy_, fs::copy_options::recursive);
-  for (std::size_t entered = 0; entered < 2; ++entered) {
-    Spool next(SystemDisk(), copy_, "boot");
-    const Spool::Found found = next.Recover();
-    EXPECT_EQ(found.unsent.size(), entered + (GetParam().left == EntryRow::kWaits ? 2 : 1));
-    EXPECT_EQ(found.damaged.size(), GetParam().left == EntryRow::kAside ? 1u : 0u);
-    EXPECT_EQ(fs::exists(copy_ / name), GetParam().left == EntryRow::kWaits);
-    EXPECT_EQ(fs::exists(copy_ / "aside" / name), GetParam().left == EntryRow::kAside);
-    next.Enter(*next.Make(), {"/b/new", "", {}});  // takes no other's place
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Entries, SpoolTest,
-    testing::Values(EntryRow{R"({"file":"FILE","path":"/b/x","size":3})", EntryRow::kWaits},
-                    EntryRow{R"({"file":"FILE","path":[47,98,47,255],"size":3,"boot":"boot"})",
-                             EntryRow::kWaits},
-                    EntryRow{R"({"file":"FILE","path":"/b/x","size":3,"boot":"x"})",
-                             EntryRow::kGone},
-                    EntryRow{R"({"file":"7","path":"/b/x","size":3})", EntryRow::kGone},
-                    EntryRow{"", EntryRow::kGone}, EntryRow{R"( {"file":"FI)", EntryRow::kGone},
-                    EntryRow{R"({"file":"FI)", EntryRow::kAside}, EntryRow{"[]", EntryRow::kAside},
-                    EntryRow{R"({"file":"FILE","path":"/b/x"})", EntryRow::kAside},
-                    EntryRow{R"({"file":"FILE","path":7,"size":3})", EntryRow::kAside},
-                    EntryRow{R"({"file":"FILE","path":"/b/x","size":"3"})", EntryRow::kAside},
-                    EntryRow{R"({"file":"FILE","path":"/b/x","size":4})", EntryRow::kAside}));
 
 }  // namespace
 }  // namespace b2drive::mount
