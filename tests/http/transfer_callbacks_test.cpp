@@ -6,21 +6,6 @@
 
 #include "tests/support/host_fakes.h"
 
-TEST(TransferCallbacksTest, BufferReaderStopsAtTheEndAndSeeks) {
-  BufferCursor cursor{"abcdef", 0, 6};
-  char data[4];
-  for (const std::size_t read : {4U, 2U, 0U}) {
-    EXPECT_EQ(read_callback_buf_func(data, 2, 2, &cursor), read);
-  }
-  const std::tuple<int, curl_off_t, long long> rows[] = {
-      {SEEK_SET, 2, 2}, {SEEK_CUR, 1, 3}, {SEEK_END, -1, 5}, {99, 4, 5}, {SEEK_SET, -3, -3}};
-  for (const auto& [origin, offset, position] : rows) {
-    EXPECT_EQ(read_callback_buf_seek_func(&cursor, offset, origin), CURL_SEEKFUNC_OK);
-    EXPECT_EQ(cursor.position, position);
-  }
-  EXPECT_EQ(read_callback_buf_func(data, 1, 4, &cursor), 0U);
-}
-
 TEST(TransferCallbacksTest, CacheReaderStaysInItsRangeStartsAgainAndAbortsOnTrouble) {
   MemoryCache cache("0123456789");
   UploadState state{&cache, NewHandle(), 2, 5, 2};
