@@ -8,21 +8,16 @@ class LogTest : public DriveTest {
  protected:
   // The session's lines with what differs from run to run replaced.
   std::vector<std::string> Lines() {
+    const std::pair<const char*, const char*> rules[] = {{"[0-9]+ms", "Nms"},
+                                                         {"4_z[0-9a-z_]+", "FILE"},
+                                                         {bucket.c_str(), "BUCKET"},
+                                                         {"(b2_upload_file/)[^ (]+", "$1URL"},
+                                                         {"\\([0-9]+\\) - ", "(B) - "}};
     std::vector<std::string> lines = log.Take();
     for (std::string& line : lines) {
-      line = std::regex_replace(line, std::regex("[0-9]+ms"), "Nms");
-      line = std::regex_replace(line, std::regex("4_z[0-9a-z_]+"), "FILE");
-      line = std::regex_replace(line, std::regex(bucket), "BUCKET");
-      line = std::regex_replace(line, std::regex("(b2_upload_file/)[^ (]+"), "$1URL");
-      line = std::regex_replace(line, std::regex("\\([0-9]+\\) - "), "(B) - ");
+      for (const auto& [from, to] : rules) line = std::regex_replace(line, std::regex(from), to);
     }
     return lines;
-  }
-
-  std::string Decompressed(const std::string& hex) const {
-    using Decompress = std::string (*)(const std::string&);
-    return plugin.Get<Decompress>(
-        "_Z17decompress_stringRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE")(hex);
   }
 };
 
@@ -106,17 +101,17 @@ TEST_F(LogTest, CallsWithoutAnAttemptLogTheirArguments) {
   Fail("b2_create_bucket", 400);
   DeleteDirectory(bucket);
   drive->CreateDirectory("", &record, nullptr);
-  Session lines = Lines();
-  std::erase_if(lines, [](const std::string& line) { return line.starts_with("2 "); });
-  EXPECT_EQ(lines, (Session{"1 [PROTOCOL  ] Rename id [a], target [b], filename [n]",
-                            "1 [PROTOCOL  ] Move id [a], target [b] file->filename[n]",
-                            "1 [PROTOCOL  ] MoveDir id [a], target [b] file->filename[n]",
-                            "1 [PROTOCOL  ] Upload id [(null)], name [n]",
-                            "1 [PROTOCOL  ] DeleteDirectory filename [], id [BUCKET]",
-                            "1 [PROTOCOL  ] DeleteBucket id [BUCKET]",
-                            "8 [PROTOCOL  ] DeleteBucket >> HTTP 400",
-                            "1 [PROTOCOL  ] CreateDirectory bucket_id [n], object_name []",
-                            "8 [PROTOCOL  ] CreateDirectory >> HTTP 400"}));
+  EXPECT_EQ(Lines(), (Session{"1 [PROTOCOL  ] Rename id [a], target [b], filename [n]",
+                              "1 [PROTOCOL  ] Move id [a], target [b] file->filename[n]",
+                              "1 [PROTOCOL  ] MoveDir id [a], target [b] file->filename[n]",
+                              "1 [PROTOCOL  ] Upload id [(null)], name [n]",
+                              "1 [PROTOCOL  ] DeleteDirectory filename [], id [BUCKET]",
+                              "1 [PROTOCOL  ] DeleteBucket id [BUCKET]",
+                              Posted("DeleteBucket", "b2_delete_bucket", "400"),
+                              "8 [PROTOCOL  ] DeleteBucket >> HTTP 400",
+                              "1 [PROTOCOL  ] CreateDirectory bucket_id [n], object_name []",
+                              Posted("CreateDirectory", "b2_create_bucket", "400"),
+                              "8 [PROTOCOL  ] CreateDirectory >> HTTP 400"}));
 }
 
 TEST_F(LogTest, NoSettingShowsTheKey) {
@@ -124,20 +119,20 @@ TEST_F(LogTest, NoSettingShowsTheKey) {
   SetOpt("verbose", "on");
   EXPECT_EQ(Connect(), AERROR::SUCCESS);
   const std::string basic = service->requests().back().Header("Authorization").substr(6);
-  ASSERT_GT(basic.size(), 40U);
   EXPECT_EQ(Upload(bucket, "f", "contents"), AERROR::SUCCESS);
   const std::string file = Records(bucket).at(0).id;
   ReadAll(file, 8);
   Delete(file);
 
+  const auto decompress = plugin.Get<std::string (*)(const std::string&)>(
+      "_Z17decompress_stringRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
   int decoded = 0;
   for (const std::string& line : log.Take()) {
     const std::size_t hex = line.find(" >> \n");
-    const std::string body = hex == std::string::npos ? "" : Decompressed(line.substr(hex + 5));
+    const std::string body = hex == std::string::npos ? "" : decompress(line.substr(hex + 5));
     decoded += body.find("\n\n{") != std::string::npos ? 1 : 0;
     for (const std::string& secret : {service->key(), basic}) {
-      EXPECT_EQ(line.find(secret), std::string::npos) << line;
-      EXPECT_EQ(body.find(secret), std::string::npos) << body;
+      EXPECT_EQ((line + body).find(secret), std::string::npos) << line << body;
     }
   }
   EXPECT_GE(decoded, 6);

@@ -26,10 +26,9 @@ class ModuleTest : public testing::Test {
     const auto get = plugin.Get<module_api::GetAuthFields>(symbol);
     int size = 0;
     EXPECT_EQ(get(nullptr, &size), AERROR::INSUFFICIENT_BUFFER);
-    std::string text(static_cast<std::size_t>(size) + 1, 'x');
+    std::string text(static_cast<std::size_t>(size), 'x');  // and a place for the end
     EXPECT_EQ(get(text.data(), &size), AERROR::SUCCESS);
-    EXPECT_EQ(std::strlen(text.c_str()), static_cast<std::size_t>(size));
-    return text.c_str();
+    return text;
   }
 
   Plugin plugin;
@@ -45,15 +44,15 @@ AERROR Call(void* object, int slot, Arguments... arguments) {
 
 TEST_F(ModuleTest, BindingReplacesButNeverByNull) {
   RecordingLog log;
-  int queue = 0;
+  auto* const queue = reinterpret_cast<IAsyncQ*>(&log);
   const auto bind_log = plugin.Get<module_api::BindLogger>("BindLogger");
   const auto bind_queue = plugin.Get<module_api::BindAsyncQ>("BindAsyncQ");
   auto** const logger = static_cast<ILog**>(plugin.Symbol("logger"));
   auto** const aq = static_cast<void**>(plugin.Symbol("aq"));
-  EXPECT_TRUE(bind_log(&log) && bind_queue(reinterpret_cast<IAsyncQ*>(&queue)));
+  EXPECT_TRUE(bind_log(&log) && bind_queue(queue));
   EXPECT_FALSE(bind_log(nullptr) || bind_queue(nullptr));
   EXPECT_EQ(*logger, &log);
-  EXPECT_EQ(*aq, &queue);
+  EXPECT_EQ(*aq, queue);
 
   const std::string copy = testing::TempDir() + "second-module-" + std::to_string(getpid());
   std::filesystem::copy_file(Plugin::File(), copy);

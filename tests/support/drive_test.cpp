@@ -13,22 +13,16 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-fs::path FrameworksBesideThisProgram() {
-  return fs::path(util::ExecutablePath()).parent_path().parent_path() / "Frameworks";
-}
-
 emulator::Options WithParts(int size) {
-  emulator::Options options;
-  if (size == 0) return options;
-  options.recommended_part_size = size;
-  options.absolute_minimum_part_size = 100;
-  return options;
+  if (size == 0) return {};
+  return {.recommended_part_size = size, .absolute_minimum_part_size = 100};
 }
 
 }  // namespace
 
 std::unique_ptr<emulator::Emulator> StartEmulator(emulator::Options options) {
-  const fs::path directory = FrameworksBesideThisProgram();
+  const auto directory =
+      fs::path(util::ExecutablePath()).parent_path().parent_path() / "Frameworks";
   fs::create_directories(directory);
   options.ca_file = directory / "cacert.pem";
   options.ca_key_file = directory / "ca-key.pem";
@@ -41,11 +35,8 @@ std::string AccountForm(const std::string& id, const std::string& key) {
 }
 
 std::string ProxyForm(const emulator::Emulator& emulator, const std::string& type) {
-  const json proxy = {{"type", type},
-                      {"host", "127.0.0.1"},
-                      {"port", emulator.port()},
-                      {"user", ""},
-                      {"password", ""}};
+  json proxy{{"type", type}, {"host", "127.0.0.1"}, {"user", ""}, {"password", ""}};
+  proxy["port"] = emulator.port();
   return json{{"values", {{"proxy", {{"value", proxy}}}}}}.dump();
 }
 
@@ -73,10 +64,8 @@ std::string DriveTest::NewBucket(const std::string& name) {
 
 std::string DriveTest::Store(const std::string& bucket_id, const std::string& name,
                              std::string contents) {
-  emulator::NewFile file;
-  file.name = name;
   const auto content = emulator::Content::FromText(std::move(contents));
-  return bucket_id + "/" + service->store().AddFile(bucket_id, file, content)->Id();
+  return bucket_id + "/" + service->store().AddFile(bucket_id, {.name = name}, content)->Id();
 }
 
 std::vector<_FS_FILE_V2> DriveTest::Records(const std::string& id, AERROR expected) {
