@@ -1,15 +1,19 @@
-# b2_add_test(NAME name SOURCES files... [LIBRARIES targets...] [LABELS labels...])
+# b2_add_test(NAME name SOURCES files... [LIBRARIES targets...] [LABELS labels...] [ONE_AT_A_TIME])
 # A GoogleTest program in <build>/tests/bin; each of its cases is one CTest test. Every program gets
 # the include roots of the repository and of src/.
 function(b2_add_test)
-  cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME" "SOURCES;LIBRARIES;LABELS")
+  cmake_parse_arguments(PARSE_ARGV 0 arg ONE_AT_A_TIME "NAME" "SOURCES;LIBRARIES;LABELS")
   add_executable(${arg_NAME} ${arg_SOURCES})
   target_include_directories(${arg_NAME} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
   set_target_properties(${arg_NAME} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests/bin)
+  set(lock)
+  if(arg_ONE_AT_A_TIME)
+    set(lock RESOURCE_LOCK ${arg_NAME})
+  endif()
   gtest_discover_tests(${arg_NAME}
-    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 600)
+    DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 600 ${lock})
 endfunction()
 
 # b2_pass_programs(test variables...): the built programs and the library, in the environment of a test.

@@ -24,6 +24,12 @@ fs::path EntryOf(const fs::path& contents) { return contents.string() + kEntrySu
 
 fs::path ContentsOf(fs::path entry) { return entry.replace_extension(); }
 
+// Whatever else lies in the folder is not the spool's.
+bool IsEntry(const fs::path& file) {
+  const std::string stem = file.stem().string();
+  return file.extension() == kEntrySuffix && stem.find_first_not_of("0123456789") == stem.npos;
+}
+
 std::uint64_t NumberOf(const fs::path& file) {
   return std::strtoull(file.stem().c_str(), nullptr, 10);
 }
@@ -75,9 +81,9 @@ Spool::Loaded Spool::Load(const fs::path& file) {
     return {};
   }
   // A spare's older text names another file.
-  const bool own = text.state == EntryText::State::kGood &&
-                   text.entry.file == contents.filename().string() && fs::exists(contents) &&
-                   (text.entry.boot.empty() || text.entry.boot == boot_);
+  const bool own =
+      text.state == EntryText::State::kGood && text.entry.file == contents.filename().string() &&
+      fs::is_regular_file(contents) && (text.entry.boot.empty() || text.entry.boot == boot_);
   if (!own) {
     Check(disk_.Remove(file), file, "cannot be removed");
     return {};
@@ -108,7 +114,7 @@ std::vector<Spool::Loaded> Spool::LoadAll() {
     for (const fs::path& file : Files(folder)) last = std::max(last, NumberOf(file));
   }
   for (const fs::path& file : Files(folder_)) {
-    if (file.extension() != kEntrySuffix) continue;
+    if (!IsEntry(file)) continue;
     Loaded one = Load(file);
     if (!one.contents) continue;
     last = std::max(last, one.entry.order);

@@ -3,11 +3,13 @@
 import os
 import pathlib
 import socket
+import stat
 import subprocess
 import tempfile
 import threading
 import time
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 
 from service import Service, ServiceTest
 
@@ -94,6 +96,16 @@ class StartTest(unittest.TestCase):
         self.assertEqual(service.page(), "a/one.jpg n0000/0000000 n0000/0000002 n0001/0000001")
         self.assertEqual(service.stop(), 0)
         self.assertFalse(os.path.exists(service.ca_file))
+
+    def test_programs_that_share_a_ca_make_it_once(self):
+        key_file = self.ca_file.parent / "key.pem"
+        options = "--ca-file", self.ca_file, "--ca-key-file", key_file
+        with ThreadPoolExecutor(16) as pool:
+            services = list(pool.map(lambda _: Service(*options), range(16)))
+        for service in services:
+            self.assertEqual(service.trust.get_ca_certs(), services[0].trust.get_ca_certs())
+            self.assertEqual(service.stop(), 0)
+        self.assertEqual(stat.filemode(key_file.stat().st_mode), "-rw-------")
 
     def test_it_stops_while_it_seeds(self):
         for seed in "photos/big:1:9000G", "photos/many:9000000000:0":

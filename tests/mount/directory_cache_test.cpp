@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "host/mount/fs_error.h"
+#include "host/mount/scan_watch.h"
 #include "host/mount/time_book.h"
 
 namespace b2drive::mount {
@@ -103,6 +104,29 @@ TEST_F(DirectoryCacheTest, AListingThatIsTooOldIsNotBelieved) {
   EXPECT_TRUE(forgetful.Find("/b/f"));
   listing_.clear();
   EXPECT_FALSE(forgetful.Find("/b/f"));
+}
+
+TEST_F(DirectoryCacheTest, AScanInOrderTellsWhatComesNext) {
+  using Paths = std::vector<std::string>;
+  listing_.clear();
+  for (char name = 'a'; name <= 'p'; ++name) {
+    listing_.push_back({{name}, std::string("B/") + name, name % 2 == 0, 1, ""});  // b: a folder
+  }
+  cache_.List("/b");
+  ScanWatch folders(cache_, ScanWatch::Kind::kFolders);
+  ScanWatch files(cache_, ScanWatch::Kind::kFiles);
+  const std::vector<std::pair<std::string, Paths>> steps = {{"/b/a", {}},
+                                                            {"/b/e", {}},  // out of order
+                                                            {"/b/g", {}},
+                                                            {"/b/g", {}},  // once more is no step
+                                                            {"/b/i", {"/b/k", "/b/m", "/b/o"}},
+                                                            {"/b/k", {}},
+                                                            {"/b/a", {}}};
+  for (const auto& [path, next] : steps) EXPECT_EQ(files.Next(path), next) << path;
+  EXPECT_EQ(folders.Next("/b/b"), Paths{});
+  EXPECT_EQ(folders.Next("/b/d"), Paths{});
+  EXPECT_EQ(folders.Next("/b/f"), (Paths{"/b/h", "/b/j", "/b/l", "/b/n", "/b/p"}));
+  EXPECT_EQ(asked_["/b"], 1);
 }
 
 TEST(TimeBookTest, KeepsOfVeryManyTimesThoseSetLast) {
