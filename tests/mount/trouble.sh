@@ -103,7 +103,7 @@ step "a library that may delete more than it is told to is read through only"
 sed s/exact_delete/other_delete/ "$B2_PLUGIN" >"$scratch/other"
 plugin=$scratch/other mount_drive
 refused "Read-only" rm "$bucket/kept"
-equal "kept" "$(cat "$bucket/kept")" kept
+equal "kept" "$(cat "$bucket/kept")" KILL
 unmount
 
 step "a mountpoint or an option that does not fit"
