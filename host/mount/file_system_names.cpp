@@ -36,16 +36,18 @@ void FileSystem::Rename(const std::string& from, const std::string& to, bool rep
   if (!replace) directory_.Forget(ParentOf(to));
   const std::optional<Node> seen = StoredFile(to);
   if (!replace && (seen || files_.Find(to))) throw FsError(EEXIST, to + ": exists");
-  const SharedFilePtr open_target = files_.Find(to);
+  const NameWatch watch(files_, to);
   HeldFile held(files_, from, [&] { return ExistingFile(from); });
   folders_.KeepParentOf(from);
-  held.file()->Move(from, to, seen, open_target.get());
+  held.file()->Move(from, to, seen, watch.file().get());
+  const bool taken = watch.WasTaken();
   // One that was opened under the name meanwhile.
-  if (const SharedFilePtr before = files_.Move(held.file(), from, to)) {
+  const SharedFilePtr before = files_.Move(held.file(), from, to);
+  if (before) {
     before->Abandon();
     files_.LetGo(before);
-    directory_.Forget(ParentOf(to));  // it may have been stored after ours
   }
+  if (before || taken) directory_.Forget(ParentOf(to));  // it may have been stored after ours
   folders_.KeepIfEmptied(ParentOf(from));
 }
 

@@ -6,37 +6,24 @@
 
 namespace b2drive::mount {
 
-// Notes while it lives whether another file takes the name, or none.
-class OpenFiles::NameWatch {
- public:
-  NameWatch(OpenFiles& files, const std::string& path) : files_(files), path_(path) {
-    Lock lock(files_.mutex_);
-    files_.watches_.insert(this);
-    const auto found = files_.by_path_.find(path);
-    if (found == files_.by_path_.end()) return;
-    file_ = found->second;
-    version_ = file_->version();
-  }
-  ~NameWatch() {
-    Lock lock(files_.mutex_);
-    files_.watches_.erase(this);
-  }
-  NameWatch(const NameWatch&) = delete;
-  NameWatch& operator=(const NameWatch&) = delete;
+NameWatch::NameWatch(OpenFiles& files, const std::string& path) : files_(files), path_(path) {
+  Lock lock(files_.mutex_);
+  files_.watches_.insert(this);
+  const auto found = files_.by_path_.find(path);
+  if (found == files_.by_path_.end()) return;
+  file_ = found->second;
+  version_ = file_->version();
+}
 
-  void Note(const std::string& path) { taken_ = taken_ || path == path_; }
-  // The file that has or had the name, or null.
-  const SharedFilePtr& file() const { return file_; }
-  // Whether what was found since may be older than what this mount has stored.
-  bool IsOver() const { return taken_ || (file_ && file_->version() != version_); }
+NameWatch::~NameWatch() {
+  Lock lock(files_.mutex_);
+  files_.watches_.erase(this);
+}
 
- private:
-  OpenFiles& files_;
-  const std::string& path_;
-  SharedFilePtr file_;
-  std::string version_;
-  bool taken_ = false;
-};
+bool NameWatch::WasTaken() const {
+  Lock lock(files_.mutex_);
+  return taken_;
+}
 
 SharedFilePtr OpenFiles::Acquire(const std::string& path, const Look& look) {
   for (;;) {

@@ -12,6 +12,34 @@
 
 namespace b2drive::mount {
 
+class OpenFiles;
+
+// Notes while it lives whether another file takes a name, or leaves it.
+class NameWatch {
+ public:
+  NameWatch(OpenFiles& files, const std::string& path);
+  ~NameWatch();
+  NameWatch(const NameWatch&) = delete;
+  NameWatch& operator=(const NameWatch&) = delete;
+
+  // The file that had the name at first, or null.
+  const SharedFilePtr& file() const { return file_; }
+  bool WasTaken() const;
+
+ private:
+  friend class OpenFiles;
+
+  void Note(const std::string& path) { taken_ = taken_ || path == path_; }
+  // Whether what was found since may be older than what this mount has stored.
+  bool IsOver() const { return taken_ || (file_ && file_->version() != version_); }
+
+  OpenFiles& files_;
+  const std::string path_;
+  SharedFilePtr file_;
+  std::string version_;
+  bool taken_ = false;  // guarded by the files' mutex
+};
+
 // The files that are open or not on the service yet, by path. Thread-safe.
 class OpenFiles {
  public:
@@ -44,7 +72,7 @@ class OpenFiles {
   void LetGo(const SharedFilePtr& file);
 
  private:
-  class NameWatch;
+  friend class NameWatch;
 
   SharedFilePtr Replace(const std::string& path, const SharedFilePtr& file) B2_REQUIRES(mutex_);
   bool RemoveIf(const SharedFilePtr& file, const std::string& path) B2_REQUIRES(mutex_);

@@ -194,7 +194,7 @@ std::vector<World> PowerCutTest::Passes(const Line& line, const World& from) {
   } else if (unflushed_.contains(name) && (verb == "flush" || verb == "close")) {
     set(name, unflushed_[name]);
   } else if (verb == "put") {
-    if (waits_) set(name + "+", from.at(name));
+    if (waits_ && from.contains(name)) set(name + "+", from.at(name));
     set(name, text);
   } else if (verb == "move" && from.contains(name)) {
     // The stored version goes first, and what waits in its new place beside that; what waits on top
