@@ -189,7 +189,7 @@ std::optional<Node> SharedFile::Replaceable(const std::string& target,
   const bool ours = replaced != nullptr && replaced->stored_.certain();
   const std::optional<Node> expected = ours ? replaced->stored_.known() : seen;
   if (!expected) return std::nullopt;
-  const std::optional<Node> found = stored_.Look(target);
+  std::optional<Node> found = stored_.Look(target);
   if (found && found->id != expected->id) throw ChangedMeanwhile(target);
   return found;
 }

@@ -89,8 +89,7 @@ void ExpectDone(const Contents& before, const Operation& operation, bool succeed
   after.erase(operation.removed);
   std::string shown;
   for (const auto& [name, text] : now) shown += name + "=" + text.substr(0, 9) + " ";
-  EXPECT_TRUE(now == after || (!succeeded && (now == before || both)))
-      << shown;
+  EXPECT_TRUE(now == after || (!succeeded && (now == before || both))) << shown;
 }
 
 std::size_t MostInASecond(const std::vector<Request>& requests, const std::string& call) {
