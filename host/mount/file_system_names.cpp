@@ -34,9 +34,9 @@ void FileSystem::Rename(const std::string& from, const std::string& to, bool rep
   if (IsBucket(to)) throw FsError(EACCES, to + ": only buckets stand here");
   CheckName(to);
   if (!replace) directory_.Forget(ParentOf(to));
+  const NameWatch watch(files_, to);
   const std::optional<Node> seen = StoredFile(to);
   if (!replace && (seen || files_.Find(to))) throw FsError(EEXIST, to + ": exists");
-  const NameWatch watch(files_, to);
   HeldFile held(files_, from, [&] { return ExistingFile(from); });
   folders_.KeepParentOf(from);
   held.file()->Move(from, to, seen, watch.file().get());

@@ -31,8 +31,9 @@ SharedFilePtr OpenFiles::Acquire(const std::string& path, const Look& look) {
     const bool unsent = watch.file() && !watch.file()->IsSettled();
     const std::optional<Node> stored = unsent ? std::nullopt : look();
     Lock lock(mutex_);
-    if (watch.IsOver()) continue;
     SharedFilePtr file = watch.file();
+    const bool removed = unsent && file->IsAbandoned();
+    if (watch.IsOver() || removed) continue;
     const bool outdated = file && (file->IsAbandoned() || (stored && file->IsOutdated(stored->id)));
     if (!file || outdated) {
       file = std::make_shared<SharedFile>(services_, path, stored);
