@@ -44,14 +44,14 @@ cmp "$scratch/file" "$bucket/file"  # it does not seem gone
 equal "names" "$(ls "$bucket" | xargs)" "away file known small-enough"
 
 step "programs that are killed while they wait are gone soon"
+is_held() { [ "$(count "$1")" -gt 0 ]; }
 killed_soon() {  # killed_soon SIGNAL CALL COMMAND...: once the emulator holds its request
   local signal=$1 call=$2 pid; shift 2
   forget_counts
   "$@" >"$scratch/out" 2>&1 &
   pid=$!
-  is_held() { [ "$(count "$call")" -gt 0 ]; }
   is_gone() { ! kill -0 "$pid"; }
-  await is_held
+  await is_held "$call"
   kill "-$signal" "$pid"
   patience=20 await is_gone
 }
@@ -83,9 +83,9 @@ equal "what waited" "$(cd "$bucket" && cat known/waits{1,35,70} shell | xargs)" 
 ends_at_once() {  # ends_at_once SIGNAL...: nothing is lost when they end the mount
   step "it is ended by $*"
   fault "{\"call\":\"b2_upload_file\",$stall"
+  forget_counts
   echo "$*" >"$bucket/kept" &
-  is_waiting() { b2drive status "$mnt" | grep -q kept; }
-  await is_waiting
+  await is_held b2_upload_file  # what is listed before that may be the emptied file
   for signal in "$@"; do kill "-$signal" "$(mount_pids)"; sleep 0.1; done
   patience=50 await no_mount
   fusermount3 -uz "$mnt" || true
