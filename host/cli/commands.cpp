@@ -1,7 +1,7 @@
 #include "host/cli/commands.h"
 
-#include "host/terminal.h"
-#include "host/text_format.h"
+#include "host/terminal/terminal.h"
+#include "host/terminal/text_format.h"
 
 namespace b2drive::cli {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/cli/context.h"
-#include "host/errors.h"
+#include "host/common/errors.h"
 
 namespace b2drive::cli {
 

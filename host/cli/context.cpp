@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 
-#include "host/errors.h"
-#include "host/installation.h"
-#include "host/proxy.h"
-#include "host/terminal.h"
+#include "host/common/errors.h"
+#include "host/local/installation.h"
+#include "host/plugin/proxy.h"
+#include "host/terminal/terminal.h"
 
 namespace b2drive::cli {
 namespace {

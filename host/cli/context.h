@@ -4,12 +4,12 @@
 #include <optional>
 #include <string>
 
-#include "host/body_log.h"
 #include "host/cli/storage.h"
-#include "host/host_log.h"
-#include "host/path_index.h"
-#include "host/session.h"
-#include "host/transfers.h"
+#include "host/plugin/body_log.h"
+#include "host/plugin/host_log.h"
+#include "host/plugin/path_index.h"
+#include "host/plugin/session.h"
+#include "host/plugin/transfers.h"
 
 namespace b2drive::cli {
 

@@ -1,9 +1,9 @@
 #include "host/cli/deletion.h"
 
 #include "host/cli/commands.h"
-#include "host/errors.h"
-#include "host/terminal.h"
-#include "host/text_format.h"
+#include "host/common/errors.h"
+#include "host/terminal/terminal.h"
+#include "host/terminal/text_format.h"
 
 namespace b2drive::cli {
 namespace {

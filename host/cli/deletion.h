@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "host/path_index.h"
+#include "host/plugin/path_index.h"
 
 namespace b2drive::cli {
 

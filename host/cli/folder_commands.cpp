@@ -1,5 +1,6 @@
 #include "host/cli/commands.h"
 #include "host/cli/deletion.h"
+#include "host/plugin/service_failure.h"
 
 namespace b2drive::cli {
 namespace {

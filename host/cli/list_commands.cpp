@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "host/cli/commands.h"
-#include "host/terminal.h"
-#include "host/text_format.h"
+#include "host/terminal/terminal.h"
+#include "host/terminal/text_format.h"
 
 namespace b2drive::cli {
 namespace {

@@ -2,8 +2,8 @@
 #include <fstream>
 #include <iostream>
 
-#include "host/body_decoder.h"
 #include "host/cli/commands.h"
+#include "host/plugin/body_decoder.h"
 
 namespace b2drive::cli {
 namespace {

@@ -1,7 +1,7 @@
 #include "host/cli/commands.h"
-#include "host/mount/background.h"
 #include "host/mount/options.h"
-#include "host/mount/run_mount.h"
+#include "host/mount/process/background.h"
+#include "host/mount/process/run_mount.h"
 
 namespace b2drive::cli {
 namespace {

@@ -3,9 +3,9 @@
 #include <thread>
 
 #include "host/cli/commands.h"
+#include "host/cli/progress.h"
 #include "host/cli/upload_plan.h"
-#include "host/progress.h"
-#include "host/thread_safety.h"
+#include "host/common/thread_safety.h"
 
 namespace b2drive::cli {
 namespace {

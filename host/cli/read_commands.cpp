@@ -5,8 +5,8 @@
 #include <limits>
 
 #include "host/cli/commands.h"
-#include "host/local_file.h"
-#include "host/progress.h"
+#include "host/cli/progress.h"
+#include "host/local/local_file.h"
 
 namespace b2drive::cli {
 namespace {

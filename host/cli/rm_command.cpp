@@ -2,6 +2,7 @@
 
 #include "host/cli/commands.h"
 #include "host/cli/deletion.h"
+#include "host/plugin/service_failure.h"
 
 namespace b2drive::cli {
 namespace {

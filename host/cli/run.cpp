@@ -10,10 +10,10 @@
 
 #include "host/cli/commands.h"
 #include "host/cli/context.h"
-#include "host/errors.h"
-#include "host/interrupt.h"
-#include "host/terminal.h"
-#include "host/text_format.h"
+#include "host/common/errors.h"
+#include "host/terminal/interrupt.h"
+#include "host/terminal/terminal.h"
+#include "host/terminal/text_format.h"
 
 namespace b2drive::cli {
 namespace {
@@ -83,7 +83,7 @@ int RunSelected(const Selected& selected, const GlobalOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // a limit is a failed write
   Transfers transfers;
-  Interrupt interrupt(transfers);
+  Interrupt interrupt([&] { return transfers.Cancel(); });
   Context context(options, transfers);
   ExitCode exit_code = ExitCode::kFailed;
   std::thread([&] { exit_code = RunCommand(selected, context); }).join();

@@ -1,8 +1,9 @@
 #include "host/cli/storage.h"
 
 #include "host/cli/commands.h"
-#include "host/file_cache.h"
-#include "host/refusal_limit.h"
+#include "host/patient/refusal_limit.h"
+#include "host/plugin/file_cache.h"
+#include "host/plugin/service_failure.h"
 
 namespace b2drive::cli {
 namespace {

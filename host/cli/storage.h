@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/drive.h"
-#include "host/local_file.h"
-#include "host/remote_path.h"
+#include "host/common/remote_path.h"
+#include "host/local/local_file.h"
+#include "host/plugin/drive.h"
 
 namespace b2drive::cli {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "host/cli/commands.h"
-#include "host/errors.h"
+#include "host/common/errors.h"
 
 namespace b2drive::cli {
 namespace fs = std::filesystem;

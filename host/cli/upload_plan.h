@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "host/cli/storage.h"
-#include "host/local_file.h"
-#include "host/path_index.h"
+#include "host/local/local_file.h"
+#include "host/plugin/path_index.h"
 
 namespace b2drive::cli {
 

@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "host/errors.h"
+#include "host/common/errors.h"
 
 namespace b2drive::mount {
 namespace {

@@ -4,7 +4,7 @@
 #include <cstdarg>
 #include <vector>
 
-#include "host/answer.h"
+#include "host/plugin/answer.h"
 #include "protocol/log.h"
 #include "tests/fuzz/wire.h"
 

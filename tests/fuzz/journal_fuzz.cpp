@@ -5,8 +5,8 @@
 #include <map>
 #include <vector>
 
-#include "host/mount/local_io.h"
-#include "host/mount/spool.h"
+#include "host/local/local_io.h"
+#include "host/mount/journal/spool.h"
 #include "tests/fuzz/input.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include "emulator/errors.h"
 #include "emulator/seeding.h"
 #include "emulator/service.h"
-#include "host/errors.h"
-#include "host/path_index.h"
+#include "host/common/errors.h"
+#include "host/plugin/path_index.h"
 #include "tests/fuzz/scripted_pool.h"
 
 namespace {

@@ -3,8 +3,8 @@
 
 #include <optional>
 
-#include "host/mount/local_io.h"
-#include "host/mount/pending_contents.h"
+#include "host/local/local_io.h"
+#include "host/mount/files/pending_contents.h"
 #include "tests/fuzz/input.h"
 
 namespace {

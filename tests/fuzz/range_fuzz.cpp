@@ -1,8 +1,8 @@
 // A range of a file arrives in any way that HTTP knows, and is asked for again from the byte
 // reached: the host gets the file's bytes, or none.
 
-#include "host/drive.h"
-#include "host/errors.h"
+#include "host/common/errors.h"
+#include "host/plugin/drive.h"
 #include "tests/fuzz/wire.h"
 
 namespace {

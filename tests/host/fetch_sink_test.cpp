@@ -1,4 +1,4 @@
-#include "host/fetch_sink.h"
+#include "host/plugin/fetch_sink.h"
 
 #include <gtest/gtest.h>
 

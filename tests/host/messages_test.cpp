@@ -4,14 +4,14 @@
 #include <cstdio>
 #include <sstream>
 
-#include "host/answer.h"
-#include "host/body_decoder.h"
-#include "host/body_log.h"
-#include "host/errors.h"
-#include "host/host_log.h"
-#include "host/progress.h"
-#include "host/refusal_limit.h"
-#include "host/text_format.h"
+#include "host/cli/progress.h"
+#include "host/patient/refusal_limit.h"
+#include "host/plugin/answer.h"
+#include "host/plugin/body_decoder.h"
+#include "host/plugin/body_log.h"
+#include "host/plugin/host_log.h"
+#include "host/plugin/service_failure.h"
+#include "host/terminal/text_format.h"
 #include "protocol/log_lines.h"
 
 namespace b2drive {

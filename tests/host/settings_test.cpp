@@ -6,10 +6,10 @@
 #include <fstream>
 #include <functional>
 
-#include "host/account.h"
-#include "host/body_log.h"
-#include "host/errors.h"
-#include "host/proxy.h"
+#include "host/common/errors.h"
+#include "host/plugin/account.h"
+#include "host/plugin/body_log.h"
+#include "host/plugin/proxy.h"
 
 namespace b2drive {
 namespace {

@@ -7,6 +7,9 @@ import re
 import sys
 
 ORDER = ["plugin", "b2", "engine", "http", "toolkit", "util", "protocol"]
+HOST_ORDER = ["host", "host/cli", "host/mount/process", "host/mount/kernel", "host/mount/files",
+              "host/mount/reading", "host/mount/journal", "host/mount", "host/patient", "host/plugin",
+              "host/local", "host/terminal", "host/common"]
 BELOW = {name: set(ORDER[i:]) for i, name in enumerate(ORDER)}
 BELOW["b2"] -= {"toolkit"}
 BELOW["engine"] -= {"toolkit"}
@@ -49,8 +52,15 @@ def wrong(root, path, top, name):
         homes = next((h for prefix, h in HOMES.items() if name.startswith(prefix)), None)
         return (homes is not None and folder not in homes) or first in {"host", "emulator", "tests"}
     if top == "host":
+        if first == "host":
+            return above(str(path.parent.relative_to(root)), str(pathlib.Path(name).parent))
         return first in {"emulator", "tests"} | set(ORDER) - {"protocol"}
     return first in {"host", "tests"} | set(ORDER)
+
+
+def above(room, included):
+    """Whether a room of the host stands below the one that it includes from."""
+    return HOST_ORDER.index(room) > HOST_ORDER.index(included)
 
 
 found = list(complaints(pathlib.Path(sys.argv[1])))

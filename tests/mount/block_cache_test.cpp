@@ -1,11 +1,11 @@
-#include "host/mount/block_cache.h"
+#include "host/mount/reading/block_cache.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <thread>
 
-#include "host/mount/local_io.h"
+#include "host/local/local_io.h"
 
 namespace b2drive::mount {
 namespace {

@@ -1,4 +1,4 @@
-#include "host/mount/directory_cache.h"
+#include "host/mount/files/directory_cache.h"
 
 #include <gtest/gtest.h>
 
@@ -6,9 +6,9 @@
 #include <map>
 #include <thread>
 
-#include "host/mount/fs_error.h"
-#include "host/mount/scan_watch.h"
-#include "host/mount/time_book.h"
+#include "host/common/fs_error.h"
+#include "host/mount/files/scan_watch.h"
+#include "host/mount/files/time_book.h"
 
 namespace b2drive::mount {
 namespace {

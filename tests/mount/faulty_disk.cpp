@@ -7,8 +7,8 @@
 #include <fstream>
 #include <random>
 
-#include "host/mount/fs_error.h"
-#include "host/mount/local_io.h"
+#include "host/common/fs_error.h"
+#include "host/local/local_io.h"
 
 namespace b2drive::mount {
 namespace fs = std::filesystem;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/mount/disk.h"
+#include "host/mount/journal/disk.h"
 
 namespace b2drive::mount {
 

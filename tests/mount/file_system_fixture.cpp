@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <atomic>
 
-#include "host/proxy.h"
+#include "host/plugin/proxy.h"
 #include "tests/mount/file_system_test.h"
 #include "tests/support/drive_test.h"
 

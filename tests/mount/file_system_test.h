@@ -14,9 +14,9 @@
 #include "emulator/emulator.h"
 #include "emulator/inspection.h"
 #include "emulator/seeding.h"
-#include "host/host_log.h"
-#include "host/mount/file_system.h"
-#include "host/plugin_library.h"
+#include "host/mount/files/file_system.h"
+#include "host/plugin/host_log.h"
+#include "host/plugin/plugin_library.h"
 
 namespace b2drive::mount {
 

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "host/mount/live_session.h"
 #include "host/mount/options.h"
+#include "host/patient/live_session.h"
 
 namespace b2drive::mount {
 namespace {

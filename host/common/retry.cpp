@@ -1,0 +1,42 @@
+#include "host/common/retry.h"
+
+#include <algorithm>
+#include <random>
+
+namespace b2drive {
+using std::chrono::milliseconds;
+
+bool Pauses::Wait(milliseconds duration) {
+  const auto end = std::chrono::steady_clock::now() + duration;
+  Lock lock(mutex_);
+  while (!cut_ && cut_changed_.wait_until(lock, end) == std::cv_status::no_timeout) {
+  }
+  return !cut_;
+}
+
+void Pauses::Cut() {
+  Lock lock(mutex_);
+  cut_ = true;
+  cut_changed_.notify_all();
+}
+
+bool Attempts::WaitForNext() {
+  if (left_ == 0) return false;
+  --left_;
+  return pauses_.Wait(Backoff(++made_, milliseconds(500), milliseconds(30'000)));
+}
+
+void Attempts::Renew(int retries) {
+  left_ = retries;
+  made_ = 0;
+}
+
+milliseconds Backoff(int failures, milliseconds first, milliseconds longest) {
+  constexpr int kMostDoublings = 20;
+  auto full = std::min(longest, first * (1 << std::clamp(failures - 1, 0, kMostDoublings)));
+  thread_local std::minstd_rand random(std::random_device{}());
+  return milliseconds(
+      std::uniform_int_distribution<milliseconds::rep>(full.count() / 2, full.count())(random));
+}
+
+}  // namespace b2drive

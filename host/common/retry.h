@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+
+#include "host/common/thread_safety.h"
+
+namespace b2drive {
+
+// Pauses that an end in a hurry can cut short. Thread-safe.
+class Pauses {
+ public:
+  // False when cut short, at once after Cut.
+  bool Wait(std::chrono::milliseconds duration);
+  void Cut();
+
+ private:
+  Mutex mutex_;
+  Condition cut_changed_;
+  bool cut_ B2_GUARDED_BY(mutex_) = false;
+};
+
+// How often a call that failed for a passing reason is made again. The waits double from half a
+// second to half a minute, less up to a half at random, so that many callers spread.
+class Attempts {
+ public:
+  Attempts(int retries, Pauses& pauses) : left_(retries), pauses_(pauses) {}
+
+  // Waits before the next attempt; false when there is none left.
+  bool WaitForNext();
+  // After progress, such as bytes read, the count begins anew.
+  void Renew(int retries);
+
+ private:
+  int left_;
+  int made_ = 0;
+  Pauses& pauses_;
+};
+
+// The wait before the attempt after `failures` failures, between `first` and `longest`.
+std::chrono::milliseconds Backoff(int failures, std::chrono::milliseconds first,
+                                  std::chrono::milliseconds longest);
+
+}  // namespace b2drive

@@ -1,0 +1,63 @@
+#include "host/local/local_io.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "host/common/fs_error.h"
+
+namespace b2drive {
+namespace {
+
+constexpr std::size_t kPiece = 256UL * 1024;
+
+}  // namespace
+
+std::size_t ReadAt(int fd, char* data, std::size_t count, std::uint64_t offset) {
+  std::size_t done = 0;
+  while (done < count) {
+    ssize_t got = pread(fd, data + done, count - done, static_cast<off_t>(offset + done));
+    if (got == 0) break;
+    if (got < 0 && errno != EINTR) throw FsError(errno, "reading in the cache folder");
+    if (got > 0) done += static_cast<std::size_t>(got);
+  }
+  return done;
+}
+
+std::uint64_t SizeOf(int fd) {
+  struct stat status {};
+  if (fstat(fd, &status) != 0) throw FsError(errno, "looking in the cache folder");
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::uint32_t ChecksumOf(int fd) {
+  std::vector<char> buffer(kPiece);
+  uLong sum = crc32(0, nullptr, 0);
+  for (std::uint64_t at = 0;;) {
+    const std::size_t got = ReadAt(fd, buffer.data(), buffer.size(), at);
+    if (got == 0) return static_cast<std::uint32_t>(sum);
+    sum = crc32(sum, reinterpret_cast<const Bytef*>(buffer.data()), static_cast<uInt>(got));
+    at += got;
+  }
+}
+
+bool SameBytes(int one, int other) {
+  if (SizeOf(one) != SizeOf(other)) return false;
+  std::vector<char> left(kPiece);
+  std::vector<char> right(kPiece);
+  for (std::uint64_t at = 0;;) {
+    const std::size_t got = ReadAt(one, left.data(), kPiece, at);
+    if (ReadAt(other, right.data(), kPiece, at) != got) return false;
+    if (!std::equal(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(got), right.begin())) {
+      return false;
+    }
+    if (got == 0) return true;
+    at += got;
+  }
+}
+
+}  // namespace b2drive

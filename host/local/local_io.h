@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace b2drive {
+
+// Reads up to `count` bytes at `offset`; fewer at the file's end. Throws FsError.
+std::size_t ReadAt(int fd, char* data, std::size_t count, std::uint64_t offset);
+
+std::uint64_t SizeOf(int fd);  // bytes; throws FsError
+
+// The CRC-32 of a file's bytes. Throws FsError.
+std::uint32_t ChecksumOf(int fd);
+
+// Whether two files hold the same bytes. Throws FsError.
+bool SameBytes(int one, int other);
+
+}  // namespace b2drive

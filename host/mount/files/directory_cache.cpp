@@ -1,0 +1,216 @@
+#include "host/mount/files/directory_cache.h"
+
+#include <cerrno>
+
+#include "host/common/fs_error.h"
+#include "host/common/paths.h"
+#include "host/common/waiting.h"
+#include "host/terminal/notices.h"
+
+namespace b2drive::mount {
+namespace {
+
+// About 100 MB.
+constexpr std::size_t kMostNames = 300'000;
+constexpr std::size_t kMostFolders = 10'000;
+
+bool FitsFileSystem(const std::string& name) {
+  constexpr std::size_t kLongestName = 255;
+  return !name.empty() && name != "." && name != ".." && name.size() <= kLongestName &&
+         name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
+}
+
+timespec ParseTime(const std::string& text) {
+  std::tm parts{};
+  if (text.empty() || strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) return {};
+  return {timegm(&parts), 0};
+}
+
+}  // namespace
+
+Node ToNode(const Entry& entry) {
+  return {entry.folder, entry.size, entry.id, ParseTime(entry.modified)};
+}
+
+Entry ToEntry(const Node& node, std::string_view path) {
+  return {std::string(NameOf(path)), node.id, node.folder, node.size, ""};
+}
+
+DirectoryCache::DirectoryCache(Lister lister, std::chrono::seconds lifetime)
+    : lister_(std::move(lister)), lifetime_(lifetime) {}
+
+std::vector<std::pair<std::string, Node>> DirectoryCache::List(const std::string& folder) {
+  Lock lock(mutex_);
+  const Names& names = Ready(lock, folder).names;
+  return {names.begin(), names.end()};
+}
+
+std::optional<Node> DirectoryCache::Find(const std::string& path) {
+  Lock lock(mutex_);
+  const Names& names = Ready(lock, ParentOf(path)).names;
+  auto found = names.find(std::string(NameOf(path)));
+  return found != names.end() ? std::optional(found->second) : std::nullopt;
+}
+
+bool DirectoryCache::HasSiblings(const std::string& path) {
+  Lock lock(mutex_);
+  const Names& names = Ready(lock, ParentOf(path)).names;
+  return names.size() > names.count(std::string(NameOf(path)));
+}
+
+bool DirectoryCache::IsKnownEmpty(const std::string& folder) {
+  Lock lock(mutex_);
+  auto found = folders_.find(folder);
+  return found != folders_.end() && found->second.known && found->second.names.empty();
+}
+
+std::vector<std::string> DirectoryCache::After(const std::string& folder, const std::string& name,
+                                               bool folders, std::size_t count) {
+  constexpr int kMostSteps = 1000;
+  std::vector<std::string> after;
+  Lock lock(mutex_);
+  auto found = folders_.find(folder);
+  if (found == folders_.end() || !found->second.known) return after;
+  const Names& names = found->second.names;
+  auto at = names.upper_bound(name);
+  for (int step = 0; at != names.end() && after.size() < count && step < kMostSteps; ++at, ++step) {
+    if (at->second.folder == folders) after.push_back(at->first);
+  }
+  return after;
+}
+
+std::string DirectoryCache::FolderId(const std::string& folder) {
+  if (IsRoot(folder)) return "";
+  std::size_t slash = folder.find('/', 1);
+  auto bucket = Find(folder.substr(0, slash));
+  if (!bucket) throw FsError(ENOENT, folder + ": no such bucket");
+  return slash == std::string::npos ? bucket->id : bucket->id + folder.substr(slash);
+}
+
+void DirectoryCache::Put(const std::string& path, const Node& node) { Apply(path, node); }
+
+void DirectoryCache::PutEmptyFolder(const std::string& path, const Node& node) {
+  Apply(path, node);
+  Lock lock(mutex_);
+  Folder& folder = folders_[path];
+  if (folder.known || folder.listing) return;
+  folder.known = true;
+  folder.listed_at = Clock::now();
+}
+
+void DirectoryCache::Remove(const std::string& path) {
+  Apply(path, std::nullopt);
+  Forget(path);
+}
+
+void DirectoryCache::Forget(const std::string& folder) {
+  Lock lock(mutex_);
+  auto found = folders_.find(folder);
+  if (found == folders_.end()) return;
+  found->second.forgotten = true;
+  Clear(found->second);
+}
+
+void DirectoryCache::Clear(Folder& folder) {
+  names_ -= folder.names.size();
+  folder.names = {};
+  folder.known = false;
+}
+
+void DirectoryCache::Apply(const std::string& path, const std::optional<Node>& node) {
+  std::string name(NameOf(path));
+  Lock lock(mutex_);
+  auto found = folders_.find(ParentOf(path));
+  if (found == folders_.end()) return;
+  Folder& folder = found->second;
+  if (folder.listing) folder.changes.push_back({name, node});
+  names_ -= folder.names.size();
+  if (node) folder.names.insert_or_assign(name, *node);
+  if (!node) folder.names.erase(name);
+  names_ += folder.names.size();
+}
+
+DirectoryCache::Folder& DirectoryCache::Ready(Lock& lock, const std::string& path) {
+  Folder& folder = folders_[path];  // stays in place: folders with a listing or waiters are kept
+  while (!folder.known || Clock::now() - folder.listed_at >= lifetime_) {
+    AboutToWait();
+    if (!folder.listing) {
+      Read(folder, path);
+      break;
+    }
+    AwaitListing(lock, folder);
+    if (folder.known) break;
+  }
+  return folder;
+}
+
+void DirectoryCache::AwaitListing(Lock& lock, Folder& folder) {
+  const std::uint64_t failures = folder.failures;
+  ++folder.waiters;
+  while (folder.listing && folder.failures == failures) listed_.wait(lock);
+  --folder.waiters;
+  if (folder.failures != failures) std::rethrow_exception(folder.failure);
+}
+
+void DirectoryCache::Read(Folder& folder, const std::string& path) {
+  folder.listing = true;
+  folder.forgotten = false;
+  folder.changes.clear();
+  const Clock::time_point asked_at = Clock::now();
+  Listing listing;
+  std::exception_ptr failure;
+  mutex_.unlock();
+  try {
+    listing = lister_(FolderId(path), path);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  mutex_.lock();
+  folder.listing = false;
+  listed_.notify_all();
+  if (failure) {
+    ++folder.failures;
+    folder.failure = failure;
+    std::rethrow_exception(failure);
+  }
+  Fill(folder, listing, path);
+  folder.known = !folder.forgotten;
+  folder.listed_at = asked_at;
+  Shrink(folder);
+}
+
+void DirectoryCache::Fill(Folder& folder, const Listing& listing, const std::string& path) {
+  names_ -= folder.names.size();
+  folder.names.clear();
+  for (const Entry& entry : listing) {
+    if (!FitsFileSystem(entry.name)) {
+      Notice(Join(path, entry.name) + ": left out, no file system can hold this name");
+      continue;
+    }
+    Node& node = folder.names[entry.name];
+    // Where a file and a folder have one name the folder shows, or its contents were lost.
+    if (!node.folder) node = ToNode(entry);
+  }
+  for (const Change& change : folder.changes) {
+    if (change.node) folder.names.insert_or_assign(change.name, *change.node);
+    if (!change.node) folder.names.erase(change.name);
+  }
+  folder.changes.clear();
+  names_ += folder.names.size();
+}
+
+void DirectoryCache::Shrink(const Folder& keep) {
+  while (names_ > kMostNames || folders_.size() > kMostFolders) {
+    auto oldest = folders_.end();
+    for (auto at = folders_.begin(); at != folders_.end(); ++at) {
+      const Folder& folder = at->second;
+      if (&folder == &keep || folder.listing || folder.waiters > 0) continue;
+      if (oldest == folders_.end() || folder.listed_at < oldest->second.listed_at) oldest = at;
+    }
+    if (oldest == folders_.end()) return;
+    Clear(oldest->second);
+    folders_.erase(oldest);
+  }
+}
+
+}  // namespace b2drive::mount

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <chrono>
+#include <ctime>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/common/thread_safety.h"
+#include "host/plugin/drive.h"
+
+namespace b2drive::mount {
+
+// What the service holds under a name.
+struct Node {
+  bool folder = false;
+  std::uint64_t size = 0;  // bytes
+  std::string id;          // the plug-in's identifier
+  timespec modified{};     // zero for folders
+};
+
+Node ToNode(const Entry& entry);
+Entry ToEntry(const Node& node, std::string_view path);
+
+// Folders as the service lists them. One listing answers for all names of a folder, also for those
+// that are not there, for `lifetime`; own changes are made in it at once, and also in listings that
+// were under way. Failures of the lister pass through. Thread-safe; several threads that ask for
+// one folder wait for one listing.
+class DirectoryCache {
+ public:
+  using Lister = std::function<Listing(const std::string& folder_id, const std::string& path)>;
+  using Names = std::map<std::string, Node>;
+
+  DirectoryCache(Lister lister, std::chrono::seconds lifetime);
+
+  // All names of a folder in order, without those that no file system can hold.
+  std::vector<std::pair<std::string, Node>> List(const std::string& folder);
+  std::optional<Node> Find(const std::string& path);
+  // Whether the folder of `path` holds any other name.
+  bool HasSiblings(const std::string& path);
+  // Asks nobody.
+  bool IsKnownEmpty(const std::string& folder);
+  // Up to `count` names behind `name`, of folders or of files, as far as they are known at once.
+  // Asks nobody.
+  std::vector<std::string> After(const std::string& folder, const std::string& name, bool folders,
+                                 std::size_t count);
+
+  // The identifier of a folder, which need not exist. Throws FsError when its bucket does not.
+  std::string FolderId(const std::string& folder);
+
+  void Put(const std::string& path, const Node& node);
+  // A folder just made, so that it needs no listing.
+  void PutEmptyFolder(const std::string& path, const Node& node);
+  void Remove(const std::string& path);
+  // The folder is listed again when next asked for, also when a listing is under way.
+  void Forget(const std::string& folder);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  struct Change {
+    std::string name;
+    std::optional<Node> node;  // none: removed
+  };
+  struct Folder {
+    Names names;
+    bool known = false;
+    Clock::time_point listed_at{};
+    bool listing = false;
+    bool forgotten = false;  // while listing: what comes is too old to be believed
+    int waiters = 0;         // threads that hold a reference without the lock
+    std::uint64_t failures = 0;
+    std::exception_ptr failure;
+    std::vector<Change> changes;  // made while listing
+  };
+  using Folders = std::unordered_map<std::string, Folder>;
+
+  Folder& Ready(Lock& lock, const std::string& path) B2_REQUIRES(mutex_);
+  // Waits for another thread's listing; throws its failure.
+  void AwaitListing(Lock& lock, Folder& folder) B2_REQUIRES(mutex_);
+  void Read(Folder& folder, const std::string& path) B2_REQUIRES(mutex_);
+  void Fill(Folder& folder, const Listing& listing, const std::string& path) B2_REQUIRES(mutex_);
+  void Apply(const std::string& path, const std::optional<Node>& node);
+  void Clear(Folder& folder) B2_REQUIRES(mutex_);
+  // Drops folders that nobody asks about while there is too much of them.
+  void Shrink(const Folder& keep) B2_REQUIRES(mutex_);
+
+  const Lister lister_;
+  const std::chrono::seconds lifetime_;
+  Mutex mutex_;  // not held while the service is asked
+  Condition listed_;
+  Folders folders_ B2_GUARDED_BY(mutex_);
+  std::size_t names_ B2_GUARDED_BY(mutex_) = 0;  // in all folders
+};
+
+}  // namespace b2drive::mount

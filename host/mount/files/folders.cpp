@@ -1,0 +1,126 @@
+#include "host/mount/files/folders.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "host/common/fs_error.h"
+#include "host/common/paths.h"
+
+namespace b2drive::mount {
+namespace {
+
+// Listings show no name with this ending: it is what markers are called.
+constexpr std::string_view kMarkerEnding = ".bzEmpty";
+constexpr std::size_t kLongestName = 250;
+constexpr std::size_t kLongestPath = 1024;
+
+bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+// Bytes of the UTF-8 sequence that `lead` begins; 0 for none.
+std::size_t SequenceLength(char lead) {
+  auto byte = static_cast<unsigned char>(lead);
+  if (byte < 0x80) return 1;
+  if (byte < 0xC2 || byte > 0xF4) return 0;
+  return byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+}
+
+bool IsPlainText(std::string_view text) {
+  while (!text.empty()) {
+    const auto first = static_cast<unsigned char>(text.front());
+    const std::size_t length = SequenceLength(text.front());
+    if (length == 0 || length > text.size() || first < 0x20 || first == 0x7F) return false;
+    if (!std::ranges::all_of(text.substr(1, length - 1), IsContinuation)) return false;
+    text.remove_prefix(length);
+  }
+  return true;
+}
+
+}  // namespace
+
+void CheckName(const std::string& path) {
+  std::string_view name = NameOf(path);
+  if (name.size() > kLongestName || path.size() > kLongestPath) {
+    throw FsError(ENAMETOOLONG, path + ": too long");
+  }
+  if (!IsPlainText(name)) throw FsError(EILSEQ, path + ": the service stores no such name");
+  if (name.ends_with(kMarkerEnding)) throw FsError(EINVAL, path + ": reserved for folders");
+}
+
+void Folders::Make(const std::string& path) {
+  if (IsBucket(path)) {
+    try {
+      directory_.PutEmptyFolder(path, ToNode(remote_.MakeBucket(std::string(NameOf(path)), path)));
+    } catch (const FsError& error) {
+      // The service refuses the name, one that someone else has, or one bucket too many.
+      throw FsError(error.lasting() ? EINVAL : error.number(), error.what());
+    }
+    return;
+  }
+  CheckName(path);
+  const std::string id = directory_.FolderId(path);
+  NoteMarker(path, remote_.MakeMarker(id, path));
+  directory_.PutEmptyFolder(path, {true, 0, id, {}});
+}
+
+void Folders::Remove(const std::string& path) {
+  const std::string id = directory_.FolderId(path);
+  if (IsBucket(path)) {
+    try {
+      remote_.DeleteBucket({std::string(NameOf(path)), id, true, 0, ""}, path);
+    } catch (const FsError& error) {
+      // Old versions and hidden files, which no listing shows, keep a bucket.
+      throw FsError(error.lasting() ? ENOTEMPTY : error.number(), error.what());
+    }
+  } else if (remote_.HasMarker(id, path)) {
+    Entry marker = MarkerOf(path, id);
+    remote_.DeleteFile(marker, path, [&]() -> std::optional<Entry> {
+      return remote_.HasMarker(id, path) ? std::optional(marker) : std::nullopt;
+    });
+  } else {
+    // Without a marker and without files it is gone; names that no listing shows keep it.
+    directory_.Forget(ParentOf(path));
+    if (directory_.Find(path)) throw FsError(ENOTEMPTY, path + ": holds what no listing shows");
+  }
+  directory_.Remove(path);
+  Lock lock(mutex_);
+  markers_.erase(path);
+}
+
+// No listing shows a marker, so one that is not known by its identifier is written once more: that
+// gives an identifier, and all versions of the name are then deleted.
+Entry Folders::MarkerOf(const std::string& path, const std::string& id) {
+  {
+    Lock lock(mutex_);
+    auto known = markers_.find(path);
+    if (known != markers_.end() && known->second) return *known->second;
+  }
+  return remote_.MakeMarker(id, path);
+}
+
+void Folders::NoteMarker(const std::string& path, const std::optional<Entry>& marker) {
+  constexpr std::size_t kMostMarkers = 10'000;
+  Lock lock(mutex_);
+  if (markers_.size() >= kMostMarkers) markers_.clear();  // they can be looked up
+  markers_[path] = marker;
+}
+
+void Folders::KeepParentOf(const std::string& leaving) {
+  if (!directory_.HasSiblings(leaving)) EnsureMarker(ParentOf(leaving));
+}
+
+void Folders::KeepIfEmptied(const std::string& folder) {
+  if (directory_.IsKnownEmpty(folder)) EnsureMarker(folder);
+}
+
+void Folders::EnsureMarker(const std::string& folder) {
+  if (IsRoot(folder) || IsBucket(folder)) return;
+  {
+    Lock lock(mutex_);
+    if (markers_.contains(folder)) return;
+  }
+  const std::string id = directory_.FolderId(folder);
+  NoteMarker(folder, remote_.HasMarker(id, folder) ? std::nullopt
+                                                   : std::optional(remote_.MakeMarker(id, folder)));
+}
+
+}  // namespace b2drive::mount

@@ -1,0 +1,243 @@
+#include "host/mount/files/shared_file.h"
+
+#include <cerrno>
+
+#include "host/common/waiting.h"
+#include "host/local/local_io.h"
+
+namespace b2drive::mount {
+namespace {
+
+timespec Now() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now;
+}
+
+FsError ChangedMeanwhile(const std::string& path) {
+  return {ESTALE, path + ": changed meanwhile by someone else"};
+}
+
+}  // namespace
+
+SharedFile::SharedFile(FileServices& services, const std::string& path, std::optional<Node> stored)
+    : services_(services),
+      pending_(services.spool, services.reading.blocks,
+               Destination{path, stored ? stored->id : "", {}}),
+      stored_(services, stored, true),
+      sender_(services, pending_, stored_, *this) {
+  if (stored) modified_ = services_.times.Find(path, stored->id).value_or(stored->modified);
+}
+
+SharedFile::SharedFile(FileServices& services, Unsent unsent)
+    : services_(services),
+      pending_(services.spool, services.reading.blocks, std::move(unsent)),
+      stored_(services, std::nullopt, false),
+      sender_(services, pending_, stored_, *this),
+      modified_(Now()) {}
+
+timespec SharedFile::modified() const {
+  Lock lock(state_);
+  return modified_;
+}
+
+void SharedFile::Touch() {
+  Lock lock(state_);
+  modified_ = Now();
+}
+
+Attributes SharedFile::Stat() {
+  const SpoolPtr shown = pending_.visible();
+  if (shown) return {false, shown->Size(), modified()};
+  const std::optional<Node> stored = stored_.known();
+  return {false, stored ? stored->size : 0, modified()};
+}
+
+std::string SharedFile::version() const {
+  const std::optional<Node> stored = stored_.known();
+  return stored ? stored->id : "";
+}
+
+bool SharedFile::IsOutdated(const std::string& id) const {
+  if (pending_.IsAbandoned()) return true;
+  const std::optional<Node> stored = stored_.known();
+  return pending_.IsClean() && (!stored || stored->id != id);
+}
+
+void SharedFile::StartEmpty() {
+  pending_.StartEmpty();
+  Touch();
+}
+
+std::size_t SharedFile::Read(VersionReader& reader, std::uint64_t offset, char* data,
+                             std::size_t count) {
+  if (const SpoolPtr shown = pending_.visible()) return ReadAt(shown->fd(), data, count, offset);
+  const std::optional<Node> stored = stored_.known();
+  if (!stored) return 0;
+  const std::string name = path();
+  return reader.Read({ToEntry(*stored, name), name}, offset, data, count);
+}
+
+std::size_t SharedFile::Write(std::uint64_t offset, const char* data, std::size_t count) {
+  while (!pending_.Write(offset, data, count)) Bring(UINT64_MAX);
+  Touch();
+  return count;
+}
+
+void SharedFile::Truncate(std::uint64_t size) {
+  if (Stat().size == size) return Touch();  // nothing that would make a new version
+  while (!pending_.Resize(size)) Bring(size);
+  Touch();
+}
+
+void SharedFile::Bring(std::uint64_t count) {
+  AboutToWait();
+  Lock transfer(transfer_);
+  if (pending_.visible()) return;
+  const std::optional<Node> stored = stored_.known();
+  pending_.Show(stored
+                    ? stored_.Bring(*stored, path(), count)
+                    : WithRoom(services_.reading.blocks, [&] { return services_.spool.Make(); }));
+}
+
+void SharedFile::SetTime(timespec time) {
+  {
+    Lock lock(state_);
+    modified_ = time;
+  }
+  const std::optional<Node> stored = stored_.known();
+  if (stored && !pending_.visible()) services_.times.Set(path(), stored->id, time);
+}
+
+void SharedFile::Retire() {
+  const std::optional<Node> stored = stored_.known();
+  if (!stored || !stored_.certain()) return;
+  const SpoolPtr contents = pending_.Retire();
+  if (!contents) return;
+  try {
+    services_.reading.blocks.Adopt(stored->id, stored->size, contents->file());
+  } catch (const FsError&) {
+    // Then it is read from the service when it is wanted again.
+  }
+}
+
+void SharedFile::Save() {
+  AboutToWait();
+  pending_.Seal();
+  SendWaiting(kAllRetries);
+}
+
+void SharedFile::Settle() {
+  if (!pending_.HasUnsealed()) return;
+  AboutToWait();
+  pending_.Seal();
+  pending_.Secure();
+}
+
+void SharedFile::SendWaiting(int retries) {
+  AboutToWait();
+  while (!TrySending(retries)) {
+    const Lock removed(removal_);  // or not: then it is sent after all
+  }
+}
+
+// False when it was given up for a removal that is under way.
+bool SharedFile::TrySending(int retries) try {
+  Lock transfer(transfer_);
+  if (!sender_.Send(retries)) return true;
+  if (const auto stored = stored_.known()) services_.times.Set(path(), stored->id, modified());
+  return true;
+} catch (const FsError& error) {
+  if (error.number() != ECANCELED) throw;
+  return false;
+}
+
+void SharedFile::Unlink(const std::string& name, bool open_elsewhere) {
+  AboutToWait();
+  Lock removal(removal_);
+  sender_.GiveUp();
+  Lock transfer(transfer_);
+  if (!Is(name)) throw FsError(ENOENT, name + ": was renamed or removed meanwhile");
+  if (const std::optional<Node> stored = stored_.Find(name)) {
+    // Deleting takes every version, so handles that stay open need the contents here.
+    if (open_elsewhere && !pending_.visible()) {
+      pending_.Show(stored_.Bring(*stored, name, UINT64_MAX));
+    }
+    stored_.Delete(*stored, name);
+  }
+  services_.times.Remove(name);
+  stored_.Set(std::nullopt);
+  pending_.Abandon();
+}
+
+void SharedFile::Move(const std::string& name, const std::string& target,
+                      const std::optional<Node>& seen, SharedFile* replaced) {
+  AboutToWait();
+  if (replaced == nullptr || replaced == this) {  // it may have been moved there meanwhile
+    Lock transfer(transfer_);
+    return MoveLocked(name, target, seen, nullptr);
+  }
+  LockBoth transfers(transfer_, replaced->transfer_);  // they may replace each other's file
+  MoveLocked(name, target, seen, replaced->Is(target) ? replaced : nullptr);
+}
+
+// What stands at a name that is to be replaced, if anything; where nothing was, nothing is looked
+// for. What a program saw there, or this mount has stored since, is all that it means to replace.
+std::optional<Node> SharedFile::Replaceable(const std::string& target,
+                                            const std::optional<Node>& seen,
+                                            const SharedFile* replaced) {
+  const bool ours = replaced != nullptr && replaced->stored_.certain();
+  const std::optional<Node> expected = ours ? replaced->stored_.known() : seen;
+  if (!expected) return std::nullopt;
+  std::optional<Node> found = stored_.Look(target);
+  if (found && found->id != expected->id) throw ChangedMeanwhile(target);
+  return found;
+}
+
+void SharedFile::Abandon() {
+  Lock removal(removal_);
+  sender_.GiveUp();
+  Lock transfer(transfer_);
+  pending_.Abandon();
+}
+
+// The stored version itself, also where something newer waits on top of it.
+Node SharedFile::CopyStored(const Node& stored, const std::string& target) {
+  SpoolPtr contents = pending_.Freeze();
+  if (!contents) contents = stored_.Bring(stored, path(), UINT64_MAX);
+  UploadControl control;
+  return stored_.Upload(target, *contents, control, kAllRetries);
+}
+
+// The old name goes only when the service holds the new one and the journal says it, so nothing is
+// lost and nothing comes back at any moment.
+void SharedFile::MoveLocked(const std::string& name, const std::string& target,
+                            const std::optional<Node>& seen, SharedFile* replaced) {
+  if (!Is(name)) throw FsError(ENOENT, name + ": was renamed or removed meanwhile");
+  const std::optional<Node> stored = stored_.Find(name);
+  const std::optional<Node> there = Replaceable(target, seen, replaced);
+  if (stored && !stored_.IsListed(*stored, name)) throw ChangedMeanwhile(name);
+  if (stored) {
+    services_.times.Set(target, CopyStored(*stored, target).id, modified());
+  } else {
+    stored_.Set(there);
+  }
+  if (replaced != nullptr && !replaced->IsSettled()) {
+    pending_.Seal();
+    pending_.Secure();
+  }
+  const std::optional<Node> moved = stored_.known();
+  pending_.Redirect(target, moved ? moved->id : "");
+  try {
+    if (stored) stored_.Delete(*stored, name);
+  } catch (const FsError&) {
+    pending_.Redirect(name, stored->id);
+    stored_.Set(stored);
+    stored_.Doubt();
+    throw;
+  }
+  services_.times.Remove(name);
+  if (replaced != nullptr) replaced->pending_.Abandon();
+}
+
+}  // namespace b2drive::mount

@@ -1,0 +1,86 @@
+#include "host/mount/journal/journal_entry.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+namespace b2drive::mount {
+namespace {
+
+using nlohmann::json;
+
+// Before an entry that counts in one boot only: it may be half written after a loss of power, and
+// is not missed then.
+constexpr char kPassing[] = " ";
+
+// A path need not be UTF-8 text, and JSON holds no other: each byte stands as a character of its
+// own then.
+json FromBytes(const std::string& bytes) {
+  json wide = json::array();
+  for (char byte : bytes) wide.push_back(static_cast<unsigned char>(byte));
+  return wide;
+}
+
+bool IsText(const std::string& bytes) {
+  try {
+    return !json(bytes).dump().empty();
+  } catch (const json::exception&) {
+    return false;
+  }
+}
+
+std::string ToBytes(const json& value) {
+  if (value.is_string()) return value.get<std::string>();
+  const auto bytes = value.get<std::vector<unsigned char>>();
+  return {bytes.begin(), bytes.end()};
+}
+
+JournalEntry EntryOf(const json& values) {
+  JournalEntry entry;
+  entry.file = values.at("file").get<std::string>();
+  entry.size = values.at("size").get<std::uint64_t>();
+  // Earlier versions of the program left out the order, which then was the file's, and the rest.
+  entry.order = values.value("order", std::strtoull(entry.file.c_str(), nullptr, 10));
+  entry.boot = values.value("boot", "");
+  entry.destination.path = ToBytes(values.at("path"));
+  entry.destination.base = values.value("base", "");
+  for (const json& one : values.value("attempted", json::array())) {
+    entry.destination.attempted.push_back(
+        {one.at(0).get<std::uint64_t>(), one.at(1).get<std::uint32_t>()});
+  }
+  return entry;
+}
+
+}  // namespace
+
+std::string EntryTextOf(const JournalEntry& entry) {
+  const Destination& destination = entry.destination;
+  json attempted = json::array();
+  for (const Fingerprint& one : destination.attempted) {
+    attempted.push_back({one.size, one.checksum});
+  }
+  json values{
+      {"file", entry.file},
+      {"size", entry.size},
+      {"order", entry.order},
+      {"path", IsText(destination.path) ? json(destination.path) : FromBytes(destination.path)},
+      {"base", destination.base},
+      {"attempted", attempted}};
+  const bool passing = !entry.boot.empty();
+  if (passing) values["boot"] = entry.boot;
+  return (passing ? kPassing : "") + values.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+EntryText ParseEntry(const std::string& text) {
+  if (std::ranges::all_of(text, [](char byte) { return byte == '\0'; })) {
+    return {EntryText::State::kUnfinished, {}};
+  }
+  try {
+    return {EntryText::State::kGood, EntryOf(json::parse(text))};
+  } catch (const json::exception&) {
+    const bool passing = text.starts_with(kPassing);
+    return {passing ? EntryText::State::kUnfinished : EntryText::State::kDamaged, {}};
+  }
+}
+
+}  // namespace b2drive::mount

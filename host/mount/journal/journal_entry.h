@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "host/mount/journal/spool.h"
+
+namespace b2drive::mount {
+
+// What a journal entry says, and its text: a JSON object.
+struct JournalEntry {
+  std::string file;        // name of the spool file, which tells an entry from a spare's older text
+  std::uint64_t size = 0;  // bytes of the contents
+  std::uint64_t order = 0;  // grows from entry to entry
+  std::string boot;         // the boot in which it counts; empty: in any
+  Destination destination;
+};
+
+std::string EntryTextOf(const JournalEntry& entry);
+
+struct EntryText {
+  enum class State { kGood, kUnfinished, kDamaged };
+  State state = State::kDamaged;
+  JournalEntry entry;  // when good
+};
+
+// Unfinished is what never reached the disk: nothing but zeros, nothing at all, or a part of an
+// entry that counts in one boot only.
+EntryText ParseEntry(const std::string& text);
+
+}  // namespace b2drive::mount

@@ -1,0 +1,129 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/common/thread_safety.h"
+#include "host/common/unique_fd.h"
+#include "host/mount/journal/disk.h"
+
+namespace b2drive::mount {
+
+// A file in the spool folder: contents that a program writes or that wait to be sent. Removed with
+// the object unless a journal entry names it.
+class SpoolFile {
+ public:
+  SpoolFile(Disk& disk, std::filesystem::path file, UniqueFd fd)
+      : disk_(disk), file_(std::move(file)), fd_(std::move(fd)) {}
+  ~SpoolFile();
+  SpoolFile(const SpoolFile&) = delete;
+  SpoolFile& operator=(const SpoolFile&) = delete;
+
+  int fd() const { return fd_.get(); }
+  const std::filesystem::path& file() const { return file_; }
+  std::uint64_t Size() const;  // bytes
+  bool IsSecured() const { return entry_ == Entry::kSecured; }
+
+ private:
+  friend class Spool;
+  enum class Entry { kNone, kWritten, kSecured };
+
+  Disk& disk_;
+  const std::filesystem::path file_;
+  UniqueFd fd_;
+  std::atomic<Entry> entry_{Entry::kNone};
+};
+using SpoolPtr = std::shared_ptr<SpoolFile>;
+
+// What tells contents apart without them.
+struct Fingerprint {
+  std::uint64_t size = 0;  // bytes
+  std::uint32_t checksum = 0;
+  bool operator==(const Fingerprint&) const = default;
+};
+
+// Where contents are to go, and what may stand there already.
+struct Destination {
+  std::string path;  // on the drive
+  std::string base;  // the identifier of the version that they follow; empty: there was none
+  // Earlier contents whose sending failed, and yet may have arrived.
+  std::vector<Fingerprint> attempted;
+};
+
+// Contents that were closed or synced and that the service does not hold yet.
+struct Unsent {
+  Destination destination;
+  SpoolPtr contents;
+};
+
+// The spool folder with its journal. Beside a spool file that is to be sent stands its entry, a
+// file of the same name and ".json" that says where it goes. An entry that is only written is
+// good as long as the machine runs (it carries the machine's boot): a killed mount finds it. A
+// secured one also survives a loss of power, and its contents with it; so does its striking. What
+// has no good entry was never acknowledged, and is removed at the next start. Of several for one
+// path the one entered last counts.
+//
+// Thread-safe, but for two calls on one file. All throw FsError.
+class Spool {
+ public:
+  // `boot` names the time since the machine was started.
+  Spool(Disk& disk, std::filesystem::path folder, std::string boot);
+
+  struct Found {
+    std::vector<Unsent> unsent;        // secured
+    std::vector<std::string> damaged;  // a line each: entries that cannot be read, kept aside
+  };
+  // What earlier mounts left unsent. To be called once, before anything else.
+  Found Recover();
+
+  SpoolPtr Make();
+  SpoolPtr Clone(const SpoolFile& original);
+  void Write(const SpoolFile& file, const char* data, std::size_t count,
+             std::uint64_t offset) const;
+  // As Write; gives 0 or an errno.
+  int TryWrite(const SpoolFile& file, const char* data, std::size_t count,
+               std::uint64_t offset) const;
+  void Resize(const SpoolFile& file, std::uint64_t size) const;
+
+  // Notes where `contents`, which do not change any more, are to be sent; also when they are noted
+  // already. An entry that was secured stays so.
+  void Enter(SpoolFile& contents, const Destination& destination);
+  // The same; the contents and the entry survive the machine.
+  void Secure(SpoolFile& contents, const Destination& destination);
+  // They were sent, or nobody wants them any more.
+  void Strike(SpoolFile& contents);
+
+ private:
+  struct Loaded;
+
+  void WriteEntry(SpoolFile& contents, const Destination& destination, bool secured);
+  Loaded Load(const std::filesystem::path& entry);
+  std::vector<Loaded> LoadAll();
+  void PutAside(const std::filesystem::path& entry);
+  void RemoveUnnamed();
+  std::vector<std::filesystem::path> Files(const std::filesystem::path& folder) const;
+  std::filesystem::path NewName(const char* suffix);
+  std::filesystem::path TakeSpare();
+  void KeepSpare(const std::filesystem::path& spare);
+  void Check(int error, const std::filesystem::path& file, const char* what) const;
+
+  Disk& disk_;
+  const std::filesystem::path folder_;
+  const std::filesystem::path aside_;
+  const std::string boot_;
+  Mutex mutex_;
+  std::uint64_t next_ B2_GUARDED_BY(mutex_) = 0;  // names files, and orders entries
+  // Entries that were struck, for the next ones: ext4 looks at every file removed in the last
+  // minute when it makes one, which would be most of the work of copying many small files.
+  std::vector<std::filesystem::path> spares_ B2_GUARDED_BY(mutex_);
+};
+
+// The boot of this machine, or a word for all of them when the system does not tell.
+std::string CurrentBoot();
+
+}  // namespace b2drive::mount

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "host/common/unique_fd.h"
+#include "host/mount/options.h"
+
+namespace b2drive::mount {
+
+// The folder to mount on, absolute. Throws HostError when it cannot be one: missing, no folder, not
+// empty. What a mount that was killed left there is cleared away.
+std::filesystem::path CheckMountpoint(const std::string& path, const MountOptions& options);
+
+// The account's part of the cache folder, locked against other mounts while the object lives.
+class CacheFolder {
+ public:
+  // Waits for a mount that is still sending before it gives up. Throws HostError.
+  CacheFolder(const std::filesystem::path& cache_dir, const std::string& account_id);
+
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  const std::filesystem::path path_;
+  UniqueFd lock_;
+};
+
+// Takes the mountpoint away; `lazily`: also under programs that use it. False when it is in use.
+bool Unmount(const std::filesystem::path& mountpoint, bool lazily);
+
+}  // namespace b2drive::mount

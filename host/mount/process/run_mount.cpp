@@ -1,0 +1,116 @@
+#include "host/mount/process/run_mount.h"
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <iostream>
+#include <thread>
+
+#include "host/common/unique_fd.h"
+#include "host/mount/kernel/fuse_mount.h"
+#include "host/mount/kernel/mountpoint.h"
+#include "host/mount/kernel/status_query.h"
+#include "host/mount/process/background.h"
+#include "host/terminal/interrupt.h"
+#include "host/terminal/notices.h"
+#include "host/terminal/text_format.h"
+
+namespace b2drive::mount {
+namespace {
+
+void RaiseLimits() {
+  rlimit files{};
+  if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+    files.rlim_cur = files.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &files);
+  }
+#ifdef __GLIBC__
+  // One heap for every few threads: many threads that each allocate a little need much otherwise.
+  constexpr int kHeaps = 4;
+  mallopt(M_ARENA_MAX, kHeaps);
+#endif
+}
+
+std::string Count(std::size_t files) {
+  return std::to_string(files) + (files == 1 ? " file" : " files");
+}
+
+ExitCode SendRest(FileSystem& files) {
+  std::size_t waiting = files.Waiting().size();
+  if (waiting == 0) return ExitCode::kSuccess;
+  Notice("unmounted; sending " + Count(waiting));
+  const auto left = files.Drain();
+  if (left.empty()) {
+    Notice("all sent");
+    return ExitCode::kSuccess;
+  }
+  Notice(Count(left.size()) + " could not be sent and will be by the next mount:");
+  for (const Delay& delay : left) Notice("  " + delay.path + ": " + delay.reason);
+  return ExitCode::kPartly;
+}
+
+MountOptions OptionsOf(const MountRequest& request) {
+  MountOptions options = ParseMountOptions(request.options);
+  options.foreign_plugin = request.foreign_plugin;
+  if (request.foreign_plugin && !options.read_only) {
+    Notice("read only: a plug-in of another maker may delete more than it is told to");
+    options.read_only = true;
+  }
+  return options;
+}
+
+// Ends all waiting; and the program, if a call that the service does not answer still runs then.
+void EndSoon(FileSystem& files) {
+  files.Hurry();
+  const ExitCode code = files.Waiting().empty() ? ExitCode::kInterrupted : ExitCode::kPartly;
+  std::thread([code] {
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    Notice("ended while the service did not answer");
+    _exit(static_cast<int>(code));
+  }).detach();
+}
+
+}  // namespace
+
+ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& connect) {
+  RaiseLimits();
+  const MountOptions options = OptionsOf(request);
+  const auto mountpoint = CheckMountpoint(request.mountpoint, options);
+  CacheFolder cache(options.cache_dir, request.account_id);
+  LiveSession live(connect);
+  FileSystem files(live, options, cache.path());
+  FuseContext context(files, options, [&] {
+    if (request.live_fd) ReportLive(*request.live_fd);
+  });
+  FuseMount mounted(context, mountpoint);
+  InterruptTakeover signals([&](int times) {
+    constexpr int kPatience = 2;
+    mounted.Stop(times);
+    if (times > kPatience) EndSoon(files);
+  });
+  mounted.Serve();
+  context.background.Finish();
+  return SendRest(files);
+}
+
+ExitCode PrintStatus(const std::string& mountpoint) {
+  UniqueFd folder(open(mountpoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder) throw LocalFailure(mountpoint, errno);
+  StatusQuery query{};
+  for (;; ++query.index) {
+    if (ioctl(folder.get(), kStatusRequest, &query) != 0) {
+      if (errno != ENOTTY && errno != EINVAL) throw LocalFailure(mountpoint, errno);
+      throw HostError(ExitCode::kWrongKind, mountpoint + ": b2drive is not mounted there");
+    }
+    if (query.text[0] == '\0') break;
+    std::cout << EscapeControls(query.text) << "\n";
+  }
+  if (query.index == 0) std::cout << "everything is on the service\n";
+  return ExitCode::kSuccess;
+}
+
+}  // namespace b2drive::mount

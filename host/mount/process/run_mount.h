@@ -1,0 +1,29 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/common/errors.h"
+#include "host/mount/options.h"
+#include "host/patient/live_session.h"
+
+namespace b2drive::mount {
+
+struct MountRequest {
+  std::string mountpoint;
+  std::string options;
+  std::string account_id;
+  std::optional<int> live_fd;  // where someone waits for the mount to be live
+  // Whether the plug-in is another than the program's own; the mount is read only then.
+  bool foreign_plugin = false;
+};
+
+// Mounts the drive, serves it until it is unmounted, and sends what is left. kPartly when something
+// could not be sent and waits for the next mount. Throws HostError.
+ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& connect);
+
+// Prints what is not on the service yet. Throws HostError when nothing of ours is mounted there.
+ExitCode PrintStatus(const std::string& mountpoint);
+
+}  // namespace b2drive::mount

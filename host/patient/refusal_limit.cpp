@@ -1,0 +1,24 @@
+#include "host/patient/refusal_limit.h"
+
+namespace b2drive {
+namespace {
+
+// What the plug-in answers with another attempt. It waits out 429 itself.
+bool IsRepeated(int status) { return status == 401 || status == 408 || status == 500; }
+
+}  // namespace
+
+RefusalLimit::RefusalLimit(const ActiveTransfer& transfer, Attempts attempts)
+    : transfer_(transfer),
+      attempts_(attempts),
+      watch_([this](const Answer& answer) { Note(answer); }) {}
+
+void RefusalLimit::Note(const Answer& answer) {
+  large_file_begun_ = answer.large_files_begun > 0;
+  if (!IsRepeated(answer.status)) return;
+  if (attempts_.WaitForNext()) return;
+  last_straw_ = answer;
+  transfer_.state().state = TRANSFER_CANCELED;
+}
+
+}  // namespace b2drive

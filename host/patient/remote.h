@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/common/fs_error.h"
+#include "host/common/retry.h"
+#include "host/patient/live_session.h"
+#include "host/patient/upload_control.h"
+#include "host/plugin/drive.h"
+
+namespace b2drive {
+
+// One range of a file that is to be read.
+struct RangeRequest {
+  Entry file;
+  std::string path;
+  std::uint64_t offset = 0;  // bytes
+  std::uint64_t length = 0;  // at least 1
+};
+
+// Takes `count` bytes of the file from `offset` on; 0 or an errno, which ends the read. Offsets
+// ascend, but the bytes after a broken piece may come twice.
+using RangeSink = std::function<int(std::uint64_t offset, const char* data, std::size_t count)>;
+
+// For `retries`: as many as the mount was told.
+inline constexpr int kAllRetries = -1;
+
+// The drive's operations with a session that is kept alive and with repetition of what may be
+// repeated. All throw FsError. `path` is for messages only. Any number of threads may call.
+class Remote {
+ public:
+  // `ranges_are_checked`: whether the plug-in delivers no byte before it knows that the answer is
+  // the range that was asked for; others tell at the end of a read.
+  Remote(LiveSession& live, int retries, Pauses& pauses, bool ranges_are_checked)
+      : live_(live), retries_(retries), pauses_(pauses), ranges_are_checked_(ranges_are_checked) {}
+
+  bool ranges_are_checked() const { return ranges_are_checked_; }
+
+  Listing List(const std::string& folder_id, const std::string& path);
+
+  // Delivers the range piece by piece, after a failure from the byte reached.
+  void Read(const RangeRequest& request, const RangeSink& sink);
+
+  // Stores the `size` bytes behind `fd` under `path`, whose last name it takes. What a large one
+  // leaves behind when it is repeated or fails is noted in `control`.
+  Entry Upload(const std::string& parent_id, const std::string& path, int fd, std::uint64_t size,
+               UploadControl& control, int retries);
+
+  // Whether the folder would stay without its files.
+  bool HasMarker(const std::string& folder_id, const std::string& path);
+  // Makes the folder's marker object; its entry is the object's.
+  Entry MakeMarker(const std::string& folder_id, const std::string& path);
+
+  Entry MakeBucket(const std::string& name, const std::string& path);
+  void DeleteBucket(const Entry& bucket, const std::string& path);
+
+  // Deletes every version of exactly this file; ESTALE when `file` is not the latest one any more.
+  // What the library counts as deleted is believed only when nothing went wrong on the way; else
+  // `still_there` looks, and gives the entry that is left.
+  using Look = std::function<std::optional<Entry>()>;
+  void DeleteFile(const Entry& file, const std::string& path, const Look& still_there);
+
+  std::uint64_t TotalBytes();
+  // Ends what runs and lets nothing begin.
+  void CancelAll() { transfers_.Cancel(); }
+
+ private:
+  template <typename Operation>
+  auto Call(const std::string& path, Attempts attempts, Operation operation);
+  void Recover(const HostError& error, const std::shared_ptr<Session>& session, int& renewals,
+               Attempts& attempts);
+
+  LiveSession& live_;
+  const int retries_;
+  Pauses& pauses_;
+  Transfers transfers_;
+  const bool ranges_are_checked_;
+};
+
+}  // namespace b2drive

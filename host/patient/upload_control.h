@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+
+#include "host/common/thread_safety.h"
+#include "host/plugin/transfers.h"
+
+namespace b2drive {
+
+// Large files that an upload began and did not finish. The service keeps their parts, and counts
+// them, until someone cancels them there.
+struct Unfinished {
+  int files = 0;
+  std::uint64_t bytes = 0;  // at most
+};
+
+// Lets another thread give an upload up, and tells what it left behind. Thread-safe.
+class UploadControl {
+ public:
+  void GiveUp() {
+    Lock lock(mutex_);
+    given_up_ = true;
+    if (running_ != nullptr) running_->state().state = TRANSFER_CANCELED;
+  }
+  bool given_up() const {
+    Lock lock(mutex_);
+    return given_up_;
+  }
+
+  void NoteUnfinished(const Unfinished& more) {
+    Lock lock(mutex_);
+    unfinished_.files += more.files;
+    unfinished_.bytes += more.bytes;
+  }
+  Unfinished unfinished() const {
+    Lock lock(mutex_);
+    return unfinished_;
+  }
+
+  // While the object lives, `transfer` is what GiveUp ends.
+  class Attached {
+   public:
+    Attached(UploadControl& control, const ActiveTransfer& transfer) : control_(control) {
+      Lock lock(control_.mutex_);
+      control_.running_ = &transfer;
+      if (control_.given_up_) transfer.state().state = TRANSFER_CANCELED;
+    }
+    ~Attached() {
+      Lock lock(control_.mutex_);
+      control_.running_ = nullptr;
+    }
+    Attached(const Attached&) = delete;
+    Attached& operator=(const Attached&) = delete;
+
+   private:
+    UploadControl& control_;
+  };
+
+ private:
+  mutable Mutex mutex_;
+  const ActiveTransfer* running_ B2_GUARDED_BY(mutex_) = nullptr;
+  bool given_up_ B2_GUARDED_BY(mutex_) = false;
+  Unfinished unfinished_ B2_GUARDED_BY(mutex_);
+};
+
+}  // namespace b2drive

@@ -1,0 +1,73 @@
+#include "host/plugin/body_decoder.h"
+
+#include <zlib.h>
+
+#include <array>
+#include <istream>
+#include <memory>
+#include <ostream>
+
+namespace b2drive {
+namespace {
+
+constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+
+bool IsHex(std::string_view text) {
+  return !text.empty() && text.find_first_not_of(kHexDigits) == std::string_view::npos;
+}
+
+std::optional<std::string> DecodeHex(std::string_view hex) {
+  if (hex.size() % 2 != 0 || !IsHex(hex)) return std::nullopt;
+  std::string bytes;
+  bytes.reserve(hex.size() / 2);
+  for (std::size_t i = 0; i < hex.size(); i += 2) {
+    bytes += static_cast<char>(kHexDigits.find(hex[i]) * 16 + kHexDigits.find(hex[i + 1]));
+  }
+  return bytes;
+}
+
+std::optional<std::string> Inflate(std::string stream_bytes) {
+  z_stream stream{};
+  if (inflateInit(&stream) != Z_OK) return std::nullopt;
+  std::unique_ptr<z_stream, int (*)(z_stream*)> guard(&stream, inflateEnd);
+  stream.next_in = reinterpret_cast<Bytef*>(stream_bytes.data());
+  stream.avail_in = static_cast<uInt>(stream_bytes.size());
+  std::string out;
+  std::array<char, 32768> piece{};
+  int result = Z_OK;
+  while (result == Z_OK) {
+    stream.next_out = reinterpret_cast<Bytef*>(piece.data());
+    stream.avail_out = static_cast<uInt>(piece.size());
+    result = inflate(&stream, Z_NO_FLUSH);
+    out.append(piece.data(), piece.size() - stream.avail_out);
+  }
+  if (result != Z_STREAM_END) return std::nullopt;
+  return out;
+}
+
+}  // namespace
+
+std::optional<std::string> InflateBody(std::string_view hex) {
+  // The module drops the header, which differs only in bits that inflating does not need.
+  auto bytes = DecodeHex(hex);
+  return bytes ? Inflate("\x78\x9C" + *bytes) : std::nullopt;
+}
+
+int DecodeBodyLog(std::istream& in, std::ostream& out) {
+  int damaged = 0;
+  bool body_follows = false;
+  std::string line;
+  while (std::getline(in, line)) {
+    if (body_follows && IsHex(line)) {
+      auto body = InflateBody(line);
+      if (!body) ++damaged;
+      out << (body ? *body : line) << '\n';
+      continue;
+    }
+    out << line << '\n';
+    body_follows = line.ends_with(">> ") || line.ends_with(">>");
+  }
+  return damaged;
+}
+
+}  // namespace b2drive

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "host/plugin/fetch_sink.h"
+#include "host/plugin/file_cache.h"
+#include "host/plugin/listing_sink.h"
+#include "host/plugin/transfers.h"
+#include "protocol/protocol.h"
+
+namespace b2drive {
+
+// The object that keeps a folder without files. No listing shows it.
+inline constexpr char kMarkerName[] = ".bzEmpty";
+
+// Said of a failed upload that was begun in parts.
+inline constexpr char kLeftover[] =
+    "an unfinished large file may be left on the service, which costs storage: remove it with the "
+    "service's web page or a client that cancels unfinished large files, or let a lifecycle rule "
+    "do so";
+
+// The operations of a connected protocol object as calls that throw: a HostError that says what the
+// service answered. `path` is what the user knows the item as, for messages only. Any number of
+// threads may call.
+class Drive {
+ public:
+  explicit Drive(IProtocol_V2& protocol) : protocol_(protocol) {}  // borrowed
+
+  // The direct children of a folder, as the service orders them. No two of one kind have the same
+  // name.
+  Listing List(const std::string& id, const std::string& path);
+
+  // Delivers `length` bytes from `offset` to `sink`, which gets its Finish. `length` must be at
+  // least 1: the service answers a request for none with the whole file.
+  void Read(const Entry& file, const std::string& path, std::uint64_t offset, std::uint64_t length,
+            FetchSink& sink, const ActiveTransfer& transfer);
+
+  // Stores `size` bytes of `contents` as the file `name` in the folder `parent_id`.
+  Entry Upload(const std::string& parent_id, const std::string& name, const std::string& path,
+               std::uint64_t size, FileCache& contents, const ActiveTransfer& transfer);
+
+  // Makes a folder, or in the root a bucket.
+  Entry MakeFolder(const std::string& parent_id, const std::string& name, const std::string& path);
+
+  // Whether a folder has a marker object, so that it stays when its last file goes.
+  bool HasMarker(const std::string& folder_id, const std::string& path);
+
+  // The account's storage in bytes.
+  std::uint64_t TotalBytes();
+
+  // Deletes all versions of a file.
+  void DeleteFile(const Entry& file, const std::string& path);
+
+  // Deletes an empty bucket, or a folder with everything in it.
+  void DeleteFolder(const Entry& folder, const std::string& path);
+
+ private:
+  void Call(const std::string& path, const std::function<AERROR()>& operation);
+
+  IProtocol_V2& protocol_;
+};
+
+}  // namespace b2drive

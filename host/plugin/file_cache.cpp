@@ -1,0 +1,22 @@
+#include "host/plugin/file_cache.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace b2drive {
+
+AERROR FileCache::Write(long long, const void*, int, int) { return AERROR::NOT_SUPPORTED; }
+
+AERROR FileCache::Read(_FS_HANDLE*, long long offset, void* data, int count, int* read) {
+  ssize_t got = 0;
+  do {
+    got = pread(fd_, data, static_cast<std::size_t>(count), offset);
+  } while (got < 0 && errno == EINTR);
+  *read = static_cast<int>(got > 0 ? got : 0);
+  if (got < 0) error_number_ = errno;
+  if (got == 0 && count > 0) error_number_ = ENODATA;
+  return error_number_ == 0 ? AERROR::SUCCESS : AERROR::CACHE_READ_FAILED;
+}
+
+}  // namespace b2drive

@@ -1,0 +1,65 @@
+#include "host/plugin/session.h"
+
+#include "host/plugin/form_values.h"
+#include "host/plugin/host_log.h"
+#include "host/plugin/service_failure.h"
+
+namespace b2drive {
+namespace {
+
+void RefuseUnverified() {
+  if (!HostLog::ServersUnverified()) return;
+  throw HostError(ExitCode::kNoCaBundle,
+                  "the plug-in found no ../Frameworks/cacert.pem beside the program's folder and "
+                  "cannot check who answers; nothing more is sent");
+}
+
+}  // namespace
+
+AERROR Session::Manager::GetText(const char*, char* buffer, int* size) {
+  if (*size < 1) return AERROR::INSUFFICIENT_BUFFER;
+  buffer[0] = '\0';
+  *size = 0;
+  return AERROR::SUCCESS;
+}
+
+AERROR Session::NoInteractiveSignIn::Authorize(const char*, char**) {
+  return AERROR::NOT_SUPPORTED;
+}
+
+Session::Session(const PluginLibrary& library, const Account& account,
+                 const SessionOptions& options)
+    : protocol_(library.MakeProtocol(manager_)), drive_(*protocol_) {
+  SetOptions(options);
+  Connect(account);
+}
+
+void Session::SetOptions(const SessionOptions& options) {
+  protocol_->SetOpt("exact_delete", "true");
+  protocol_->SetOpt("delete_if_unchanged", "true");
+  protocol_->SetOpt("strict_answers", "true");
+  // Bytes a second; less than half of 1 KB/s, the lowest limit that a user can set.
+  protocol_->SetOpt("low_speed_limit", "500");
+  if (options.proxy || options.limit_kb) {
+    protocol_->SetOpt("option_fields", OptionFormValues(options.proxy, options.limit_kb).c_str());
+  }
+  if (options.log_bodies) protocol_->SetOpt("verbose", "on");
+}
+
+void Session::Connect(const Account& account) {
+  RefuseUnverified();
+  HostLog::ForgetAnswer();
+  AERROR code = protocol_->Connect(&sign_in_, AccountFormValues(account).c_str());
+  RefuseUnverified();
+  if (code != AERROR::SUCCESS) {
+    if (HostLog::LastAnswer().status == 401) {
+      throw HostError(ExitCode::kSignInRefused,
+                      "sign in: the service answered 401: check the application key", code);
+    }
+    throw ServiceFailure("sign in", code, HostLog::LastAnswer());
+  }
+  // The key's ID signs in, but the calls that name an account want the account's.
+  protocol_->SetOpt("access_key", account.AccountId().c_str());
+}
+
+}  // namespace b2drive

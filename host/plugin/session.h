@@ -1,0 +1,48 @@
+#pragma once
+
+#include <optional>
+
+#include "host/plugin/account.h"
+#include "host/plugin/drive.h"
+#include "host/plugin/plugin_library.h"
+
+namespace b2drive {
+
+struct SessionOptions {
+  std::optional<_PROXYINFO> proxy;
+  std::optional<long long> limit_kb;  // 1024 bytes a second
+  bool log_bodies = false;            // the plug-in logs every answer's body
+};
+
+// One account, connected from construction to destruction. `library` must outlive it.
+class Session {
+ public:
+  // Throws kSignInRefused, kNetwork when the service cannot be reached, or kNoCaBundle once the
+  // plug-in has said that it does not check who the servers are.
+  Session(const PluginLibrary& library, const Account& account, const SessionOptions& options);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  Drive& drive() { return drive_; }
+
+ private:
+  // The plug-in asks for one text, whose use is the host's; this host has none.
+  class Manager final : public IProtocolManager {
+   public:
+    AERROR GetText(const char* key, char* buffer, int* size) override;
+  };
+  class NoInteractiveSignIn final : public IProtocolAuth {
+   public:
+    AERROR Authorize(const char* url, char** answer) override;
+  };
+
+  void SetOptions(const SessionOptions& options);
+  void Connect(const Account& account);
+
+  Manager manager_;
+  NoInteractiveSignIn sign_in_;
+  ProtocolPtr protocol_;
+  Drive drive_;
+};
+
+}  // namespace b2drive

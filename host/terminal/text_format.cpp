@@ -1,0 +1,106 @@
+#include "host/terminal/text_format.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace b2drive {
+namespace {
+
+struct Range {
+  char32_t first;
+  char32_t last;
+};
+
+// Control characters, and those that show nothing but can turn, hide or break what is near them.
+// Joiners stay: several scripts are written with them.
+constexpr std::array kEscaped = {
+    Range{0, 0x1F},        Range{0x7F, 0x9F},     Range{0xAD, 0xAD},     Range{0x61C, 0x61C},
+    Range{0x180E, 0x180E}, Range{0x200B, 0x200B}, Range{0x200E, 0x200F}, Range{0x2028, 0x202E},
+    Range{0x2060, 0x206F}, Range{0xFEFF, 0xFEFF}, Range{0xFFF9, 0xFFFB}, Range{0xE0000, 0xE007F},
+};
+
+struct Character {
+  char32_t code = 0;
+  std::size_t bytes = 0;  // 0: no UTF-8
+};
+
+std::size_t SequenceLength(unsigned char lead) {
+  if (lead < 0x80) return 1;
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+}
+
+// The first character of `text`, which is not empty.
+Character Decode(std::string_view text) {
+  auto lead = static_cast<unsigned char>(text.front());
+  const std::size_t bytes = SequenceLength(lead);
+  if (bytes < 2) return {lead, bytes};
+  if (bytes > text.size()) return {};
+  char32_t code = lead & (0x7Fu >> bytes);
+  for (char next : text.substr(1, bytes - 1)) {
+    if ((static_cast<unsigned char>(next) & 0xC0) != 0x80) return {};
+    code = code << 6 | (static_cast<unsigned char>(next) & 0x3F);
+  }
+  return {code, bytes};
+}
+
+bool IsShown(const Character& character) {
+  return character.bytes > 0 && std::ranges::none_of(kEscaped, [&](const Range& range) {
+           return range.first <= character.code && character.code <= range.last;
+         });
+}
+
+void AppendEscape(std::string& out, char byte) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  auto value = static_cast<unsigned char>(byte);
+  out += {'\\', 'x', kDigits[value >> 4], kDigits[value & 15]};
+}
+
+}  // namespace
+
+std::string EscapeControls(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  while (!text.empty()) {
+    const Character character = Decode(text);
+    const std::string_view bytes = text.substr(0, std::max<std::size_t>(character.bytes, 1));
+    if (IsShown(character)) {
+      out += bytes;
+    } else {
+      for (char byte : bytes) AppendEscape(out, byte);
+    }
+    text.remove_prefix(bytes.size());
+  }
+  return out;
+}
+
+std::string FormatBytes(double bytes) {
+  constexpr std::array kUnits = {"B", "kB", "MB", "GB", "TB", "PB"};
+  std::size_t unit = 0;
+  // 999.5 already prints as 1000.
+  while (bytes >= 999.5 && unit + 1 < kUnits.size()) {
+    bytes /= 1000;
+    ++unit;
+  }
+  std::array<char, 32> text{};
+  const char* format = unit > 0 && bytes < 9.95 ? "%.1f %s" : "%.0f %s";
+  std::snprintf(text.data(), text.size(), format, bytes, kUnits[unit]);
+  return text.data();
+}
+
+std::string FormatDuration(std::int64_t seconds) {
+  if (seconds < 0) return "-:--";
+  std::array<char, 32> text{};
+  auto hours = static_cast<long long>(seconds / 3600);
+  auto minutes = static_cast<int>(seconds / 60 % 60);
+  auto rest = static_cast<int>(seconds % 60);
+  if (hours > 0) {
+    std::snprintf(text.data(), text.size(), "%lld:%02d:%02d", hours, minutes, rest);
+  } else {
+    std::snprintf(text.data(), text.size(), "%d:%02d", minutes, rest);
+  }
+  return text.data();
+}
+
+}  // namespace b2drive
