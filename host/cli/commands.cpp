@@ -43,12 +43,12 @@ ExitCode ForEach(const std::string& command, std::size_t count,
   return result;
 }
 
-void CallForBucket(const RemotePath& path, const char* likely_reason,
+void CallForBucket(const std::string& path, const char* likely_reason,
                    const std::function<void()>& call) {
   try {
     call();
   } catch (const HostError& error) {
-    if (!path.IsBucket() || error.exit_code() != ExitCode::kFailed) throw;
+    if (!IsBucket(path) || error.exit_code() != ExitCode::kFailed) throw;
     throw HostError(error.exit_code(), std::string(error.what()) + "; " + likely_reason,
                     error.code());
   }

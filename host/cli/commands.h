@@ -50,7 +50,7 @@ ExitCode ForEach(const std::string& command, std::size_t count,
 
 // The service refuses requests for buckets without a reason that reaches the host, so the likely
 // one is added to a refusal that has no code of its own.
-void CallForBucket(const RemotePath& path, const char* likely_reason,
+void CallForBucket(const std::string& path, const char* likely_reason,
                    const std::function<void()>& call);
 
 }  // namespace b2drive::cli

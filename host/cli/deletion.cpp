@@ -1,5 +1,7 @@
 #include "host/cli/deletion.h"
 
+#include <algorithm>
+
 #include "host/cli/commands.h"
 #include "host/common/errors.h"
 #include "host/terminal/terminal.h"
@@ -13,7 +15,7 @@ std::string Summary(const std::vector<Victim>& victims) {
   constexpr std::size_t kShown = 3;
   std::string text;
   for (std::size_t i = 0; i < victims.size() && i < kShown; ++i) {
-    text += (i > 0 ? ", " : "") + victims[i].path.Text();
+    text += (i > 0 ? ", " : "") + victims[i].path;
   }
   if (victims.size() > kShown) text += " and " + std::to_string(victims.size() - kShown) + " more";
   return text;
@@ -21,19 +23,19 @@ std::string Summary(const std::vector<Victim>& victims) {
 
 }  // namespace
 
-void CheckDeletable(const RemotePath& path) {
-  if (path.IsRoot()) throw HostError(ExitCode::kUsage, "/: the root cannot be deleted");
-  if (!path.is_ambiguous()) return;
+void CheckDeletable(const PathArgument& argument) {
+  if (IsRoot(argument.path)) throw HostError(ExitCode::kUsage, "/: the root cannot be deleted");
+  if (!argument.ambiguous) return;
   throw HostError(ExitCode::kUsage,
-                  path.Text() +
+                  argument.path +
                       ": several slashes in a row are another name to the service; nothing was "
                       "deleted");
 }
 
 void Count(PathIndex& index, const Victim& victim, Amount& amount) {
   // Longer than any name of the service: it would go on for ever.
-  constexpr std::size_t kDeepest = 1024;
-  if (victim.path.names().size() > kDeepest) {
+  constexpr std::ptrdiff_t kDeepest = 1024;
+  if (std::ranges::count(victim.path, '/') > kDeepest) {
     throw HostError(ExitCode::kFailed, "folders go down without end; nothing was deleted");
   }
   ++amount.items;
@@ -44,7 +46,7 @@ void Count(PathIndex& index, const Victim& victim, Amount& amount) {
     return;
   }
   for (const Entry& child : *index.Children(victim.path)) {
-    Count(index, {victim.path.Child(child.name), child}, amount);
+    Count(index, {Join(victim.path, child.name), child}, amount);
   }
 }
 
@@ -67,7 +69,7 @@ void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& count, bo
 void DeleteFolder(Drive& drive, const Victim& victim) {
   CallForBucket(victim.path,
                 "a bucket can hold hidden files or unfinished large files that no listing shows",
-                [&] { drive.DeleteFolder(victim.entry, victim.path.Text()); });
+                [&] { drive.DeleteFolder(victim.entry, victim.path); });
 }
 
 std::vector<std::string> LongerNames(const Listing& folder, const std::string& name) {

@@ -8,7 +8,7 @@ namespace b2drive::cli {
 
 // Something that is to be deleted.
 struct Victim {
-  RemotePath path;
+  std::string path;
   Entry entry;
 };
 
@@ -18,8 +18,8 @@ struct Amount {
   bool at_least = false;  // more, in folders whose name is empty, which cannot be listed
 };
 
-// Throws kUsage unless `path` names one thing that can be deleted.
-void CheckDeletable(const RemotePath& path);
+// Throws kUsage unless `argument` names one thing that can be deleted.
+void CheckDeletable(const PathArgument& argument);
 
 // Adds what goes with `victim`: itself, and for a folder everything below it.
 void Count(PathIndex& index, const Victim& victim, Amount& amount);

@@ -15,52 +15,51 @@ struct RmdirOptions {
   std::vector<std::string> paths;
 };
 
-void MakeOne(Context& context, const RemotePath& path) {
+void MakeOne(Context& context, const PathArgument& argument) {
   PathIndex& index = context.index();
-  if (auto found = index.Lookup(path)) {
+  const std::string& path = argument.path;
+  if (auto found = index.Lookup(argument)) {
     throw HostError(ExitCode::kExists,
-                    path.Text() + ": exists already, a " + (found->folder ? "folder" : "file"));
+                    path + ": exists already, a " + (found->folder ? "folder" : "file"));
   }
-  Entry parent = index.FindFolder(path.Parent());
+  Entry parent = index.FindFolder(ParentOf(path));
   CallForBucket(path,
                 "a bucket's name has 6 to 50 letters, digits and -, and no other account may have "
                 "a bucket of that name",
                 [&] { context.storage().MakeFolder(parent, path); });
-  index.Forget(path.Parent());
+  index.Forget(ParentOf(path));
 }
 
-void MakeWithParents(Context& context, const RemotePath& path) {
-  RemotePath walked;
-  for (const std::string& name : path.names()) {
-    walked = walked.Child(name);
-    auto found = context.index().Lookup(RemotePath(walked.Text() + "/"));
-    if (!found) MakeOne(context, walked);
+void MakeWithParents(Context& context, const std::string& path) {
+  std::string walked = "/";
+  for (const std::string& name : NamesOf(path)) {
+    walked = Join(walked, name);
+    if (!context.index().LookupFolder(walked)) MakeOne(context, PathArgument(walked));
   }
 }
 
 ExitCode RunMkdir(Context& context, const MkdirOptions& options) {
   return ForEach("mkdir", options.paths.size(), [&](std::size_t at) {
-    RemotePath path(options.paths[at]);
-    options.parents ? MakeWithParents(context, path) : MakeOne(context, path);
+    const PathArgument argument(options.paths[at]);
+    options.parents ? MakeWithParents(context, argument.path) : MakeOne(context, argument);
   });
 }
 
-Victim EmptyFolder(PathIndex& index, const RemotePath& path) {
-  CheckDeletable(path);
+Victim EmptyFolder(PathIndex& index, const std::string& path) {
   Victim victim{path, index.FindFolder(path)};
-  if (!index.Children(path)->empty()) throw ServiceFailure(path.Text(), AERROR::DIR_NOT_EMPTY, {});
+  if (!index.Children(path)->empty()) throw ServiceFailure(path, AERROR::DIR_NOT_EMPTY, {});
   return victim;
 }
 
 // Takes only what keeps the folder: what came into it since it was looked at stays.
-void RemoveOne(Context& context, const RemotePath& path) {
+void RemoveOne(Context& context, const std::string& path) {
   context.index().Forget(path);
   Victim victim = EmptyFolder(context.index(), path);
-  if (path.IsBucket()) return DeleteFolder(context.drive(), victim);
+  if (IsBucket(path)) return DeleteFolder(context.drive(), victim);
   if (context.storage().RemoveMarker(victim.entry, path)) return;
-  context.index().Forget(path.Parent());
+  context.index().Forget(ParentOf(path));
   context.index().FindFolder(path);
-  throw HostError(ExitCode::kNotEmpty, path.Text() +
+  throw HostError(ExitCode::kNotEmpty, path +
                                            ": the folder holds names that no listing "
                                            "shows; rm -r deletes them too");
 }
@@ -68,7 +67,9 @@ void RemoveOne(Context& context, const RemotePath& path) {
 ExitCode RunRmdir(Context& context, const RmdirOptions& options) {
   std::vector<Victim> victims;
   for (const std::string& path : options.paths) {
-    victims.push_back(EmptyFolder(context.index(), RemotePath(path)));
+    const PathArgument argument(path);
+    CheckDeletable(argument);
+    victims.push_back(EmptyFolder(context.index(), argument.path));
   }
   ConfirmDeletion(victims, {victims.size()}, options.yes, context.index());
   return ForEach("rmdir", victims.size(),

@@ -27,15 +27,15 @@ std::string Shown(const std::string& text) {
   return StdoutIsTerminal() ? EscapeControls(text) : text;
 }
 
-Json ToJson(const Entry& entry, const RemotePath& path) {
-  Json json = {{"path", path.Text()},
+Json ToJson(const Entry& entry, const std::string& path) {
+  Json json = {{"path", path},
                {"name", entry.name},
-               {"type", !entry.folder     ? "file"
-                        : path.IsBucket() ? "bucket"
-                                          : "folder"}};
+               {"type", !entry.folder    ? "file"
+                        : IsBucket(path) ? "bucket"
+                                         : "folder"}};
   if (!entry.folder) {
     json["size"] = entry.size;
-    json["modified"] = entry.modified;
+    json["modified"] = TimeText(entry.modified);
   }
   json["id"] = entry.id;
   return json;
@@ -56,8 +56,8 @@ void PrintDetails(const Listing& entries) {
   for (const Entry& entry : entries) width = std::max(width, SizeText(entry).size());
   for (const Entry& entry : entries) {
     std::cout << std::right << std::setw(static_cast<int>(width)) << SizeText(entry) << "  "
-              << std::left << std::setw(24) << (entry.folder ? "-" : Shown(entry.modified)) << "  "
-              << Shown(entry.name) << (entry.folder ? "/" : "") << "\n";
+              << std::left << std::setw(24) << (entry.folder ? "-" : TimeText(entry.modified))
+              << "  " << Shown(entry.name) << (entry.folder ? "/" : "") << "\n";
   }
 }
 
@@ -68,15 +68,16 @@ void PrintNames(const Listing& entries) {
 }
 
 ExitCode RunLs(Context& context, const LsOptions& options) {
-  RemotePath path(options.path);
-  Entry entry = context.index().Find(path);
-  RemotePath folder = entry.folder ? path : path.Parent();
+  const PathArgument argument(options.path);
+  const std::string& path = argument.path;
+  Entry entry = context.index().Find(argument);
+  std::string folder = entry.folder ? path : ParentOf(path);
   auto listing = entry.folder ? context.index().Children(path)
                               : std::make_shared<const Listing>(Listing{entry});
   const Listing& entries = *listing;
   if (options.json) {
     Json all = Json::array();
-    for (const Entry& each : entries) all.push_back(ToJson(each, folder.Child(each.name)));
+    for (const Entry& each : entries) all.push_back(ToJson(each, Join(folder, each.name)));
     PrintJson(all);
   } else if (options.details) {
     PrintDetails(entries);
@@ -87,9 +88,9 @@ ExitCode RunLs(Context& context, const LsOptions& options) {
 }
 
 ExitCode RunStat(Context& context, const StatOptions& options) {
-  RemotePath path(options.path);
-  Json json = ToJson(context.index().Find(path), path);
-  if (path.IsRoot()) json["type"] = "root";
+  const PathArgument argument(options.path);
+  Json json = ToJson(context.index().Find(argument), argument.path);
+  if (IsRoot(argument.path)) json["type"] = "root";
   if (options.json) {
     PrintJson(json);
     return ExitCode::kSuccess;

@@ -1,6 +1,6 @@
 #include "host/cli/commands.h"
-#include "host/mount/options.h"
 #include "host/mount/process/background.h"
+#include "host/mount/process/options.h"
 #include "host/mount/process/run_mount.h"
 
 namespace b2drive::cli {

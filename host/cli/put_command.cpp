@@ -53,7 +53,7 @@ class UploadCrew {
       } catch (const HostError& error) {
         Fail(error);
       } catch (const std::exception& error) {
-        Fail({ExitCode::kFailed, uploads_[at].path.Text() + ": " + error.what()});
+        Fail({ExitCode::kFailed, uploads_[at].path + ": " + error.what()});
       }
     }
   }
@@ -100,7 +100,7 @@ std::vector<Upload> Plan(Context& context, const PutOptions& options) {
     throw HostError(ExitCode::kUsage, "-: standard input cannot be put together with files");
   }
   UploadPlan plan(context.storage(), context.index());
-  Target target = ChooseTarget(context.index(), RemotePath(options.paths.back()), several);
+  Target target = ChooseTarget(context.index(), PathArgument(options.paths.back()), several);
   for (const std::string& source : sources) AddSource(plan, source, target, options.recursive);
   return plan.Take();
 }
@@ -109,8 +109,8 @@ ExitCode RunPut(Context& context, const PutOptions& options) {
   std::vector<Upload> uploads = Plan(context, options);
   std::int64_t total = 0;
   for (const Upload& upload : uploads) total += static_cast<std::int64_t>(upload.size);
-  std::string name =
-      uploads.size() == 1 ? uploads.front().path.Name() : std::to_string(uploads.size()) + " files";
+  std::string name = uploads.size() == 1 ? NameOf(uploads.front().path)
+                                         : std::to_string(uploads.size()) + " files";
   UploadCrew crew(context.storage(), context.transfers(), uploads);
   {
     ProgressBar bar(context.transfers(), name, total);

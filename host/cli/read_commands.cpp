@@ -45,28 +45,30 @@ fs::path LocalTarget(const GetOptions& options, const std::string& name) {
 }
 
 ExitCode RunGet(Context& context, const GetOptions& options) {
-  RemotePath path(options.path);
-  Entry file = context.index().FindFile(path);
+  const PathArgument argument(options.path);
+  const std::string& path = argument.path;
+  Entry file = context.index().FindFile(argument);
   Range range = Clip(options, file.size);
   PendingFile pending(LocalTarget(options, file.name));
   if (range.length > 0) {
-    ActiveTransfer transfer(context.transfers(), path.Text());
+    ActiveTransfer transfer(context.transfers(), path);
     FileSink sink(pending.fd(), static_cast<long long>(range.offset), transfer.state());
     ProgressBar bar(context.transfers(), file.name, static_cast<std::int64_t>(range.length));
-    context.drive().Read(file, path.Text(), range.offset, range.length, sink, transfer);
+    context.drive().Read(file, path, range.offset, range.length, sink, transfer);
   }
   pending.Commit();
   return ExitCode::kSuccess;
 }
 
 ExitCode RunCat(Context& context, const CatOptions& options) {
-  RemotePath path(options.path);
-  Entry file = context.index().FindFile(path);
+  const PathArgument argument(options.path);
+  const std::string& path = argument.path;
+  Entry file = context.index().FindFile(argument);
   if (file.size == 0) return ExitCode::kSuccess;
-  ActiveTransfer transfer(context.transfers(), path.Text());
+  ActiveTransfer transfer(context.transfers(), path);
   StreamSink sink(STDOUT_FILENO, 0, transfer.state());
   try {
-    context.drive().Read(file, path.Text(), 0, file.size, sink, transfer);
+    context.drive().Read(file, path, 0, file.size, sink, transfer);
   } catch (const HostError&) {
     if (sink.error_number() == EPIPE) return ExitCode::kBrokenPipe;
     throw;

@@ -23,55 +23,55 @@ constexpr char kDetails[] =
     "a.bak. The one that belongs to b2drive does not. With another one (--plugin) rm refuses\n"
     "when it sees such names (exit code 15); hidden ones it cannot see.";
 
-Victim ChooseVictim(PathIndex& index, const RemotePath& path, bool recursive) {
-  CheckDeletable(path);
-  Victim victim{path, index.Find(path)};
+Victim ChooseVictim(PathIndex& index, const PathArgument& argument, bool recursive) {
+  CheckDeletable(argument);
+  Victim victim{argument.path, index.Find(argument)};
   if (victim.entry.folder && !recursive) {
     throw HostError(ExitCode::kWrongKind,
-                    path.Text() + ": is a folder; use rm -r, or rmdir when it is empty");
+                    argument.path + ": is a folder; use rm -r, or rmdir when it is empty");
   }
   return victim;
 }
 
 // A plug-in does not tell whether it knows the option that makes deletion exact.
 void RefuseLongerNames(PathIndex& index, const Victim& victim) {
-  auto names = LongerNames(*index.Children(victim.path.Parent()), victim.path.Name());
+  auto names = LongerNames(*index.Children(ParentOf(victim.path)), NameOf(victim.path));
   if (victim.entry.folder || names.empty()) return;
   std::string text;
   for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
   throw HostError(ExitCode::kWouldDeleteMore,
-                  victim.path.Text() + ": this plug-in could delete other names too: " + text +
+                  victim.path + ": this plug-in could delete other names too: " + text +
                       "; if it deletes exactly, say --exact-delete-supported");
 }
 
 void DeleteOneFile(Context& context, const Victim& victim) {
   Entry now = context.index().Find(victim.path);
   if (now.id != victim.entry.id) {
-    throw ServiceFailure(victim.path.Text(), AERROR::SHARING_VIOLATION, {});
+    throw ServiceFailure(victim.path, AERROR::SHARING_VIOLATION, {});
   }
-  context.drive().DeleteFile(now, victim.path.Text());
+  context.drive().DeleteFile(now, victim.path);
 }
 
-void EmptyBucket(Context& context, const RemotePath& bucket) {
+void EmptyBucket(Context& context, const std::string& bucket) {
   auto children = context.index().Children(bucket);
   // The identifier of such a folder would be the bucket's.
   if (std::ranges::any_of(*children, [](const Entry& child) { return child.name.empty(); })) {
-    throw HostError(ExitCode::kFailed, bucket.Text() +
+    throw HostError(ExitCode::kFailed, bucket +
                                            ": holds names that begin with a slash, which cannot be "
                                            "deleted here; nothing in it was deleted");
   }
   for (const Entry& child : *children) {
     if (child.folder) {
-      DeleteFolder(context.drive(), {bucket.Child(child.name), child});
+      DeleteFolder(context.drive(), {Join(bucket, child.name), child});
     } else {
-      context.drive().DeleteFile(child, bucket.Child(child.name).Text());
+      context.drive().DeleteFile(child, Join(bucket, child.name));
     }
   }
 }
 
 void DeleteVictim(Context& context, const Victim& victim) {
   if (!victim.entry.folder) return DeleteOneFile(context, victim);
-  if (victim.path.IsBucket()) EmptyBucket(context, victim.path);
+  if (IsBucket(victim.path)) EmptyBucket(context, victim.path);
   DeleteFolder(context.drive(), victim);
 }
 
@@ -80,7 +80,7 @@ ExitCode RunRm(Context& context, const RmOptions& options) {
   bool exact = context.uses_shipped_plugin() || options.exact_delete_supported;
   std::vector<Victim> victims;
   for (const std::string& path : options.paths) {
-    victims.push_back(ChooseVictim(index, RemotePath(path), options.recursive));
+    victims.push_back(ChooseVictim(index, PathArgument(path), options.recursive));
     if (!exact) RefuseLongerNames(index, victims.back());
   }
   Amount amount;

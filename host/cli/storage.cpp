@@ -20,42 +20,42 @@ HostError Explain(const HostError& failure, const std::string& path, const Refus
 
 }  // namespace
 
-void Storage::PutFile(const std::string& parent_id, const RemotePath& path,
+void Storage::PutFile(const std::string& parent_id, const std::string& path,
                       const LocalSource& source) {
-  Upload(parent_id, path.Name(), path, source);
+  Upload(parent_id, NameOf(path), path, source);
 }
 
-Entry Storage::MakeFolder(const Entry& parent, const RemotePath& path) {
-  if (path.IsBucket()) return drive_.MakeFolder(parent.id, path.Name(), path.Text());
-  Entry folder{path.Name(), parent.id + "/" + path.Name(), true, 0, ""};
+Entry Storage::MakeFolder(const Entry& parent, const std::string& path) {
+  if (IsBucket(path)) return drive_.MakeFolder(parent.id, NameOf(path), path);
+  Entry folder{NameOf(path), Join(parent.id, NameOf(path)), true, 0, {}};
   // Not by the plug-in's own call, which takes no handle and so could not be ended.
   Upload(folder.id, kMarkerName, path, {});
   return folder;
 }
 
 // No listing shows the marker, so it is written once more: that gives its identifier.
-bool Storage::RemoveMarker(const Entry& folder, const RemotePath& path) {
-  if (!drive_.HasMarker(folder.id, path.Text())) return false;
-  drive_.DeleteFile(Upload(folder.id, kMarkerName, path, {}), path.Text());
+bool Storage::RemoveMarker(const Entry& folder, const std::string& path) {
+  if (!drive_.HasMarker(folder.id, path)) return false;
+  drive_.DeleteFile(Upload(folder.id, kMarkerName, path, {}), path);
   return true;
 }
 
-Entry Storage::Upload(const std::string& parent_id, const std::string& name, const RemotePath& path,
-                      const LocalSource& source) {
-  ActiveTransfer transfer(transfers_, path.Text());
+Entry Storage::Upload(const std::string& parent_id, const std::string& name,
+                      const std::string& path, const LocalSource& source) {
+  ActiveTransfer transfer(transfers_, path);
   FileCache contents(source.fd.get());
   RefusalLimit limit(transfer, Attempts(kMostRepetitions, transfers_.pauses()));
   InterruptCleanup say_what_is_left([&] {
-    if (limit.large_file_begun()) Report("put", path.Text() + ": " + kLeftover);
+    if (limit.large_file_begun()) Report("put", path + ": " + kLeftover);
   });
   try {
-    Entry stored = drive_.Upload(parent_id, name, path.Text(), source.size, contents, transfer);
+    Entry stored = drive_.Upload(parent_id, name, path, source.size, contents, transfer);
     if (stored.size == source.size) return stored;
-    throw HostError(ExitCode::kFailed, path.Text() + ": the service stored another size: " +
+    throw HostError(ExitCode::kFailed, path + ": the service stored another size: " +
                                            std::to_string(stored.size) + " bytes");
   } catch (const HostError& failure) {
     if (transfers_.canceled()) throw;
-    throw Explain(failure, path.Text(), limit);
+    throw Explain(failure, path, limit);
   }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/common/remote_path.h"
+#include "host/common/path.h"
 #include "host/local/local_file.h"
 #include "host/plugin/drive.h"
 
@@ -14,16 +14,16 @@ class Storage {
   Storage(Drive& drive, Transfers& transfers) : drive_(drive), transfers_(transfers) {}  // borrowed
 
   // Stores `source` as `path` in the folder `parent_id`.
-  void PutFile(const std::string& parent_id, const RemotePath& path, const LocalSource& source);
+  void PutFile(const std::string& parent_id, const std::string& path, const LocalSource& source);
 
   // Makes a folder in `parent`, or a bucket in the root, and gives its entry.
-  Entry MakeFolder(const Entry& parent, const RemotePath& path);
+  Entry MakeFolder(const Entry& parent, const std::string& path);
 
   // Deletes what keeps an empty folder, and nothing else. False when it has no such object.
-  bool RemoveMarker(const Entry& folder, const RemotePath& path);
+  bool RemoveMarker(const Entry& folder, const std::string& path);
 
  private:
-  Entry Upload(const std::string& parent_id, const std::string& name, const RemotePath& path,
+  Entry Upload(const std::string& parent_id, const std::string& name, const std::string& path,
                const LocalSource& source);
 
   Drive& drive_;

@@ -17,8 +17,8 @@ std::string OwnName(const fs::path& local) {
   return path.filename().string();
 }
 
-Entry FileFolder(PathIndex& index, const RemotePath& path) {
-  if (path.IsRoot()) {
+Entry FileFolder(PathIndex& index, const std::string& path) {
+  if (IsRoot(path)) {
     throw HostError(ExitCode::kWrongKind, "/: holds buckets only; name one: /BUCKET/...");
   }
   return index.FindFolder(path);
@@ -37,42 +37,43 @@ std::vector<fs::directory_entry> SortedEntries(const fs::path& folder) {
 
 }  // namespace
 
-Target ChooseTarget(PathIndex& index, const RemotePath& path, bool several) {
-  auto found = index.Lookup(path);
+Target ChooseTarget(PathIndex& index, const PathArgument& argument, bool several) {
+  const std::string& path = argument.path;
+  auto found = index.Lookup(argument);
   if (found && found->folder) return {path, ""};
-  if (several || path.asks_for_folder()) index.FindFolder(path);
-  return {path.Parent(), path.Name()};
+  if (several || argument.asks_for_folder) index.FindFolder(path);
+  return {ParentOf(path), NameOf(path)};
 }
 
 void UploadPlan::AddStandardInput(const Target& target) {
   if (target.name.empty()) {
     throw HostError(ExitCode::kWrongKind,
-                    target.folder.Text() + ": is a folder; standard input needs a file name");
+                    target.folder + ": is a folder; standard input needs a file name");
   }
   Entry parent = FileFolder(index_, target.folder);
   LocalSource source = SpoolStandardInput();
   std::uint64_t size = source.size;
-  uploads_.push_back({"-", std::move(source), parent.id, target.folder.Child(target.name), size});
+  uploads_.push_back({"-", std::move(source), parent.id, Join(target.folder, target.name), size});
 }
 
 void UploadPlan::AddFile(const fs::path& local, const Target& target) {
   Entry parent = FileFolder(index_, target.folder);
   std::string name = target.name.empty() ? OwnName(local) : target.name;
-  Add(local, parent.id, target.folder.Child(name));
+  Add(local, parent.id, Join(target.folder, name));
 }
 
 void UploadPlan::AddFolder(const fs::path& local, const Target& target) {
   FileFolder(index_, target.folder);
   std::string name = target.name.empty() ? OwnName(local) : target.name;
-  Fill(Enter(Open(target.folder), name), local);
+  AddContents(Enter(Open(target.folder), name), local);
 }
 
-UploadPlan::Folder UploadPlan::Open(const RemotePath& path) {
+UploadPlan::Folder UploadPlan::Open(const std::string& path) {
   return {index_.FindFolder(path), path, index_.Children(path)};
 }
 
 UploadPlan::Folder UploadPlan::Enter(const Folder& parent, const std::string& name) {
-  RemotePath path = parent.path.Child(name);
+  std::string path = Join(parent.path, name);
   auto exists = std::ranges::any_of(
       *parent.children, [&](const Entry& entry) { return entry.folder && entry.name == name; });
   if (exists) return Open(path);
@@ -81,20 +82,20 @@ UploadPlan::Folder UploadPlan::Enter(const Folder& parent, const std::string& na
   return {made, path, std::make_shared<const Listing>()};
 }
 
-void UploadPlan::Fill(const Folder& folder, const fs::path& local) {
+void UploadPlan::AddContents(const Folder& folder, const fs::path& local) {
   for (const fs::directory_entry& entry : SortedEntries(local)) {
     std::string name = entry.path().filename().string();
     if (entry.is_symlink() || (!entry.is_directory() && !entry.is_regular_file())) {
       Report("put", entry.path().string() + ": left out, neither a file nor a folder");
     } else if (entry.is_directory()) {
-      Fill(Enter(folder, name), entry.path());
+      AddContents(Enter(folder, name), entry.path());
     } else {
-      Add(entry.path(), folder.entry.id, folder.path.Child(name));
+      Add(entry.path(), folder.entry.id, Join(folder.path, name));
     }
   }
 }
 
-void UploadPlan::Add(const fs::path& local, const std::string& parent_id, const RemotePath& path) {
+void UploadPlan::Add(const fs::path& local, const std::string& parent_id, const std::string& path) {
   std::error_code error;
   std::uint64_t size = fs::file_size(local, error);
   if (error) throw LocalFailure(local.string(), error.value());

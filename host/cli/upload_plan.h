@@ -16,19 +16,19 @@ struct Upload {
   std::filesystem::path local;
   std::optional<LocalSource> spooled;  // in place of `local`: what standard input gave
   std::string parent_id;
-  RemotePath path;
+  std::string path;
   std::uint64_t size = 0;  // when it was planned, for the progress bar
 };
 
 // Where sources go, by the rules of cp: into an existing folder under their own names, else a
 // single one to the path itself.
 struct Target {
-  RemotePath folder;
+  std::string folder;
   std::string name;  // empty: the source's own
 };
 
 // Throws kNotFound when the folder does not exist.
-Target ChooseTarget(PathIndex& index, const RemotePath& path, bool several);
+Target ChooseTarget(PathIndex& index, const PathArgument& argument, bool several);
 
 // Finds the files to store, and makes the folders for them on the way.
 class UploadPlan {
@@ -45,15 +45,15 @@ class UploadPlan {
  private:
   struct Folder {
     Entry entry;
-    RemotePath path;
+    std::string path;
     std::shared_ptr<const Listing> children;  // what the service holds
   };
 
-  Folder Open(const RemotePath& path);
+  Folder Open(const std::string& path);
   Folder Enter(const Folder& parent, const std::string& name);
-  void Fill(const Folder& folder, const std::filesystem::path& local);
+  void AddContents(const Folder& folder, const std::filesystem::path& local);
   void Add(const std::filesystem::path& local, const std::string& parent_id,
-           const RemotePath& path);
+           const std::string& path);
 
   Storage storage_;
   PathIndex& index_;

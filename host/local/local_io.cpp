@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fstream>
+#include <iterator>
 #include <vector>
 
 #include "host/common/fs_error.h"
@@ -58,6 +60,11 @@ bool SameBytes(int one, int other) {
     if (got == 0) return true;
     at += got;
   }
+}
+
+std::string ReadSmallFile(const std::filesystem::path& file) {
+  std::ifstream text(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(text), {}};
 }
 
 }  // namespace b2drive

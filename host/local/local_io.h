@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
+#include <string>
 
 namespace b2drive {
 
@@ -13,6 +15,8 @@ std::uint64_t SizeOf(int fd);  // bytes; throws FsError
 // The CRC-32 of a file's bytes. Throws FsError.
 std::uint32_t ChecksumOf(int fd);
 
+// The bytes of a small file; none when it cannot be read.
+std::string ReadSmallFile(const std::filesystem::path& file);
 // Whether two files hold the same bytes. Throws FsError.
 bool SameBytes(int one, int other);
 

@@ -6,15 +6,6 @@
 namespace b2drive {
 namespace {
 
-_FS_FILE_V2 ToRecord(const Entry& entry) {
-  _FS_FILE_V2 record;
-  record.name = entry.name;
-  record.id = entry.id;
-  record.type = entry.folder ? FS_DIRECTORY : FS_FILE;
-  record.size = entry.size;
-  return record;
-}
-
 // What a failed upload left behind.
 std::string Leftover(AERROR code) {
   if (HostLog::LastAnswer().large_files_begun > 0) return std::string("; ") + kLeftover;
@@ -76,7 +67,7 @@ void Drive::Read(const Entry& file, const std::string& path, std::uint64_t offse
 
 Entry Drive::Upload(const std::string& parent_id, const std::string& name, const std::string& path,
                     std::uint64_t size, FileCache& contents, const ActiveTransfer& transfer) {
-  _FS_FILE_V2 record = ToRecord({name, "", false, size, ""});
+  _FS_FILE_V2 record = ToRecord({name, "", false, size, {}});
   try {
     Call(path, [&] {
       return protocol_.Upload(parent_id.c_str(), transfer.handle(), &contents, &record,
@@ -94,7 +85,7 @@ Entry Drive::Upload(const std::string& parent_id, const std::string& name, const
 
 Entry Drive::MakeFolder(const std::string& parent_id, const std::string& name,
                         const std::string& path) {
-  _FS_FILE_V2 record = ToRecord({name, "", true, 0, ""});
+  _FS_FILE_V2 record = ToRecord({name, "", true, 0, {}});
   Call(path, [&] { return protocol_.CreateDirectory(parent_id.c_str(), &record, nullptr); });
   record.name = name;
   return ToEntry(record);

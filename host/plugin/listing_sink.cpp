@@ -10,13 +10,6 @@ std::string KeyOf(const Entry& entry) { return entry.folder ? entry.name + "/" :
 
 }  // namespace
 
-Entry ToEntry(const _FS_FILE_V2& record) {
-  bool folder = (record.type & FS_DIRECTORY) != 0;
-  // The times of folders and buckets are those of the listing itself.
-  return {record.name, record.id, folder, folder ? 0 : record.size,
-          folder ? "" : record.first_time};
-}
-
 AERROR ListingSink::AddFile(const _FS_FILE_V2* record) {
   constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
   Entry entry = ToEntry(*record);

@@ -3,24 +3,11 @@
 #include <optional>
 #include <string>
 #include <unordered_set>
-#include <vector>
 
+#include "host/plugin/entry.h"
 #include "protocol/host_interfaces.h"
 
 namespace b2drive {
-
-// A bucket, folder or file as a listing shows it.
-struct Entry {
-  std::string name;  // last path element; empty for the root
-  std::string id;    // the plug-in's identifier
-  bool folder = false;
-  std::uint64_t size = 0;  // bytes, at most INT64_MAX, 0 for folders
-  std::string modified;    // RFC 3339; empty for folders, which have no time of their own
-};
-
-using Listing = std::vector<Entry>;
-
-Entry ToEntry(const _FS_FILE_V2& record);
 
 // Collects a listing, and ends one that makes no sense: a service whose pages come round again
 // would otherwise be read without end.

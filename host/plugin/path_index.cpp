@@ -7,16 +7,16 @@
 namespace b2drive {
 namespace {
 
-Entry Root() { return {"", "", true, 0, ""}; }
+Entry Root() { return {"", "", true, 0, {}}; }
 
-std::optional<Entry> Pick(const Listing& listing, const std::string& name, bool folder) {
+std::optional<Entry> Pick(const Listing& listing, std::string_view name, bool folder) {
   auto found = std::ranges::find_if(
       listing, [&](const Entry& entry) { return entry.folder == folder && entry.name == name; });
   return found != listing.end() ? std::optional(*found) : std::nullopt;
 }
 
-HostError WrongKind(const RemotePath& path, const std::string& text) {
-  return {ExitCode::kWrongKind, path.Text() + ": " + text};
+HostError WrongKind(const std::string& path, const std::string& text) {
+  return {ExitCode::kWrongKind, path + ": " + text};
 }
 
 }  // namespace
@@ -24,76 +24,78 @@ HostError WrongKind(const RemotePath& path, const std::string& text) {
 PathIndex::PathIndex(Drive& drive, std::chrono::seconds lifetime, Clock clock)
     : drive_(drive), lifetime_(lifetime), clock_(std::move(clock)) {}
 
-std::optional<Entry> PathIndex::LookupFolder(const RemotePath& path) {
+std::optional<Entry> PathIndex::LookupFolder(const std::string& path) {
   Entry folder = Root();
-  RemotePath walked;
-  for (const std::string& name : path.names()) {
+  std::string walked = "/";
+  for (const std::string& name : NamesOf(path)) {
     auto next = Pick(*ChildrenOf(folder, walked), name, true);
     if (!next) return std::nullopt;
     folder = std::move(*next);
-    walked = walked.Child(name);
+    walked = Join(walked, name);
   }
   return folder;
 }
 
-std::optional<Entry> PathIndex::Lookup(const RemotePath& path) {
-  if (path.IsRoot()) return Root();
-  auto parent = LookupFolder(path.Parent());
+std::optional<Entry> PathIndex::Lookup(const std::string& path) {
+  if (IsRoot(path)) return Root();
+  const std::string parent_path = ParentOf(path);
+  const auto parent = LookupFolder(parent_path);
   if (!parent) return std::nullopt;
-  auto children = ChildrenOf(*parent, path.Parent());
-  if (path.asks_for_folder()) return Pick(*children, path.Name(), true);
-  auto file = Pick(*children, path.Name(), false);
-  return file ? file : Pick(*children, path.Name(), true);
+  const auto children = ChildrenOf(*parent, parent_path);
+  auto file = Pick(*children, NameOf(path), false);
+  return file ? file : Pick(*children, NameOf(path), true);
 }
 
-Entry PathIndex::Find(const RemotePath& path) {
-  auto found = Lookup(path);
-  if (found) return *found;
-  if (path.asks_for_folder() && !path.IsRoot() &&
-      Lookup(path.Parent().Child(path.Name())).has_value()) {
-    throw WrongKind(path, "is a file, not a folder");
-  }
-  throw NotFound(path.Text());
+std::optional<Entry> PathIndex::Lookup(const PathArgument& argument) {
+  return argument.asks_for_folder ? LookupFolder(argument.path) : Lookup(argument.path);
 }
 
-Entry PathIndex::FindFolder(const RemotePath& path) {
+Entry PathIndex::Find(const std::string& path) {
+  if (auto found = Lookup(path)) return *found;
+  throw NotFound(path);
+}
+
+Entry PathIndex::Find(const PathArgument& argument) {
+  return argument.asks_for_folder ? FindFolder(argument.path) : Find(argument.path);
+}
+
+Entry PathIndex::FindFolder(const std::string& path) {
   if (auto folder = LookupFolder(path)) return *folder;
   Find(path);
   throw WrongKind(path, "is a file, not a folder");
 }
 
-Entry PathIndex::FindFile(const RemotePath& path) {
-  Entry entry = Find(path);
-  if (entry.folder) throw WrongKind(path, "is a folder, not a file");
+Entry PathIndex::FindFile(const PathArgument& argument) {
+  Entry entry = Find(argument);
+  if (entry.folder) throw WrongKind(argument.path, "is a folder, not a file");
   return entry;
 }
 
-std::shared_ptr<const Listing> PathIndex::Children(const RemotePath& folder) {
+std::shared_ptr<const Listing> PathIndex::Children(const std::string& folder) {
   return ChildrenOf(FindFolder(folder), folder);
 }
 
-std::shared_ptr<const Listing> PathIndex::ChildrenOf(const Entry& folder, const RemotePath& path) {
-  std::string key = path.Text();
+std::shared_ptr<const Listing> PathIndex::ChildrenOf(const Entry& folder, const std::string& path) {
   std::uint64_t changes_before = 0;
   {
     Lock lock(mutex_);
-    auto kept = kept_.find(key);
+    auto kept = kept_.find(path);
     if (kept != kept_.end() && clock_() - kept->second.read_at < lifetime_) {
       return kept->second.listing;
     }
     changes_before = changes_;
   }
   Time asked_at = clock_();
-  auto listing = std::make_shared<const Listing>(drive_.List(folder.id, key));
+  auto listing = std::make_shared<const Listing>(drive_.List(folder.id, path));
   Lock lock(mutex_);
-  if (changes_ == changes_before) kept_[key] = {listing, asked_at};
+  if (changes_ == changes_before) kept_[path] = {listing, asked_at};
   return listing;
 }
 
-void PathIndex::Forget(const RemotePath& folder) {
+void PathIndex::Forget(const std::string& folder) {
   Lock lock(mutex_);
   ++changes_;
-  kept_.erase(folder.Text());
+  kept_.erase(folder);
 }
 
 void PathIndex::ForgetAll() {

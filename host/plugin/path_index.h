@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "host/common/remote_path.h"
+#include "host/common/path.h"
 #include "host/common/thread_safety.h"
 #include "host/plugin/drive.h"
 
@@ -23,21 +23,24 @@ class PathIndex {
   explicit PathIndex(Drive& drive, std::chrono::seconds lifetime = std::chrono::hours(24),
                      Clock clock = std::chrono::steady_clock::now);
 
-  // The item at `path`; the file where a file and a folder have this name, unless the path asks
+  // What is at `path`; the file where a file and a folder have this name, unless the argument asks
   // for the folder. Throws when the service fails.
-  std::optional<Entry> Lookup(const RemotePath& path);
+  std::optional<Entry> Lookup(const std::string& path);
+  std::optional<Entry> LookupFolder(const std::string& path);
+  std::optional<Entry> Lookup(const PathArgument& argument);
 
-  // As Lookup; throws kNotFound when there is none, and kWrongKind when the path asks for a folder
-  // and names a file.
-  Entry Find(const RemotePath& path);
-  Entry FindFolder(const RemotePath& path);  // kWrongKind for a file
-  Entry FindFile(const RemotePath& path);    // kWrongKind for a folder
+  // As Lookup; throws kNotFound when there is none, and kWrongKind when the argument asks for a
+  // folder and names a file.
+  Entry Find(const std::string& path);
+  Entry Find(const PathArgument& argument);
+  Entry FindFolder(const std::string& path);     // kWrongKind for a file
+  Entry FindFile(const PathArgument& argument);  // kWrongKind for a folder
 
   // What is in a folder.
-  std::shared_ptr<const Listing> Children(const RemotePath& folder);
+  std::shared_ptr<const Listing> Children(const std::string& folder);
 
   // Must follow every change in `folder`: its listing is read again when next asked for.
-  void Forget(const RemotePath& folder);
+  void Forget(const std::string& folder);
   // All are read again: time has passed, in which others may have changed anything.
   void ForgetAll();
 
@@ -47,8 +50,7 @@ class PathIndex {
     Time read_at;
   };
 
-  std::shared_ptr<const Listing> ChildrenOf(const Entry& folder, const RemotePath& path);
-  std::optional<Entry> LookupFolder(const RemotePath& path);
+  std::shared_ptr<const Listing> ChildrenOf(const Entry& folder, const std::string& path);
 
   Drive& drive_;
   const std::chrono::seconds lifetime_;

@@ -1,5 +1,5 @@
 // A spool folder after a kill, damaged from outside: what was acknowledged and is whole comes back,
-// nothing older in its place, nothing that was struck; what is damaged hinders nothing.
+// nothing older in its place, nothing whose entry was removed; what is damaged hinders nothing.
 
 #include <fstream>
 #include <map>
@@ -25,7 +25,7 @@ struct Entered {
   bool whole = true;
 };
 
-// "m TEXT", "enter N PATH", "secure N PATH" or "x N", which strikes.
+// "m TEXT", "enter N PATH", "secure N PATH" or "x N", which removes an entry.
 void Use(Spool& spool, fuzz::Input words, std::vector<Entered>& all, int order) {
   const char step = words.Pick("mesx");
   if (step == 'm' || all.empty()) {
@@ -38,7 +38,7 @@ void Use(Spool& spool, fuzz::Input words, std::vector<Entered>& all, int order) 
   one.path = words.Rest();
   if (step == 'e') spool.Enter(*one.file, {one.path, "base", {{3, 4}}});
   if (step == 's') spool.Secure(*one.file, {one.path, "", {}});
-  if (step == 'x') spool.Strike(*one.file);
+  if (step == 'x') spool.RemoveEntry(*one.file);
 }
 
 // "cut N SIZE" or "zero N" for an entry, "truncate N SIZE" for its contents. False when all of the
@@ -85,7 +85,7 @@ std::pair<Contents, std::size_t> Recover(const fs::path& folder, const std::stri
   // Something new takes no other's place.
   const SpoolPtr next = spool.Make();
   spool.Secure(*next, {"/new", "", {}});
-  spool.Strike(*next);
+  spool.RemoveEntry(*next);
   return {unsent, found.damaged.size()};
 }
 

@@ -63,15 +63,15 @@ class Service {
 };
 
 // Deletes an item, and from `names` what goes with it.
-void Delete(Drive& drive, const RemotePath& path, const Entry& entry, Names& names) {
-  const std::string name = path.Text().substr(sizeof "/bucket");
+void Delete(Drive& drive, const std::string& path, const Entry& entry, Names& names) {
+  const std::string name = path.substr(sizeof "/bucket");
   if (entry.folder) {
-    drive.DeleteFolder(entry, path.Text());
+    drive.DeleteFolder(entry, path);
     std::erase_if(names, [&](const auto& one) { return one.starts_with(name + "/"); });
     return;
   }
   fuzz::Must(names.contains(name), "a path finds what is there");
-  drive.DeleteFile(entry, path.Text());
+  drive.DeleteFile(entry, path);
   names.erase(name);
 }
 
@@ -80,7 +80,7 @@ void Delete(Drive& drive, const RemotePath& path, const Entry& entry, Names& nam
 // A path, then a line for each version, which is its name.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
-  const RemotePath path("/bucket/" + input.Line());
+  const PathArgument argument("/bucket/" + input.Line());
   Service service{fuzz::Input(input.Rest())};
   Names names = service.Stored();
   fuzz::ScriptedRequest::AnswerWith(
@@ -91,8 +91,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Drive drive(protocol);
   PathIndex index(drive);
   try {
-    const auto found = index.Lookup(path);
-    if (found && !path.IsBucket()) Delete(drive, path, *found, names);
+    const auto found = index.Lookup(argument);
+    if (found && !IsBucket(argument.path)) Delete(drive, argument.path, *found, names);
   } catch (const HostError&) {
   }
   fuzz::Must(service.Stored() == names, "nothing else is deleted");

@@ -8,7 +8,7 @@ import sys
 
 ORDER = ["plugin", "b2", "engine", "http", "toolkit", "util", "protocol"]
 HOST_ORDER = ["host", "host/cli", "host/mount/process", "host/mount/kernel", "host/mount/files",
-              "host/mount/reading", "host/mount/journal", "host/mount", "host/patient", "host/plugin",
+              "host/mount/reading", "host/mount/journal", "host/patient", "host/plugin",
               "host/local", "host/terminal", "host/common"]
 BELOW = {name: set(ORDER[i:]) for i, name in enumerate(ORDER)}
 BELOW["b2"] -= {"toolkit"}

@@ -18,7 +18,7 @@ class DirectoryCacheTest : public testing::Test {
   Listing Ask(const std::string& id, const std::string& path) {
     ++asked_[path];
     EXPECT_EQ(id, path == "/" ? "" : "B");
-    if (path == "/") return {{"b", "B", true, 0, ""}};
+    if (path == "/") return {{"b", "B", true, 0, {}}};
     if (meanwhile_) meanwhile_();
     return listing_;
   }
@@ -27,10 +27,10 @@ class DirectoryCacheTest : public testing::Test {
     return !node ? "none" : node->folder ? "folder" : std::to_string(node->size);
   }
 
-  Listing listing_ = {{"f", "B/1", false, 5, ""},      {"both", "B/2", false, 6, ""},
-                      {"both", "B/both", true, 0, ""}, {"htob", "B/htob", true, 0, ""},
-                      {"htob", "B/3", false, 7, ""},   {"", "B/4", false, 1, ""},
-                      {"..", "B/5", false, 1, ""},     {"a/b", "B/6", false, 1, ""}};
+  Listing listing_ = {{"f", "B/1", false, 5, {}},      {"both", "B/2", false, 6, {}},
+                      {"both", "B/both", true, 0, {}}, {"htob", "B/htob", true, 0, {}},
+                      {"htob", "B/3", false, 7, {}},   {"", "B/4", false, 1, {}},
+                      {"..", "B/5", false, 1, {}},     {"a/b", "B/6", false, 1, {}}};
   std::map<std::string, std::atomic<int>> asked_;
   std::function<void()> meanwhile_;
   const DirectoryCache::Lister lister_ = [this](auto&... names) { return Ask(names...); };
@@ -38,8 +38,8 @@ class DirectoryCacheTest : public testing::Test {
 };
 
 TEST_F(DirectoryCacheTest, OneListingAnswersForAllNames) {
-  listing_.push_back({std::string("a\0b", 3), "B/7", false, 1, ""});
-  listing_.push_back({std::string(256, 'x'), "B/8", false, 1, ""});
+  listing_.push_back({std::string("a\0b", 3), "B/7", false, 1, {}});
+  listing_.push_back({std::string(256, 'x'), "B/8", false, 1, {}});
   const std::map<std::string, std::string> rows = {{"/b", "folder"},      {"/c", "none"},
                                                    {"/b/f", "5"},         {"/b/both", "folder"},
                                                    {"/b/htob", "folder"}, {"/b/F", "none"}};
@@ -52,14 +52,14 @@ TEST_F(DirectoryCacheTest, OneListingAnswersForAllNames) {
 
 TEST_F(DirectoryCacheTest, OwnChangesShowAlsoWhenMadeDuringAListing) {
   auto change = [this](const std::string& added, const std::string& removed) {
-    cache_.Put(added, {false, 9, "B/9", {}});
+    cache_.Put(added, {"", "B/9", false, 9, {}});
     cache_.Remove(removed);
   };
   meanwhile_ = [&] { change("/b/new", "/b/f"); };
   EXPECT_EQ(Find("/b/new") + Find("/b/f"), "9none");
   change("/b/newer", "/b/both");
   EXPECT_EQ(Find("/b/newer") + Find("/b/both"), "9none");
-  cache_.PutEmptyFolder("/b/made", {true, 0, "B/made", {}});
+  cache_.PutEmptyFolder("/b/made", "B/made");
   EXPECT_TRUE(cache_.IsKnownEmpty("/b/made"));
   EXPECT_FALSE(cache_.HasSiblings("/b/made/only"));
   EXPECT_EQ(asked_["/b"] + asked_["/b/made"], 1);
@@ -110,7 +110,7 @@ TEST_F(DirectoryCacheTest, AScanInOrderTellsWhatComesNext) {
   using Paths = std::vector<std::string>;
   listing_.clear();
   for (char name = 'a'; name <= 'p'; ++name) {
-    listing_.push_back({{name}, std::string("B/") + name, name % 2 == 0, 1, ""});  // b: a folder
+    listing_.push_back({{name}, std::string("B/") + name, name % 2 == 0, 1, {}});  // b: a folder
   }
   cache_.List("/b");
   ScanWatch folders(cache_, ScanWatch::Kind::kFolders);

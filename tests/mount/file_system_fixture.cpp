@@ -130,9 +130,8 @@ std::string FileSystemTest::Read(Text name, std::uint64_t from) {
 
 std::set<std::string> FileSystemTest::Names(Text folder) {
   std::set<std::string> names;
-  files->List(At(folder), [&](Text name, const Attributes& attributes) {
-    names.insert(name + (attributes.folder ? "/" : ""));
-  });
+  files->List(At(folder),
+              [&](const Entry& entry) { names.insert(entry.name + (entry.folder ? "/" : "")); });
   return names;
 }
 

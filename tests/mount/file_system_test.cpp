@@ -131,7 +131,7 @@ TEST_F(FileSystemTest, AJournalThatCannotBeReadIsListedAndKept) {
   Texts kept;
   for (int mounts = 0; mounts < 2; ++mounts) {
     Remount();
-    EXPECT_EQ(files->Remarks().size(), 1u);
+    EXPECT_EQ(files->announcements().Lines().size(), 1u);
   }
   for (const auto& file : CacheFiles()) std::getline(std::ifstream(file), kept.emplace_back());
   EXPECT_THAT(kept, Contains("precious"));

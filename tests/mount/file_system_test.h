@@ -90,7 +90,7 @@ class FileSystemTest : public testing::Test {
   int TryName(const Action& action);  // one at a time, as a kernel changes a folder's names
   static std::string At(Text name);   // without a trailing slash
 
-  MountOptions options;  // for the next Mount, as what follows
+  FileSystemOptions options;  // for the next Mount, as what follows
   Disk* disk = &SystemDisk();
   std::string boot = CurrentBoot();
   bool out_of_memory = false;  // whoever signs in

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "host/mount/options.h"
+#include "host/mount/process/options.h"
 #include "host/patient/live_session.h"
 
 namespace b2drive::mount {
@@ -10,9 +10,10 @@ using testing::AllOf, testing::Property, testing::StartsWith, testing::Throws;
 
 std::string Show(const MountOptions& o) {
   auto text = [](auto... numbers) { return ((std::to_string(numbers) + " ") + ...); };
-  return text(o.read_only, o.allow_other, o.auto_unmount, o.nonempty) +
-         text(o.umask, o.cache_size, o.dir_ttl.count(), o.read_ahead, o.retries,
-              o.size.value_or(0));
+  const auto& [read_only, cache_size, read_ahead, dir_ttl, retries, size, foreign] = o.files;
+  return text(read_only && o.kernel.read_only, o.kernel.allow_other, o.kernel.auto_unmount,
+              o.nonempty) +
+         text(o.kernel.umask, cache_size, dir_ttl.count(), read_ahead, retries, size.value_or(0));
 }
 
 TEST(MountOptions, AreReadWithTheirDefaults) {
@@ -24,7 +25,7 @@ TEST(MountOptions, AreReadWithTheirDefaults) {
       {"_netdev,rw,x-a=b,user,,retries=7,", "0 0 0 0 18 1073741824 60 16777216 7 0 "}};
   for (auto [text, shown] : rows) EXPECT_EQ(Show(ParseMountOptions(text)), shown) << text;
   const MountOptions given = ParseMountOptions("uid=1,gid=4294967294,cache_dir=/a=b");
-  EXPECT_TRUE(given.uid == 1 && given.gid == 4294967294 && given.cache_dir == "/a=b");
+  EXPECT_TRUE(given.kernel.uid == 1 && given.kernel.gid == 4294967294 && given.cache_dir == "/a=b");
   EXPECT_TRUE(ParseMountOptions("cache_dir=a").cache_dir.is_absolute());
 }
 

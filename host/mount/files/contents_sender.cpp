@@ -57,7 +57,7 @@ void ContentsSender::SendOnce(const SpoolPtr& contents, UploadControl& control, 
 // written is not hidden by them: they get a name of their own.
 bool ContentsSender::IsThere(const SpoolPtr& contents) {
   const std::string name = pending_.path();
-  const std::optional<Node> found = stored_.Look(name);
+  const std::optional<Entry> found = stored_.FindAfresh(name);
   if (found && found->id != pending_.base()) {
     const SpoolPtr theirs =
         pending_.MayHaveSent(found->size) ? stored_.Bring(*found, name, found->size) : nullptr;
@@ -87,8 +87,8 @@ void ContentsSender::GoElsewhere() {
   services_.redirected(file_, name, other);
 }
 
-void ContentsSender::NoteSent(const SpoolPtr& contents, const Node& node) {
-  pending_.Sent(contents, node.id);
+void ContentsSender::NoteSent(const SpoolPtr& contents, const Entry& entry) {
+  pending_.Sent(contents, entry.id);
   Lock lock(mutex_);
   failure_.reset();
   failures_ = 0;

@@ -47,7 +47,7 @@ class ContentsSender {
   void SendOnce(const SpoolPtr& contents, UploadControl& control, int retries);
   bool IsThere(const SpoolPtr& contents);
   void GoElsewhere();
-  void NoteSent(const SpoolPtr& contents, const Node& node);
+  void NoteSent(const SpoolPtr& contents, const Entry& entry);
   void NoteNotSent(const SpoolPtr& contents, const FsError& error);
   void CountUnfinished(const Unfinished& more);
 

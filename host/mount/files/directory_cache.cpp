@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "host/common/fs_error.h"
-#include "host/common/paths.h"
+#include "host/common/path.h"
 #include "host/common/waiting.h"
 #include "host/terminal/notices.h"
 
@@ -20,42 +20,28 @@ bool FitsFileSystem(const std::string& name) {
          name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
 }
 
-timespec ParseTime(const std::string& text) {
-  std::tm parts{};
-  if (text.empty() || strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) return {};
-  return {timegm(&parts), 0};
-}
-
 }  // namespace
-
-Node ToNode(const Entry& entry) {
-  return {entry.folder, entry.size, entry.id, ParseTime(entry.modified)};
-}
-
-Entry ToEntry(const Node& node, std::string_view path) {
-  return {std::string(NameOf(path)), node.id, node.folder, node.size, ""};
-}
 
 DirectoryCache::DirectoryCache(Lister lister, std::chrono::seconds lifetime)
     : lister_(std::move(lister)), lifetime_(lifetime) {}
 
-std::vector<std::pair<std::string, Node>> DirectoryCache::List(const std::string& folder) {
+Listing DirectoryCache::List(const std::string& folder) {
   Lock lock(mutex_);
   const Names& names = Ready(lock, folder).names;
   return {names.begin(), names.end()};
 }
 
-std::optional<Node> DirectoryCache::Find(const std::string& path) {
+std::optional<Entry> DirectoryCache::Find(const std::string& path) {
   Lock lock(mutex_);
   const Names& names = Ready(lock, ParentOf(path)).names;
-  auto found = names.find(std::string(NameOf(path)));
-  return found != names.end() ? std::optional(found->second) : std::nullopt;
+  auto found = names.find(NameOf(path));
+  return found != names.end() ? std::optional(*found) : std::nullopt;
 }
 
 bool DirectoryCache::HasSiblings(const std::string& path) {
   Lock lock(mutex_);
   const Names& names = Ready(lock, ParentOf(path)).names;
-  return names.size() > names.count(std::string(NameOf(path)));
+  return names.size() > names.count(NameOf(path));
 }
 
 bool DirectoryCache::IsKnownEmpty(const std::string& folder) {
@@ -74,7 +60,7 @@ std::vector<std::string> DirectoryCache::After(const std::string& folder, const 
   const Names& names = found->second.names;
   auto at = names.upper_bound(name);
   for (int step = 0; at != names.end() && after.size() < count && step < kMostSteps; ++at, ++step) {
-    if (at->second.folder == folders) after.push_back(at->first);
+    if (at->folder == folders) after.push_back(at->name);
   }
   return after;
 }
@@ -87,10 +73,10 @@ std::string DirectoryCache::FolderId(const std::string& folder) {
   return slash == std::string::npos ? bucket->id : bucket->id + folder.substr(slash);
 }
 
-void DirectoryCache::Put(const std::string& path, const Node& node) { Apply(path, node); }
+void DirectoryCache::Put(const std::string& path, const Entry& entry) { Apply(path, entry); }
 
-void DirectoryCache::PutEmptyFolder(const std::string& path, const Node& node) {
-  Apply(path, node);
+void DirectoryCache::PutEmptyFolder(const std::string& path, const std::string& id) {
+  Apply(path, Entry{NameOf(path), id, true, 0, {}});
   Lock lock(mutex_);
   Folder& folder = folders_[path];
   if (folder.known || folder.listing) return;
@@ -117,17 +103,23 @@ void DirectoryCache::Clear(Folder& folder) {
   folder.known = false;
 }
 
-void DirectoryCache::Apply(const std::string& path, const std::optional<Node>& node) {
-  std::string name(NameOf(path));
+void DirectoryCache::Replace(Names& names, const Change& change) {
+  const auto found = names.find(change.name);
+  if (found != names.end()) names.erase(found);
+  if (change.entry) names.insert(*change.entry);
+}
+
+void DirectoryCache::Apply(const std::string& path, const std::optional<Entry>& entry) {
+  Change change{NameOf(path), entry};
+  if (change.entry) change.entry->name = change.name;
   Lock lock(mutex_);
   auto found = folders_.find(ParentOf(path));
   if (found == folders_.end()) return;
   Folder& folder = found->second;
-  if (folder.listing) folder.changes.push_back({name, node});
   names_ -= folder.names.size();
-  if (node) folder.names.insert_or_assign(name, *node);
-  if (!node) folder.names.erase(name);
+  Replace(folder.names, change);
   names_ += folder.names.size();
+  if (folder.listing) folder.changes.push_back(std::move(change));
 }
 
 DirectoryCache::Folder& DirectoryCache::Ready(Lock& lock, const std::string& path) {
@@ -173,13 +165,13 @@ void DirectoryCache::Read(Folder& folder, const std::string& path) {
     folder.failure = failure;
     std::rethrow_exception(failure);
   }
-  Fill(folder, listing, path);
+  SetListing(folder, listing, path);
   folder.known = !folder.forgotten;
   folder.listed_at = asked_at;
   Shrink(folder);
 }
 
-void DirectoryCache::Fill(Folder& folder, const Listing& listing, const std::string& path) {
+void DirectoryCache::SetListing(Folder& folder, const Listing& listing, const std::string& path) {
   names_ -= folder.names.size();
   folder.names.clear();
   for (const Entry& entry : listing) {
@@ -187,14 +179,11 @@ void DirectoryCache::Fill(Folder& folder, const Listing& listing, const std::str
       Notice(Join(path, entry.name) + ": left out, no file system can hold this name");
       continue;
     }
-    Node& node = folder.names[entry.name];
     // Where a file and a folder have one name the folder shows, or its contents were lost.
-    if (!node.folder) node = ToNode(entry);
+    if (entry.folder) folder.names.erase(entry);
+    folder.names.insert(entry);
   }
-  for (const Change& change : folder.changes) {
-    if (change.node) folder.names.insert_or_assign(change.name, *change.node);
-    if (!change.node) folder.names.erase(change.name);
-  }
+  for (const Change& change : folder.changes) Replace(folder.names, change);
   folder.changes.clear();
   names_ += folder.names.size();
 }

@@ -1,29 +1,17 @@
 #pragma once
 
 #include <chrono>
-#include <ctime>
 #include <functional>
-#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "host/common/thread_safety.h"
-#include "host/plugin/drive.h"
+#include "host/plugin/entry.h"
 
 namespace b2drive::mount {
-
-// What the service holds under a name.
-struct Node {
-  bool folder = false;
-  std::uint64_t size = 0;  // bytes
-  std::string id;          // the plug-in's identifier
-  timespec modified{};     // zero for folders
-};
-
-Node ToNode(const Entry& entry);
-Entry ToEntry(const Node& node, std::string_view path);
 
 // Folders as the service lists them. One listing answers for all names of a folder, also for those
 // that are not there, for `lifetime`; own changes are made in it at once, and also in listings that
@@ -32,13 +20,12 @@ Entry ToEntry(const Node& node, std::string_view path);
 class DirectoryCache {
  public:
   using Lister = std::function<Listing(const std::string& folder_id, const std::string& path)>;
-  using Names = std::map<std::string, Node>;
 
   DirectoryCache(Lister lister, std::chrono::seconds lifetime);
 
   // All names of a folder in order, without those that no file system can hold.
-  std::vector<std::pair<std::string, Node>> List(const std::string& folder);
-  std::optional<Node> Find(const std::string& path);
+  Listing List(const std::string& folder);
+  std::optional<Entry> Find(const std::string& path);
   // Whether the folder of `path` holds any other name.
   bool HasSiblings(const std::string& path);
   // Asks nobody.
@@ -51,9 +38,10 @@ class DirectoryCache {
   // The identifier of a folder, which need not exist. Throws FsError when its bucket does not.
   std::string FolderId(const std::string& folder);
 
-  void Put(const std::string& path, const Node& node);
+  // `entry` is at `path` now, whatever its name says.
+  void Put(const std::string& path, const Entry& entry);
   // A folder just made, so that it needs no listing.
-  void PutEmptyFolder(const std::string& path, const Node& node);
+  void PutEmptyFolder(const std::string& path, const std::string& id);
   void Remove(const std::string& path);
   // The folder is listed again when next asked for, also when a listing is under way.
   void Forget(const std::string& folder);
@@ -61,9 +49,17 @@ class DirectoryCache {
  private:
   using Clock = std::chrono::steady_clock;
 
+  struct ByName {
+    using is_transparent = void;
+    bool operator()(const Entry& one, const Entry& other) const { return one.name < other.name; }
+    bool operator()(const Entry& one, const std::string& name) const { return one.name < name; }
+    bool operator()(const std::string& name, const Entry& one) const { return name < one.name; }
+  };
+  using Names = std::set<Entry, ByName>;
+
   struct Change {
     std::string name;
-    std::optional<Node> node;  // none: removed
+    std::optional<Entry> entry;  // none: removed
   };
   struct Folder {
     Names names;
@@ -82,8 +78,10 @@ class DirectoryCache {
   // Waits for another thread's listing; throws its failure.
   void AwaitListing(Lock& lock, Folder& folder) B2_REQUIRES(mutex_);
   void Read(Folder& folder, const std::string& path) B2_REQUIRES(mutex_);
-  void Fill(Folder& folder, const Listing& listing, const std::string& path) B2_REQUIRES(mutex_);
-  void Apply(const std::string& path, const std::optional<Node>& node);
+  void SetListing(Folder& folder, const Listing& listing, const std::string& path)
+      B2_REQUIRES(mutex_);
+  void Apply(const std::string& path, const std::optional<Entry>& entry);
+  static void Replace(Names& names, const Change& change);
   void Clear(Folder& folder) B2_REQUIRES(mutex_);
   // Drops folders that nobody asks about while there is too much of them.
   void Shrink(const Folder& keep) B2_REQUIRES(mutex_);

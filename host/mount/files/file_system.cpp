@@ -1,18 +1,14 @@
 #include "host/mount/files/file_system.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <set>
 
 #include "host/common/fs_error.h"
-#include "host/common/paths.h"
+#include "host/common/path.h"
 #include "host/common/waiting.h"
-#include "host/terminal/notices.h"
 
 namespace b2drive::mount {
 namespace {
-
-constexpr std::size_t kMostFetchers = 32;
 
 timespec Now() {
   timespec now{};
@@ -20,123 +16,73 @@ timespec Now() {
   return now;
 }
 
-// What one reader asks for ahead must not push out of the cache what it has not read yet.
-std::uint64_t LongestRange(const MountOptions& options) {
-  constexpr std::uint64_t kShare = 8;
-  return std::min(options.read_ahead, options.cache_size / kShare);
-}
-
 FsError NoSuchFile(const std::string& path) { return {ENOENT, path + ": not found"}; }
 
 }  // namespace
 
-FileSystem::FileSystem(LiveSession& live, const MountOptions& options,
+FileSystem::FileSystem(LiveSession& live, const FileSystemOptions& options,
                        const std::filesystem::path& folder, Disk& disk, const std::string& boot)
-    : options_(options),
+    : size_(options.size),
       started_(Now()),
-      remote_(live, options.retries, pauses_, !options.foreign_plugin),
-      directory_(
-          [this](const std::string& id, const std::string& path) { return remote_.List(id, path); },
-          options.dir_ttl),
-      spool_(disk, folder / "spool", boot),
-      blocks_(disk, folder / "blocks", options.cache_size, MostVersions()),
-      folders_(remote_, directory_),
-      folder_scans_(directory_, ScanWatch::Kind::kFolders),
-      file_scans_(directory_, ScanWatch::Kind::kFiles),
-      fetchers_(kMostFetchers),
-      services_{remote_,
-                directory_,
-                times_,
-                spool_,
-                {remote_, blocks_, fetchers_, LongestRange(options)},
+      services_(live, options, folder, disk, boot,
                 [this](SharedFile& file, const std::string& from, const std::string& to) {
-                  Redirected(file, from, to);
-                }},
-      files_(services_, [this](const SharedFilePtr& file) { LastClosed(file); }),
-      saver_(files_) {
-  Recover();
+                  files_.Move(file, from, to);
+                  announcements_.AddRedirect(from, to);
+                }),
+      markers_(services_.remote, services_.directory),
+      prefetcher_(services_.directory, services_.reading),
+      files_(services_, [this](const SharedFilePtr& file) { outbox_.LastClosed(file); }),
+      outbox_(files_, options.read_only) {
+  Spool::Found found = services_.spool.Recover();
+  for (const std::string& line : found.damaged) announcements_.Add(line);
+  outbox_.Resume(std::move(found.unsent));
 }
 
-void FileSystem::Recover() {
-  Spool::Found found = spool_.Recover();
-  for (const std::string& line : found.damaged) Remark(line);
-  for (Unsent& unsent : found.unsent) {
-    const std::string path = unsent.destination.path;
-    Notice(path + ": was not sent by an earlier mount, " +
-           (options_.read_only ? "and this one may not" : "is sent now"));
-    files_.Add(std::move(unsent));
-    if (!options_.read_only) saver_.Soon(files_.Find(path));
-  }
+Entry FileSystem::StoredEntry(const std::string& path) {
+  auto entry = services_.directory.Find(path);
+  if (!entry) throw NoSuchFile(path);
+  return *entry;
 }
 
-void FileSystem::Redirected(SharedFile& file, const std::string& from, const std::string& to) {
-  Remark(from + ": was changed by someone else before what was written here could be sent; that " +
-         "is stored as " + to);
-  files_.Move(file, from, to);
-  Lock lock(remarks_mutex_);
-  if (on_redirect_) on_redirect_(from, to);
+std::optional<Entry> FileSystem::StoredFile(const std::string& path) {
+  auto entry = services_.directory.Find(path);
+  if (entry && entry->folder) throw FsError(EISDIR, path + ": is a folder");
+  return entry;
 }
 
-void FileSystem::OnRedirect(
-    std::function<void(const std::string& from, const std::string& to)> listener) {
-  Lock lock(remarks_mutex_);
-  on_redirect_ = std::move(listener);
-}
-
-void FileSystem::Remark(const std::string& line) {
-  constexpr std::size_t kMostRemarks = 100;
-  Notice(line);
-  Lock lock(remarks_mutex_);
-  remarks_.push_back(line);
-  if (remarks_.size() > kMostRemarks) remarks_.pop_front();
-}
-
-std::vector<std::string> FileSystem::Remarks() {
-  Lock lock(remarks_mutex_);
-  return {remarks_.begin(), remarks_.end()};
-}
-
-Node FileSystem::StoredNode(const std::string& path) {
-  auto node = directory_.Find(path);
-  if (!node) throw NoSuchFile(path);
-  return *node;
-}
-
-std::optional<Node> FileSystem::StoredFile(const std::string& path) {
-  auto node = directory_.Find(path);
-  if (node && node->folder) throw FsError(EISDIR, path + ": is a folder");
-  return node;
-}
-
-std::optional<Node> FileSystem::ExistingFile(const std::string& path) {
+std::optional<Entry> FileSystem::ExistingFile(const std::string& path) {
   auto stored = StoredFile(path);
   if (!stored && !files_.Find(path)) throw NoSuchFile(path);
   return stored;
 }
 
-Attributes FileSystem::Stat(const std::string& path) {
-  if (IsRoot(path)) return {true, 0, started_};
+Entry FileSystem::Stat(const std::string& path) {
+  if (IsRoot(path)) return {"", "", true, 0, started_};
   if (SharedFilePtr file = files_.Find(path)) return file->Stat();
-  Node node = StoredNode(path);
-  auto kept = times_.Find(path, node.folder ? "" : node.id);
-  return {node.folder, node.size, kept.value_or(node.folder ? started_ : node.modified)};
+  return Shown(StoredEntry(path), path);
+}
+
+Entry FileSystem::Shown(Entry stored, const std::string& path) {
+  const auto kept = services_.times.Find(path, stored.folder ? "" : stored.id);
+  stored.modified = kept.value_or(stored.folder ? started_ : stored.modified);
+  return stored;
 }
 
 void FileSystem::List(const std::string& folder, const Visitor& visit) {
-  ListAhead(folder);
+  prefetcher_.ListAhead(folder);
   std::set<std::string> shown;
   // Before the listing: a file that is let go meanwhile stands in it.
   const std::vector<SharedFilePtr> open = files_.In(folder);
-  const auto names = directory_.List(folder);
+  Listing stored = services_.directory.List(folder);
   for (const SharedFilePtr& file : open) {
-    std::string name(NameOf(file->path()));
-    visit(name, file->Stat());
-    shown.insert(std::move(name));
+    Entry entry = file->Stat();
+    visit(entry);
+    shown.insert(std::move(entry.name));
   }
-  for (const auto& [name, node] : names) {
-    if (shown.contains(name)) continue;
-    auto kept = times_.Find(Join(folder, name), node.folder ? "" : node.id);
-    visit(name, {node.folder, node.size, kept.value_or(node.folder ? started_ : node.modified)});
+  for (Entry& entry : stored) {
+    if (shown.contains(entry.name)) continue;
+    const std::string path = Join(folder, entry.name);
+    visit(Shown(std::move(entry), path));
   }
 }
 
@@ -144,7 +90,7 @@ std::unique_ptr<Handle> FileSystem::Open(const std::string& path, bool for_writi
   auto handle = std::make_unique<Handle>(
       files_, path, [&] { return ExistingFile(path); }, services_.reading, for_writing);
   if (truncate) handle->file().StartEmpty();
-  if (!for_writing) FetchAhead(path);
+  if (!for_writing) prefetcher_.FetchAhead(path);
   return handle;
 }
 
@@ -173,7 +119,7 @@ void FileSystem::Flush(Handle& handle) {
   if (!handle.wrote && !handle.file().HasUnsealed()) return;
   AboutToWait();
   const bool wrote = handle.wrote.exchange(false);
-  if (handle.file().HasUnsaved()) return Save(handle.held.file());
+  if (handle.file().HasUnsaved()) return outbox_.Save(handle.held.file());
   handle.file().Settle();
   // Another descriptor's close may have tried to save what this one wrote.
   auto failure = handle.file().Failure();
@@ -183,67 +129,81 @@ void FileSystem::Flush(Handle& handle) {
 void FileSystem::Sync(Handle& handle) {
   AboutToWait();
   handle.wrote = false;
-  Save(handle.held.file());
-}
-
-void FileSystem::Save(const SharedFilePtr& file) {
-  try {
-    file->Save();
-  } catch (const FsError&) {
-    saver_.Again(file);
-    throw;
-  }
-}
-
-// What came after the last save, through a mapping, is to be sent too.
-void FileSystem::LastClosed(const SharedFilePtr& file) noexcept {
-  try {
-    file->SealUnsaved();
-    const auto delay = file->Waiting();
-    if (delay && delay->failures == 0) saver_.Soon(file);
-  } catch (const std::exception& error) {
-    Notice(error.what());
-  }
+  outbox_.Save(handle.held.file());
 }
 
 std::uint64_t FileSystem::TotalBytes() {
   constexpr std::uint64_t kFallback = 10ULL << 40;
-  std::uint64_t total = options_.size ? *options_.size : remote_.TotalBytes();
+  std::uint64_t total = size_ ? *size_ : services_.remote.TotalBytes();
   return total == 0 ? kFallback : total;
 }
 
-std::vector<Delay> FileSystem::Waiting() {
-  std::vector<Delay> waiting;
-  for (const SharedFilePtr& file : files_.All()) {
-    if (auto delay = file->Waiting()) waiting.push_back(*delay);
-  }
-  return waiting;
+void FileSystem::Truncate(const std::string& path, std::uint64_t size) {
+  auto handle = Open(path, true, false);
+  Truncate(*handle, size);
+  Flush(*handle);
+  Close(std::move(handle));
 }
 
-std::vector<Delay> FileSystem::Drain() {
-  saver_.Stop();
-  if (options_.read_only) return Waiting();
-  {
-    constexpr std::size_t kSenders = 4;
-    Workers senders(kSenders);
-    for (const SharedFilePtr& file : files_.All()) {
-      auto delay = file->Waiting();
-      if (!delay || delay->lasting) continue;
-      senders.Run([file] {
-        try {
-          file->SendWaiting(kAllRetries);
-        } catch (const std::exception& error) {
-          Notice(file->path() + ": " + error.what());
-        }
-      });
-    }
+void FileSystem::SetTime(const std::string& path, timespec time) {
+  if (SharedFilePtr file = files_.Find(path)) return file->SetTime(time);
+  if (IsRoot(path)) return;
+  const Entry entry = StoredEntry(path);
+  services_.times.Set(path, entry.folder ? "" : entry.id, time);
+}
+
+void FileSystem::Unlink(const std::string& path) {
+  HeldFile held(files_, path, [&] { return ExistingFile(path); });
+  markers_.KeepParentOf(path);
+  held.file()->Unlink(path, !held.IsOnly());
+  files_.Remove(held.file(), path);
+  markers_.KeepIfEmptied(ParentOf(path));
+}
+
+void FileSystem::Rename(const std::string& from, const std::string& to, bool replace) {
+  if (from == to) return;
+  if (Stat(from).folder) throw FsError(EXDEV, from + ": folders are not renamed");
+  if (IsBucket(to)) throw FsError(EACCES, to + ": only buckets stand here");
+  CheckName(to);
+  if (!replace) services_.directory.Forget(ParentOf(to));
+  const NameWatch watch(files_, to);
+  const std::optional<Entry> seen = StoredFile(to);
+  if (!replace && (seen || files_.Find(to))) throw FsError(EEXIST, to + ": exists");
+  HeldFile held(files_, from, [&] { return ExistingFile(from); });
+  markers_.KeepParentOf(from);
+  held.file()->Move(from, to, seen, watch.file().get());
+  const bool taken = watch.WasTaken();
+  // One that was opened under the name meanwhile.
+  const SharedFilePtr before = files_.Move(held.file(), from, to);
+  if (before) {
+    before->Abandon();
+    files_.LetGo(before);
   }
-  return Waiting();
+  if (before || taken)
+    services_.directory.Forget(ParentOf(to));  // it may have been stored after ours
+  markers_.KeepIfEmptied(ParentOf(from));
+}
+
+void FileSystem::MakeFolder(const std::string& path) {
+  if (!IsBucket(path)) CheckName(path);
+  markers_.Make(path);
+}
+
+void FileSystem::RemoveFolder(const std::string& path) {
+  if (!StoredEntry(path).folder) throw FsError(ENOTDIR, path + ": is a file");
+  services_.directory.Forget(path);  // others may have stored something
+  if (!services_.directory.List(path).empty() || !files_.In(path).empty()) {
+    throw FsError(ENOTEMPTY, path + ": not empty");
+  }
+  markers_.KeepParentOf(path);
+  markers_.Remove(path);
+  services_.times.Remove(path);
+  markers_.KeepIfEmptied(ParentOf(path));
 }
 
 void FileSystem::Hurry() {
-  pauses_.Cut();
-  remote_.CancelAll();
+  services_.pauses.Cut();
+  services_.remote.CancelAll();
 }
 
 }  // namespace b2drive::mount

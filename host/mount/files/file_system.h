@@ -1,24 +1,23 @@
 #pragma once
 
 #include <atomic>
-#include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
-#include "host/mount/files/folders.h"
-#include "host/mount/files/open_files.h"
-#include "host/mount/files/saver.h"
-#include "host/mount/files/scan_watch.h"
-#include "host/mount/options.h"
+#include "host/mount/files/announcements.h"
+#include "host/mount/files/folder_markers.h"
+#include "host/mount/files/outbox.h"
+#include "host/mount/files/prefetcher.h"
 
 namespace b2drive::mount {
 
 // One open() of a program.
 struct Handle {
-  Handle(OpenFiles& files, const std::string& path, const OpenFiles::Look& look,
+  Handle(OpenFiles& files, const std::string& path, const OpenFiles::Finder& find,
          const ReadServices& services, bool for_writing)
-      : held(files, path, look), reader(services), writable(for_writing) {}
+      : held(files, path, find), reader(services), writable(for_writing) {}
 
   SharedFile& file() const { return *held.file(); }
 
@@ -34,11 +33,12 @@ class FileSystem {
  public:
   // Keeps blocks and unsent contents in `folder` on `disk`, which no other process may use. `boot`
   // names the time since the machine was started.
-  FileSystem(LiveSession& live, const MountOptions& options, const std::filesystem::path& folder,
-             Disk& disk = SystemDisk(), const std::string& boot = CurrentBoot());
+  FileSystem(LiveSession& live, const FileSystemOptions& options,
+             const std::filesystem::path& folder, Disk& disk = SystemDisk(),
+             const std::string& boot = CurrentBoot());
 
-  Attributes Stat(const std::string& path);
-  using Visitor = std::function<void(const std::string& name, const Attributes& attributes)>;
+  Entry Stat(const std::string& path);
+  using Visitor = std::function<void(const Entry& entry)>;
   void List(const std::string& folder, const Visitor& visit);
 
   std::unique_ptr<Handle> Open(const std::string& path, bool for_writing, bool truncate);
@@ -61,49 +61,29 @@ class FileSystem {
   std::uint64_t TotalBytes();  // never 0
 
   // What is not on the service yet.
-  std::vector<Delay> Waiting();
-  // A line each: contents that went to a name of their own, and what cannot be read any more.
-  std::vector<std::string> Remarks();
-  // To be told when an open file's contents go to another name without a program's doing.
-  void OnRedirect(std::function<void(const std::string& from, const std::string& to)> listener);
+  std::vector<Delay> Waiting() { return outbox_.Waiting(); }
   // Sends it; to be called when no operation runs any more. Gives what could not be sent.
-  std::vector<Delay> Drain();
+  std::vector<Delay> Drain() { return outbox_.Drain(); }
+  Announcements& announcements() { return announcements_; }
   // Ends all waiting and transferring.
   void Hurry();
 
  private:
-  Node StoredNode(const std::string& path);
-  std::optional<Node> StoredFile(const std::string& path);
+  Entry StoredEntry(const std::string& path);
+  // With the time that programs see.
+  Entry Shown(Entry stored, const std::string& path);
+  std::optional<Entry> StoredFile(const std::string& path);
   // As StoredFile; throws when no file has this name here either.
-  std::optional<Node> ExistingFile(const std::string& path);
-  void Save(const SharedFilePtr& file);
-  void LastClosed(const SharedFilePtr& file) noexcept;
-  void Recover();
-  void Redirected(SharedFile& file, const std::string& from, const std::string& to);
-  void Remark(const std::string& line);
-  void ListAhead(const std::string& folder);
-  void FetchAhead(const std::string& path);
-  void Ahead(std::function<void()> task);
+  std::optional<Entry> ExistingFile(const std::string& path);
 
-  const MountOptions options_;
+  const std::optional<std::uint64_t> size_;  // bytes; none: the account's
   const timespec started_;
-  Pauses pauses_;
-  Remote remote_;
-  DirectoryCache directory_;
-  TimeBook times_;
-  Spool spool_;
-  BlockCache blocks_;
-  Folders folders_;
-  ScanWatch folder_scans_;
-  ScanWatch file_scans_;
-  Workers fetchers_;
+  Announcements announcements_;
   FileServices services_;
+  FolderMarkers markers_;
+  Prefetcher prefetcher_;
   OpenFiles files_;
-  Mutex remarks_mutex_;
-  std::deque<std::string> remarks_ B2_GUARDED_BY(remarks_mutex_);
-  std::function<void(const std::string&, const std::string&)> on_redirect_
-      B2_GUARDED_BY(remarks_mutex_);
-  Saver saver_;
+  Outbox outbox_;
 };
 
 }  // namespace b2drive::mount

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "host/common/paths.h"
+#include "host/common/path.h"
 
 namespace b2drive::mount {
 
@@ -25,11 +25,11 @@ bool NameWatch::WasTaken() const {
   return taken_;
 }
 
-SharedFilePtr OpenFiles::Acquire(const std::string& path, const Look& look) {
+SharedFilePtr OpenFiles::Acquire(const std::string& path, const Finder& find) {
   for (;;) {
     const NameWatch watch(*this, path);
     const bool unsent = watch.file() && !watch.file()->IsSettled();
-    const std::optional<Node> stored = unsent ? std::nullopt : look();
+    const std::optional<Entry> stored = unsent ? std::nullopt : find();
     Lock lock(mutex_);
     SharedFilePtr file = watch.file();
     const bool removed = unsent && file->IsAbandoned();

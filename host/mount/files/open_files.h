@@ -49,11 +49,11 @@ class OpenFiles {
   OpenFiles(FileServices& services, Listener last_closed)
       : services_(services), last_closed_(std::move(last_closed)) {}
 
-  // The file at `path` for one more handle. `look` finds what the service holds there, and is not
+  // The file at `path` for one more handle. `find` finds what the service holds there, and is not
   // asked about a file whose contents are not there yet; a handle on an older version keeps that to
   // itself.
-  using Look = std::function<std::optional<Node>()>;
-  SharedFilePtr Acquire(const std::string& path, const Look& look);
+  using Finder = std::function<std::optional<Entry>()>;
+  SharedFilePtr Acquire(const std::string& path, const Finder& find);
   void Release(const SharedFilePtr& file);
   std::size_t Handles(const SharedFilePtr& file);
 
@@ -92,8 +92,8 @@ class OpenFiles {
 // One handle on a file, given back with the object.
 class HeldFile {
  public:
-  HeldFile(OpenFiles& files, const std::string& path, const OpenFiles::Look& look)
-      : files_(files), file_(files.Acquire(path, look)) {}
+  HeldFile(OpenFiles& files, const std::string& path, const OpenFiles::Finder& find)
+      : files_(files), file_(files.Acquire(path, find)) {}
   ~HeldFile() { files_.Release(file_); }
   HeldFile(const HeldFile&) = delete;
   HeldFile& operator=(const HeldFile&) = delete;

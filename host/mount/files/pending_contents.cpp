@@ -37,21 +37,6 @@ SpoolPtr PendingContents::Freeze() {
   return frozen_ = work_;
 }
 
-std::string PendingContents::path() const {
-  Lock lock(state_);
-  return destination_.path;
-}
-
-std::string PendingContents::base() const {
-  Lock lock(state_);
-  return destination_.base;
-}
-
-Destination PendingContents::CopyOfDestination() const {
-  Lock lock(state_);
-  return destination_;
-}
-
 bool PendingContents::IsClean() const {
   Lock lock(state_);
   return abandoned_ || (change_ == Change::kNone && !sealed_);
@@ -150,10 +135,10 @@ void PendingContents::SealWork() {
   // Earlier contents may just be arriving. And where an earlier entry would come back after a loss
   // of power this one must too, or what it sends would look like someone else's.
   const std::vector<SpoolPtr> earlier = Entered();
-  for (const SpoolPtr& one : earlier) NoteAttempted(*one);
+  for (const SpoolPtr& one : earlier) destination_.NoteAttempt(*one);
   const bool secured =
       std::ranges::any_of(earlier, [](const SpoolPtr& one) { return one->IsSecured(); });
-  const Destination destination = CopyOfDestination();
+  const Destination destination = destination_.Get();
   try {
     WithRoom(blocks_, [&] {
       secured ? spool_.Secure(*work, destination) : spool_.Enter(*work, destination);
@@ -176,48 +161,24 @@ void PendingContents::Secure() {
 void PendingContents::SecureSealed() {
   const SpoolPtr sealed = this->sealed();
   if (!sealed) return;
-  WithRoom(blocks_, [&] { spool_.Secure(*sealed, CopyOfDestination()); });
-  StrikeBefore(sealed, false);
+  WithRoom(blocks_, [&] { spool_.Secure(*sealed, destination_.Get()); });
+  RemoveEntriesBefore(sealed, false);
 }
 
 void PendingContents::Sent(const SpoolPtr& contents, const std::string& id) {
   Lock writing(writing_);
-  {
-    Lock lock(state_);
-    destination_.base = id;
-    destination_.attempted.clear();
-  }
-  StrikeBefore(contents, true);
+  destination_.Arrived(id);
+  RemoveEntriesBefore(contents, true);
 }
 
 void PendingContents::NotSent(const SpoolPtr& contents) {
-  NoteAttempted(*contents);
+  destination_.NoteAttempt(*contents);
   Secure();
 }
 
-void PendingContents::NoteAttempted(const SpoolFile& contents) {
-  constexpr std::size_t kMostAttempted = 8;
-  const Fingerprint print{contents.Size(), ChecksumOf(contents.fd())};
-  Lock lock(state_);
-  auto& attempted = destination_.attempted;
-  if (std::ranges::count(attempted, print) == 0) attempted.push_back(print);
-  if (attempted.size() > kMostAttempted) attempted.erase(attempted.begin());
-}
-
 bool PendingContents::MayHaveSent(std::uint64_t size) const {
-  Lock lock(state_);
-  return (sealed_ && sealed_->Size() == size) ||
-         std::ranges::count(destination_.attempted, size, &Fingerprint::size) > 0;
-}
-
-bool PendingContents::MayHaveSent(const Fingerprint& fingerprint) const {
-  Lock lock(state_);
-  return std::ranges::count(destination_.attempted, fingerprint) > 0;
-}
-
-void PendingContents::SetBase(const std::string& id) {
-  Lock lock(state_);
-  destination_.base = id;
+  const SpoolPtr sealed = this->sealed();
+  return (sealed && sealed->Size() == size) || destination_.HasAttempt(size);
 }
 
 std::vector<SpoolPtr> PendingContents::Entered() const {
@@ -227,28 +188,28 @@ std::vector<SpoolPtr> PendingContents::Entered() const {
   return entered;
 }
 
-// Strikes what was sealed before `contents`, and perhaps those, too.
-void PendingContents::StrikeBefore(const SpoolPtr& contents, bool itself) {
-  std::vector<SpoolPtr> struck;
+// Of what was sealed before `contents`, and perhaps of those, too.
+void PendingContents::RemoveEntriesBefore(const SpoolPtr& contents, bool itself) {
+  std::vector<SpoolPtr> removed;
   {
     Lock lock(state_);
     const auto found = std::ranges::find(superseded_, contents);
     const bool latest = sealed_ == contents;
     if (!latest && found == superseded_.end()) return;
     const auto end = found != superseded_.end() && itself ? found + 1 : found;
-    struck.assign(superseded_.begin(), end);
+    removed.assign(superseded_.begin(), end);
     superseded_.erase(superseded_.begin(), end);
     if (latest && itself) {
-      struck.push_back(sealed_);
+      removed.push_back(sealed_);
       sealed_.reset();
     }
   }
-  for (const SpoolPtr& one : struck) Strike(one);
+  for (const SpoolPtr& one : removed) RemoveEntry(one);
 }
 
-void PendingContents::Strike(const SpoolPtr& contents) {
+void PendingContents::RemoveEntry(const SpoolPtr& contents) {
   try {
-    spool_.Strike(*contents);
+    spool_.RemoveEntry(*contents);
   } catch (const FsError& error) {
     Notice(path() + ": " + error.what());
   }
@@ -259,12 +220,11 @@ void PendingContents::Redirect(const std::string& path, const std::string& base)
   // One entry is moved at once; of several, older contents would stay behind for a moment.
   if (Entered().size() > 1) SecureSealed();
   const SpoolPtr sealed = this->sealed();
-  Destination destination = CopyOfDestination();
+  Destination destination = destination_.Get();
   destination.path = path;
   destination.base = base;
   if (sealed) WithRoom(blocks_, [&] { spool_.Enter(*sealed, destination); });
-  Lock lock(state_);
-  destination_ = std::move(destination);
+  destination_.Set(std::move(destination));
 }
 
 void PendingContents::Abandon() {
@@ -277,7 +237,7 @@ void PendingContents::Abandon() {
     sealed_.reset();
     superseded_.clear();
   }
-  for (const SpoolPtr& one : entered) Strike(one);
+  for (const SpoolPtr& one : entered) RemoveEntry(one);
 }
 
 SpoolPtr PendingContents::Retire() {

@@ -7,6 +7,7 @@
 
 #include "host/common/fs_error.h"
 #include "host/common/thread_safety.h"
+#include "host/mount/files/shared_destination.h"
 #include "host/mount/journal/spool.h"
 #include "host/mount/reading/block_cache.h"
 
@@ -30,8 +31,8 @@ class PendingContents {
   SpoolPtr visible() const;
   // The same, never to change: who writes on gets a copy. Null also when something is pending.
   SpoolPtr Freeze();
-  std::string path() const;
-  std::string base() const;
+  std::string path() const { return destination_.Get().path; }
+  std::string base() const { return destination_.Get().base; }
 
   bool IsClean() const;          // nothing waits to be saved or sent
   bool IsAbandoned() const;      // for good
@@ -59,8 +60,10 @@ class PendingContents {
   void NotSent(const SpoolPtr& contents);
   // Whether a version of this size, or with this fingerprint, may be of our sending.
   bool MayHaveSent(std::uint64_t size) const;
-  bool MayHaveSent(const Fingerprint& fingerprint) const;
-  void SetBase(const std::string& id);
+  bool MayHaveSent(const Fingerprint& fingerprint) const {
+    return destination_.HasAttempt(fingerprint);
+  }
+  void SetBase(const std::string& id) { destination_.SetBase(id); }
 
   // They go to another name, in place of the version `base` there.
   void Redirect(const std::string& path, const std::string& base);
@@ -74,20 +77,18 @@ class PendingContents {
   SpoolPtr Writable() B2_REQUIRES(writing_);
   void SealWork() B2_REQUIRES(writing_);
   void SecureSealed() B2_REQUIRES(writing_);
-  void NoteAttempted(const SpoolFile& contents);
-  void StrikeBefore(const SpoolPtr& contents, bool itself) B2_REQUIRES(writing_);
-  void Strike(const SpoolPtr& contents) B2_REQUIRES(writing_);
+  void RemoveEntriesBefore(const SpoolPtr& contents, bool itself) B2_REQUIRES(writing_);
+  void RemoveEntry(const SpoolPtr& contents) B2_REQUIRES(writing_);
   // What has an entry, the latest last.
   std::vector<SpoolPtr> Entered() const B2_EXCLUDES(state_);
-  Destination CopyOfDestination() const B2_EXCLUDES(state_);
 
   enum class Change { kNone, kEmptied, kWritten };
 
   Spool& spool_;
   BlockCache& blocks_;
+  SharedDestination destination_;
   Mutex writing_ B2_ACQUIRED_BEFORE(state_);  // held while the work is written, copied or sealed
   mutable Mutex state_;                       // held for moments
-  Destination destination_ B2_GUARDED_BY(state_);
   SpoolPtr work_ B2_GUARDED_BY(state_);  // what is shown; as it was sealed, if nothing is unsealed
   Change change_ B2_GUARDED_BY(state_) = Change::kNone;  // of the work, since it was sealed
   SpoolPtr sealed_ B2_GUARDED_BY(state_);

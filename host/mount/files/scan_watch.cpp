@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "host/common/paths.h"
+#include "host/common/path.h"
 
 namespace b2drive::mount {
 namespace {

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "host/common/path.h"
 #include "host/common/waiting.h"
 #include "host/local/local_io.h"
 
@@ -20,7 +21,7 @@ FsError ChangedMeanwhile(const std::string& path) {
 
 }  // namespace
 
-SharedFile::SharedFile(FileServices& services, const std::string& path, std::optional<Node> stored)
+SharedFile::SharedFile(FileServices& services, const std::string& path, std::optional<Entry> stored)
     : services_(services),
       pending_(services.spool, services.reading.blocks,
                Destination{path, stored ? stored->id : "", {}}),
@@ -46,21 +47,22 @@ void SharedFile::Touch() {
   modified_ = Now();
 }
 
-Attributes SharedFile::Stat() {
-  const SpoolPtr shown = pending_.visible();
-  if (shown) return {false, shown->Size(), modified()};
-  const std::optional<Node> stored = stored_.known();
-  return {false, stored ? stored->size : 0, modified()};
+Entry SharedFile::Stat() {
+  Entry entry = stored_.known().value_or(Entry{});
+  if (const SpoolPtr shown = pending_.visible()) entry.size = shown->Size();
+  entry.name = NameOf(path());
+  entry.modified = modified();
+  return entry;
 }
 
 std::string SharedFile::version() const {
-  const std::optional<Node> stored = stored_.known();
+  const std::optional<Entry> stored = stored_.known();
   return stored ? stored->id : "";
 }
 
 bool SharedFile::IsOutdated(const std::string& id) const {
   if (pending_.IsAbandoned()) return true;
-  const std::optional<Node> stored = stored_.known();
+  const std::optional<Entry> stored = stored_.known();
   return pending_.IsClean() && (!stored || stored->id != id);
 }
 
@@ -72,10 +74,10 @@ void SharedFile::StartEmpty() {
 std::size_t SharedFile::Read(VersionReader& reader, std::uint64_t offset, char* data,
                              std::size_t count) {
   if (const SpoolPtr shown = pending_.visible()) return ReadAt(shown->fd(), data, count, offset);
-  const std::optional<Node> stored = stored_.known();
+  const std::optional<Entry> stored = stored_.known();
   if (!stored) return 0;
   const std::string name = path();
-  return reader.Read({ToEntry(*stored, name), name}, offset, data, count);
+  return reader.Read({*stored, name}, offset, data, count);
 }
 
 std::size_t SharedFile::Write(std::uint64_t offset, const char* data, std::size_t count) {
@@ -94,7 +96,7 @@ void SharedFile::Bring(std::uint64_t count) {
   AboutToWait();
   Lock transfer(transfer_);
   if (pending_.visible()) return;
-  const std::optional<Node> stored = stored_.known();
+  const std::optional<Entry> stored = stored_.known();
   pending_.Show(stored
                     ? stored_.Bring(*stored, path(), count)
                     : WithRoom(services_.reading.blocks, [&] { return services_.spool.Make(); }));
@@ -105,12 +107,12 @@ void SharedFile::SetTime(timespec time) {
     Lock lock(state_);
     modified_ = time;
   }
-  const std::optional<Node> stored = stored_.known();
+  const std::optional<Entry> stored = stored_.known();
   if (stored && !pending_.visible()) services_.times.Set(path(), stored->id, time);
 }
 
 void SharedFile::Retire() {
-  const std::optional<Node> stored = stored_.known();
+  const std::optional<Entry> stored = stored_.known();
   if (!stored || !stored_.certain()) return;
   const SpoolPtr contents = pending_.Retire();
   if (!contents) return;
@@ -158,7 +160,7 @@ void SharedFile::Unlink(const std::string& name, bool open_elsewhere) {
   sender_.GiveUp();
   Lock transfer(transfer_);
   if (!Is(name)) throw FsError(ENOENT, name + ": was renamed or removed meanwhile");
-  if (const std::optional<Node> stored = stored_.Find(name)) {
+  if (const std::optional<Entry> stored = stored_.Find(name)) {
     // Deleting takes every version, so handles that stay open need the contents here.
     if (open_elsewhere && !pending_.visible()) {
       pending_.Show(stored_.Bring(*stored, name, UINT64_MAX));
@@ -171,7 +173,7 @@ void SharedFile::Unlink(const std::string& name, bool open_elsewhere) {
 }
 
 void SharedFile::Move(const std::string& name, const std::string& target,
-                      const std::optional<Node>& seen, SharedFile* replaced) {
+                      const std::optional<Entry>& seen, SharedFile* replaced) {
   AboutToWait();
   if (replaced == nullptr || replaced == this) {  // it may have been moved there meanwhile
     Lock transfer(transfer_);
@@ -183,13 +185,13 @@ void SharedFile::Move(const std::string& name, const std::string& target,
 
 // What stands at a name that is to be replaced, if anything; where nothing was, nothing is looked
 // for. What a program saw there, or this mount has stored since, is all that it means to replace.
-std::optional<Node> SharedFile::Replaceable(const std::string& target,
-                                            const std::optional<Node>& seen,
-                                            const SharedFile* replaced) {
+std::optional<Entry> SharedFile::Replaceable(const std::string& target,
+                                             const std::optional<Entry>& seen,
+                                             const SharedFile* replaced) {
   const bool ours = replaced != nullptr && replaced->stored_.certain();
-  const std::optional<Node> expected = ours ? replaced->stored_.known() : seen;
+  const std::optional<Entry> expected = ours ? replaced->stored_.known() : seen;
   if (!expected) return std::nullopt;
-  std::optional<Node> found = stored_.Look(target);
+  std::optional<Entry> found = stored_.FindAfresh(target);
   if (found && found->id != expected->id) throw ChangedMeanwhile(target);
   return found;
 }
@@ -202,7 +204,7 @@ void SharedFile::Abandon() {
 }
 
 // The stored version itself, also where something newer waits on top of it.
-Node SharedFile::CopyStored(const Node& stored, const std::string& target) {
+Entry SharedFile::CopyStored(const Entry& stored, const std::string& target) {
   SpoolPtr contents = pending_.Freeze();
   if (!contents) contents = stored_.Bring(stored, path(), UINT64_MAX);
   UploadControl control;
@@ -212,10 +214,10 @@ Node SharedFile::CopyStored(const Node& stored, const std::string& target) {
 // The old name goes only when the service holds the new one and the journal says it, so nothing is
 // lost and nothing comes back at any moment.
 void SharedFile::MoveLocked(const std::string& name, const std::string& target,
-                            const std::optional<Node>& seen, SharedFile* replaced) {
+                            const std::optional<Entry>& seen, SharedFile* replaced) {
   if (!Is(name)) throw FsError(ENOENT, name + ": was renamed or removed meanwhile");
-  const std::optional<Node> stored = stored_.Find(name);
-  const std::optional<Node> there = Replaceable(target, seen, replaced);
+  const std::optional<Entry> stored = stored_.Find(name);
+  const std::optional<Entry> there = Replaceable(target, seen, replaced);
   if (stored && !stored_.IsListed(*stored, name)) throw ChangedMeanwhile(name);
   if (stored) {
     services_.times.Set(target, CopyStored(*stored, target).id, modified());
@@ -226,7 +228,7 @@ void SharedFile::MoveLocked(const std::string& name, const std::string& target,
     pending_.Seal();
     pending_.Secure();
   }
-  const std::optional<Node> moved = stored_.known();
+  const std::optional<Entry> moved = stored_.known();
   pending_.Redirect(target, moved ? moved->id : "");
   try {
     if (stored) stored_.Delete(*stored, name);

@@ -13,12 +13,6 @@
 
 namespace b2drive::mount {
 
-struct Attributes {
-  bool folder = false;
-  std::uint64_t size = 0;  // bytes
-  timespec modified{};
-};
-
 // A file that is open, or whose contents are not on the service yet: what all handles on it share.
 // Programs see the stored version until one writes, and then what is pending.
 //
@@ -27,12 +21,13 @@ struct Attributes {
 class SharedFile {
  public:
   // `stored` is what the service holds under `path`, if anything.
-  SharedFile(FileServices& services, const std::string& path, std::optional<Node> stored);
+  SharedFile(FileServices& services, const std::string& path, std::optional<Entry> stored);
   // With contents that an earlier mount could not send.
   SharedFile(FileServices& services, Unsent unsent);
 
   std::string path() const { return pending_.path(); }
-  Attributes Stat();
+  // As programs see it, with what the service does not hold yet.
+  Entry Stat();
   // The stored version that it was opened on or has stored; empty for none.
   std::string version() const;
   // Whether it shows another stored version than `id`, and nothing newer.
@@ -61,7 +56,7 @@ class SharedFile {
   void Unlink(const std::string& name, bool open_elsewhere);
   // Gives the file another name, where a program saw `seen`, if anything; `replaced` is the open
   // file of that name, or null. Fails as Unlink, for that name too, and keeps both names then.
-  void Move(const std::string& name, const std::string& target, const std::optional<Node>& seen,
+  void Move(const std::string& name, const std::string& target, const std::optional<Entry>& seen,
             SharedFile* replaced);
   // Another file has taken its name: nothing of it is sent any more.
   void Abandon();
@@ -80,11 +75,11 @@ class SharedFile {
   void Touch();
   timespec modified() const;
   void MoveLocked(const std::string& name, const std::string& target,
-                  const std::optional<Node>& seen, SharedFile* replaced) B2_REQUIRES(transfer_);
-  std::optional<Node> Replaceable(const std::string& target, const std::optional<Node>& seen,
-                                  const SharedFile* replaced) B2_REQUIRES(transfer_);
+                  const std::optional<Entry>& seen, SharedFile* replaced) B2_REQUIRES(transfer_);
+  std::optional<Entry> Replaceable(const std::string& target, const std::optional<Entry>& seen,
+                                   const SharedFile* replaced) B2_REQUIRES(transfer_);
   bool Is(const std::string& name) const { return path() == name && !pending_.IsAbandoned(); }
-  Node CopyStored(const Node& stored, const std::string& target) B2_REQUIRES(transfer_);
+  Entry CopyStored(const Entry& stored, const std::string& target) B2_REQUIRES(transfer_);
 
   FileServices& services_;
   Mutex removal_ B2_ACQUIRED_BEFORE(transfer_);  // held over removals, those that wait included

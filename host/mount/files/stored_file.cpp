@@ -4,13 +4,13 @@
 #include <cerrno>
 
 #include "host/common/fs_error.h"
-#include "host/common/paths.h"
+#include "host/common/path.h"
 
 namespace b2drive::mount {
 
-std::optional<Node> StoredFile::known() const {
+std::optional<Entry> StoredFile::known() const {
   Lock lock(mutex_);
-  return node_;
+  return entry_;
 }
 
 bool StoredFile::certain() const {
@@ -18,9 +18,9 @@ bool StoredFile::certain() const {
   return certain_;
 }
 
-void StoredFile::Set(std::optional<Node> node) {
+void StoredFile::Set(std::optional<Entry> entry) {
   Lock lock(mutex_);
-  node_ = std::move(node);
+  entry_ = std::move(entry);
   certain_ = true;
 }
 
@@ -29,53 +29,50 @@ void StoredFile::Doubt() {
   certain_ = false;
 }
 
-std::optional<Node> StoredFile::Find(const std::string& path) {
-  return certain() ? known() : Look(path);
+std::optional<Entry> StoredFile::Find(const std::string& path) {
+  return certain() ? known() : FindAfresh(path);
 }
 
-std::optional<Node> StoredFile::Look(const std::string& path) {
+std::optional<Entry> StoredFile::FindAfresh(const std::string& path) {
   services_.directory.Forget(ParentOf(path));
   auto found = services_.directory.Find(path);
   return found && !found->folder ? found : std::nullopt;
 }
 
-bool StoredFile::IsListed(const Node& node, const std::string& path) {
+bool StoredFile::IsListed(const Entry& entry, const std::string& path) {
   const auto listed = services_.directory.Find(path);
-  return listed && listed->id == node.id;
+  return listed && listed->id == entry.id;
 }
 
-SpoolPtr StoredFile::Bring(const Node& node, const std::string& path, std::uint64_t count) {
+SpoolPtr StoredFile::Bring(const Entry& entry, const std::string& path, std::uint64_t count) {
   return WithRoom(services_.reading.blocks, [&] {
     SpoolPtr contents = services_.spool.Make();
-    BringInto(services_.reading, {ToEntry(node, path), path}, services_.spool, *contents,
-              std::min(count, node.size));
+    BringInto(services_.reading, {entry, path}, services_.spool, *contents,
+              std::min(count, entry.size));
     return contents;
   });
 }
 
-Node StoredFile::Upload(const std::string& path, const SpoolFile& contents, UploadControl& control,
-                        int retries) {
+Entry StoredFile::Upload(const std::string& path, const SpoolFile& contents, UploadControl& control,
+                         int retries) {
   const std::string parent = services_.directory.FolderId(ParentOf(path));
-  Node node = ToNode(
-      services_.remote.Upload(parent, path, contents.fd(), contents.Size(), control, retries));
-  Set(node);
-  services_.directory.Put(path, node);
-  return node;
+  Entry entry =
+      services_.remote.Upload(parent, path, contents.fd(), contents.Size(), control, retries);
+  Set(entry);
+  services_.directory.Put(path, entry);
+  return entry;
 }
 
-void StoredFile::Delete(const Node& node, const std::string& path) {
-  auto still_there = [&]() -> std::optional<Entry> {
-    auto found = Look(path);
-    return found ? std::optional(ToEntry(*found, path)) : std::nullopt;
-  };
+void StoredFile::Delete(const Entry& entry, const std::string& path) {
+  const auto still_there = [&] { return FindAfresh(path); };
   try {
-    services_.remote.DeleteFile(ToEntry(node, path), path, still_there);
+    services_.remote.DeleteFile(entry, path, still_there);
   } catch (const FsError& error) {
     if (error.number() == ESTALE) services_.directory.Forget(ParentOf(path));
     throw;
   }
   services_.directory.Remove(path);
-  services_.reading.blocks.Forget(node.id);
+  services_.reading.blocks.Forget(entry.id);
 }
 
 }  // namespace b2drive::mount

@@ -5,7 +5,7 @@
 #include <array>
 #include <ctime>
 
-#include "host/common/paths.h"
+#include "host/common/path.h"
 
 namespace b2drive::mount {
 namespace {

@@ -2,11 +2,24 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
-
-#include "host/mount/journal/spool.h"
+#include <vector>
 
 namespace b2drive::mount {
+
+// What tells contents apart without them.
+struct Fingerprint {
+  std::uint64_t size = 0;  // bytes
+  std::uint32_t checksum = 0;
+  bool operator==(const Fingerprint&) const = default;
+};
+
+// Where contents are to go, and what may stand there already.
+struct Destination {
+  std::string path;  // on the drive
+  std::string base;  // the identifier of the version that they follow; empty: there was none
+  // Earlier contents whose sending failed, and yet may have arrived.
+  std::vector<Fingerprint> attempted;
+};
 
 // What a journal entry says, and its text: a JSON object.
 struct JournalEntry {

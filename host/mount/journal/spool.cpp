@@ -4,53 +4,31 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 
 #include "host/common/fs_error.h"
 #include "host/local/local_io.h"
 #include "host/mount/journal/journal_entry.h"
-#include "host/terminal/notices.h"
+#include "host/mount/journal/journal_scan.h"
 
 namespace b2drive::mount {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr char kEntrySuffix[] = ".json";
 constexpr char kSpareSuffix[] = ".spare";
 constexpr std::size_t kMostSpares = 64;
-
-fs::path EntryOf(const fs::path& contents) { return contents.string() + kEntrySuffix; }
-
-fs::path ContentsOf(fs::path entry) { return entry.replace_extension(); }
-
-// Whatever else lies in the folder is not the spool's.
-bool IsEntry(const fs::path& file) {
-  const std::string stem = file.stem().string();
-  return file.extension() == kEntrySuffix && stem.find_first_not_of("0123456789") == stem.npos;
-}
-
-std::uint64_t NumberOf(const fs::path& file) {
-  return std::strtoull(file.stem().c_str(), nullptr, 10);
-}
-
-std::string ReadText(const fs::path& file) {
-  std::ifstream text(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(text), {}};
-}
 
 }  // namespace
 
 SpoolFile::~SpoolFile() {
-  if (entry_ == Entry::kNone) disk_.Remove(file_);
+  if (entry_ == EntryState::kNone) disk_.Remove(file_);
 }
 
 std::uint64_t SpoolFile::Size() const { return SizeOf(fd_.get()); }
 
 Spool::Spool(Disk& disk, fs::path folder, std::string boot)
-    : disk_(disk), folder_(std::move(folder)), aside_(folder_ / "aside"), boot_(std::move(boot)) {
+    : disk_(disk), folder_(std::move(folder)), boot_(std::move(boot)) {
   std::error_code error;
-  fs::create_directories(aside_, error);
+  fs::create_directories(AsideOf(folder_), error);
   Check(error.value(), folder_, "cannot be made");
 }
 
@@ -58,105 +36,39 @@ void Spool::Check(int error, const fs::path& file, const char* what) const {
   if (error != 0) throw FsError(error, file.string() + ": " + what);
 }
 
-std::vector<fs::path> Spool::Files(const fs::path& folder) const {
-  std::vector<fs::path> files;
-  for (const auto& item : fs::directory_iterator(folder)) {
-    if (item.is_regular_file()) files.push_back(item.path());
-  }
-  return files;
-}
-
-struct Spool::Loaded {
-  JournalEntry entry;
-  SpoolPtr contents;  // null: the entry is to be left out
-};
-
-// Leaves out what a loss of power brought back or left half written, none of which anyone was told
-// to be safe, and puts aside what was safe and is not readable.
-Spool::Loaded Spool::Load(const fs::path& file) {
-  const fs::path contents = ContentsOf(file);
-  const EntryText text = ParseEntry(ReadText(file));
-  if (text.state == EntryText::State::kDamaged) {
-    PutAside(file);
-    return {};
-  }
-  // A spare's older text names another file.
-  const bool own =
-      text.state == EntryText::State::kGood && text.entry.file == contents.filename().string() &&
-      fs::is_regular_file(contents) && (text.entry.boot.empty() || text.entry.boot == boot_);
-  if (!own) {
-    Check(disk_.Remove(file), file, "cannot be removed");
-    return {};
-  }
-  if (fs::file_size(contents) != text.entry.size) {
-    PutAside(file);
-    return {};
-  }
-  auto opened = std::make_shared<SpoolFile>(disk_, contents, disk_.Open(contents, O_RDWR));
-  opened->entry_ =
-      text.entry.boot.empty() ? SpoolFile::Entry::kSecured : SpoolFile::Entry::kWritten;
-  return {text.entry, std::move(opened)};
-}
-
-void Spool::PutAside(const fs::path& entry) {
-  for (const fs::path& file : {ContentsOf(entry), entry}) {
-    const int error = disk_.Rename(file, aside_ / file.filename());
-    if (error != ENOENT) Check(error, file, "cannot be put aside");
-  }
-  Notice(entry.string() + ": damaged; it and its contents are kept in " + aside_.string());
-}
-
-// In the order in which they were entered.
-std::vector<Spool::Loaded> Spool::LoadAll() {
-  std::vector<Loaded> all;
-  std::uint64_t last = 0;
-  for (const fs::path& folder : {folder_, aside_}) {
-    for (const fs::path& file : Files(folder)) last = std::max(last, NumberOf(file));
-  }
-  for (const fs::path& file : Files(folder_)) {
-    if (!IsEntry(file)) continue;
-    Loaded one = Load(file);
-    if (!one.contents) continue;
-    last = std::max(last, one.entry.order);
-    all.push_back(std::move(one));
-  }
-  std::ranges::sort(all, {}, [](const Loaded& one) { return one.entry.order; });
-  Lock lock(mutex_);
-  next_ = last + 1;
-  return all;
+SpoolPtr Spool::Opened(const ScannedEntry& scanned) {
+  const bool secured = scanned.entry.boot.empty();
+  auto contents =
+      std::make_shared<SpoolFile>(disk_, scanned.contents, disk_.Open(scanned.contents, O_RDWR));
+  contents->entry_ = secured ? SpoolFile::EntryState::kSecured : SpoolFile::EntryState::kWritten;
+  // Before an earlier one of the same name goes.
+  if (!secured) Secure(*contents, scanned.entry.destination);
+  return contents;
 }
 
 Spool::Found Spool::Recover() {
+  const JournalScan scan = ScanJournal(disk_, folder_, boot_);
+  {
+    Lock lock(mutex_);
+    next_ = scan.last_number + 1;
+  }
   Found found;
-  for (Loaded& one : LoadAll()) {
-    const Destination& destination = one.entry.destination;
-    // Before an earlier one of the same name goes.
-    if (one.contents->entry_ != SpoolFile::Entry::kSecured) Secure(*one.contents, destination);
+  for (const ScannedEntry& scanned : scan.entries) {
+    SpoolPtr contents = Opened(scanned);
+    const Destination& destination = scanned.entry.destination;
     const auto earlier = std::ranges::find(
         found.unsent, destination.path,
         [](const Unsent& unsent) -> const std::string& { return unsent.destination.path; });
     if (earlier != found.unsent.end()) {
-      Strike(*earlier->contents);
+      RemoveEntry(*earlier->contents);
       found.unsent.erase(earlier);
     }
-    found.unsent.push_back({destination, std::move(one.contents)});
+    found.unsent.push_back({destination, std::move(contents)});
   }
-  RemoveUnnamed();
-  for (const fs::path& file : Files(aside_)) {
-    if (file.extension() != kEntrySuffix) {
-      found.damaged.push_back(file.string() + ": damaged, will not be sent");
-    }
-  }
-  return found;
-}
-
-void Spool::RemoveUnnamed() {
-  for (const fs::path& file : Files(folder_)) {
-    if (file.extension() == kEntrySuffix || fs::exists(EntryOf(file))) continue;
-    Check(disk_.Remove(file), file, "cannot be removed");
-  }
+  found.damaged = RemoveUnnamed(disk_, folder_);
   Lock lock(mutex_);
   spares_.clear();
+  return found;
 }
 
 SpoolPtr Spool::Make() {
@@ -186,7 +98,7 @@ void Spool::Resize(const SpoolFile& file, std::uint64_t size) const {
 }
 
 void Spool::Enter(SpoolFile& contents, const Destination& destination) {
-  WriteEntry(contents, destination, contents.entry_ == SpoolFile::Entry::kSecured);
+  WriteEntry(contents, destination, contents.entry_ == SpoolFile::EntryState::kSecured);
 }
 
 void Spool::Secure(SpoolFile& contents, const Destination& destination) {
@@ -198,7 +110,7 @@ void Spool::Secure(SpoolFile& contents, const Destination& destination) {
 // never read half.
 void Spool::WriteEntry(SpoolFile& contents, const Destination& destination, bool secured) {
   const fs::path spare = TakeSpare();
-  const fs::path file = EntryOf(contents.file());
+  const fs::path file = EntryFileOf(contents.file());
   std::uint64_t order = 0;
   {
     Lock lock(mutex_);
@@ -217,26 +129,27 @@ void Spool::WriteEntry(SpoolFile& contents, const Destination& destination, bool
     Check(error, file, "cannot be written");
   }
   // Before the folder is synced: the entry is there in any case.
-  if (contents.entry_ == SpoolFile::Entry::kNone) contents.entry_ = SpoolFile::Entry::kWritten;
+  if (contents.entry_ == SpoolFile::EntryState::kNone)
+    contents.entry_ = SpoolFile::EntryState::kWritten;
   if (!secured) return;
   Check(disk_.SyncFolder(folder_), folder_, "not synced");
-  contents.entry_ = SpoolFile::Entry::kSecured;
+  contents.entry_ = SpoolFile::EntryState::kSecured;
 }
 
-void Spool::Strike(SpoolFile& contents) {
-  if (contents.entry_ == SpoolFile::Entry::kNone) return;
-  const bool secured = contents.entry_ == SpoolFile::Entry::kSecured;
-  // Not the contents' own name: they may be entered and struck again before the spare is used.
+void Spool::RemoveEntry(SpoolFile& contents) {
+  if (contents.entry_ == SpoolFile::EntryState::kNone) return;
+  const bool secured = contents.entry_ == SpoolFile::EntryState::kSecured;
+  // Not the contents' own name: they may be entered and removed again before the spare is used.
   const fs::path spare = NewName(kSpareSuffix);
-  const int kept = disk_.Rename(EntryOf(contents.file()), spare);
+  const int kept = disk_.Rename(EntryFileOf(contents.file()), spare);
   if (kept != 0 && kept != ENOENT) {  // a full disk, or folder
-    const int error = disk_.Remove(EntryOf(contents.file()));
+    const int error = disk_.Remove(EntryFileOf(contents.file()));
     if (error != ENOENT) Check(error, contents.file(), "its journal entry cannot be removed");
   }
   if (secured && disk_.SyncFolder(folder_) != 0) {
     Check(disk_.SyncFolder(folder_), folder_, "not synced");
   }
-  contents.entry_ = SpoolFile::Entry::kNone;
+  contents.entry_ = SpoolFile::EntryState::kNone;
   if (kept == 0) KeepSpare(spare);
 }
 
@@ -269,7 +182,7 @@ void Spool::KeepSpare(const fs::path& spare) {
 }
 
 std::string CurrentBoot() {
-  std::string boot = ReadText("/proc/sys/kernel/random/boot_id");
+  std::string boot = ReadSmallFile("/proc/sys/kernel/random/boot_id");
   while (!boot.empty() && boot.back() == '\n') boot.pop_back();
   return boot.empty() ? "unknown" : boot;
 }

@@ -11,6 +11,7 @@
 #include "host/common/thread_safety.h"
 #include "host/common/unique_fd.h"
 #include "host/mount/journal/disk.h"
+#include "host/mount/journal/journal_scan.h"
 
 namespace b2drive::mount {
 
@@ -27,33 +28,18 @@ class SpoolFile {
   int fd() const { return fd_.get(); }
   const std::filesystem::path& file() const { return file_; }
   std::uint64_t Size() const;  // bytes
-  bool IsSecured() const { return entry_ == Entry::kSecured; }
+  bool IsSecured() const { return entry_ == EntryState::kSecured; }
 
  private:
   friend class Spool;
-  enum class Entry { kNone, kWritten, kSecured };
+  enum class EntryState { kNone, kWritten, kSecured };
 
   Disk& disk_;
   const std::filesystem::path file_;
   UniqueFd fd_;
-  std::atomic<Entry> entry_{Entry::kNone};
+  std::atomic<EntryState> entry_{EntryState::kNone};
 };
 using SpoolPtr = std::shared_ptr<SpoolFile>;
-
-// What tells contents apart without them.
-struct Fingerprint {
-  std::uint64_t size = 0;  // bytes
-  std::uint32_t checksum = 0;
-  bool operator==(const Fingerprint&) const = default;
-};
-
-// Where contents are to go, and what may stand there already.
-struct Destination {
-  std::string path;  // on the drive
-  std::string base;  // the identifier of the version that they follow; empty: there was none
-  // Earlier contents whose sending failed, and yet may have arrived.
-  std::vector<Fingerprint> attempted;
-};
 
 // Contents that were closed or synced and that the service does not hold yet.
 struct Unsent {
@@ -64,7 +50,7 @@ struct Unsent {
 // The spool folder with its journal. Beside a spool file that is to be sent stands its entry, a
 // file of the same name and ".json" that says where it goes. An entry that is only written is
 // good as long as the machine runs (it carries the machine's boot): a killed mount finds it. A
-// secured one also survives a loss of power, and its contents with it; so does its striking. What
+// secured one also survives a loss of power, and its contents with it; so does its removal. What
 // has no good entry was never acknowledged, and is removed at the next start. Of several for one
 // path the one entered last counts.
 //
@@ -96,17 +82,11 @@ class Spool {
   // The same; the contents and the entry survive the machine.
   void Secure(SpoolFile& contents, const Destination& destination);
   // They were sent, or nobody wants them any more.
-  void Strike(SpoolFile& contents);
+  void RemoveEntry(SpoolFile& contents);
 
  private:
-  struct Loaded;
-
   void WriteEntry(SpoolFile& contents, const Destination& destination, bool secured);
-  Loaded Load(const std::filesystem::path& entry);
-  std::vector<Loaded> LoadAll();
-  void PutAside(const std::filesystem::path& entry);
-  void RemoveUnnamed();
-  std::vector<std::filesystem::path> Files(const std::filesystem::path& folder) const;
+  SpoolPtr Opened(const ScannedEntry& scanned);
   std::filesystem::path NewName(const char* suffix);
   std::filesystem::path TakeSpare();
   void KeepSpare(const std::filesystem::path& spare);
@@ -114,11 +94,10 @@ class Spool {
 
   Disk& disk_;
   const std::filesystem::path folder_;
-  const std::filesystem::path aside_;
   const std::string boot_;
   Mutex mutex_;
   std::uint64_t next_ B2_GUARDED_BY(mutex_) = 0;  // names files, and orders entries
-  // Entries that were struck, for the next ones: ext4 looks at every file removed in the last
+  // Entries that were removed, for the next ones: ext4 looks at every file removed in the last
   // minute when it makes one, which would be most of the work of copying many small files.
   std::vector<std::filesystem::path> spares_ B2_GUARDED_BY(mutex_);
 };

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "host/common/errors.h"
-#include "host/mount/kernel/mountpoint.h"
+#include "host/mount/kernel/unmount.h"
 #include "host/terminal/notices.h"
 
 namespace b2drive::mount {
@@ -22,7 +22,7 @@ namespace {
 constexpr int kWakeLoop = SIGUSR2;
 constexpr auto kPoll = std::chrono::milliseconds(100);
 
-std::string FuseOptions(const MountOptions& options) {
+std::string FuseOptions(const KernelOptions& options) {
   std::string text = "fsname=b2drive,subtype=b2drive,default_permissions";
   if (options.read_only) text += ",ro";
   if (options.allow_other) text += ",allow_other";

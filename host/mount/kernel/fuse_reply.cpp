@@ -22,29 +22,28 @@ void Report(const FsError& error) {
 
 }  // namespace
 
-struct stat ToStat(const FuseContext& context, std::uint64_t number, const Attributes& attributes) {
-  const MountOptions& options = context.options;
+struct stat ToStat(const FuseContext& context, std::uint64_t number, const Entry& entry) {
+  const KernelOptions& options = context.options;
   struct stat out {};
-  const mode_t kind = attributes.folder ? S_IFDIR | 0777 : S_IFREG | 0666;
+  const mode_t kind = entry.folder ? S_IFDIR | 0777 : S_IFREG | 0666;
   out.st_ino = number;
   out.st_mode = kind & ~options.umask;
   out.st_nlink = 1;
   out.st_uid = options.uid;
   out.st_gid = options.gid;
-  out.st_size = static_cast<off_t>(attributes.size);
-  out.st_blocks = static_cast<blkcnt_t>((attributes.size + kStatBlock - 1) / kStatBlock);
+  out.st_size = static_cast<off_t>(entry.size);
+  out.st_blocks = static_cast<blkcnt_t>((entry.size + kStatBlock - 1) / kStatBlock);
   out.st_blksize = kBlockSize;
-  out.st_atim = out.st_mtim = out.st_ctim = attributes.modified;
+  out.st_atim = out.st_mtim = out.st_ctim = entry.modified;
   return out;
 }
 
-fuse_entry_param ToEntry(FuseContext& context, const std::string& path,
-                         const Attributes& attributes) {
-  fuse_entry_param entry{};
-  entry.ino = context.inodes.Remember(path, attributes.folder);
-  entry.attr = ToStat(context, entry.ino, attributes);
-  entry.attr_timeout = entry.entry_timeout = kKeptSeconds;
-  return entry;
+fuse_entry_param ToEntryParam(FuseContext& context, const std::string& path, const Entry& entry) {
+  fuse_entry_param out{};
+  out.ino = context.inodes.Remember(path, entry.folder);
+  out.attr = ToStat(context, out.ino, entry);
+  out.attr_timeout = out.entry_timeout = kKeptSeconds;
+  return out;
 }
 
 int NumberOfFailure() noexcept {

@@ -18,9 +18,8 @@ inline FuseContext& ContextOf(fuse_req_t request) {
   return *static_cast<FuseContext*>(fuse_req_userdata(request));
 }
 
-struct stat ToStat(const FuseContext& context, std::uint64_t number, const Attributes& attributes);
-fuse_entry_param ToEntry(FuseContext& context, const std::string& path,
-                         const Attributes& attributes);
+struct stat ToStat(const FuseContext& context, std::uint64_t number, const Entry& entry);
+fuse_entry_param ToEntryParam(FuseContext& context, const std::string& path, const Entry& entry);
 // As long as the kernel may keep what it was told.
 inline constexpr double kKeptSeconds = 1.0;
 
@@ -33,7 +32,7 @@ int NumberOfFailure() noexcept;
 
 // Runs an operation here; false when it would have to wait.
 template <typename Operation>
-bool AnswerAtOnce(FuseContext& context, Reply& reply, const Operation& operation) noexcept {
+bool ServeAtOnce(FuseContext& context, Reply& reply, const Operation& operation) noexcept {
   const NoWaiting here;
   try {
     operation(context, reply);
@@ -47,7 +46,7 @@ bool AnswerAtOnce(FuseContext& context, Reply& reply, const Operation& operation
 
 // Runs it on a thread of its own, so that none of the few that read the kernel's requests waits.
 template <typename Operation>
-void AnswerInBackground(FuseContext& context, Reply owed, Operation operation) noexcept {
+void ServeInBackground(FuseContext& context, Reply owed, Operation operation) noexcept {
   try {
     auto reply = std::make_shared<Reply>(std::move(owed));
     context.owed.Add(reply);
@@ -64,23 +63,27 @@ void AnswerInBackground(FuseContext& context, Reply owed, Operation operation) n
 }
 
 template <typename Operation>
-void Answer(fuse_req_t request, Operation operation) noexcept {
+void Serve(fuse_req_t request, Operation operation) noexcept {
   FuseContext& context = ContextOf(request);
   Reply reply(request);
-  if (AnswerAtOnce(context, reply, operation)) return;
-  AnswerInBackground(context, std::move(reply), std::move(operation));
+  if (ServeAtOnce(context, reply, operation)) return;
+  ServeInBackground(context, std::move(reply), std::move(operation));
 }
 
 // The same for operations whose answer is success alone.
 template <typename Operation>
-void AnswerDone(fuse_req_t request, Operation operation) noexcept {
-  Answer(request, [operation = std::move(operation)](FuseContext& context, Reply& reply) {
+void ServeDone(fuse_req_t request, Operation operation) noexcept {
+  Serve(request, [operation = std::move(operation)](FuseContext& context, Reply& reply) {
     operation(context);
     reply.Error(0);
   });
 }
 
-// The callbacks on folders' contents.
+// The callbacks: on names and attributes, on open files, on folders' contents, and the question of
+// `b2drive status`.
+void AddNameOperations(fuse_lowlevel_ops& operations);
+void AddFileOperations(fuse_lowlevel_ops& operations);
 void AddFolderOperations(fuse_lowlevel_ops& operations);
+void AddStatusOperation(fuse_lowlevel_ops& operations);
 
 }  // namespace b2drive::mount

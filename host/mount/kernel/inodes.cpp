@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "host/common/fs_error.h"
-#include "host/common/paths.h"
+#include "host/common/path.h"
 
 namespace b2drive::mount {
 

@@ -12,9 +12,9 @@
 
 #include "host/common/unique_fd.h"
 #include "host/mount/kernel/fuse_mount.h"
-#include "host/mount/kernel/mountpoint.h"
 #include "host/mount/kernel/status_query.h"
 #include "host/mount/process/background.h"
+#include "host/mount/process/mountpoint.h"
 #include "host/terminal/interrupt.h"
 #include "host/terminal/notices.h"
 #include "host/terminal/text_format.h"
@@ -55,10 +55,10 @@ ExitCode SendRest(FileSystem& files) {
 
 MountOptions OptionsOf(const MountRequest& request) {
   MountOptions options = ParseMountOptions(request.options);
-  options.foreign_plugin = request.foreign_plugin;
-  if (request.foreign_plugin && !options.read_only) {
+  options.files.foreign_plugin = request.foreign_plugin;
+  if (request.foreign_plugin && !options.files.read_only) {
     Notice("read only: a plug-in of another maker may delete more than it is told to");
-    options.read_only = true;
+    options.MakeReadOnly();
   }
   return options;
 }
@@ -82,8 +82,8 @@ ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& con
   const auto mountpoint = CheckMountpoint(request.mountpoint, options);
   CacheFolder cache(options.cache_dir, request.account_id);
   LiveSession live(connect);
-  FileSystem files(live, options, cache.path());
-  FuseContext context(files, options, [&] {
+  FileSystem files(live, options.files, cache.path());
+  FuseContext context(files, options.kernel, [&] {
     if (request.live_fd) ReportLive(*request.live_fd);
   });
   FuseMount mounted(context, mountpoint);

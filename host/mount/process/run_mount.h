@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/common/errors.h"
-#include "host/mount/options.h"
+#include "host/mount/process/options.h"
 #include "host/patient/live_session.h"
 
 namespace b2drive::mount {

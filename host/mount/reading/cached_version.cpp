@@ -43,21 +43,21 @@ void CachedVersion::Count(std::int64_t blocks) {
   held_ += static_cast<std::uint64_t>(blocks) * kBlock;
 }
 
-CachedVersion::Look CachedVersion::Read(std::uint64_t offset, char* data, std::size_t count) {
+CachedVersion::ReadResult CachedVersion::Read(std::uint64_t offset, char* data, std::size_t count) {
   Lock lock(mutex_);
-  Look look;
+  ReadResult result;
   std::uint64_t available = offset;
   const std::uint64_t end = std::min<std::uint64_t>(offset + count, size_);
   while (available < end && IsThere(available)) {
     available = std::min((available / kBlock + 1) * kBlock, end);
   }
   if (available < end) {
-    look.fetch = Covering(available);
-    if (look.fetch) available = std::clamp(look.fetch->reached, available, end);
+    result.fetch = Covering(available);
+    if (result.fetch) available = std::clamp(result.fetch->reached, available, end);
   }
-  if (available > offset) look.copied = ReadAt(fd_.get(), data, available - offset, offset);
-  if (look.copied < available - offset) LoseAll();
-  return look;
+  if (available > offset) result.copied = ReadAt(fd_.get(), data, available - offset, offset);
+  if (result.copied < available - offset) LoseAll();
+  return result;
 }
 
 // Someone has cut the file. What is written behind its end from now on would have zeros show before

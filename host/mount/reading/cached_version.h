@@ -44,11 +44,11 @@ class CachedVersion {
   std::uint64_t size() const { return size_; }
 
   // What stands at `offset`: bytes that were copied, or the fetch that will bring it, or neither.
-  struct Look {
+  struct ReadResult {
     std::size_t copied = 0;
     FetchPtr fetch;
   };
-  Look Read(std::uint64_t offset, char* data, std::size_t count);
+  ReadResult Read(std::uint64_t offset, char* data, std::size_t count);
 
   // Registers a fetch from the block at `offset` to `end` at most, ending before what is there or
   // on its way; null when the first block is. Whoever claims must see to it that End is called.

@@ -87,11 +87,11 @@ std::size_t VersionReader::Read(const StoredVersion& version, std::uint64_t offs
   std::size_t done = 0;
   while (done < count) {
     const std::uint64_t at = offset + done;
-    CachedVersion::Look look = cached->Read(at, data + done, count - done);
-    done += look.copied;
-    if (look.copied > 0) continue;
+    CachedVersion::ReadResult result = cached->Read(at, data + done, count - done);
+    done += result.copied;
+    if (result.copied > 0) continue;
     AboutToWait();
-    FetchPtr fetch = look.fetch;
+    FetchPtr fetch = result.fetch;
     if (!fetch) {
       fetch = cached->Claim(at, std::max(at + range, offset + count));
       if (!fetch) continue;  // another reader was faster
@@ -115,7 +115,7 @@ std::uint64_t VersionReader::NoteRead(std::uint64_t offset, std::uint64_t end) {
     range_ = kFirstRange;
     next_ = end;
   } else if (end > next_) {
-    // Not before the first range is used up: many programs look at a file's beginning only.
+    // Not before the first range is used up: many programs result at a file's beginning only.
     const bool beyond_first = end > kFirstRange;
     if (range_ == kFirstRange && beyond_first)
       range_ = std::min(kSecondRange, services_.longest_range);

@@ -7,13 +7,13 @@
 #include "host/common/workers.h"
 #include "host/mount/journal/spool.h"
 #include "host/mount/reading/block_cache.h"
-#include "host/patient/remote.h"
+#include "host/patient/patient_drive.h"
 
 namespace b2drive::mount {
 
 // What reading needs; shared by all readers.
 struct ReadServices {
-  Remote& remote;
+  PatientDrive& remote;
   BlockCache& blocks;
   Workers& workers;
   std::uint64_t longest_range;  // bytes

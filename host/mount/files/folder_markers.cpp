@@ -1,16 +1,14 @@
-#include "host/mount/files/folders.h"
+#include "host/mount/files/folder_markers.h"
 
 #include <algorithm>
 #include <cerrno>
 
 #include "host/common/fs_error.h"
-#include "host/common/paths.h"
+#include "host/common/path.h"
 
 namespace b2drive::mount {
 namespace {
 
-// Listings show no name with this ending: it is what markers are called.
-constexpr std::string_view kMarkerEnding = ".bzEmpty";
 constexpr std::size_t kLongestName = 250;
 constexpr std::size_t kLongestPath = 1024;
 
@@ -38,18 +36,19 @@ bool IsPlainText(std::string_view text) {
 }  // namespace
 
 void CheckName(const std::string& path) {
-  std::string_view name = NameOf(path);
+  const std::string name = NameOf(path);
   if (name.size() > kLongestName || path.size() > kLongestPath) {
     throw FsError(ENAMETOOLONG, path + ": too long");
   }
   if (!IsPlainText(name)) throw FsError(EILSEQ, path + ": the service stores no such name");
-  if (name.ends_with(kMarkerEnding)) throw FsError(EINVAL, path + ": reserved for folders");
+  // Listings show no name that ends like a marker's.
+  if (name.ends_with(kMarkerName)) throw FsError(EINVAL, path + ": reserved for folders");
 }
 
-void Folders::Make(const std::string& path) {
+void FolderMarkers::Make(const std::string& path) {
   if (IsBucket(path)) {
     try {
-      directory_.PutEmptyFolder(path, ToNode(remote_.MakeBucket(std::string(NameOf(path)), path)));
+      directory_.PutEmptyFolder(path, remote_.MakeBucket(NameOf(path), path).id);
     } catch (const FsError& error) {
       // The service refuses the name, one that someone else has, or one bucket too many.
       throw FsError(error.lasting() ? EINVAL : error.number(), error.what());
@@ -59,14 +58,14 @@ void Folders::Make(const std::string& path) {
   CheckName(path);
   const std::string id = directory_.FolderId(path);
   NoteMarker(path, remote_.MakeMarker(id, path));
-  directory_.PutEmptyFolder(path, {true, 0, id, {}});
+  directory_.PutEmptyFolder(path, id);
 }
 
-void Folders::Remove(const std::string& path) {
+void FolderMarkers::Remove(const std::string& path) {
   const std::string id = directory_.FolderId(path);
   if (IsBucket(path)) {
     try {
-      remote_.DeleteBucket({std::string(NameOf(path)), id, true, 0, ""}, path);
+      remote_.DeleteBucket({NameOf(path), id, true, 0, {}}, path);
     } catch (const FsError& error) {
       // Old versions and hidden files, which no listing shows, keep a bucket.
       throw FsError(error.lasting() ? ENOTEMPTY : error.number(), error.what());
@@ -88,7 +87,7 @@ void Folders::Remove(const std::string& path) {
 
 // No listing shows a marker, so one that is not known by its identifier is written once more: that
 // gives an identifier, and all versions of the name are then deleted.
-Entry Folders::MarkerOf(const std::string& path, const std::string& id) {
+Entry FolderMarkers::MarkerOf(const std::string& path, const std::string& id) {
   {
     Lock lock(mutex_);
     auto known = markers_.find(path);
@@ -97,22 +96,22 @@ Entry Folders::MarkerOf(const std::string& path, const std::string& id) {
   return remote_.MakeMarker(id, path);
 }
 
-void Folders::NoteMarker(const std::string& path, const std::optional<Entry>& marker) {
+void FolderMarkers::NoteMarker(const std::string& path, const std::optional<Entry>& marker) {
   constexpr std::size_t kMostMarkers = 10'000;
   Lock lock(mutex_);
   if (markers_.size() >= kMostMarkers) markers_.clear();  // they can be looked up
   markers_[path] = marker;
 }
 
-void Folders::KeepParentOf(const std::string& leaving) {
+void FolderMarkers::KeepParentOf(const std::string& leaving) {
   if (!directory_.HasSiblings(leaving)) EnsureMarker(ParentOf(leaving));
 }
 
-void Folders::KeepIfEmptied(const std::string& folder) {
+void FolderMarkers::KeepIfEmptied(const std::string& folder) {
   if (directory_.IsKnownEmpty(folder)) EnsureMarker(folder);
 }
 
-void Folders::EnsureMarker(const std::string& folder) {
+void FolderMarkers::EnsureMarker(const std::string& folder) {
   if (IsRoot(folder) || IsBucket(folder)) return;
   {
     Lock lock(mutex_);

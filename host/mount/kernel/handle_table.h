@@ -15,7 +15,7 @@ namespace b2drive::mount {
 // operation that still runs then keeps it to its own end. What was never released, for the mount
 // ended under a program, goes with the object. Thread-safe.
 template <typename Opened>
-class Lent {
+class HandleTable {
  public:
   std::uint64_t Lend(std::shared_ptr<Opened> opened) {
     const auto number = std::bit_cast<std::uint64_t>(opened.get());

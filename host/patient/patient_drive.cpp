@@ -1,11 +1,11 @@
-#include "host/patient/remote.h"
+#include "host/patient/patient_drive.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <exception>
 
 #include "host/common/fs_error.h"
-#include "host/common/paths.h"
+#include "host/common/path.h"
 #include "host/common/waiting.h"
 #include "host/patient/diagnosis.h"
 #include "host/patient/refusal_limit.h"
@@ -14,8 +14,6 @@
 
 namespace b2drive {
 namespace {
-
-constexpr char kMarkerName[] = ".bzEmpty";
 
 // Hands the bytes of one attempt on.
 class PieceSink final : public FetchSink {
@@ -68,8 +66,8 @@ void NoteUnfinished(UploadControl& control, bool stored, const ActiveTransfer& t
 }  // namespace
 
 // Waits or connects anew if that can help; otherwise throws.
-void Remote::Recover(const HostError& error, const std::shared_ptr<Session>& session, int& renewals,
-                     Attempts& attempts) {
+void PatientDrive::WaitOrRenew(const HostError& error, const std::shared_ptr<Session>& session,
+                               int& renewals, Attempts& attempts) {
   constexpr int kMostRenewals = 2;
   Diagnosis diagnosis = Diagnose(error, HostLog::LastAnswer());
   if (diagnosis.remedy == Remedy::kNewSession && session && renewals < kMostRenewals) {
@@ -88,7 +86,7 @@ void Remote::Recover(const HostError& error, const std::shared_ptr<Session>& ses
 }
 
 template <typename Operation>
-auto Remote::Call(const std::string&, Attempts attempts, Operation operation) {
+auto PatientDrive::Call(const std::string&, Attempts attempts, Operation operation) {
   AboutToWait();
   for (int renewals = 0;;) {
     std::shared_ptr<Session> session;
@@ -97,17 +95,17 @@ auto Remote::Call(const std::string&, Attempts attempts, Operation operation) {
       const SuccessNote note(live_, session);
       return operation(session->drive(), attempts);
     } catch (const HostError& error) {
-      Recover(error, session, renewals, attempts);
+      WaitOrRenew(error, session, renewals, attempts);
     }
   }
 }
 
-Listing Remote::List(const std::string& folder_id, const std::string& path) {
+Listing PatientDrive::List(const std::string& folder_id, const std::string& path) {
   return Call(path, {retries_, pauses_},
               [&](Drive& drive, Attempts&) { return drive.List(folder_id, path); });
 }
 
-void Remote::Read(const RangeRequest& request, const RangeSink& sink) {
+void PatientDrive::Read(const RangeRequest& request, const RangeSink& sink) {
   std::uint64_t reached = request.offset;
   const std::uint64_t end = request.offset + request.length;
   int refused_by_sink = 0;
@@ -132,8 +130,8 @@ void Remote::Read(const RangeRequest& request, const RangeSink& sink) {
   });
 }
 
-Entry Remote::Upload(const std::string& parent_id, const std::string& path, int fd,
-                     std::uint64_t size, UploadControl& control, int retries) {
+Entry PatientDrive::Upload(const std::string& parent_id, const std::string& path, int fd,
+                           std::uint64_t size, UploadControl& control, int retries) {
   const Attempts allowed(retries == kAllRetries ? retries_ : retries, pauses_);
   const std::string name(NameOf(path));
   return Call(path, allowed, [&](Drive& drive, Attempts&) {
@@ -158,28 +156,29 @@ Entry Remote::Upload(const std::string& parent_id, const std::string& path, int 
   });
 }
 
-bool Remote::HasMarker(const std::string& folder_id, const std::string& path) {
+bool PatientDrive::HasMarker(const std::string& folder_id, const std::string& path) {
   return Call(path, {retries_, pauses_},
               [&](Drive& drive, Attempts&) { return drive.HasMarker(folder_id, path); });
 }
 
-Entry Remote::MakeMarker(const std::string& folder_id, const std::string& path) {
+Entry PatientDrive::MakeMarker(const std::string& folder_id, const std::string& path) {
   // Not by the library's own call, which takes no handle and so could not be ended.
   UploadControl control;
   return Upload(folder_id, Join(path, kMarkerName), -1, 0, control, kAllRetries);
 }
 
-Entry Remote::MakeBucket(const std::string& name, const std::string& path) {
+Entry PatientDrive::MakeBucket(const std::string& name, const std::string& path) {
   return Call(path, {retries_, pauses_},
               [&](Drive& drive, Attempts&) { return drive.MakeFolder("", name, path); });
 }
 
-void Remote::DeleteBucket(const Entry& bucket, const std::string& path) {
+void PatientDrive::DeleteBucket(const Entry& bucket, const std::string& path) {
   Call(path, {retries_, pauses_},
        [&](Drive& drive, Attempts&) { drive.DeleteFolder(bucket, path); });
 }
 
-void Remote::DeleteFile(const Entry& file, const std::string& path, const Look& still_there) {
+void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
+                              const Finder& still_there) {
   Call(path, {retries_, pauses_}, [&](Drive& drive, Attempts&) {
     bool refused = false;
     std::optional<HostError> failure;
@@ -202,7 +201,7 @@ void Remote::DeleteFile(const Entry& file, const std::string& path, const Look& 
   });
 }
 
-std::uint64_t Remote::TotalBytes() {
+std::uint64_t PatientDrive::TotalBytes() {
   return Call("/", {0, pauses_}, [&](Drive& drive, Attempts&) { return drive.TotalBytes(); });
 }
 

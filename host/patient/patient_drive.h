@@ -30,11 +30,11 @@ inline constexpr int kAllRetries = -1;
 
 // The drive's operations with a session that is kept alive and with repetition of what may be
 // repeated. All throw FsError. `path` is for messages only. Any number of threads may call.
-class Remote {
+class PatientDrive {
  public:
   // `ranges_are_checked`: whether the plug-in delivers no byte before it knows that the answer is
   // the range that was asked for; others tell at the end of a read.
-  Remote(LiveSession& live, int retries, Pauses& pauses, bool ranges_are_checked)
+  PatientDrive(LiveSession& live, int retries, Pauses& pauses, bool ranges_are_checked)
       : live_(live), retries_(retries), pauses_(pauses), ranges_are_checked_(ranges_are_checked) {}
 
   bool ranges_are_checked() const { return ranges_are_checked_; }
@@ -60,8 +60,8 @@ class Remote {
   // Deletes every version of exactly this file; ESTALE when `file` is not the latest one any more.
   // What the library counts as deleted is believed only when nothing went wrong on the way; else
   // `still_there` looks, and gives the entry that is left.
-  using Look = std::function<std::optional<Entry>()>;
-  void DeleteFile(const Entry& file, const std::string& path, const Look& still_there);
+  using Finder = std::function<std::optional<Entry>()>;
+  void DeleteFile(const Entry& file, const std::string& path, const Finder& still_there);
 
   std::uint64_t TotalBytes();
   // Ends what runs and lets nothing begin.
@@ -70,8 +70,8 @@ class Remote {
  private:
   template <typename Operation>
   auto Call(const std::string& path, Attempts attempts, Operation operation);
-  void Recover(const HostError& error, const std::shared_ptr<Session>& session, int& renewals,
-               Attempts& attempts);
+  void WaitOrRenew(const HostError& error, const std::shared_ptr<Session>& session, int& renewals,
+                   Attempts& attempts);
 
   LiveSession& live_;
   const int retries_;

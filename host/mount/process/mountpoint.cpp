@@ -1,39 +1,22 @@
-#include "host/mount/kernel/mountpoint.h"
+#include "host/mount/process/mountpoint.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/file.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <thread>
 
 #include "host/common/errors.h"
 #include "host/mount/kernel/status_query.h"
+#include "host/mount/kernel/unmount.h"
 #include "host/terminal/notices.h"
 
 namespace b2drive::mount {
 namespace fs = std::filesystem;
 namespace {
-
-bool RunUnmountHelper(const fs::path& mountpoint, bool lazily) {
-  std::array<const char*, 5> arguments = {"fusermount3", lazily ? "-uzq" : "-uq", "--",
-                                          mountpoint.c_str(), nullptr};
-  pid_t helper = 0;
-  if (posix_spawnp(&helper, arguments[0], nullptr, nullptr,
-                   const_cast<char* const*>(arguments.data()), environ) != 0) {
-    return false;
-  }
-  int status = 0;
-  while (waitpid(helper, &status, 0) < 0 && errno == EINTR) {
-  }
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
 
 UniqueFd LockFile(const fs::path& file) {
   UniqueFd fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
@@ -96,12 +79,5 @@ fs::path CheckMountpoint(const std::string& path, const MountOptions& options) {
 
 CacheFolder::CacheFolder(const fs::path& cache_dir, const std::string& account_id)
     : path_(MadeFolder(cache_dir / account_id)), lock_(LockFile(path_ / "lock")) {}
-
-bool Unmount(const fs::path& mountpoint, bool lazily) {
-  if (geteuid() == 0) {
-    return umount2(mountpoint.c_str(), UMOUNT_NOFOLLOW | (lazily ? MNT_DETACH : 0)) == 0;
-  }
-  return RunUnmountHelper(mountpoint, lazily);
-}
 
 }  // namespace b2drive::mount

@@ -6,15 +6,16 @@
 
 #include "host/common/thread_safety.h"
 #include "host/mount/files/directory_cache.h"
-#include "host/patient/remote.h"
+#include "host/patient/patient_drive.h"
 
 namespace b2drive::mount {
 
 // Making, keeping and removing folders. The service knows no folders: one exists through the files
 // below it or through a marker object. Thread-safe. All throw FsError.
-class Folders {
+class FolderMarkers {
  public:
-  Folders(Remote& remote, DirectoryCache& directory) : remote_(remote), directory_(directory) {}
+  FolderMarkers(PatientDrive& remote, DirectoryCache& directory)
+      : remote_(remote), directory_(directory) {}
 
   void Make(const std::string& path);
   // The caller has seen that it is empty. Takes the marker only: were something stored in the
@@ -33,7 +34,7 @@ class Folders {
   Entry MarkerOf(const std::string& path, const std::string& id);
   void NoteMarker(const std::string& path, const std::optional<Entry>& marker);
 
-  Remote& remote_;
+  PatientDrive& remote_;
   DirectoryCache& directory_;
   Mutex mutex_;
   // Folders known to have a marker, with the marker where it is known.

@@ -1,6 +1,4 @@
-#include "host/mount/options.h"
-
-#include <unistd.h>
+#include "host/mount/process/options.h"
 
 #include <algorithm>
 #include <array>
@@ -65,46 +63,46 @@ struct Row {
 constexpr std::uint64_t kMostId = 0xFFFFFFFE;
 
 constexpr std::array kRows = {
-    Row{"ro", "read only", "off", [](MountOptions& o, std::string_view) { o.read_only = true; }},
+    Row{"ro", "read only", "off", [](MountOptions& o, std::string_view) { o.MakeReadOnly(); }},
     Row{"allow_other", "other users may look", "off",
-        [](MountOptions& o, std::string_view) { o.allow_other = true; }},
+        [](MountOptions& o, std::string_view) { o.kernel.allow_other = true; }},
     Row{"auto_unmount", "unmount if b2drive ends in any way", "off",
-        [](MountOptions& o, std::string_view) { o.auto_unmount = true; }},
+        [](MountOptions& o, std::string_view) { o.kernel.auto_unmount = true; }},
     Row{"nonempty", "mount over a folder that is not empty", "off",
         [](MountOptions& o, std::string_view) { o.nonempty = true; }},
     Row{"uid=", "owner of everything", "yours",
         [](MountOptions& o, std::string_view value) {
-          o.uid = static_cast<uid_t>(ReadNumberUpTo(value, kMostId));
+          o.kernel.uid = static_cast<uid_t>(ReadNumberUpTo(value, kMostId));
         }},
     Row{"gid=", "group of everything", "yours",
         [](MountOptions& o, std::string_view value) {
-          o.gid = static_cast<gid_t>(ReadNumberUpTo(value, kMostId));
+          o.kernel.gid = static_cast<gid_t>(ReadNumberUpTo(value, kMostId));
         }},
     Row{"umask=", "permission bits that are off, octal", "022",
         [](MountOptions& o, std::string_view value) {
-          o.umask = static_cast<mode_t>(ReadNumberUpTo(value, 0777, 8));
+          o.kernel.umask = static_cast<mode_t>(ReadNumberUpTo(value, 0777, 8));
         }},
     Row{"cache_dir=", "folder for blocks and for what is being written",
         "b2drive in $XDG_CACHE_HOME or ~/.cache",
         [](MountOptions& o, std::string_view value) { o.cache_dir = ReadFolder(value); }},
     Row{"cache_size=", "most bytes of blocks kept (K, M, G)", "1G",
         [](MountOptions& o, std::string_view value) {
-          o.cache_size = ReadBytesFrom(value, 1UL << 20);
+          o.files.cache_size = ReadBytesFrom(value, 1UL << 20);
         }},
     Row{"dir_ttl=", "seconds that a listing is believed", "60",
         [](MountOptions& o, std::string_view value) {
-          o.dir_ttl = std::chrono::seconds(ReadNumberUpTo(value, 1'000'000'000));
+          o.files.dir_ttl = std::chrono::seconds(ReadNumberUpTo(value, 1'000'000'000));
         }},
     Row{"read_ahead=", "longest range asked for at once (K, M)", "16M",
         [](MountOptions& o, std::string_view value) {
-          o.read_ahead = ReadBytesFrom(value, 128UL << 10);
+          o.files.read_ahead = ReadBytesFrom(value, 128UL << 10);
         }},
     Row{"retries=", "how often a call that failed for a passing reason is repeated", "5",
         [](MountOptions& o, std::string_view value) {
-          o.retries = static_cast<int>(ReadNumberUpTo(value, 1000));
+          o.files.retries = static_cast<int>(ReadNumberUpTo(value, 1000));
         }},
     Row{"size=", "size that df shows (G, T)", "the account's",
-        [](MountOptions& o, std::string_view value) { o.size = ReadBytesFrom(value, 4096); }},
+        [](MountOptions& o, std::string_view value) { o.files.size = ReadBytesFrom(value, 4096); }},
 };
 
 bool IsMountsOwn(std::string_view word) {
@@ -141,7 +139,7 @@ std::filesystem::path UsersCacheFolder() {
 
 }  // namespace
 
-MountOptions::MountOptions() : uid(getuid()), gid(getgid()), cache_dir(UsersCacheFolder()) {}
+MountOptions::MountOptions() : cache_dir(UsersCacheFolder()) {}
 
 MountOptions ParseMountOptions(const std::string& text) {
   MountOptions options;

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "host/common/unique_fd.h"
-#include "host/mount/options.h"
+#include "host/mount/process/options.h"
 
 namespace b2drive::mount {
 
@@ -24,8 +24,5 @@ class CacheFolder {
   const std::filesystem::path path_;
   UniqueFd lock_;
 };
-
-// Takes the mountpoint away; `lazily`: also under programs that use it. False when it is in use.
-bool Unmount(const std::filesystem::path& mountpoint, bool lazily);
 
 }  // namespace b2drive::mount

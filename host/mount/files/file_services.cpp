@@ -1,0 +1,32 @@
+#include "host/mount/files/file_services.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace b2drive::mount {
+namespace {
+
+constexpr std::size_t kMostFetchers = 32;
+
+// What one reader asks for ahead must not push out of the cache what it has not read yet.
+std::uint64_t LongestRange(const FileSystemOptions& options) {
+  constexpr std::uint64_t kShare = 8;
+  return std::min(options.read_ahead, options.cache_size / kShare);
+}
+
+}  // namespace
+
+FileServices::FileServices(LiveSession& live, const FileSystemOptions& options,
+                           const std::filesystem::path& folder, Disk& disk, const std::string& boot,
+                           Redirected when_redirected)
+    : remote(live, options.retries, pauses, !options.foreign_plugin),
+      directory(
+          [this](const std::string& id, const std::string& path) { return remote.List(id, path); },
+          options.dir_ttl),
+      spool(disk, folder / "spool", boot),
+      blocks(disk, folder / "blocks", options.cache_size, MostVersions()),
+      fetchers(kMostFetchers),
+      reading{remote, blocks, fetchers, LongestRange(options)},
+      redirected(std::move(when_redirected)) {}
+
+}  // namespace b2drive::mount

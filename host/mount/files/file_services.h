@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/mount/files/directory_cache.h"
+#include "host/mount/files/time_book.h"
+#include "host/mount/journal/spool.h"
+#include "host/mount/reading/version_reader.h"
+
+namespace b2drive::mount {
+
+class SharedFile;
+
+struct FileSystemOptions {
+  bool read_only = false;
+  std::uint64_t cache_size = 1024UL << 20;  // bytes
+  std::uint64_t read_ahead = 16UL << 20;    // bytes, the longest range asked for at once
+  std::chrono::seconds dir_ttl{60};         // how long a listing is believed
+  int retries = 5;
+  std::optional<std::uint64_t> size;  // bytes, that df shows; none: the account's
+  // Whether the plug-in is another than the program's own, which may delete more than it is told
+  // to, and may deliver bytes before it knows that they are the right ones.
+  bool foreign_plugin = false;
+};
+
+// What files need; shared by all of them.
+struct FileServices {
+  // Told when contents go to another name than they were written under.
+  using Redirected =
+      std::function<void(SharedFile&, const std::string& from, const std::string& to)>;
+
+  // Keeps blocks and unsent contents in `folder` on `disk`. `boot` names the time since the machine
+  // was started.
+  FileServices(LiveSession& live, const FileSystemOptions& options,
+               const std::filesystem::path& folder, Disk& disk, const std::string& boot,
+               Redirected when_redirected);
+
+  Pauses pauses;
+  PatientDrive remote;
+  DirectoryCache directory;
+  TimeBook times;
+  Spool spool;
+  BlockCache blocks;
+  Workers fetchers;  // first to end: its tasks use all the others
+  const ReadServices reading;
+  const Redirected redirected;
+};
+
+}  // namespace b2drive::mount
