@@ -58,10 +58,16 @@ std::string SharedFile::version() const {
   return stored ? stored->id : "";
 }
 
-bool SharedFile::IsOutdated(const std::string& id) const {
+bool SharedFile::IsOutdated(const std::string& name, const std::string& id) const {
   if (pending_.IsAbandoned()) return true;
+  if (path() != name || IsMoving()) return false;
   const std::optional<Node> stored = stored_.known();
   return pending_.IsClean() && (!stored || stored->id != id);
+}
+
+bool SharedFile::IsMoving() const {
+  Lock lock(state_);
+  return moving_;
 }
 
 void SharedFile::StartEmpty() {
@@ -209,6 +215,23 @@ Node SharedFile::CopyStored(const Node& stored, const std::string& target) {
   return stored_.Upload(target, *contents, control, kAllRetries);
 }
 
+// Marks a file while the version that it is known by and its name do not belong together.
+class SharedFile::Moving {
+ public:
+  explicit Moving(SharedFile& file) : file_(file) { Set(true); }
+  ~Moving() { Set(false); }
+  Moving(const Moving&) = delete;
+  Moving& operator=(const Moving&) = delete;
+
+ private:
+  void Set(bool moving) {
+    Lock lock(file_.state_);
+    file_.moving_ = moving;
+  }
+
+  SharedFile& file_;
+};
+
 // The old name goes only when the service holds the new one and the journal says it, so nothing is
 // lost and nothing comes back at any moment.
 void SharedFile::MoveLocked(const std::string& name, const std::string& target,
@@ -217,6 +240,7 @@ void SharedFile::MoveLocked(const std::string& name, const std::string& target,
   const std::optional<Node> stored = stored_.Find(name);
   const std::optional<Node> there = Replaceable(target, seen, replaced);
   if (stored && !stored_.IsListed(*stored, name)) throw ChangedMeanwhile(name);
+  const Moving moving(*this);
   if (stored) {
     services_.times.Set(target, CopyStored(*stored, target).id, modified());
   } else {

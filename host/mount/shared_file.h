@@ -35,8 +35,9 @@ class SharedFile {
   Attributes Stat();
   // The stored version that it was opened on or has stored; empty for none.
   std::string version() const;
-  // Whether it shows another stored version than `id`, and nothing newer.
-  bool IsOutdated(const std::string& id) const;
+  // Whether it shows another stored version than `id`, which stands at `name`, and nothing newer.
+  // One that is leaving the name is not: the old version may still stand there for a moment.
+  bool IsOutdated(const std::string& name, const std::string& id) const;
 
   // Makes it an empty file that is sent when the last handle closes, unless it is written before.
   void StartEmpty();
@@ -78,6 +79,8 @@ class SharedFile {
   void Bring(std::uint64_t count);
   bool TrySending(int retries);
   void Touch();
+  class Moving;
+  bool IsMoving() const;
   timespec modified() const;
   void MoveLocked(const std::string& name, const std::string& target,
                   const std::optional<Node>& seen, SharedFile* replaced) B2_REQUIRES(transfer_);
@@ -94,6 +97,7 @@ class SharedFile {
   ContentsSender sender_;
   mutable Mutex state_;  // held for moments
   timespec modified_ B2_GUARDED_BY(state_){};
+  bool moving_ B2_GUARDED_BY(state_) = false;
 };
 using SharedFilePtr = std::shared_ptr<SharedFile>;
 
