@@ -147,6 +147,20 @@ TEST_F(FileSystemTest, AFileThatIsClosedWhileItIsRenamedIsSaved) {
   EXPECT_EQ(Stored()["b"], "mapped");
 }
 
+TEST_F(FileSystemTest, AFileThatIsOpenedWhileItIsRenamedGetsTheNewName) {
+  for (int request = 1; request < 9; ++request) {
+    Write("a", "text");
+    HandlePtr handle;
+    RequestsOf([&] { Rename("a", "b"); }, request, [&] { Try([&] { handle = Open("a"); }); });
+    if (handle) files->Write(*handle, 0, "more", 4);
+    if (handle) Close(std::move(handle));
+    files->Drain();
+    ExpectAgreement();
+    EXPECT_EQ(Stored().count("a"), 0u) << request;
+    Remount();
+  }
+}
+
 TEST_F(FileSystemTest, TwoLastClosesAtOnceSaveWhatWasNotFlushed) {
   constexpr int kFiles = 30;
   std::vector<HandlePtr> handles[2];

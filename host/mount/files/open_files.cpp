@@ -34,7 +34,8 @@ SharedFilePtr OpenFiles::Acquire(const std::string& path, const Finder& find) {
     SharedFilePtr file = watch.file();
     const bool removed = unsent && file->IsAbandoned();
     if (watch.IsOver() || removed) continue;
-    const bool outdated = file && (file->IsAbandoned() || (stored && file->IsOutdated(stored->id)));
+    const bool outdated =
+        file && (file->IsAbandoned() || (stored && file->IsOutdated(path, stored->id)));
     if (!file || outdated) {
       file = std::make_shared<SharedFile>(services_, path, stored);
       const SharedFilePtr before = Replace(path, file);

@@ -60,8 +60,9 @@ std::string SharedFile::version() const {
   return stored ? stored->id : "";
 }
 
-bool SharedFile::IsOutdated(const std::string& id) const {
+bool SharedFile::IsOutdated(const std::string& name, const std::string& id) const {
   if (pending_.IsAbandoned()) return true;
+  if (path() != name || moving_) return false;
   const std::optional<Entry> stored = stored_.known();
   return pending_.IsClean() && (!stored || stored->id != id);
 }
@@ -219,6 +220,7 @@ void SharedFile::MoveLocked(const std::string& name, const std::string& target,
   const std::optional<Entry> stored = stored_.Find(name);
   const std::optional<Entry> there = Replaceable(target, seen, replaced);
   if (stored && !stored_.IsListed(*stored, name)) throw ChangedMeanwhile(name);
+  const RaisedFlag moving(moving_);
   if (stored) {
     services_.times.Set(target, CopyStored(*stored, target).id, modified());
   } else {

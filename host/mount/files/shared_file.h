@@ -1,11 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "host/common/fs_error.h"
+#include "host/common/raised_flag.h"
 #include "host/common/thread_safety.h"
 #include "host/mount/files/contents_sender.h"
 #include "host/mount/files/pending_contents.h"
@@ -30,8 +32,9 @@ class SharedFile {
   Entry Stat();
   // The stored version that it was opened on or has stored; empty for none.
   std::string version() const;
-  // Whether it shows another stored version than `id`, and nothing newer.
-  bool IsOutdated(const std::string& id) const;
+  // Whether it shows another stored version than `id`, which stands at `name`, and nothing newer.
+  // One that is leaving the name is not: the old version may still stand there for a moment.
+  bool IsOutdated(const std::string& name, const std::string& id) const;
 
   // Makes it an empty file that is sent when the last handle closes, unless it is written before.
   void StartEmpty();
@@ -89,6 +92,8 @@ class SharedFile {
   ContentsSender sender_;
   mutable Mutex state_;  // held for moments
   timespec modified_ B2_GUARDED_BY(state_){};
+  // The version that the file is known by and its name do not belong together.
+  std::atomic<bool> moving_{false};
 };
 using SharedFilePtr = std::shared_ptr<SharedFile>;
 
