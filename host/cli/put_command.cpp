@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <atomic>
-#include <thread>
 
 #include "host/cli/commands.h"
 #include "host/cli/progress.h"
 #include "host/cli/upload_plan.h"
 #include "host/common/thread_safety.h"
+#include "host/common/workers.h"
 
 namespace b2drive::cli {
 namespace {
@@ -25,10 +25,10 @@ class UploadCrew {
       : storage_(storage), transfers_(transfers), uploads_(uploads) {}
 
   void Run(std::size_t threads) {
-    std::vector<std::thread> crew;
-    threads = std::min(threads, uploads_.size());
-    for (std::size_t i = 0; i < threads; ++i) crew.emplace_back([this] { Work(); });
-    for (std::thread& member : crew) member.join();
+    Workers workers(threads);
+    for (Upload& upload : uploads_) {
+      workers.Run([this, &upload] { TryStoring(upload); });
+    }
   }
 
   // Throws a single file's failure, or kInterrupted.
@@ -44,17 +44,15 @@ class UploadCrew {
   }
 
  private:
-  void Work() {
-    for (std::size_t at = next_++; at < uploads_.size(); at = next_++) {
-      if (transfers_.canceled()) return;
-      try {
-        Store(uploads_[at]);
-        ++stored_;
-      } catch (const HostError& error) {
-        Fail(error);
-      } catch (const std::exception& error) {
-        Fail({ExitCode::kFailed, uploads_[at].path + ": " + error.what()});
-      }
+  void TryStoring(Upload& upload) {
+    if (transfers_.canceled()) return;
+    try {
+      Store(upload);
+      ++stored_;
+    } catch (const HostError& error) {
+      Fail(error);
+    } catch (const std::exception& error) {
+      Fail({ExitCode::kFailed, upload.path + ": " + error.what()});
     }
   }
 
@@ -79,7 +77,6 @@ class UploadCrew {
   Storage storage_;
   const Transfers& transfers_;
   std::vector<Upload>& uploads_;
-  std::atomic<std::size_t> next_{0};
   std::atomic<std::size_t> stored_{0};
   Mutex mutex_;
   std::vector<HostError> failures_ B2_GUARDED_BY(mutex_);

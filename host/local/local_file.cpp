@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/common/errors.h"
+#include "host/local/local_io.h"
 
 namespace b2drive {
 namespace fs = std::filesystem;
@@ -36,16 +37,6 @@ mode_t ModeFor(const fs::path& target) {
   }
   if (errno != ENOENT) throw LocalFailure(target.string(), errno);
   return ModeOfNewFiles();
-}
-
-void Append(int fd, const char* data, std::size_t count) {
-  while (count > 0) {
-    ssize_t written = write(fd, data, count);
-    if (written < 0 && errno != EINTR) throw LocalFailure("temporary file", errno);
-    if (written < 0) continue;
-    data += written;
-    count -= static_cast<std::size_t>(written);
-  }
 }
 
 UniqueFd UnnamedFile() {
@@ -103,7 +94,8 @@ LocalSource SpoolStandardInput() {
     if (got == 0) return source;
     if (got < 0 && errno != EINTR) throw LocalFailure("standard input", errno);
     if (got < 0) continue;
-    Append(source.fd.get(), buffer.data(), static_cast<std::size_t>(got));
+    const int error = WriteAll(source.fd.get(), {buffer.data(), static_cast<std::size_t>(got)});
+    if (error != 0) throw LocalFailure("temporary file", error);
     source.size += static_cast<std::uint64_t>(got);
   }
 }

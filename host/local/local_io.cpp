@@ -17,7 +17,32 @@ namespace {
 
 constexpr std::size_t kPiece = 256UL * 1024;
 
+// `write_some` is given what is left, and how much was written before it.
+template <typename WriteSome>
+int Repeat(std::string_view left, WriteSome write_some) {
+  for (std::size_t done = 0; !left.empty();) {
+    const ssize_t written = write_some(left, done);
+    if (written < 0 && errno != EINTR) return errno;
+    if (written <= 0) continue;
+    left.remove_prefix(static_cast<std::size_t>(written));
+    done += static_cast<std::size_t>(written);
+  }
+  return 0;
+}
+
 }  // namespace
+
+int WriteAll(int fd, std::string_view bytes) {
+  return Repeat(bytes, [&](std::string_view left, std::size_t) {
+    return write(fd, left.data(), left.size());
+  });
+}
+
+int WriteAllAt(int fd, std::string_view bytes, std::uint64_t offset) {
+  return Repeat(bytes, [&](std::string_view left, std::size_t done) {
+    return pwrite(fd, left.data(), left.size(), static_cast<off_t>(offset + done));
+  });
+}
 
 std::size_t ReadAt(int fd, char* data, std::size_t count, std::uint64_t offset) {
   std::size_t done = 0;

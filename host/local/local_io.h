@@ -4,8 +4,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 namespace b2drive {
+
+// Write all of it, at the file's position or at an offset. 0 or an errno.
+int WriteAll(int fd, std::string_view bytes);
+int WriteAllAt(int fd, std::string_view bytes, std::uint64_t offset);
 
 // Reads up to `count` bytes at `offset`; fewer at the file's end. Throws FsError.
 std::size_t ReadAt(int fd, char* data, std::size_t count, std::uint64_t offset);
@@ -17,6 +22,7 @@ std::uint32_t ChecksumOf(int fd);
 
 // The bytes of a small file; none when it cannot be read.
 std::string ReadSmallFile(const std::filesystem::path& file);
+
 // Whether two files hold the same bytes. Throws FsError.
 bool SameBytes(int one, int other);
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "host/common/errors.h"
+#include "host/local/local_io.h"
 #include "host/terminal/terminal.h"
 
 namespace b2drive {
@@ -33,16 +34,11 @@ BodyLog::BodyLog(const std::string& file)
 }
 
 void BodyLog::Append(std::string_view text) {
-  while (fd_ && !text.empty()) {
-    ssize_t written = write(fd_.get(), text.data(), text.size());
-    if (written >= 0) {
-      text.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno != EINTR) {
-      PrintToTerminal("b2drive: " + std::string(LocalFailure(name_, errno).what()) +
-                      "; no more bodies are logged");
-      fd_ = UniqueFd();
-    }
-  }
+  const int error = fd_ ? WriteAll(fd_.get(), text) : 0;
+  if (error == 0) return;
+  PrintToTerminal("b2drive: " + std::string(LocalFailure(name_, error).what()) +
+                  "; no more bodies are logged");
+  fd_ = UniqueFd();
 }
 
 }  // namespace b2drive

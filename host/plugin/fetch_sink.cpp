@@ -1,24 +1,10 @@
 #include "host/plugin/fetch_sink.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 
+#include "host/local/local_io.h"
+
 namespace b2drive {
-namespace {
-
-// Repeats `write_some(done)`, which gives the bytes written or -1, until `count` are written.
-template <typename WriteSome>
-int WriteAll(std::size_t count, WriteSome write_some) {
-  for (std::size_t done = 0; done < count;) {
-    ssize_t written = write_some(done);
-    if (written < 0 && errno != EINTR) return errno;
-    if (written > 0) done += static_cast<std::size_t>(written);
-  }
-  return 0;
-}
-
-}  // namespace
 
 AERROR FetchSink::OnFetched(long long offset, const void* data, int count, int) {
   long long at = offset - start_;
@@ -38,9 +24,7 @@ void FetchSink::Fail(int error_number) {
 }
 
 int FileSink::Accept(long long at, const char* data, std::size_t count) {
-  return WriteAll(count, [&](std::size_t done) {
-    return pwrite(fd(), data + done, count - done, at + static_cast<off_t>(done));
-  });
+  return WriteAllAt(fd(), {data, count}, static_cast<std::uint64_t>(at));
 }
 
 StreamSink::StreamSink(int fd, long long start, _FS_TRANSFER& transfer)
@@ -66,9 +50,7 @@ void StreamSink::Finish() {
 }
 
 int StreamSink::WriteHeld() {
-  int error = WriteAll(held_.size(), [&](std::size_t done) {
-    return write(fd(), held_.data() + done, held_.size() - done);
-  });
+  int error = WriteAll(fd(), {held_.data(), held_.size()});
   held_at_ += static_cast<long long>(held_.size());
   held_.clear();
   return error;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""check_layers.py ROOT: each folder includes only what stands below it, and each third-party library
+"""check_layers.py ROOT ROOMS: each folder includes only what stands below it, and each third-party library
 only where it belongs."""
 
 import pathlib
@@ -7,9 +7,6 @@ import re
 import sys
 
 ORDER = ["plugin", "b2", "engine", "http", "toolkit", "util", "protocol"]
-HOST_ORDER = ["host", "host/cli", "host/mount/process", "host/mount/kernel", "host/mount/files",
-              "host/mount/reading", "host/mount/journal", "host/patient", "host/plugin",
-              "host/local", "host/terminal", "host/common"]
 BELOW = {name: set(ORDER[i:]) for i, name in enumerate(ORDER)}
 BELOW["b2"] -= {"toolkit"}
 BELOW["engine"] -= {"toolkit"}
@@ -53,16 +50,22 @@ def wrong(root, path, top, name):
         return (homes is not None and folder not in homes) or first in {"host", "emulator", "tests"}
     if top == "host":
         if first == "host":
-            return above(str(path.parent.relative_to(root)), str(pathlib.Path(name).parent))
+            return str(pathlib.Path(name).parent) not in reached(path.parent.relative_to(root))
         return first in {"emulator", "tests"} | set(ORDER) - {"protocol"}
     return first in {"host", "tests"} | set(ORDER)
 
 
-def above(room, included):
-    """Whether a room of the host stands below the one that it includes from."""
-    return HOST_ORDER.index(room) > HOST_ORDER.index(included)
+def reached(room):
+    """The room of the host and those below it, of which ROOMS has a line each: room, links."""
+    seen, ahead = set(), {str(room)}
+    while ahead:
+        seen |= ahead
+        ahead = {below for name in ahead for below in LINKS.get(name, [])} - seen
+    return seen
 
 
+LINKS = {"host": ["host/cli"]} | {
+    line.split()[0]: line.split()[1:] for line in pathlib.Path(sys.argv[2]).read_text().splitlines()}
 found = list(complaints(pathlib.Path(sys.argv[1])))
 print("\n".join(found) or "layers: clean")
 sys.exit(bool(found))

@@ -40,12 +40,7 @@ UniqueFd Disk::Open(const fs::path& file, int flags) {
 }
 
 int Disk::Write(int fd, const char* data, std::size_t count, std::uint64_t offset) {
-  for (std::size_t done = 0; done < count;) {
-    ssize_t put = pwrite(fd, data + done, count - done, static_cast<off_t>(offset + done));
-    if (put < 0 && errno != EINTR) return errno;
-    if (put > 0) done += static_cast<std::size_t>(put);
-  }
-  return 0;
+  return WriteAllAt(fd, {data, count}, offset);
 }
 
 int Disk::Resize(int fd, std::uint64_t size) {

@@ -62,7 +62,7 @@ class Spool {
 
   struct Found {
     std::vector<Unsent> unsent;        // secured
-    std::vector<std::string> damaged;  // a line each: entries that cannot be read, kept aside
+    std::vector<std::string> damaged;  // a line for each entry that cannot be read, kept aside
   };
   // What earlier mounts left unsent. To be called once, before anything else.
   Found Recover();

@@ -56,7 +56,7 @@ struct FuseContext {
   Workers background{kMostWaiting};
 };
 
-// The callbacks, one an operation.
+// The callbacks, one for each operation.
 fuse_lowlevel_ops FuseOperations();
 
 }  // namespace b2drive::mount

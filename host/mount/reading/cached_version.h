@@ -85,7 +85,7 @@ class CachedVersion {
   UniqueFd fd_;
   Mutex mutex_;
   Condition arrived_;
-  std::vector<bool> there_ B2_GUARDED_BY(mutex_);             // one a block
+  std::vector<bool> there_ B2_GUARDED_BY(mutex_);             // one for each block
   std::deque<std::uint32_t> in_order_ B2_GUARDED_BY(mutex_);  // blocks, in order of arrival
   std::list<FetchPtr> fetches_ B2_GUARDED_BY(mutex_);         // that run
 };
