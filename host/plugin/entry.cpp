@@ -28,6 +28,12 @@ _FS_FILE_V2 ToRecord(const Entry& entry) {
   return record;
 }
 
+timespec Now() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now;
+}
+
 std::string TimeText(const timespec& time) {
   std::tm parts{};
   char text[64];

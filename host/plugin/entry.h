@@ -24,6 +24,7 @@ Entry ToEntry(const _FS_FILE_V2& record);
 // What the plug-in needs to know of an entry that it is to store or delete.
 _FS_FILE_V2 ToRecord(const Entry& entry);
 
+timespec Now();
 // RFC 3339 in UTC with milliseconds, which the service does not keep.
 std::string TimeText(const timespec& time);
 

@@ -13,8 +13,8 @@
 namespace b2drive {
 
 // Finds what a path names. The plug-in knows only identifiers, and those come from listings, so a
-// path is walked from the root, one listing for each element. Listings are kept for `lifetime`. Folders
-// are taken from their parent's listing: most have no object of their own. Thread-safe.
+// path is walked from the root, one listing for each element. Listings are kept for `lifetime`.
+// Folders are taken from their parent's listing: most have no object of their own. Thread-safe.
 class PathIndex {
  public:
   using Time = std::chrono::steady_clock::time_point;

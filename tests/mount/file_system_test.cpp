@@ -30,6 +30,16 @@ TEST_F(FileSystemTest, WhatIsClosedIsOnTheService) {
   EXPECT_EQ(Stored(), (std::map<std::string, std::string>{{"b", "text m"}, {"d/large", large}}));
 }
 
+TEST_F(FileSystemTest, ATimeThatIsSetGoesWithTheFile) {
+  HandlePtr handle = Create("a", "text");
+  files->Sync(*handle);
+  files->SetTime(At("a"), {1000, 0});
+  Close(std::move(handle));
+  EXPECT_EQ(files->Stat(At("a")).modified.tv_sec, 1000);
+  EXPECT_EQ(Rename("a", "b"), 0);
+  EXPECT_EQ(files->Stat(At("b")).modified.tv_sec, 1000);
+}
+
 // What the mount knows of a name is up to dir_ttl old.
 TEST_F(FileSystemTest, NothingIsDeletedThatAnotherClientStoredSince) {
   const std::pair<std::string, std::function<int()>> rows[] = {

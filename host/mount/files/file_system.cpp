@@ -10,12 +10,6 @@
 namespace b2drive::mount {
 namespace {
 
-timespec Now() {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return now;
-}
-
 FsError NoSuchFile(const std::string& path) { return {ENOENT, path + ": not found"}; }
 
 }  // namespace

@@ -9,12 +9,6 @@
 namespace b2drive::mount {
 namespace {
 
-timespec Now() {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return now;
-}
-
 FsError ChangedMeanwhile(const std::string& path) {
   return {ESTALE, path + ": changed meanwhile by someone else"};
 }
@@ -108,8 +102,15 @@ void SharedFile::SetTime(timespec time) {
     Lock lock(state_);
     modified_ = time;
   }
+  KeepTime();
+}
+
+// To be called after every change of the time, the name or the stored version: whoever comes last
+// sees all of them.
+void SharedFile::KeepTime() {
+  Lock lock(state_);
   const std::optional<Entry> stored = stored_.known();
-  if (stored && !pending_.visible()) services_.times.Set(path(), stored->id, time);
+  if (stored) services_.times.Set(path(), stored->id, modified_);
 }
 
 void SharedFile::Retire() {
@@ -148,7 +149,7 @@ void SharedFile::SendWaiting(int retries) {
 bool SharedFile::TrySending(int retries) try {
   Lock transfer(transfer_);
   if (!sender_.Send(retries)) return true;
-  if (const auto stored = stored_.known()) services_.times.Set(path(), stored->id, modified());
+  KeepTime();
   return true;
 } catch (const FsError& error) {
   if (error.number() != ECANCELED) throw;
@@ -205,11 +206,11 @@ void SharedFile::Abandon() {
 }
 
 // The stored version itself, also where something newer waits on top of it.
-Entry SharedFile::CopyStored(const Entry& stored, const std::string& target) {
+void SharedFile::CopyStored(const Entry& stored, const std::string& target) {
   SpoolPtr contents = pending_.Freeze();
   if (!contents) contents = stored_.Bring(stored, path(), UINT64_MAX);
   UploadControl control;
-  return stored_.Upload(target, *contents, control, kAllRetries);
+  stored_.Upload(target, *contents, control, kAllRetries);
 }
 
 // The old name goes only when the service holds the new one and the journal says it, so nothing is
@@ -222,7 +223,7 @@ void SharedFile::MoveLocked(const std::string& name, const std::string& target,
   if (stored && !stored_.IsListed(*stored, name)) throw ChangedMeanwhile(name);
   const RaisedFlag moving(moving_);
   if (stored) {
-    services_.times.Set(target, CopyStored(*stored, target).id, modified());
+    CopyStored(*stored, target);
   } else {
     stored_.Set(there);
   }
@@ -242,6 +243,7 @@ void SharedFile::MoveLocked(const std::string& name, const std::string& target,
   }
   services_.times.Remove(name);
   if (replaced != nullptr) replaced->pending_.Abandon();
+  KeepTime();
 }
 
 }  // namespace b2drive::mount

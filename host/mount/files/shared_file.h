@@ -18,8 +18,8 @@ namespace b2drive::mount {
 // A file that is open, or whose contents are not on the service yet: what all handles on it share.
 // Programs see the stored version until one writes, and then what is pending.
 //
-// Thread-safe. All throw FsError. Lock order: removal_, transfer_, then PendingContents' and
-// StoredFile's, then state_.
+// Thread-safe. All throw FsError. Lock order: removal_, transfer_, state_, then PendingContents'
+// and StoredFile's.
 class SharedFile {
  public:
   // `stored` is what the service holds under `path`, if anything.
@@ -76,13 +76,14 @@ class SharedFile {
   void Bring(std::uint64_t count);
   bool TrySending(int retries);
   void Touch();
+  void KeepTime();
   timespec modified() const;
   void MoveLocked(const std::string& name, const std::string& target,
                   const std::optional<Entry>& seen, SharedFile* replaced) B2_REQUIRES(transfer_);
   std::optional<Entry> Replaceable(const std::string& target, const std::optional<Entry>& seen,
                                    const SharedFile* replaced) B2_REQUIRES(transfer_);
   bool Is(const std::string& name) const { return path() == name && !pending_.IsAbandoned(); }
-  Entry CopyStored(const Entry& stored, const std::string& target) B2_REQUIRES(transfer_);
+  void CopyStored(const Entry& stored, const std::string& target) B2_REQUIRES(transfer_);
 
   FileServices& services_;
   Mutex removal_ B2_ACQUIRED_BEFORE(transfer_);  // held over removals, those that wait included
