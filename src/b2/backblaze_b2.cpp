@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "b2/out_buffer.h"
-#include "http/curl_impl.h"
+#include "http/server_trust.h"
 #include "util/time_format.h"
 
 namespace {
@@ -19,7 +19,7 @@ constexpr int kFeatures = 320;
 
 BackBlazeB2::BackBlazeB2(const char* identifier, IProtocolManager* manager)
     : identifier_(identifier == nullptr ? "" : identifier), manager_(manager) {
-  CURLImpl::VerifiesServers();  // a host is told before it hands over a key
+  VerifiesServers();  // a host is told before it hands over a key
   if (manager_ == nullptr) return;
   char text[kManagerTextBytes] = {};
   int size = sizeof text;

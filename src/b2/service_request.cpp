@@ -58,9 +58,3 @@ TransportMap UploadFailures() {
           {CURLE_ABORTED_BY_CALLBACK, AERROR::UPLOAD_CANCELED},
           {CURLE_FAILED_INIT, AERROR::FAILED}};
 }
-
-_CURLRTN NotStarted(CURLcode code) {
-  _CURLRTN result;
-  result.code = code;
-  return result;
-}

@@ -41,6 +41,3 @@ HandlerMap OnSuccessDo(ResultHandler handler);  // the same, with the result as 
 HandlerMap OnRefusedUpload(std::function<void()> start_again);
 TransportMap TimeoutOnly();
 TransportMap UploadFailures();
-
-// The transfer result of a performer that did not begin, for the reason `code`.
-_CURLRTN NotStarted(CURLcode code = CURLE_FAILED_INIT);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <curl/curl.h>
+
 #include <memory>
 #include <string>
 
@@ -20,3 +22,10 @@ struct _CURLRTN {
   double downloadSpeed = 0;           // bytes per second
   std::shared_ptr<CURLImpl> curl;     // the request object, set by the engine
 };
+
+// The result of an exchange that did not begin, for the reason `code`.
+inline _CURLRTN NotStarted(CURLcode code = CURLE_FAILED_INIT) {
+  _CURLRTN result;
+  result.code = code;
+  return result;
+}
