@@ -65,9 +65,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::string GetSystemTimeRfc3339();
 
  private:
+  class LargeFileUpload;
   struct ListState;
   struct Option;
-  friend class LargeFileUpload;
 
   // Every query of the object: runs it on the pool with the settings that all its transfers share.
   AERROR Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code = {},

@@ -7,10 +7,6 @@
 
 namespace {
 
-ResultHandler Done() {
-  return {[](_CURLRTN&) { return AERROR::SUCCESS; }, ""};
-}
-
 void LogDeletion(const char* name, const _FS_FILE_V2& record) {
   __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s filename [%s], id [%s]", name,
            record.name.c_str(), record.id.c_str());
@@ -84,13 +80,12 @@ AERROR BackBlazeB2::DeleteVersions(FileList& versions, char** msg) {
 AERROR BackBlazeB2::DeleteVersion(std::string file_id, std::string file_name, char**) {
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"fileId", file_id}, {"fileName", file_name}}); };
-  return Query(JsonCall(query::kDeleteVersion, call::kDeleteFileVersion, body),
-               OnSuccessDo(Done()));
+  return Query(JsonCall(query::kDeleteVersion, call::kDeleteFileVersion, body), OnSuccess());
 }
 
 AERROR BackBlazeB2::DeleteBucket(std::string bucket_id, char**) {
   __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s id [%s]", "DeleteBucket", bucket_id.c_str());
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"accountId", account_id_}, {"bucketId", bucket_id}}); };
-  return Query(JsonCall(query::kDeleteBucket, call::kDeleteBucket, body), OnSuccessDo(Done()));
+  return Query(JsonCall(query::kDeleteBucket, call::kDeleteBucket, body), OnSuccess());
 }

@@ -29,8 +29,7 @@ void SetRoot(_FS_FILE_V2& record) {
 AERROR ReadFileInfo(JsonObject& answer, _FS_FILE_V2& record, bool full) {
   // A host keeps the relative name of its listing; only the version listing wants the stored one.
   if (full) record.name = static_cast<std::string>(Required(answer, "fileName"));
-  record.size =
-      static_cast<std::uint64_t>(static_cast<long long>(Required(answer, "contentLength")));
+  record.size = ContentLength(answer);
   SetUploadTime(record, answer);
   return AERROR::SUCCESS;
 }

@@ -57,8 +57,7 @@ struct BackBlazeB2::ListState {
     if (delimiter == "/" && ends_with(full_name, ".bzEmpty")) return;
     record.id = ItemId(container, Required(file, "fileId"));
     record.type = FS_FILE;
-    record.size =
-        static_cast<std::uint64_t>(static_cast<long long>(Required(file, "contentLength")));
+    record.size = ContentLength(file);
     record.name = std::move(name);
     SetUploadTime(record, file);
     AddTo(*list, record);

@@ -56,8 +56,7 @@ struct VersionState {
         static_cast<std::string>(file["action"]) != "start") {
       *newest_id = record.id;
     }
-    record.size =
-        static_cast<std::uint64_t>(static_cast<long long>(Required(file, "contentLength")));
+    record.size = ContentLength(file);
     SetUploadTime(record, file);
     AddTo(*list, record);
   }
