@@ -11,7 +11,6 @@ namespace {
 
 constexpr char kManagerKey[] = "Tervanix3_backblazeb2.dll_3.6.344.0";
 constexpr int kManagerTextBytes = 256;
-constexpr char kProtocolName[] = "backblazeb2";
 constexpr char kDisplayName[] = "Backblaze B2";
 constexpr int kFeatures = 320;
 

@@ -31,7 +31,8 @@ AERROR BackBlazeB2::Delete(_FS_FILE_V2* file, char** message) {
 AERROR BackBlazeB2::DeleteUnchanged(const _FS_FILE_V2& file, char** msg) {
   FileList versions;
   std::string newest_id;
-  const AERROR listed = ListVersions(file.id.c_str(), &versions, true, &newest_id, msg);
+  const AERROR listed =
+      GetFileList_ObjectVersions(file.id.c_str(), &versions, true, msg, &newest_id);
   if (listed == AERROR::FILE_NOT_FOUND) return AERROR::SUCCESS;
   if (listed != AERROR::SUCCESS) return listed;
   const auto& records = versions.GetFileList();

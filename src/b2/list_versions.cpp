@@ -65,12 +65,7 @@ struct VersionState {
 }  // namespace
 
 AERROR BackBlazeB2::GetFileList_ObjectVersions(const char* path, IFileList* list, bool single,
-                                               char** msg) {
-  return ListVersions(path, list, single, nullptr, msg);
-}
-
-AERROR BackBlazeB2::ListVersions(const char* path, IFileList* list, bool single,
-                                 std::string* newest_id, char** msg) {
+                                               char** msg, std::string* newest_id) {
   if (path == nullptr) return AERROR::FAILED;
   auto [container, prefix] = SplitNormalized(path);
   if (container.empty()) return AERROR::FAILED;
