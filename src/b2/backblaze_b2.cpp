@@ -26,7 +26,8 @@ BackBlazeB2::BackBlazeB2(const char* identifier, IProtocolManager* manager)
   manager_text_.assign(text, strnlen(text, sizeof text));
 }
 
-// Hosts release what they never got; a compiler takes `this` for an object.
+// Does nothing on a null object, which hosts release too. The compiler takes `this` for an object
+// and would leave the check out.
 void BackBlazeB2::Release() {
   BackBlazeB2* volatile self = this;
   delete self;

@@ -69,7 +69,7 @@ AERROR BackBlazeB2::DeleteFolder(_FS_FILE_V2* record, char** msg) {
   return result == AERROR::SUCCESS ? DeleteVersions(versions, msg) : result;
 }
 
-// Stops at the first failure; the versions behind it stay.
+// Stops at the first failure; the versions after it stay.
 AERROR BackBlazeB2::DeleteVersions(FileList& versions, char** msg) {
   for (const auto& version : versions.GetFileList()) {
     const AERROR result = DeleteVersion(version->id, version->name, msg);

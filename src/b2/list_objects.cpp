@@ -15,7 +15,7 @@ struct BackBlazeB2::ListState {
   std::string next_file_name;
   IFileList* list;
   PageWatch watch;
-  _FS_FILE_V2& record;  // the latest file's; used again, because making one allocates eight times
+  _FS_FILE_V2& record;  // the latest file's; used again, because making one allocates memory
 
   JsonObject Body() const {
     JsonObject request(R"({"maxFileCount":1000})");

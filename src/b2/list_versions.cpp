@@ -8,8 +8,8 @@
 
 namespace {
 
-// Paging by the next name alone starts a name anew when a page ends inside its versions, so that
-// some are listed twice; hosts that ask for exact deletion get the cursor that does not.
+// Paging by the next name alone lists a name from its first version again when a page ends inside
+// its versions, so that some come twice; hosts that ask for exact deletion page by file ID too.
 struct VersionState {
   std::string container;
   std::string prefix;

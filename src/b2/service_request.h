@@ -12,7 +12,7 @@
 #include "http/transfer_state.h"
 #include "util/json_object.h"
 
-// The pieces that service calls are made of. Eleven of them have one shape (URL, account token,
+// The pieces that service calls are made of. Most of them have one shape (URL, account token,
 // JSON body, POST): BackBlazeB2::JsonCall. Authorization, download and uploads use the steps
 // singly.
 
@@ -45,7 +45,7 @@ _CURLRTN PostRange(BackBlazeB2CURL& request, UploadState& state);
 // reader throws, is FAILED.
 ResultHandler WithAnswer(AnswerReader reader);
 
-// The maps of a call, as sentences.
+// The maps of a call.
 HandlerMap OnSuccess(AnswerReader reader);      // every status from 200 to 299
 HandlerMap OnSuccess();                         // the same, for an answer that says nothing more
 HandlerMap OnSuccessDo(ResultHandler handler);  // the same, with the result as it came

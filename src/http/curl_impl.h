@@ -65,7 +65,8 @@ class CURLImpl {
   std::string BuildQueryString(bool escape) const;
   // A line "name: value" for each header; null without headers. The caller frees it.
   curl_slist* BuildHeader() const;
-  // As libcurl encodes; a file's name in a header keeps its slashes and goes through URLEncode.
+  // Percent-encoding by libcurl, slashes included. A stored name, which keeps its slashes, goes
+  // through URLEncode.
   std::string Escape(const char* text) const;
   std::string Unescape(const char* text) const;
 

@@ -12,7 +12,7 @@ class CURLImpl;
 // and `errorText` is zero or empty.
 struct _CURLRTN {
   int code = 0;                // CURLcode
-  std::string errorText;       // libcurl's own message, where the request registered for it
+  std::string errorText;       // libcurl's own message, from requests that ask for it
   long long httpCode = 0;      // HTTP status
   std::shared_ptr<char> body;  // `bodyLength` bytes, not terminated; null when there are none
   int bodyLength = 0;          // bytes

@@ -46,8 +46,8 @@ struct DownloadState {
   IFetchCallback* callback = nullptr;
   CURL* easy = nullptr;  // to tell an error's body from the file's bytes
   bool strict = false;   // take bytes only of the very range that was asked for
-  bool known = false;    // the running answer is of that range
-  bool refused = false;  // it is not, or gave more
+  bool known = false;    // the running answer has been seen to be of that range
+  bool refused = false;  // it is of another, or has more bytes
 };
 
 // A range of a file on its way out of the host's cache.
