@@ -4,14 +4,13 @@
 #include <cstring>
 
 #include "b2/out_buffer.h"
-#include "http/curl_impl.h"
+#include "http/server_trust.h"
 #include "util/time_format.h"
 
 namespace {
 
 constexpr char kManagerKey[] = "Tervanix3_backblazeb2.dll_3.6.344.0";
 constexpr int kManagerTextBytes = 256;
-constexpr char kProtocolName[] = "backblazeb2";
 constexpr char kDisplayName[] = "Backblaze B2";
 constexpr int kFeatures = 320;
 
@@ -19,7 +18,7 @@ constexpr int kFeatures = 320;
 
 BackBlazeB2::BackBlazeB2(const char* identifier, IProtocolManager* manager)
     : identifier_(identifier == nullptr ? "" : identifier), manager_(manager) {
-  CURLImpl::VerifiesServers();  // a host is told before it hands over a key
+  VerifiesServers();  // a host is told before it hands over a key
   if (manager_ == nullptr) return;
   char text[kManagerTextBytes] = {};
   int size = sizeof text;
@@ -27,7 +26,8 @@ BackBlazeB2::BackBlazeB2(const char* identifier, IProtocolManager* manager)
   manager_text_.assign(text, strnlen(text, sizeof text));
 }
 
-// Hosts release what they never got; a compiler takes `this` for an object.
+// Does nothing on a null object, which hosts release too. The compiler takes `this` for an object
+// and would leave the check out.
 void BackBlazeB2::Release() {
   BackBlazeB2* volatile self = this;
   delete self;

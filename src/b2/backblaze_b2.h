@@ -14,6 +14,8 @@
 // protocol/protocol.h; each family stands in a file of its own. Identifiers: see b2/paths.h.
 class BackBlazeB2 final : public IProtocol_V2 {
  public:
+  static constexpr char kProtocolName[] = "backblazeb2";
+
   // `manager` may be null.
   BackBlazeB2(const char* identifier, IProtocolManager* manager);
   ~BackBlazeB2() override = default;
@@ -65,9 +67,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::string GetSystemTimeRfc3339();
 
  private:
+  class LargeFileUpload;
   struct ListState;
   struct Option;
-  friend class LargeFileUpload;
 
   // Every query of the object: runs it on the pool with the settings that all its transfers share.
   AERROR Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code = {},
@@ -79,12 +81,10 @@ class BackBlazeB2 final : public IProtocol_V2 {
   AERROR GetFileList_ObjectList(const char* path, IFileList* list, char** msg,
                                 std::string delimiter);
   // `single`: the versions of the one file that the identifier names, else of everything under the
-  // folder. Records carry the bare file ID and the full stored name.
-  AERROR GetFileList_ObjectVersions(const char* path, IFileList* list, bool single, char** msg);
-  // The same, and the file ID of the newest finished version or hide marker of the single file,
-  // unless `newest_id` is null.
-  AERROR ListVersions(const char* path, IFileList* list, bool single, std::string* newest_id,
-                      char** msg);
+  // folder. Records carry the bare file ID and the full stored name. `newest_id` becomes the file
+  // ID of the newest finished version or hide marker, unless it is null.
+  AERROR GetFileList_ObjectVersions(const char* path, IFileList* list, bool single, char** msg,
+                                    std::string* newest_id = nullptr);
   AERROR _GetFileInfo(const char* path, _FS_FILE_V2* record, char** msg, bool full);
   AERROR GetFileFullName(const char* path, std::string& full_name, char** msg);
   AERROR BucketInfo(const std::string& container, _FS_FILE_V2& record, char** msg);

@@ -7,10 +7,6 @@
 
 namespace {
 
-ResultHandler Done() {
-  return {[](_CURLRTN&) { return AERROR::SUCCESS; }, ""};
-}
-
 void LogDeletion(const char* name, const _FS_FILE_V2& record) {
   __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s filename [%s], id [%s]", name,
            record.name.c_str(), record.id.c_str());
@@ -35,7 +31,8 @@ AERROR BackBlazeB2::Delete(_FS_FILE_V2* file, char** message) {
 AERROR BackBlazeB2::DeleteUnchanged(const _FS_FILE_V2& file, char** msg) {
   FileList versions;
   std::string newest_id;
-  const AERROR listed = ListVersions(file.id.c_str(), &versions, true, &newest_id, msg);
+  const AERROR listed =
+      GetFileList_ObjectVersions(file.id.c_str(), &versions, true, msg, &newest_id);
   if (listed == AERROR::FILE_NOT_FOUND) return AERROR::SUCCESS;
   if (listed != AERROR::SUCCESS) return listed;
   const auto& records = versions.GetFileList();
@@ -72,7 +69,7 @@ AERROR BackBlazeB2::DeleteFolder(_FS_FILE_V2* record, char** msg) {
   return result == AERROR::SUCCESS ? DeleteVersions(versions, msg) : result;
 }
 
-// Stops at the first failure; the versions behind it stay.
+// Stops at the first failure; the versions after it stay.
 AERROR BackBlazeB2::DeleteVersions(FileList& versions, char** msg) {
   for (const auto& version : versions.GetFileList()) {
     const AERROR result = DeleteVersion(version->id, version->name, msg);
@@ -84,13 +81,12 @@ AERROR BackBlazeB2::DeleteVersions(FileList& versions, char** msg) {
 AERROR BackBlazeB2::DeleteVersion(std::string file_id, std::string file_name, char**) {
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"fileId", file_id}, {"fileName", file_name}}); };
-  return Query(JsonCall(query::kDeleteVersion, call::kDeleteFileVersion, body),
-               OnSuccessDo(Done()));
+  return Query(JsonCall(query::kDeleteVersion, call::kDeleteFileVersion, body), OnSuccess());
 }
 
 AERROR BackBlazeB2::DeleteBucket(std::string bucket_id, char**) {
   __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s id [%s]", "DeleteBucket", bucket_id.c_str());
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"accountId", account_id_}, {"bucketId", bucket_id}}); };
-  return Query(JsonCall(query::kDeleteBucket, call::kDeleteBucket, body), OnSuccessDo(Done()));
+  return Query(JsonCall(query::kDeleteBucket, call::kDeleteBucket, body), OnSuccess());
 }

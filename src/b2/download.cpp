@@ -51,6 +51,25 @@ int StrictCode(const DownloadState& state, const _CURLRTN& result) {
   return short_of_it && result.httpCode < 400 ? CURLE_PARTIAL_FILE : result.code;
 }
 
+// Gets the range of the file that the request is aimed at.
+_CURLRTN Fetch(BackBlazeB2CURL& request, Range range, DownloadState& state) {
+  request.AddHeader("Range", range.Header());
+  request.SetContentDecoding(false);
+  Rewind(state, range, request.GetCURL());
+  _CURLRTN result = request.PerformGet(CallbackPointer(&write_callback_cache_func), &state);
+  if (state.strict) result.code = StrictCode(state, result);
+  // An error answer without a body reaches no callback.
+  if (result.httpCode >= 400 && GivenUp(state.handle)) result.code = CURLE_WRITE_ERROR;
+  return result;
+}
+
+AERROR DeliverRest(DownloadState& state) {
+  return Guarded(AERROR::FAILED, [&state] {
+    if (state.buffered > 0) DeliverStaged(state);
+    return AERROR::SUCCESS;
+  });
+}
+
 }  // namespace
 
 AERROR BackBlazeB2::Read(const char* id, long long offset, long long length,
@@ -71,24 +90,10 @@ AERROR BackBlazeB2::Read(const char* id, long long offset, long long length,
       const std::string target = std::string(call::kDownloadFileById) + "?fileId=" + file.rest;
       AimAt(*request, api_url_, target.c_str());
       Authorize(*request, authorization_token_);
-      request->AddHeader("Range", range.Header());
-      request->SetContentDecoding(false);
       request->SetSpeedLimit(speed_limit_);
-      Rewind(state, range, request->GetCURL());
-      _CURLRTN result = request->PerformGet(CallbackPointer(&write_callback_cache_func), &state);
-      if (state.strict) result.code = StrictCode(state, result);
-      // An error answer without a body reaches no callback.
-      if (result.httpCode >= 400 && GivenUp(state.handle)) result.code = CURLE_WRITE_ERROR;
-      return result;
+      return Fetch(*request, range, state);
     };
-    const auto deliver_rest = [&state](_CURLRTN&) {
-      try {
-        if (state.buffered > 0) DeliverStaged(state);
-        return AERROR::SUCCESS;
-      } catch (...) {
-        return AERROR::FAILED;
-      }
-    };
+    const auto deliver_rest = [&state](_CURLRTN&) { return DeliverRest(state); };
     return Query(
         {send, query::kRead}, OnSuccessDo({deliver_rest, ""}), {},
         {{CURLE_OPERATION_TIMEDOUT, AERROR::TIMEDOUT}, {CURLE_WRITE_ERROR, AERROR::READ_CANCELED}});

@@ -29,8 +29,7 @@ void SetRoot(_FS_FILE_V2& record) {
 AERROR ReadFileInfo(JsonObject& answer, _FS_FILE_V2& record, bool full) {
   // A host keeps the relative name of its listing; only the version listing wants the stored one.
   if (full) record.name = static_cast<std::string>(Required(answer, "fileName"));
-  record.size =
-      static_cast<std::uint64_t>(static_cast<long long>(Required(answer, "contentLength")));
+  record.size = ContentLength(answer);
   SetUploadTime(record, answer);
   return AERROR::SUCCESS;
 }
@@ -82,7 +81,8 @@ AERROR BackBlazeB2::StoredFileInfo(const std::string& file_id, _FS_FILE_V2& reco
   BindQueryLogger(query_logger_);
   const auto body = [&] { return Members({{"fileId", file_id}}); };
   HandlerMap on_code;
-  // Only the version listing asks for the full name; a careful deletion must know gone from failed.
+  // Only the version listing of a deletion asks for the full name, and with these options it has to
+  // tell a file that is gone from a look-up that failed.
   if (full && exact_delete_ && delete_if_unchanged_) {
     on_code[404] = {[](_CURLRTN&) { return AERROR::FILE_NOT_FOUND; }, ""};
   }

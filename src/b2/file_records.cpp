@@ -24,6 +24,10 @@ void SetUploadTime(_FS_FILE_V2& record, JsonObject& answer) {
   SetTimes(record, TimeToRFC3339(static_cast<long>(milliseconds / 1000)));
 }
 
+std::uint64_t ContentLength(JsonObject& answer) {
+  return static_cast<std::uint64_t>(static_cast<long long>(Required(answer, "contentLength")));
+}
+
 std::string ItemId(const std::string& container, const std::string& rest) {
   std::string id;
   id.reserve(container.size() + 1 + rest.size());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "protocol/host_interfaces.h"
@@ -14,6 +15,9 @@ JsonObject Required(JsonObject& answer, const char* key);
 void SetTimes(_FS_FILE_V2& record, const std::string& time);
 // An answer's "uploadTimestamp" (milliseconds) into all three times, in whole seconds.
 void SetUploadTime(_FS_FILE_V2& record, JsonObject& answer);
+
+// An answer's "contentLength", in bytes.
+std::uint64_t ContentLength(JsonObject& answer);
 
 std::string ItemId(const std::string& container, const std::string& rest);
 

@@ -5,7 +5,6 @@
 #include "b2/page_watch.h"
 #include "b2/paths.h"
 #include "protocol/log_lines.h"
-#include "util/strings.h"
 
 // Pages ride on the engine's retry: the reader keeps the service's cursor and asks for another
 // attempt while there is one, so a listing has no loop of its own.
@@ -16,7 +15,7 @@ struct BackBlazeB2::ListState {
   std::string next_file_name;
   IFileList* list;
   PageWatch watch;
-  _FS_FILE_V2& record;  // the latest file's; used again, because making one allocates eight times
+  _FS_FILE_V2& record;  // the latest file's; used again, because making one allocates memory
 
   JsonObject Body() const {
     JsonObject request(R"({"maxFileCount":1000})");
@@ -29,7 +28,7 @@ struct BackBlazeB2::ListState {
 
   AERROR Read(JsonObject& answer) {
     JsonObject files = Required(answer, "files");
-    const bool marker = ends_with(prefix, kMarkerSuffix);
+    const bool marker = prefix.ends_with(kMarkerSuffix);
     const int count = static_cast<int>(files.GetArraySize());
     for (int i = 0; i < count; ++i) {
       JsonObject file = files[i];
@@ -42,7 +41,7 @@ struct BackBlazeB2::ListState {
  private:
   static std::string FileName(JsonObject& file) {
     std::string name = Required(file, "fileName");
-    if (ends_with(name, "/")) name.pop_back();
+    if (name.ends_with("/")) name.pop_back();
     return name;
   }
 
@@ -54,11 +53,10 @@ struct BackBlazeB2::ListState {
       AddTo(*list, DirectoryRecord(ItemId(container, full_name), std::move(name)));
       return;
     }
-    if (delimiter == "/" && ends_with(full_name, ".bzEmpty")) return;
+    if (delimiter == "/" && full_name.ends_with(".bzEmpty")) return;
     record.id = ItemId(container, Required(file, "fileId"));
     record.type = FS_FILE;
-    record.size =
-        static_cast<std::uint64_t>(static_cast<long long>(Required(file, "contentLength")));
+    record.size = ContentLength(file);
     record.name = std::move(name);
     SetUploadTime(record, file);
     AddTo(*list, record);

@@ -8,8 +8,8 @@
 
 namespace {
 
-// Paging by the next name alone starts a name anew when a page ends inside its versions, so that
-// some are listed twice; hosts that ask for exact deletion get the cursor that does not.
+// Paging by the next name alone lists a name from its first version again when a page ends inside
+// its versions, so that some come twice; hosts that ask for exact deletion page by file ID too.
 struct VersionState {
   std::string container;
   std::string prefix;
@@ -56,8 +56,7 @@ struct VersionState {
         static_cast<std::string>(file["action"]) != "start") {
       *newest_id = record.id;
     }
-    record.size =
-        static_cast<std::uint64_t>(static_cast<long long>(Required(file, "contentLength")));
+    record.size = ContentLength(file);
     SetUploadTime(record, file);
     AddTo(*list, record);
   }
@@ -66,12 +65,7 @@ struct VersionState {
 }  // namespace
 
 AERROR BackBlazeB2::GetFileList_ObjectVersions(const char* path, IFileList* list, bool single,
-                                               char** msg) {
-  return ListVersions(path, list, single, nullptr, msg);
-}
-
-AERROR BackBlazeB2::ListVersions(const char* path, IFileList* list, bool single,
-                                 std::string* newest_id, char** msg) {
+                                               char** msg, std::string* newest_id) {
   if (path == nullptr) return AERROR::FAILED;
   auto [container, prefix] = SplitNormalized(path);
   if (container.empty()) return AERROR::FAILED;

@@ -1,8 +1,7 @@
 #include "b2/paths.h"
 
 #include <algorithm>
-
-#include "util/strings.h"
+#include <utility>
 
 std::string remove_head_slashes(std::string s) {
   const std::size_t first = s.find_first_not_of("/\\");
@@ -35,6 +34,6 @@ ItemPath SplitNormalized(std::string identifier) {
 }
 
 std::string WithoutMarkerSuffix(std::string name) {
-  if (ends_with(name, kMarkerSuffix)) name.resize(name.size() - (sizeof kMarkerSuffix - 1));
+  if (name.ends_with(kMarkerSuffix)) name.resize(name.size() - (sizeof kMarkerSuffix - 1));
   return name;
 }

@@ -12,7 +12,7 @@ std::string remove_head_slashes(std::string s);
 // With every run of forward slashes made one. "//" becomes "/".
 std::string remove_duplicated_slashes(std::string s);
 
-// `container`: up to the first slash behind the leading ones; `rest`: all behind it. "/b/" gives b
+// `container`: up to the first slash after the leading ones; `rest`: all after it. "/b/" gives b
 // and "", "/b//x" gives b and "/x". An empty path leaves both as they are.
 void split_container_name(std::string path, std::string& container, std::string& rest);
 

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "http/transfer_callbacks.h"
+
 JsonObject Members(std::initializer_list<std::pair<const char*, std::string>> members) {
   JsonObject object = JsonObject::GetEmptyObject();
   for (const auto& [name, text] : members) object[name] = text;
@@ -23,6 +25,20 @@ _CURLRTN PostJson(BackBlazeB2CURL& request, const std::string& base_url, const c
   return request.PerformPost(body.ToText());
 }
 
+void AimUpload(BackBlazeB2CURL& request, const UploadTarget& target, long long size) {
+  request.SetURL(target.url.c_str());
+  Authorize(request, target.token);
+  request.AddHeader("Content-Length", size);
+  request.AddHeader("X-Bz-Content-Sha1", "do_not_verify");
+}
+
+_CURLRTN PostRange(BackBlazeB2CURL& request, UploadState& state) {
+  state.offset = state.start;
+  request.SetPostFileSize(state.length);
+  request.SetSeek(reinterpret_cast<curl_seek_callback>(&read_callback_cache_seek_func), &state);
+  return request.PerformPost(CallbackPointer(&read_callback_cache_func), &state, state.length);
+}
+
 ResultHandler WithAnswer(AnswerReader reader) {
   const auto handle = [reader = std::move(reader)](_CURLRTN& result) {
     try {
@@ -37,6 +53,10 @@ ResultHandler WithAnswer(AnswerReader reader) {
 }
 
 HandlerMap OnSuccess(AnswerReader reader) { return OnSuccessDo(WithAnswer(std::move(reader))); }
+
+HandlerMap OnSuccess() {
+  return OnSuccessDo({[](_CURLRTN&) { return AERROR::SUCCESS; }, ""});
+}
 
 HandlerMap OnSuccessDo(ResultHandler handler) { return {{200, std::move(handler)}}; }
 
@@ -57,10 +77,4 @@ TransportMap UploadFailures() {
           {CURLE_WRITE_ERROR, AERROR::UPLOAD_CANCELED},
           {CURLE_ABORTED_BY_CALLBACK, AERROR::UPLOAD_CANCELED},
           {CURLE_FAILED_INIT, AERROR::FAILED}};
-}
-
-_CURLRTN NotStarted(CURLcode code) {
-  _CURLRTN result;
-  result.code = code;
-  return result;
 }

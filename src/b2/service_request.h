@@ -9,9 +9,10 @@
 #include "b2/service_calls.h"
 #include "engine/query_with_backoff.h"
 #include "http/backblaze_b2_curl.h"
+#include "http/transfer_state.h"
 #include "util/json_object.h"
 
-// The pieces that service calls are made of. Eleven of them have one shape (URL, account token,
+// The pieces that service calls are made of. Most of them have one shape (URL, account token,
 // JSON body, POST): BackBlazeB2::JsonCall. Authorization, download and uploads use the steps
 // singly.
 
@@ -29,18 +30,27 @@ void Authorize(BackBlazeB2CURL& request, const std::string& token);
 _CURLRTN PostJson(BackBlazeB2CURL& request, const std::string& base_url, const char* call_name,
                   const std::string& token, JsonObject body);
 
+// Where an upload goes: a URL that the service gave for it, with a token of its own.
+struct UploadTarget {
+  std::string url;
+  std::string token;
+};
+
+// Steps of an upload of `size` bytes: URL, token and the headers that every upload has; the POST of
+// the range of the host's cache that `state` names, from its start.
+void AimUpload(BackBlazeB2CURL& request, const UploadTarget& target, long long size);
+_CURLRTN PostRange(BackBlazeB2CURL& request, UploadState& state);
+
 // A handler that hands the answer's JSON body to `reader`. What does not parse, and whatever the
 // reader throws, is FAILED.
 ResultHandler WithAnswer(AnswerReader reader);
 
-// The maps of a call, as sentences.
+// The maps of a call.
 HandlerMap OnSuccess(AnswerReader reader);      // every status from 200 to 299
+HandlerMap OnSuccess();                         // the same, for an answer that says nothing more
 HandlerMap OnSuccessDo(ResultHandler handler);  // the same, with the result as it came
 // The statuses after which an upload starts again. The entry for 429 stands for completeness: the
 // backoff policy takes that status first.
 HandlerMap OnRefusedUpload(std::function<void()> start_again);
 TransportMap TimeoutOnly();
 TransportMap UploadFailures();
-
-// The transfer result of a performer that did not begin, for the reason `code`.
-_CURLRTN NotStarted(CURLcode code = CURLE_FAILED_INIT);

@@ -1,10 +1,163 @@
+#include <algorithm>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
-#include "b2/large_file_upload.h"
+#include "b2/paths.h"
+#include "http/transfer_callbacks.h"
 #include "protocol/log_lines.h"
 #include "util/mime_types.h"
+#include "util/strings.h"
+
+namespace {
+
+constexpr int kRounds = 5;
+constexpr int kAllSent = -1;
+constexpr std::chrono::nanoseconds kPauseBetweenRounds{500'000};
+constexpr long kLowSpeedSeconds = 60;
+
+// The service's "unverified:HASH" without its prefix.
+std::string BareHash(const std::string& sha1) {
+  const auto pieces = split_delim(sha1, ":");
+  return pieces.size() >= 2 && pieces[0] == "unverified" ? pieces[1] : sha1;
+}
+
+}  // namespace
+
+// Writes one large file in parts: start, one part after another, finish. All of it is one query,
+// whose performer sends the request that the part number stands for and whose handlers move that
+// number.
+//
+// Part number: 0 (not started) -> 1, 2, ... (next part to send) -> -1 (all sent, to be finished).
+class BackBlazeB2::LargeFileUpload {
+ public:
+  // `record` must outlive the upload; its size in bytes is what is sent.
+  LargeFileUpload(BackBlazeB2& protocol, ItemPath object, std::shared_ptr<_FS_HANDLE> handle,
+                  ICacheIO* cache, _FS_FILE_V2& record)
+      : protocol_(protocol),
+        object_(std::move(object)),
+        record_(record),
+        size_(static_cast<long long>(record.size)),
+        part_sha1s_("[]"),
+        remaining_(size_) {
+    part_.cache = cache;
+    part_.handle = std::move(handle);
+  }
+
+  // A round that timed out after its first part is followed by another that goes on where it
+  // stopped, five rounds in all. After a failure the large file stays unfinished on the service.
+  AERROR Run() {
+    BindQueryLogger(protocol_.query_logger_);
+    for (int rounds = kRounds;;) {
+      const AERROR result = RunRound();
+      if (result == AERROR::SUCCESS) return result;
+      Abandon();
+      if (result != AERROR::TIMEDOUT || part_number_ < 2) return result;
+      std::this_thread::sleep_for(kPauseBetweenRounds);
+      if (--rounds == 0) return result;
+      target_.url.clear();
+    }
+  }
+
+ private:
+  AERROR RunRound() {
+    const auto send = [this](const Request& request) { return Send(*request); };
+    return protocol_.Query({send, query::kUploadLargeFile},
+                           OnSuccess([this](JsonObject& answer) { return OnAnswer(answer); }),
+                           OnRefusedUpload([this] { part_number_ = 0; }), UploadFailures());
+  }
+
+  _CURLRTN Send(BackBlazeB2CURL& request) {
+    // Between requests no read would notice it.
+    if (GivenUp(part_.handle)) return NotStarted(CURLE_ABORTED_BY_CALLBACK);
+    if (part_number_ == 0 && !Start()) return NotStarted();
+    if (part_number_ == kAllSent) return SendFinish(request);
+    if (target_.url.empty() &&
+        protocol_.GetUploadPartUrl(file_id_, target_.url, target_.token) != AERROR::SUCCESS) {
+      return NotStarted();
+    }
+    return SendPart(request);
+  }
+
+  bool Start() {
+    part_sha1s_ = JsonObject("[]");
+    Abandon();
+    file_id_.clear();
+    remaining_ = size_;
+    if (protocol_.PrepareLargeFile(object_.container, object_.rest, file_id_, target_.url,
+                                   target_.token) != AERROR::SUCCESS) {
+      return false;
+    }
+    part_number_ = 1;
+    return true;
+  }
+
+  _CURLRTN SendPart(BackBlazeB2CURL& request) {
+    const long long part_size = protocol_.recommended_part_size_;
+    part_.start = size_ - remaining_;
+    part_.length = part_size > 0 ? std::min<long long>(part_size, remaining_) : remaining_;
+
+    request.SetLowSpeedTimeout(kLowSpeedSeconds);
+    BindProgress(request);
+    AimUpload(request, target_, part_.length);
+    request.AddHeader("X-Bz-Part-Number", part_number_);
+    request.SetSpeedLimit(protocol_.speed_limit_);
+    return PostRange(request, part_);
+  }
+
+  void BindProgress(BackBlazeB2CURL& request) {
+    if (!part_.handle) return;
+    progress_ = {{part_.handle->progress, part_.handle->progress_context, request.GetCURL()},
+                 size_,
+                 0,
+                 part_.start};
+    request.BindProgress(reinterpret_cast<curl_xferinfo_callback>(&_CURL_PROGRESS_B2), &progress_);
+  }
+
+  _CURLRTN SendFinish(BackBlazeB2CURL& request) const {
+    JsonObject body = Members({{"fileId", file_id_}});
+    body.Insert("partSha1Array", part_sha1s_);
+    return PostJson(request, protocol_.api_url_, call::kFinishLargeFile,
+                    protocol_.authorization_token_, body);
+  }
+
+  AERROR OnAnswer(JsonObject& answer) {
+    return part_number_ == kAllSent ? OnFinish(answer) : OnPart(answer);
+  }
+
+  AERROR OnPart(JsonObject& answer) {
+    part_sha1s_.InsertArrayItem(BareHash(Required(answer, "contentSha1")));
+    remaining_ -= part_.length;
+    part_number_ = remaining_ > 0 ? part_number_ + 1 : kAllSent;
+    return AERROR::RETRY;
+  }
+
+  AERROR OnFinish(JsonObject& answer) {
+    SetUploadTime(record_, answer);
+    record_.size = ContentLength(answer);
+    record_.id = ItemId(object_.container, Required(answer, "fileId"));
+    return AERROR::SUCCESS;
+  }
+
+  void Abandon() {
+    if (!file_id_.empty()) protocol_.CancelLargeFile(file_id_);
+  }
+
+  BackBlazeB2& protocol_;
+  const ItemPath object_;
+  _FS_FILE_V2& record_;
+  const long long size_;  // bytes of the whole file
+
+  int part_number_ = 0;
+  std::string file_id_;
+  UploadTarget target_;    // an empty URL: a fresh one is needed before the next part
+  JsonObject part_sha1s_;  // a text for each part that was sent, in order
+  long long remaining_;    // bytes not yet sent
+  UploadState part_;
+  UploadProgress progress_;
+};
 
 AERROR BackBlazeB2::UploadLargeFile(const char* path, std::shared_ptr<_FS_HANDLE> handle,
                                     ICacheIO* cache, _FS_FILE_V2* info, UPLOAD_FLAG, char**) {
@@ -40,6 +193,5 @@ AERROR BackBlazeB2::StartLargeFile(std::string bucket_id, std::string file_name,
 // service. Hosts and their users count on what was sent still being there.
 AERROR BackBlazeB2::CancelLargeFile(std::string file_id) {
   const auto body = [&] { return Members({{"fileId", file_id}}); };
-  const ResultHandler done{[](_CURLRTN&) { return AERROR::SUCCESS; }, ""};
-  return Query(JsonCall(query::kCancelLargeFile, call::kGetUploadPartUrl, body), OnSuccessDo(done));
+  return Query(JsonCall(query::kCancelLargeFile, call::kGetUploadPartUrl, body), OnSuccess());
 }

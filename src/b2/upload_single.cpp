@@ -11,37 +11,15 @@
 
 namespace {
 
-constexpr char kNoChecksum[] = "do_not_verify";
-
-struct UploadTarget {
-  std::string url;
-  std::string token;
-};
-
-void AddUploadHeaders(BackBlazeB2CURL& request, const UploadTarget& target,
-                      const std::string& stored_name, const std::string& type_name,
-                      long long size) {
-  request.SetURL(target.url.c_str());
-  Authorize(request, target.token);
-  request.AddHeader("Content-Type", get_mime_type_from_ext(type_name));
-  request.AddHeader("X-Bz-Content-Sha1", kNoChecksum);
-  request.AddHeader("X-Bz-File-Name", URLEncode(stored_name.c_str(), false));
-  request.AddHeader("Content-Length", size);
-}
-
-_CURLRTN PostContents(BackBlazeB2CURL& request, UploadState& state) {
-  state.offset = state.start;
-  request.SetPostFileSize(state.length);
-  request.SetSeek(reinterpret_cast<curl_seek_callback>(&read_callback_cache_seek_func), &state);
-  if (state.handle && state.handle->progress != nullptr) request.BindHandle(state.handle);
-  return request.PerformPost(CallbackPointer(&read_callback_cache_func), &state, state.length);
+_CURLRTN PostContents(BackBlazeB2CURL& request, UploadState& contents) {
+  if (contents.handle && contents.handle->progress != nullptr) request.BindHandle(contents.handle);
+  return PostRange(request, contents);
 }
 
 AERROR ReadStoredFile(JsonObject& answer, const std::string& bucket, _FS_FILE_V2& record) {
   SetUploadTime(record, answer);
   record.type = FS_FILE;
-  record.size =
-      static_cast<std::uint64_t>(static_cast<long long>(Required(answer, "contentLength")));
+  record.size = ContentLength(answer);
   record.id = ItemId(bucket, Required(answer, "fileId"));
   return AERROR::SUCCESS;
 }
@@ -76,7 +54,9 @@ AERROR BackBlazeB2::UploadUsingPost(const char* path, std::shared_ptr<_FS_HANDLE
     if (GivenUp(contents.handle)) return NotStarted(CURLE_ABORTED_BY_CALLBACK);
     if (GetUploadUrl(item.container, target.url, target.token) != AERROR::SUCCESS)
       return NotStarted();
-    AddUploadHeaders(*request, target, stored_name, info->name, size);
+    AimUpload(*request, target, size);
+    request->AddHeader("Content-Type", get_mime_type_from_ext(info->name));
+    request->AddHeader("X-Bz-File-Name", URLEncode(stored_name.c_str(), false));
     request->SetSpeedLimit(speed_limit_);
     return directory_marker ? request->PerformPost("") : PostContents(*request, contents);
   };

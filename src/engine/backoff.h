@@ -4,8 +4,8 @@
 
 #include "protocol/aerror.h"
 
-// Which HTTP statuses ask a call to wait and try again, and how often it may. One object a call;
-// waits made are never given back.
+// Which HTTP statuses ask a call to wait and try again, and how often it may. One object per call;
+// waits that were made are never given back.
 class IBackoff {
  public:
   virtual bool IsBackoffCode(int code) = 0;

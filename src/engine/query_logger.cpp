@@ -16,8 +16,8 @@ constexpr int kDefaultLevel = -1;
 
 using LoggerPointer = std::weak_ptr<IQueryLogger>;
 
-// Holds a pointer while bound, and has no destructor: that would keep the module mapped until its
-// thread ends. Every operation unbinds.
+// Holds a pointer while bound. Has no destructor, which would keep the module mapped until its
+// thread ends, and needs none: every operation unbinds.
 class Binding {
  public:
   void Set(LoggerPointer pointer) {

@@ -4,7 +4,7 @@
 
 #include "http/curl_rtn.h"
 
-// Writes what a service call got back to the host's log, at level 1 and compressed; util's
+// Writes what a service call was answered into the host's log, at level 1 and compressed;
 // decompress_string makes it readable. Without state, so one object serves many threads.
 class IQueryLogger {
  public:

@@ -10,7 +10,7 @@
 #include "engine/query_outcome.h"
 #include "http/curl_queue.h"
 
-// Sends one request on a lent request object. Called once an attempt, so it must be safe to repeat
+// Sends one request on a lent request object. Called once per attempt, so it must be safe to repeat
 // on a fresh object.
 template <class Request>
 using Performer = __zq_funcext<_CURLRTN(std::shared_ptr<Request>)>;

@@ -8,8 +8,8 @@
 class BackBlazeB2CURL : public CURLImpl {
  public:
   BackBlazeB2CURL() {
-    Set(CURLOPT_PROTOCOLS_STR, "https");
-    Set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
+    easy().Set(CURLOPT_PROTOCOLS_STR, "https");
+    easy().Set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
     SetSSLDefaults();
   }
 };

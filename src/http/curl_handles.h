@@ -5,19 +5,13 @@
 
 #include <memory>
 
+#include "util/free_with.h"
+
 // Owning aliases for what libcurl and libevent hand out.
 
-template <auto Free>
-struct FreeWith {
-  template <class T>
-  void operator()(T* object) const {
-    Free(object);
-  }
-};
-
-using HeaderList = std::unique_ptr<curl_slist, FreeWith<curl_slist_free_all>>;
-using CurlText = std::unique_ptr<char, FreeWith<curl_free>>;
-using CaptureBuffer = std::unique_ptr<evbuffer, FreeWith<evbuffer_free>>;
+using HeaderList = std::unique_ptr<curl_slist, util::FreeWith<curl_slist_free_all>>;
+using CurlText = std::unique_ptr<char, util::FreeWith<curl_free>>;
+using CaptureBuffer = std::unique_ptr<evbuffer, util::FreeWith<evbuffer_free>>;
 
 // libcurl's process-wide state. Made before the first easy handle and destroyed after the last, so
 // that unloading the module gives back what libcurl and its TLS library hold.

@@ -3,13 +3,13 @@
 #include <curl/curl.h>
 
 #include <memory>
-#include <new>
 #include <string>
 #include <type_traits>
 #include <unordered_map>
+#include <utility>
 
-#include "http/curl_handles.h"
 #include "http/curl_rtn.h"
+#include "http/easy_handle.h"
 #include "http/transfer_state.h"
 #include "protocol/records.h"
 
@@ -28,20 +28,21 @@ class CURLImpl {
   CURLImpl& operator=(const CURLImpl&) = delete;
 
   // Takes away everything a request left behind: URL, method, parameters, headers, bodies, sinks,
-  // limits, progress, proxy and its credentials. Connections, TLS settings and timeouts stay.
+  // limits, progress, proxy and its credentials. Connections, TLS settings and the connect timeout
+  // stay.
   virtual void Clear();
 
   // A null `write_function` collects headers and body into the result. Otherwise both arguments are
   // a libcurl write function (see CallbackPointer) and its data, and the result has neither.
   virtual _CURLRTN PerformGet(void* write_function, void* write_data);
-  virtual _CURLRTN PerformPost(std::string body);
+  virtual _CURLRTN PerformPost(std::string body);  // through the other PerformPost
   // Both pointers are a libcurl read function and its data; `size` is the body's bytes, or -1 for
-  // the length of the BufferCursor that `read_data` then is. Without a reader the escaped query
-  // string is the body.
+  // the length of the BufferCursor that `read_data` then is. Without a reader the percent-encoded
+  // query string is the body.
   virtual _CURLRTN PerformPost(void* read_function, void* read_data, long long size);
   virtual _CURLRTN PerformHead();
 
-  CURL* GetCURL() const { return curl_.get(); }
+  CURL* GetCURL() const { return easy_.get(); }
 
   void SetURL(const char* url) { url_ = url; }
   std::string GetURL() const { return url_; }
@@ -62,64 +63,51 @@ class CURLImpl {
 
   // "key=value" joined by "&"; keys as they are, values percent-encoded when `escape` is true.
   std::string BuildQueryString(bool escape) const;
-  // One "name: value" a line; null without headers. The caller frees it.
+  // A line "name: value" for each header; null without headers. The caller frees it.
   curl_slist* BuildHeader() const;
+  // Percent-encoding by libcurl, slashes included. A stored name, which keeps its slashes, goes
+  // through URLEncode.
   std::string Escape(const char* text) const;
   std::string Unescape(const char* text) const;
 
-  std::string GetEffectiveURL() const;
-  std::string GetScheme() const;
+  std::string GetEffectiveURL() const { return TextInfo(GetCURL(), CURLINFO_EFFECTIVE_URL); }
+  std::string GetScheme() const { return TextInfo(GetCURL(), CURLINFO_SCHEME); }
   static std::string ErrorString(CURLcode code) { return curl_easy_strerror(code); }
-  // Whether the program has a Frameworks directory, looked up once in the module's life. Says once
-  // in the log that it has none.
-  static bool VerifiesServers();
 
   void SetSpeedLimit(long long bytes_per_second);  // both directions; 0 is unlimited
   // What moves less than the limit for so long ends with a time-out: 1 byte/s for 20 seconds by
   // default.
-  void SetLowSpeedTimeout(long seconds);
-  void SetLowSpeedLimit(long bytes_per_second);
-  void SetSendBuffer();
-  void SetPostFileSize(long long bytes);
+  void SetLowSpeedTimeout(long seconds) { easy_.Set(CURLOPT_LOW_SPEED_TIME, seconds); }
+  void SetLowSpeedLimit(long bytes_per_second) {
+    easy_.Set(CURLOPT_LOW_SPEED_LIMIT, bytes_per_second);
+  }
+  void SetSendBuffer();  // of 1 MiB, for every new socket
+  void SetPostFileSize(long long bytes) { easy_.Set(CURLOPT_INFILESIZE_LARGE, curl_off_t{bytes}); }
   // Whether a compressed answer is asked for and unpacked, as it is by default. Off, an object that
   // was stored with a content encoding arrives byte for byte.
   void SetContentDecoding(bool decode);
   // How libcurl goes back to an earlier byte of the body, to send it again.
   void SetSeek(curl_seek_callback function, void* data);
+  // Progress of the transfer goes to the handle's host; a null handle changes nothing.
   void BindHandle(std::shared_ptr<_FS_HANDLE> handle);
   void BindHandleForDownload(std::shared_ptr<_FS_HANDLE> handle);
   void BindProgress(curl_xferinfo_callback function, void* data);
 
   // `type` as ProtocolUtil::curlProxyType gives it; type 0 or an empty host means no proxy.
   void SetProxy(int type, std::string host, int port, std::string user, std::string password);
-  // Verifies servers against cacert.pem in "../Frameworks/" beside the running program's folder.
-  // The module looks for that directory once: without it nothing changes and a warning is logged,
-  // once a module; if it goes later, connections fail.
+  // Verifies servers as http/server_trust.h says; without the directory nothing changes.
   void SetSSLDefaults();
 
  protected:
-  // Failing options other than for want of memory concern features this libcurl lacks or values it
-  // keeps its default for.
-  template <class T>
-  void Set(CURLoption option, T value) {
-    if ((curl_easy_setopt)(curl_.get(), option, value) == CURLE_OUT_OF_MEMORY) {
-      throw std::bad_alloc();
-    }
-  }
-
+  const EasyHandle& easy() const { return easy_; }
   char* error_buffer() { return error_buffer_; }
 
  private:
   std::string WithQuery(const std::string& query) const;
   void UseMethod(const char* natural);
-  void Capture(evbuffer* buffer);
-  void SendBody(void* read_function, void* read_data, long long size, const std::string& query);
-  void Run(_CURLRTN& result);
-  void Harvest(_CURLRTN& result, evbuffer* captured) const;
   void BindProgress(const _FS_HANDLE* handle, curl_xferinfo_callback function);
-  _CURLRTN Unavailable() const;
 
-  std::shared_ptr<CURL> curl_;
+  EasyHandle easy_;
   curl_mime* mime_ = nullptr;  // owned until Clear
   ProgressBinding progress_;
   Fields query_;
@@ -138,11 +126,4 @@ void CURLImpl::AddHeader(const char* name, T value) {
   } else {
     headers_[name] = std::move(value);
   }
-}
-
-// libcurl's callbacks travel through the Perform... slots as plain pointers. Converting a function
-// pointer so is only conditionally supported, but every system with a dynamic loader does.
-template <class Function>
-void* CallbackPointer(Function* function) {
-  return reinterpret_cast<void*>(function);
 }

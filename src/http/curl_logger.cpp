@@ -17,13 +17,13 @@ int CURLDebug(CURL*, curl_infotype type, char* data, std::size_t size, void*) {
   return 0;
 }
 
-CURLLogger::CURLLogger() { Set(CURLOPT_ERRORBUFFER, error_buffer()); }
+CURLLogger::CURLLogger() { easy().Set(CURLOPT_ERRORBUFFER, error_buffer()); }
 
 void CURLLogger::InstallLogger() {
   ILog* const log = logger;
   const bool traced = log != nullptr && log->IsNetworkTraceEnabled();
-  Set(CURLOPT_VERBOSE, traced ? 1L : 0L);
-  Set(CURLOPT_DEBUGFUNCTION, traced ? &CURLDebug : nullptr);
+  easy().Set(CURLOPT_VERBOSE, traced ? 1L : 0L);
+  easy().Set(CURLOPT_DEBUGFUNCTION, traced ? &CURLDebug : nullptr);
 }
 
 void CURLLogger::Prepare() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <curl/curl.h>
+
 #include <memory>
 #include <string>
 
@@ -10,7 +12,7 @@ class CURLImpl;
 // and `errorText` is zero or empty.
 struct _CURLRTN {
   int code = 0;                // CURLcode
-  std::string errorText;       // libcurl's own message, where the request registered for it
+  std::string errorText;       // libcurl's own message, from requests that ask for it
   long long httpCode = 0;      // HTTP status
   std::shared_ptr<char> body;  // `bodyLength` bytes, not terminated; null when there are none
   int bodyLength = 0;          // bytes
@@ -20,3 +22,10 @@ struct _CURLRTN {
   double downloadSpeed = 0;           // bytes per second
   std::shared_ptr<CURLImpl> curl;     // the request object, set by the engine
 };
+
+// The result of an exchange that did not begin, for the reason `code`.
+inline _CURLRTN NotStarted(CURLcode code = CURLE_FAILED_INIT) {
+  _CURLRTN result;
+  result.code = code;
+  return result;
+}

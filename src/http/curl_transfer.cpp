@@ -1,7 +1,10 @@
+#include "http/curl_transfer.h"
+
 #include <algorithm>
 #include <cstdlib>
+#include <new>
+#include <utility>
 
-#include "http/curl_impl.h"
 #include "http/transfer_callbacks.h"
 
 namespace {
@@ -16,166 +19,88 @@ std::shared_ptr<char> TakeOut(evbuffer* buffer, std::size_t length, std::size_t 
   return block;
 }
 
-CaptureBuffer NewCapture() {
-  CaptureBuffer buffer(evbuffer_new());
-  if (!buffer) throw std::bad_alloc();
-  return buffer;
+long long SizeOf(const RequestBody& body) {
+  if (body.size != -1) return body.size;
+  return body.read_data != nullptr ? static_cast<const BufferCursor*>(body.read_data)->length
+                                   : static_cast<long long>(body.query.size());
 }
 
 // The body that a fresh BufferCursor would read, or null. libcurl sends a body that it is shown in
 // one packet with the headers; one that it has to read follows in a packet of its own, for which
 // the server waits.
-const char* TextInMemory(void* read_function, void* read_data, long long size) {
-  if (read_function != CallbackPointer(&read_callback_buf_func) || read_data == nullptr) {
+const char* TextInMemory(const RequestBody& body, long long size) {
+  if (body.read_function != CallbackPointer(&read_callback_buf_func) || body.read_data == nullptr) {
     return nullptr;
   }
-  const auto* cursor = static_cast<const BufferCursor*>(read_data);
+  const auto* cursor = static_cast<const BufferCursor*>(body.read_data);
   return cursor->position == 0 && cursor->length == size ? cursor->data : nullptr;
-}
-
-double Number(CURL* easy, CURLINFO which) {
-  curl_off_t value = 0;
-  curl_easy_getinfo(easy, which, &value);
-  return static_cast<double>(value);
-}
-
-long Count(CURL* easy, CURLINFO which) {
-  long value = 0;
-  curl_easy_getinfo(easy, which, &value);
-  return value;
 }
 
 }  // namespace
 
-_CURLRTN CURLImpl::PerformGet(void* write_function, void* write_data) {
-  if (!curl_) return Unavailable();
-  _CURLRTN result;
-  const CaptureBuffer captured = write_function == nullptr ? NewCapture() : nullptr;
-  const HeaderList headers(BuildHeader());
-  UseMethod("GET");
-  Set(CURLOPT_URL, WithQuery(BuildQueryString(true)).c_str());
-  Set(CURLOPT_HTTPHEADER, headers.get());
-  Set(CURLOPT_HTTPGET, 1L);
-  if (captured) {
-    Capture(captured.get());
-  } else {
-    Set(CURLOPT_HEADER, 0L);
-    Set(CURLOPT_WRITEDATA, write_data);
-    Set(CURLOPT_WRITEFUNCTION, write_function);
-  }
-  Run(result);
-  Harvest(result, captured.get());
-  return result;
-}
-
-_CURLRTN CURLImpl::PerformPost(std::string body) {
-  BufferCursor cursor{body.data(), 0, static_cast<long long>(body.size())};
-  return PerformPost(CallbackPointer(&read_callback_buf_func), &cursor, -1);
-}
-
-_CURLRTN CURLImpl::PerformPost(void* read_function, void* read_data, long long size) {
-  if (!curl_) return Unavailable();
-  _CURLRTN result;
-  const CaptureBuffer captured = NewCapture();
-  const HeaderList headers(BuildHeader());
-  const std::string query = BuildQueryString(true);
-  UseMethod("POST");
-  Set(CURLOPT_URL, (read_function != nullptr ? WithQuery(query) : url_).c_str());
-  Set(CURLOPT_POST, 1L);
-  Set(CURLOPT_HTTPHEADER, headers.get());
-  Capture(captured.get());
-  SendBody(read_function, read_data, size, query);
-  Run(result);
-  Harvest(result, captured.get());
-  return result;
-}
-
-_CURLRTN CURLImpl::PerformHead() {
-  if (!curl_) return Unavailable();
-  _CURLRTN result;
-  const CaptureBuffer captured = NewCapture();
-  const HeaderList headers(BuildHeader());
-  last_method_ = "HEAD";
-  Set(CURLOPT_CUSTOMREQUEST, "HEAD");
-  Set(CURLOPT_URL, WithQuery(BuildQueryString(true)).c_str());
-  Set(CURLOPT_HTTPHEADER, headers.get());
-  Set(CURLOPT_HTTPGET, 1L);
-  Set(CURLOPT_NOBODY, 1L);
-  Capture(captured.get());
-  Run(result);
-  Harvest(result, captured.get());
-  return result;
-}
-
-_CURLRTN CURLImpl::Unavailable() const {
-  _CURLRTN result;
-  result.code = CURLE_FAILED_INIT;
-  return result;
-}
-
-std::string CURLImpl::WithQuery(const std::string& query) const {
-  if (query.empty()) return url_;
-  return url_ + (url_.find('?') == std::string::npos ? "?" : "&") + query;
-}
-
-void CURLImpl::UseMethod(const char* natural) {
-  if (method_.empty()) {
-    last_method_ = natural;
-  } else {
-    Set(CURLOPT_CUSTOMREQUEST, method_.c_str());
-  }
+CurlTransfer::CurlTransfer(const EasyHandle& easy, const std::string& url, HeaderList headers)
+    : easy_(easy), headers_(std::move(headers)) {
+  easy_.Set(CURLOPT_URL, url.c_str());
+  easy_.Set(CURLOPT_HTTPHEADER, headers_.get());
 }
 
 // Headers arrive in the same stream, ahead of the body.
-void CURLImpl::Capture(evbuffer* buffer) {
-  Set(CURLOPT_HEADER, 1L);
-  Set(CURLOPT_WRITEDATA, buffer);
-  Set(CURLOPT_WRITEFUNCTION, &write_callback_ev_func);
+void CurlTransfer::Collect() {
+  collected_.reset(evbuffer_new());
+  if (!collected_) throw std::bad_alloc();
+  easy_.Set(CURLOPT_HEADER, 1L);
+  easy_.Set(CURLOPT_WRITEDATA, collected_.get());
+  easy_.Set(CURLOPT_WRITEFUNCTION, &write_callback_ev_func);
 }
 
-void CURLImpl::SendBody(void* read_function, void* read_data, long long size,
-                        const std::string& query) {
-  if (size == -1) {
-    size = read_data != nullptr ? static_cast<BufferCursor*>(read_data)->length
-                                : static_cast<long long>(query.size());
-    if (read_data != nullptr && read_function != nullptr) {
-      SetSeek(reinterpret_cast<curl_seek_callback>(&read_callback_buf_seek_func), read_data);
-    }
+void CurlTransfer::DeliverTo(void* write_function, void* write_data) {
+  easy_.Set(CURLOPT_HEADER, 0L);
+  easy_.Set(CURLOPT_WRITEDATA, write_data);
+  easy_.Set(CURLOPT_WRITEFUNCTION, write_function);
+}
+
+void CurlTransfer::Send(const RequestBody& body) {
+  const long long size = SizeOf(body);
+  if (body.size == -1 && body.read_data != nullptr && body.read_function != nullptr) {
+    easy_.Set(CURLOPT_SEEKFUNCTION, &read_callback_buf_seek_func);
+    easy_.Set(CURLOPT_SEEKDATA, body.read_data);
   }
-  if (mime_ != nullptr) {
-    Set(CURLOPT_MIMEPOST, mime_);
+  if (body.mime != nullptr) {
+    easy_.Set(CURLOPT_MIMEPOST, body.mime);
   } else {
-    Set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t{size});
+    easy_.Set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t{size});
     // Null, or an earlier body on this object would go before the reader.
-    Set(CURLOPT_POSTFIELDS, TextInMemory(read_function, read_data, size));
+    easy_.Set(CURLOPT_POSTFIELDS, TextInMemory(body, size));
   }
-  if (read_function != nullptr) {
-    Set(CURLOPT_READFUNCTION, read_function);
-    if (read_data != nullptr) Set(CURLOPT_READDATA, read_data);
+  if (body.read_function != nullptr) {
+    easy_.Set(CURLOPT_READFUNCTION, body.read_function);
+    if (body.read_data != nullptr) easy_.Set(CURLOPT_READDATA, body.read_data);
   } else {
-    Set(CURLOPT_POSTFIELDS, query.c_str());
+    easy_.Set(CURLOPT_POSTFIELDS, body.query.c_str());
   }
 }
 
-void CURLImpl::Run(_CURLRTN& result) {
-  error_buffer_[0] = '\0';
-  result.code = curl_easy_perform(curl_.get());
-  result.errorText = error_buffer_;
+_CURLRTN CurlTransfer::Run(char* error_text) {
+  _CURLRTN result;
+  error_text[0] = '\0';
+  result.code = curl_easy_perform(easy_.get());
+  result.errorText = error_text;
+  if (result.code == CURLE_OK) ReadAnswer(result);
+  return result;
 }
 
-void CURLImpl::Harvest(_CURLRTN& result, evbuffer* captured) const {
-  if (result.code != CURLE_OK) return;
-  CURL* easy = curl_.get();
-  result.httpCode = Count(easy, CURLINFO_RESPONSE_CODE);
-  result.downloadSpeed = Number(easy, CURLINFO_SPEED_DOWNLOAD_T);
-  result.uploadSpeed = Number(easy, CURLINFO_SPEED_UPLOAD_T);
-  if (captured == nullptr) return;
+void CurlTransfer::ReadAnswer(_CURLRTN& result) const {
+  CURL* easy = easy_.get();
+  result.httpCode = LongInfo(easy, CURLINFO_RESPONSE_CODE);
+  result.downloadSpeed = static_cast<double>(OffsetInfo(easy, CURLINFO_SPEED_DOWNLOAD_T));
+  result.uploadSpeed = static_cast<double>(OffsetInfo(easy, CURLINFO_SPEED_UPLOAD_T));
+  if (!collected_) return;
 
-  const std::size_t received = evbuffer_get_length(captured);
-  const auto headers = static_cast<std::size_t>(Count(easy, CURLINFO_HEADER_SIZE));
+  const std::size_t received = evbuffer_get_length(collected_.get());
+  const auto headers = static_cast<std::size_t>(LongInfo(easy, CURLINFO_HEADER_SIZE));
   const std::size_t header_size = std::min(headers, received);
   result.headerSize = static_cast<long>(header_size);
   result.bodyLength = static_cast<int>(received - header_size);
-  result.headerBlock = TakeOut(captured, header_size, 1);
-  result.body = TakeOut(captured, received - header_size, 0);
+  result.headerBlock = TakeOut(collected_.get(), header_size, 1);
+  result.body = TakeOut(collected_.get(), received - header_size, 0);
 }

@@ -9,21 +9,15 @@
 #include <cstring>
 #include <string_view>
 
+#include "http/easy_handle.h"
+
 namespace {
 
 constexpr int kSendBufferBytes = 1024 * 1024;
 
-bool IsErrorAnswer(CURL* easy) {
-  long status = 0;
-  curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-  return status >= 400;
-}
+bool IsErrorAnswer(CURL* easy) { return LongInfo(easy, CURLINFO_RESPONSE_CODE) >= 400; }
 
-double Speed(CURL* easy, CURLINFO which) {
-  curl_off_t speed = 0;
-  curl_easy_getinfo(easy, which, &speed);
-  return static_cast<double>(speed);
-}
+double Speed(CURL* easy, CURLINFO which) { return static_cast<double>(OffsetInfo(easy, which)); }
 
 // Where the range begins that the latest answer says it holds; -1 when it does not say.
 long long RangeStart(CURL* easy) {
@@ -41,10 +35,8 @@ long long RangeStart(CURL* easy) {
 // Whether the latest answer is of the range asked for. The service answers a range that is the
 // whole file with 200; so does whatever on the way does not know ranges, with other bytes.
 bool IsAskedRange(const DownloadState& state) {
-  long status = 0;
-  curl_off_t length = -1;
-  curl_easy_getinfo(state.easy, CURLINFO_RESPONSE_CODE, &status);
-  curl_easy_getinfo(state.easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  const long status = LongInfo(state.easy, CURLINFO_RESPONSE_CODE);
+  const curl_off_t length = OffsetInfo(state.easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
   if (status == 206) return RangeStart(state.easy) == state.start;
   return status == 200 && state.start == 0 && length == state.remaining;
 }

@@ -10,7 +10,15 @@
 // libcurl's callbacks. Each runs on the thread of its transfer; none lets an exception reach
 // libcurl.
 
-// Bytes of an answer that is collected, headers included: a small one can unpack to gigabytes.
+// They travel through CURLImpl's Perform... slots as plain pointers. Converting a function pointer
+// so is only conditionally supported, but every system with a dynamic loader does.
+template <class Function>
+void* CallbackPointer(Function* function) {
+  return reinterpret_cast<void*>(function);
+}
+
+// Most bytes of an answer that is collected, headers included: a small one can unpack to
+// gigabytes.
 inline constexpr std::size_t kLargestAnswer = std::size_t{64} * 1024 * 1024;
 
 // Appends to the buffer; refuses what would make it larger than kLargestAnswer.

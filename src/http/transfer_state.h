@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <memory>
 
-#include "http/curl_handles.h"
 #include "protocol/host_interfaces.h"
 #include "protocol/records.h"
+#include "util/free_with.h"
 
 // What libcurl's callbacks get as their data pointer.
 
@@ -41,13 +41,13 @@ struct DownloadState {
   long long remaining = 0;  // bytes still expected, the staged ones included
   long long start = 0;      // requested offset
   std::shared_ptr<_FS_HANDLE> handle;
-  std::unique_ptr<char, FreeWith<std::free>> buffer;  // kStagingBytes
-  int buffered = 0;                                   // bytes staged
+  std::unique_ptr<char, util::FreeWith<std::free>> buffer;  // kStagingBytes
+  int buffered = 0;                                         // bytes staged
   IFetchCallback* callback = nullptr;
   CURL* easy = nullptr;  // to tell an error's body from the file's bytes
   bool strict = false;   // take bytes only of the very range that was asked for
-  bool known = false;    // the running answer is of that range
-  bool refused = false;  // it is not, or gave more
+  bool known = false;    // the running answer has been seen to be of that range
+  bool refused = false;  // it is of another, or has more bytes
 };
 
 // A range of a file on its way out of the host's cache.

@@ -12,7 +12,6 @@
 namespace {
 
 constexpr int kSupports = 3;
-constexpr char kProtocolName[] = "backblazeb2";
 
 }  // namespace
 
@@ -21,7 +20,7 @@ extern "C" {
 B2_EXPORT int GetSupports() { return kSupports; }
 
 B2_EXPORT char* GetSupportProtocol(char** out) {
-  char* name = strdup(kProtocolName);
+  char* name = strdup(BackBlazeB2::kProtocolName);
   if (out != nullptr) *out = name;
   return name;
 }

@@ -4,7 +4,7 @@
 #include "protocol/host_interfaces.h"
 
 // The module's exported data, besides `logger` (protocol/log.h), `ext_dict` (util/mime_types.h) and
-// `cq` (b2/request_pool.h). One instance a loaded module.
+// `cq` (b2/request_pool.h). One instance per loaded module.
 extern "C" {
 
 extern B2_EXPORT const char* protocol_version;

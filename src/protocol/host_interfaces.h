@@ -10,10 +10,10 @@
 // and keeps only the pointers that BindLogger, GetProtocol and Connect hand it. Destructors are not
 // part of these tables. Slot order is binary interface.
 
-// Bit values, one a line.
+// Bit values; each line has one of them.
 enum LOGLEVEL : std::int32_t {
   LOGLEVEL_TRACE = 1,    // call traces, transfer headers
-  LOGLEVEL_INFO = 2,     // one summary an attempt, waits
+  LOGLEVEL_INFO = 2,     // a summary of each attempt, waits
   LOGLEVEL_WARNING = 4,  // refusals
   LOGLEVEL_ERROR = 8,    // failures
 };
@@ -68,9 +68,9 @@ class IFileList {
 class IFetchCallback {
  public:
   // `count` bytes of the file from `offset` on, valid during the call only; offsets ascend without
-  // gaps, at most 512 KiB a call. A repeated attempt starts again at the requested offset. `flags`
-  // is 0. The result is the host's own business and not looked at; a read is given up through the
-  // handle's transfer state.
+  // gaps, at most 512 KiB per call. A repeated attempt starts again at the requested offset.
+  // `flags` is 0. The result is the host's own business and not looked at; a read is given up
+  // through the handle's transfer state.
   virtual AERROR OnFetched(long long offset, const void* data, int count, int flags) = 0;
 
  protected:
@@ -82,8 +82,8 @@ class ICacheIO {
  public:
   // The shape of IFetchCallback's operation, so that a cache can stand on the receiving side too.
   virtual AERROR Write(long long offset, const void* data, int count, int flags) = 0;
-  // Reads up to `count` bytes from `offset` of the file behind `handle` and sets `*read` to the
-  // bytes read. Anything but SUCCESS, or no bytes where some were asked for, aborts the upload.
+  // Reads up to `count` bytes from `offset` of the handle's file and sets `*read` to the bytes
+  // read. Anything but SUCCESS, or no bytes where some were asked for, aborts the upload.
   // Called on the uploading thread; offsets ascend, but may start again when a request is repeated.
   virtual AERROR Read(_FS_HANDLE* handle, long long offset, void* data, int count, int* read) = 0;
 

@@ -2,7 +2,7 @@
 
 #include <array>
 
-// Lines of the module's log that a host may read: one operation folds what the service answered
+// Lines of the module's log that a host may read: an operation folds all that the service answered
 // into one code, and only these lines tell more. Each is a printf format.
 namespace log_lines {
 
@@ -11,10 +11,10 @@ namespace log_lines {
 inline constexpr char kAnswer[] = "[PROTOCOL  ] %s >> %s %s >> %d : %s(%d) - %dms";
 // Level 8: none arrived. Query, libcurl's text, libcurl's code.
 inline constexpr char kNoAnswer[] = "[PROTOCOL  ] %s >> %s(%d)";
-// Level 1: none arrived, and the query gives the code named last for that.
+// Level 1: none arrived, and the query returns the code that the line ends with.
 inline constexpr char kNoAnswerTreated[] = "[PROTOCOL  ] %s >> %s(%d) treat as %s";
 
-// Level 4, once a module.
+// Level 4, once per loaded module.
 inline constexpr char kServersNotVerified[] =
     "[NETWORK   ] Servers are not verified: no ../Frameworks beside the host's program";
 

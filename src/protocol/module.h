@@ -8,8 +8,8 @@
 // Order of calls: load; GetSupports, GetSupportProtocol (then FreeP on its text),
 // GetProtocolVersion; BindLogger, BindAsyncQ; GetAuthType, GetAuthFields, GetOptFields; GetProtocol
 // for each account, its options, Connect and operations, Release; UnbindAsyncQ, UnbindLogger;
-// unload. Every protocol object must be released, and every thread that used one have ended, before
-// unloading.
+// unload. Before unloading every operation must have ended and every protocol object been released;
+// threads that used one may go on.
 namespace module_api {
 
 using GetSupports = int (*)();  // capability bits, 3
@@ -26,7 +26,7 @@ using UnbindLogger = void (*)();
 using FreeP = void (*)(void* memory);  // null is ignored
 using GetAuthType = int (*)();         // 4
 // The account form and the option form as JSON. `*size` becomes the text's length; the buffer must
-// hold one byte more. Neither pointer may be null, but for a buffer with a `*size` of 0.
+// hold one byte more. Neither pointer may be null, except the buffer for a `*size` of 0.
 using GetAuthFields = AERROR (*)(char* buffer, int* size);
 using GetOptFields = AERROR (*)(char* buffer, int* size);
 using OnLoad = void (*)();

@@ -44,7 +44,7 @@ struct _PROXYINFO {
 enum UPLOAD_FLAG : std::int32_t { UPLOAD_DEFAULT = 0 };
 
 // States of a transfer as host and module share them. From TRANSFER_CANCELED upwards the transfer
-// is given up at its next callback.
+// is given up at its next callback or attempt.
 enum TRANSFER_STATE : std::int32_t {
   TRANSFER_IDLE = 0,
   TRANSFER_RUNNING = 1,
@@ -56,8 +56,7 @@ enum TRANSFER_STATE : std::int32_t {
 // The part of a handle that several threads may touch while a transfer runs.
 struct _FS_TRANSFER {
   std::atomic<std::int32_t> state{TRANSFER_RUNNING};  // written by the host, from any thread
-  std::atomic<std::int64_t> offset{
-      0};  // upload: bytes of the file read so far, written by the module
+  std::atomic<std::int64_t> offset{0};  // upload: bytes read so far, written by the module
 };
 
 // Called on the transferring thread; must not throw.
@@ -65,7 +64,7 @@ using FS_PROGRESS = void (*)(long long total_bytes, long long bytes_so_far, void
                              double bytes_per_second);
 
 // The host's handle of one transfer. The host makes it, shares it with the call and may keep it; it
-// is not changed while a call uses it, but for what `transfer` points at.
+// is not changed while a call uses it, except for what `transfer` points at.
 struct _FS_HANDLE {
   FS_PROGRESS progress = nullptr;  // null: no progress wanted
   void* progress_context = nullptr;

@@ -1,23 +1,14 @@
-#include <cryptopp/filters.h>
-#include <cryptopp/hex.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 
 #include <new>
 
 #include "toolkit/toolkit.h"
+#include "util/hex.h"
 
 namespace {
 
 constexpr std::size_t kDigestSize = 32;
-
-std::string HexOf(const std::string& bytes) {
-  constexpr bool kUpperCase = false;
-  std::string text;
-  const CryptoPP::StringSource source(
-      bytes, true, new CryptoPP::HexEncoder(new CryptoPP::StringSink(text), kUpperCase));
-  return text;
-}
 
 unsigned char* BytesOf(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
 
@@ -35,7 +26,7 @@ std::string sha256(const std::string& data) {
   return digest;
 }
 
-std::string sha256_base16(const std::string& data) { return HexOf(sha256(data)); }
+std::string sha256_base16(const std::string& data) { return util::LowerHex(sha256(data)); }
 
 std::string hmac(const std::string& key, const std::string& data) {
   std::string digest(kDigestSize, '\0');
@@ -47,5 +38,5 @@ std::string hmac(const std::string& key, const std::string& data) {
 }
 
 std::string hmacHex(const std::string& key, const std::string& data) {
-  return HexOf(hmac(key, data));
+  return util::LowerHex(hmac(key, data));
 }

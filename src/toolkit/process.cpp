@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "toolkit/toolkit.h"
-#include "util/strings.h"
+#include "util/hex.h"
 
 namespace {
 
@@ -34,9 +34,9 @@ std::string new_uuid() {
   if (RAND_bytes(b, sizeof b) != 1) return {};
   b[6] = static_cast<unsigned char>((b[6] & 0x0F) | 0x40);  // Version 4.
   b[8] = static_cast<unsigned char>((b[8] & 0x3F) | 0x80);  // The variant whose versions these are.
-  return string_format("%02x%02x%02x%02x-%02x%02x-%02x%02x-%02x%02x-%02x%02x%02x%02x%02x%02x", b[0],
-                       b[1], b[2], b[3], b[4], b[5], b[6], b[7], b[8], b[9], b[10], b[11], b[12],
-                       b[13], b[14], b[15]);
+  std::string text = util::LowerHex({reinterpret_cast<const char*>(b), sizeof b});
+  for (const std::size_t hyphen : {8U, 13U, 18U, 23U}) text.insert(hyphen, 1, '-');
+  return text;
 }
 
 bool is_process_alive(pid_t id) { return id > 0 && (kill(id, 0) == 0 || errno == EPERM); }

@@ -1,7 +1,6 @@
 #include <event2/http.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -11,17 +10,18 @@
 
 #include "toolkit/texts.h"
 #include "toolkit/toolkit.h"
+#include "util/free_with.h"
 #include "util/strings.h"
 #include "util/url_encode.h"
 
 namespace {
 
-using Uri = std::unique_ptr<evhttp_uri, decltype(&evhttp_uri_free)>;
+using Uri = std::unique_ptr<evhttp_uri, util::FreeWith<evhttp_uri_free>>;
 using Headers = std::map<std::string, std::string>;
 
 // Null for a URL that does not parse or has no host.
 Uri ParseUrl(const std::string& url) {
-  Uri uri(evhttp_uri_parse_with_flags(url.c_str(), EVHTTP_URI_NONCONFORMANT), evhttp_uri_free);
+  Uri uri(evhttp_uri_parse_with_flags(url.c_str(), EVHTTP_URI_NONCONFORMANT));
   const char* host = uri ? evhttp_uri_get_host(uri.get()) : nullptr;
   if (host == nullptr || *host == '\0') uri.reset();
   return uri;
@@ -32,8 +32,8 @@ Uri ParseUrl(const std::string& url) {
 std::string Reencode(const std::string& text, bool encode_slash) {
   constexpr int kPlusIsPlus = 0;
   std::size_t size = 0;
-  const std::unique_ptr<char, decltype(&std::free)> bytes(
-      evhttp_uridecode(text.c_str(), kPlusIsPlus, &size), std::free);
+  const std::unique_ptr<char, util::FreeWith<std::free>> bytes(
+      evhttp_uridecode(text.c_str(), kPlusIsPlus, &size));
   if (!bytes) throw std::bad_alloc();
   const std::string_view decoded(bytes.get(), size);
   std::string encoded = URLEncode(bytes.get(), encode_slash);
@@ -65,17 +65,11 @@ std::string CanonicalQuery(const evhttp_uri& uri) {
   return join(texts, "&");
 }
 
-std::string LowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
-
 // As clients send it: with the port only where it is not the scheme's own.
 std::string HostHeader(const evhttp_uri& uri) {
   const std::string host = evhttp_uri_get_host(&uri);
   const char* scheme = evhttp_uri_get_scheme(&uri);
-  const int default_port = LowerCase(scheme != nullptr ? scheme : "") == "http" ? 80 : 443;
+  const int default_port = util::LowerCase(scheme != nullptr ? scheme : "") == "http" ? 80 : 443;
   const int port = evhttp_uri_get_port(&uri);
   return port == -1 || port == default_port ? host : host + ":" + std::to_string(port);
 }
@@ -86,7 +80,7 @@ Headers CanonicalHeaders(const signing_request& request, const evhttp_uri& uri) 
   Headers headers;
   for (const auto& [name, value] : request.headers) {
     const std::string text = join(split_delim(value, " \t"), " ");
-    const auto [header, inserted] = headers.emplace(LowerCase(name), text);
+    const auto [header, inserted] = headers.emplace(util::LowerCase(name), text);
     if (!inserted) header->second += "," + text;
   }
   headers.emplace("host", HostHeader(uri));

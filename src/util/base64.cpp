@@ -6,11 +6,14 @@
 #include <memory>
 #include <new>
 
+#include "util/free_with.h"
+
 namespace util {
 
 std::string Base64Encode(const std::string& bytes) {
-  const std::unique_ptr<BIO, decltype(&BIO_free)> filter(BIO_new(BIO_f_base64()), BIO_free);
-  const std::unique_ptr<BIO, decltype(&BIO_free)> sink(BIO_new(BIO_s_mem()), BIO_free);
+  using Stream = std::unique_ptr<BIO, FreeWith<BIO_free>>;
+  const Stream filter(BIO_new(BIO_f_base64()));
+  const Stream sink(BIO_new(BIO_s_mem()));
   if (!filter || !sink) throw std::bad_alloc();
   BIO_set_flags(filter.get(), BIO_FLAGS_BASE64_NO_NL);
   BIO_push(filter.get(), sink.get());

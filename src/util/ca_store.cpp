@@ -10,15 +10,13 @@
 #include <system_error>
 
 #include "base/thread_safety.h"
+#include "util/free_with.h"
 
 namespace util {
 
 namespace {
 
-struct FreeStore {
-  void operator()(X509_STORE* store) const { X509_STORE_free(store); }
-};
-using Store = std::unique_ptr<X509_STORE, FreeStore>;
+using Store = std::unique_ptr<X509_STORE, FreeWith<X509_STORE_free>>;
 
 struct SharedStore {
   base::Mutex mutex;

@@ -1,11 +1,11 @@
 #include "util/compression.h"
 
-#include <cryptopp/filters.h>
-#include <cryptopp/hex.h>
 #include <zlib.h>
 
 #include <algorithm>
 #include <limits>
+
+#include "util/hex.h"
 
 namespace {
 
@@ -70,29 +70,14 @@ std::string Inflate(const std::string& data) {
   return output;
 }
 
-std::string HexOf(const std::string& bytes) {
-  std::string text;
-  const CryptoPP::StringSource source(bytes, true,
-                                      new CryptoPP::HexEncoder(new CryptoPP::StringSink(text)));
-  return text;
-}
-
-// Skips what is no digit: a log line's end.
-std::string BytesOf(const std::string& hex) {
-  std::string bytes;
-  const CryptoPP::StringSource source(hex, true,
-                                      new CryptoPP::HexDecoder(new CryptoPP::StringSink(bytes)));
-  return bytes;
-}
-
 }  // namespace
 
 std::string compress_string(const char* data, unsigned long length, int level) {
   const std::string deflated = Deflate(data, length, level);
-  return deflated.empty() ? deflated : HexOf(deflated).substr(kHeaderDigits);
+  return deflated.empty() ? deflated : util::UpperHex(deflated).substr(kHeaderDigits);
 }
 
 std::string decompress_string(const std::string& hex) {
   // Every level writes a header of its own, but none of them matters for inflating.
-  return Inflate(BytesOf(kHeader + hex));
+  return Inflate(util::FromHex(kHeader + hex));
 }

@@ -6,6 +6,8 @@
 #include <memory>
 #include <system_error>
 
+#include "util/free_with.h"
+
 #ifdef __APPLE__
 #include <mach-o/dyld.h>
 #endif
@@ -26,8 +28,8 @@ std::string ExecutablePath() {
 std::string FrameworksDirectory(const std::string& executable) {
   if (executable.empty()) return {};
   const std::string folder = executable.substr(0, executable.rfind('/') + 1);
-  const std::unique_ptr<char, decltype(&std::free)> resolved(
-      realpath((folder + "../Frameworks/").c_str(), nullptr), std::free);
+  const std::unique_ptr<char, FreeWith<std::free>> resolved(
+      realpath((folder + "../Frameworks/").c_str(), nullptr));
   return resolved ? resolved.get() : "";
 }
 

@@ -1,7 +1,8 @@
 #include "util/mime_types.h"
 
-#include <algorithm>
 #include <utility>
+
+#include "util/strings.h"
 
 namespace {
 
@@ -20,8 +21,6 @@ std::map<std::string, std::string> FillFromRows() {
   return types;
 }
 
-char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
 }  // namespace
 
 std::map<std::string, std::string> ext_dict = FillFromRows();
@@ -31,8 +30,6 @@ std::string get_ext_from_filename(std::string name) {
 }
 
 std::string get_mime_type_from_ext(std::string name) {
-  std::string extension = get_ext_from_filename(std::move(name));
-  std::transform(extension.begin(), extension.end(), extension.begin(), LowerCase);
-  const auto row = ext_dict.find(extension);
+  const auto row = ext_dict.find(util::LowerCase(get_ext_from_filename(std::move(name))));
   return row == ext_dict.end() ? "application/octet-stream" : row->second;
 }

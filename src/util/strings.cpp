@@ -97,3 +97,10 @@ std::string& trim(std::string& text) {
 bool ends_with(const std::string& text, const std::string& suffix) {
   return text.ends_with(suffix);
 }
+
+std::string util::LowerCase(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}

@@ -36,6 +36,13 @@ B2_EXPORT std::string& trim(std::string& text);
 
 B2_EXPORT bool ends_with(const std::string& text, const std::string& suffix);
 
+namespace util {
+
+// `text` with its ASCII letters in lower case, whatever the locale.
+std::string LowerCase(std::string text);
+
+}  // namespace util
+
 // UTF-8 to and from one code point per wide character. Nothing is refused: each byte that belongs
 // to no well-formed sequence, and each wide character that is no code point, becomes U+FFFD.
 B2_EXPORT std::wstring s2ws(const std::string& text);

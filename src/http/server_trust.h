@@ -1,0 +1,14 @@
+#pragma once
+
+#include "http/easy_handle.h"
+
+// Servers are verified against cacert.pem in "../Frameworks/" beside the running program's folder.
+// The directory is looked up once in the module's life: if it goes later, connections fail, and
+// none goes unverified. For any number of threads.
+
+// Whether the program has the directory. Says once in the log that it has none.
+bool VerifiesServers();
+
+// Makes the directory's certificates the trusted ones of the handle's connections. Only for a
+// program that has the directory.
+void TrustDirectory(const EasyHandle& easy);
