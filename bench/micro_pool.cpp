@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 
 #include "http/backblaze_b2_curl.h"
+#include "http/curl_handles.h"
 #include "http/curl_queue.h"
 
 namespace {
