@@ -1,8 +1,8 @@
 #include "emulator/args.h"
 
-#include <charconv>
 #include <utility>
 
+#include "base/numbers.h"
 #include "emulator/errors.h"
 
 namespace emulator {
@@ -97,12 +97,8 @@ int64_t Args::Number(const char* name, int64_t fallback) const {
     throw WrongType(name, "a smaller integer");
   }
   if (value->is_number_integer()) return value->get<int64_t>();
-  int64_t number = 0;
   if (from_query_) {
-    const std::string text = TextOf(*value, name);
-    const char* const end = text.data() + text.size();
-    const auto [last, error] = std::from_chars(text.data(), end, number);
-    if (error == std::errc{} && last == end) return number;
+    if (const auto number = base::ParseNumber<int64_t>(TextOf(*value, name))) return *number;
   }
   throw WrongType(name, "an integer");
 }

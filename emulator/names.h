@@ -22,6 +22,4 @@ std::string ToLower(std::string_view text);
 
 bool IsSha1(std::string_view text);
 
-bool IsUtf8(std::string_view text);
-
 }  // namespace emulator

@@ -1,11 +1,11 @@
 #include "emulator/seeding.h"
 
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <stdexcept>
 #include <vector>
 
+#include "base/numbers.h"
 #include "emulator/errors.h"
 #include "emulator/inspection.h"
 
@@ -27,13 +27,9 @@ std::vector<std::string_view> SplitFromBack(std::string_view text) {
 }
 
 uint64_t ParseCount(std::string_view field, std::string_view text) {
-  uint64_t count = 0;
-  const char* const end = field.data() + field.size();
-  const auto [last, error] = std::from_chars(field.data(), end, count);
-  if (field.empty() || error != std::errc{} || last != end) {
-    Refuse(text, "'" + std::string(field) + "' is not a number");
-  }
-  return count;
+  const auto count = base::ParseNumber<uint64_t>(field);
+  if (!count) Refuse(text, "'" + std::string(field) + "' is not a number");
+  return *count;
 }
 
 uint64_t ParseSize(std::string_view field, std::string_view text) {

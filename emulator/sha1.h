@@ -25,6 +25,4 @@ class Sha1 {
   std::unique_ptr<evp_md_ctx_st, Free> context_;
 };
 
-inline constexpr std::string_view kSha1OfNothing = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
-
 }  // namespace emulator
