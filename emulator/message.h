@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "emulator/content.h"
+#include "emulator/errors.h"
 #include "emulator/request_log.h"
 #include "emulator/url.h"
 
@@ -58,8 +59,9 @@ class BodySource {
   std::string ReadAll(size_t limit);
 };
 
-/// The answer {code, message, status} of a refusal.
+// The answer {code, message, status} of a refusal.
 Answer ErrorAnswer(int status, const std::string& code, const std::string& message);
+Answer ErrorAnswer(const ServiceError& refusal);
 
 /// An answer with a JSON body.
 Answer JsonAnswer(std::string body);

@@ -101,7 +101,7 @@ Answer Service::Handle(const Incoming& incoming, BodySource& upload) {
   try {
     return Dispatch(incoming, upload);
   } catch (const ServiceError& refusal) {
-    return ErrorAnswer(refusal.status(), refusal.code(), refusal.what());
+    return ErrorAnswer(refusal);
   } catch (const std::exception& failure) {
     return ErrorAnswer(500, "internal_error", failure.what());
   }
