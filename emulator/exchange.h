@@ -9,7 +9,7 @@
 
 namespace emulator {
 
-/// An answer and what is to go wrong while it is sent.
+// An answer and what is to go wrong while it is sent.
 struct PlannedAnswer {
   Answer answer = {};
   bool silent = false;                     // send nothing
@@ -18,8 +18,8 @@ struct PlannedAnswer {
   uint64_t drip = 0;                       // bytes of the body a second, 0: without bound
 };
 
-/// Works a routed request off: hook, latency, faults, service. Throws Aborted when the client is
-/// gone.
+// Works a routed request off: hook, latency, faults, service. Throws Aborted when the client is
+// gone.
 PlannedAnswer Exchange(Core& core, Stream& stream, Incoming& incoming, BodySource& body);
 
 }  // namespace emulator

@@ -7,9 +7,9 @@
 
 namespace emulator {
 
-/// How bytes go at a bounded rate: in steps, each followed by its rest.
+// How bytes go at a bounded rate: in steps, each followed by its rest.
 struct Pace {
-  /// Bytes; at least 1.
+  // Bytes; at least 1.
   size_t Step() const { return std::clamp<uint64_t>(rate / kStepsASecond, 1, kLargestStep); }
   std::chrono::milliseconds Rest(size_t step) const {
     return std::chrono::milliseconds(step * 1000 / rate);

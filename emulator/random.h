@@ -5,7 +5,7 @@
 
 namespace emulator {
 
-/// `digits` random hex digits, for IDs and tokens.
+// `digits` random hex digits, for IDs and tokens.
 std::string RandomHex(size_t digits);
 
 }  // namespace emulator

@@ -8,12 +8,12 @@
 
 namespace emulator {
 
-/// A function that is to see requests. Thread-safe.
+// A function that is to see requests. Thread-safe.
 class RequestHook {
  public:
   using Function = std::function<void(const Request&)>;
 
-  /// Waits for runs of the function before, so that what it uses may go. An empty one sees nothing.
+  // Waits for runs of the function before, so that what it uses may go. An empty one sees nothing.
   void Set(Function function) {
     base::WriteLock lock(mutex_);
     function_ = std::move(function);

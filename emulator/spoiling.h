@@ -5,8 +5,8 @@
 
 namespace emulator {
 
-/// Changes an answer that the service really gave as the fault's `repeat_cursor` and `replace`
-/// want.
+// Changes an answer that the service really gave as the fault's `repeat_cursor` and `replace`
+// want.
 void Spoil(const Fault& fault, const Incoming& incoming, Answer& answer);
 
 }  // namespace emulator

@@ -18,7 +18,7 @@
 
 namespace emulator {
 
-/// `id` and `revision` are the store's to choose.
+// `id` and `revision` are the store's to choose.
 struct Bucket {
   std::string id = {};
   std::string name = {};
@@ -29,7 +29,7 @@ struct Bucket {
   int64_t revision = 1;
 };
 
-/// What to change of a bucket; members not given stay.
+// What to change of a bucket; members not given stay.
 struct BucketChange {
   std::optional<std::string> type = {};
   std::optional<FileInfo> info = {};
@@ -40,14 +40,14 @@ struct BucketChange {
 
 enum class Action { kUpload, kHide, kStart };
 
-/// What a client says about a file it stores.
+// What a client says about a file it stores.
 struct NewFile {
   std::string name = {};
   std::string content_type = "b2/x-auto";
   FileInfo info = {};
 };
 
-/// One version of a file name, immutable: a finished large file is a new object with the same ID.
+// One version of a file name, immutable: a finished large file is a new object with the same ID.
 struct Version {
   std::string Id() const;
 
@@ -69,20 +69,20 @@ struct Part {
   int64_t timestamp;  // ms since 1970
 };
 
-/// What part of a bucket's listing is wanted.
+// What part of a bucket's listing is wanted.
 struct ListQuery {
   std::string prefix = {};
   std::string start_name = {};
-  /// With `start_name`: begin at this version of it, or at the next in order.
+  // With `start_name`: begin at this version of it, or at the next in order.
   std::optional<uint64_t> start_sequence = {};
-  /// Empty: no grouping into folders.
+  // Empty: no grouping into folders.
   std::string delimiter = {};
   size_t max_count = 100;
-  /// A second prefix that every name must have; plays no part in the grouping.
+  // A second prefix that every name must have; plays no part in the grouping.
   std::string confined_to = {};
 };
 
-/// A version, or the folder it stands for (the name up to and including the delimiter).
+// A version, or the folder it stands for (the name up to and including the delimiter).
 struct ListEntry {
   VersionPtr version;
   std::string folder;
@@ -95,9 +95,9 @@ struct ListPage {
   std::optional<ListEntry> next;  // where the next page begins
 };
 
-/// The service's model: buckets, versions, large files; knows nothing of HTTP. Safe for concurrent
-/// use: every call locks for its own duration, which never includes the moving of content.
-/// Refusals are thrown as ServiceError in the service's words.
+// The service's model: buckets, versions, large files; knows nothing of HTTP. Safe for concurrent
+// use: every call locks for its own duration, which never includes the moving of content.
+// Refusals are thrown as ServiceError in the service's words.
 class Store {
  public:
   struct Rules {
@@ -109,26 +109,26 @@ class Store {
 
   explicit Store(Rules rules);
 
-  /// Takes `wanted`'s name, type, info and rules.
+  // Takes `wanted`'s name, type, info and rules.
   Bucket CreateBucket(Bucket wanted);
   Bucket UpdateBucket(const std::string& bucket_id, const BucketChange& change);
-  /// Only of an empty bucket. Returns what it was.
+  // Only of an empty bucket. Returns what it was.
   Bucket DeleteBucket(const std::string& bucket_id);
-  /// Sorted by name.
+  // Sorted by name.
   std::vector<Bucket> Buckets() const;
-  /// Throws 400 bad_bucket_id.
+  // Throws 400 bad_bucket_id.
   Bucket GetBucket(const std::string& bucket_id) const;
-  /// By name without regard to case.
+  // By name without regard to case.
   std::optional<Bucket> FindBucket(std::string_view name) const;
 
-  /// Adds a version, which is visible from then on.
+  // Adds a version, which is visible from then on.
   VersionPtr AddFile(const std::string& bucket_id, const NewFile& file, ContentPtr content);
   VersionPtr Hide(const std::string& bucket_id, const std::string& name);
-  /// Of any action. Throws 404 for an unknown ID, 400 for what is none.
+  // Of any action. Throws 404 for an unknown ID, 400 for what is none.
   VersionPtr Find(const std::string& file_id) const;
-  /// The version a download by name gets; null when there is none.
+  // The version a download by name gets; null when there is none.
   VersionPtr Visible(const std::string& bucket_id, const std::string& name) const;
-  /// Deletes a version; an unfinished large file is cancelled.
+  // Deletes a version; an unfinished large file is cancelled.
   void Delete(const std::string& name, const std::string& file_id);
 
   ListPage ListNames(const std::string& bucket_id, const ListQuery& query) const;
@@ -137,15 +137,15 @@ class Store {
   VersionPtr StartLarge(const std::string& bucket_id, const NewFile& file);
   Part AddPart(const std::string& file_id, int64_t number, ContentPtr content);
   VersionPtr FinishLarge(const std::string& file_id, const std::vector<std::string>& part_sha1s);
-  /// Returns what was cancelled.
+  // Returns what was cancelled.
   VersionPtr CancelLarge(const std::string& file_id);
-  /// The unfinished large file of that ID. Throws 400 "No active upload".
+  // The unfinished large file of that ID. Throws 400 "No active upload".
   VersionPtr ActiveLarge(const std::string& file_id) const;
-  /// In order of their numbers.
+  // In order of their numbers.
   std::vector<Part> Parts(const std::string& file_id) const;
-  /// Unfinished large files, oldest first.
+  // Unfinished large files, oldest first.
   std::vector<VersionPtr> Unfinished(const std::string& bucket_id) const;
-  /// Unfinished large files of all buckets.
+  // Unfinished large files of all buckets.
   size_t UnfinishedCount() const;
 
  private:
