@@ -74,13 +74,8 @@ struct DownloadGrant {
 // Keys and tokens. Thread-safe. Refusals are thrown as ServiceError.
 class Access {
  public:
-  struct Rules {
-    std::chrono::seconds token_life;
-    std::chrono::seconds upload_token_life;
-    bool one_upload_per_url;
-  };
-
-  Access(std::string account_id, std::string master_key, Rules rules);
+  // `token_life` is that of the tokens of accounts and of upload URLs.
+  Access(std::string account_id, std::string master_key, std::chrono::seconds token_life);
 
   const std::string& account_id() const { return account_id_; }
 
@@ -118,7 +113,7 @@ class Access {
   std::string NewToken(const char* kind) const;
 
   const std::string account_id_;
-  const Rules rules_;
+  const std::chrono::seconds token_life_;
 
   mutable base::Mutex mutex_;
   std::map<std::string, KeyPtr> keys_ B2_GUARDED_BY(mutex_);

@@ -41,8 +41,6 @@ class Emulator {
   const std::filesystem::path& ca_file() const;
 
   Store& store();
-  // Makes an application key; ID and secret are chosen.
-  KeyPtr AddKey(Key wanted);
 
   // Throws std::invalid_argument for a fault with values that no answer can have.
   void AddFault(Fault fault);

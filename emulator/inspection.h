@@ -12,10 +12,7 @@ namespace emulator {
 // Names that list_file_names shows, in order.
 std::vector<std::string> VisibleNames(const Store& store, const std::string& bucket);
 
-// All versions in order of names, newest first; hide markers and unfinished files included.
-std::vector<VersionPtr> AllVersions(const Store& store, const std::string& bucket);
-
-// The versions of one name, newest first.
+// The versions of one name, newest first; hide markers and unfinished files included.
 std::vector<VersionPtr> VersionsOf(const Store& store, const std::string& bucket,
                                    const std::string& name);
 

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <string>
 
 namespace emulator {
@@ -30,25 +28,14 @@ struct Options {
   int64_t recommended_part_size = 100'000'000;
   // Smallest size of a part that is not the last, bytes.
   int64_t absolute_minimum_part_size = 5'000'000;
-  // Let large files be finished with a single part.
-  bool allow_single_part = false;
-  // Life of account tokens.
+  // Life of the tokens of accounts and of upload URLs.
   std::chrono::seconds token_life{86400};
-  // Life of upload tokens.
-  std::chrono::seconds upload_token_life{86400};
-  // Refuse a second upload while one is running on the same upload URL.
-  bool one_upload_per_url = true;
   // Largest maxFileCount of a listing.
   int64_t page_cap = 10'000;
-  // Largest number of buckets.
-  size_t bucket_cap = 100;
   // Credentials that proxy requests must show. Empty user: none asked for.
   std::string proxy_user = {}, proxy_password = {};
   // Keep requests for `Emulator::requests()`. Calls are counted in any case.
   bool record_requests = true;
-  // Source of upload timestamps, milliseconds since 1970. Empty: the system's clock. Called under
-  // the store's lock, from any thread.
-  std::function<int64_t()> clock = {};
 };
 
 }  // namespace emulator

@@ -90,11 +90,6 @@ VersionPtr AddText(Store& store, const std::string& bucket, const std::string& n
                        Content::FromText(text));
 }
 
-VersionPtr AddSynthetic(Store& store, const std::string& bucket, const std::string& name,
-                        uint64_t size) {
-  return store.AddFile(EnsureBucket(store, bucket).id, {.name = name}, Content::Synthetic(size));
-}
-
 void HideFile(Store& store, const std::string& bucket, const std::string& name) {
   store.Hide(EnsureBucket(store, bucket).id, name);
 }

@@ -31,11 +31,9 @@ Bucket EnsureBucket(Store& store, const std::string& name);
 // `go_on`, asked often, says no.
 bool Plant(Store& store, const Seed& seed, const std::function<bool()>& go_on = {});
 
-// Add one file to a bucket, which is made if need be.
+// Adds one file to a bucket, which is made if need be.
 VersionPtr AddText(Store& store, const std::string& bucket, const std::string& name,
                    std::string_view text, const FileInfo& info = {});
-VersionPtr AddSynthetic(Store& store, const std::string& bucket, const std::string& name,
-                        uint64_t size);
 
 // Hides the visible file of that name, or deletes all versions of a name, as another client would.
 // They throw ServiceError when there is none.

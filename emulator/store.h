@@ -2,19 +2,18 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "base/thread_safety.h"
-#include "emulator/content.h"
-#include "emulator/names.h"
+#include "emulator/bucket_versions.h"
+#include "emulator/large_files.h"
+#include "emulator/version.h"
 
 namespace emulator {
 
@@ -38,76 +37,13 @@ struct BucketChange {
   std::optional<int64_t> if_revision_is = {};
 };
 
-enum class Action { kUpload, kHide, kStart };
-
-// What a client says about a file it stores.
-struct NewFile {
-  std::string name = {};
-  std::string content_type = "b2/x-auto";
-  FileInfo info = {};
-};
-
-// One version of a file name, immutable: a finished large file is a new object with the same ID.
-struct Version {
-  std::string Id() const;
-
-  std::string name;
-  std::string content_type;
-  FileInfo info;
-  std::shared_ptr<const std::string> bucket_id;
-  ContentPtr content;  // never null; empty for hide markers and unfinished files
-  int64_t timestamp;   // ms since 1970
-  uint64_t sequence;   // grows with each version made, in all buckets together
-  Action action;
-  bool large = false;
-};
-using VersionPtr = std::shared_ptr<const Version>;
-
-struct Part {
-  int64_t number;
-  ContentPtr content;
-  int64_t timestamp;  // ms since 1970
-};
-
-// What part of a bucket's listing is wanted.
-struct ListQuery {
-  std::string prefix = {};
-  std::string start_name = {};
-  // With `start_name`: begin at this version of it, or at the next in order.
-  std::optional<uint64_t> start_sequence = {};
-  // Empty: no grouping into folders.
-  std::string delimiter = {};
-  size_t max_count = 100;
-  // A second prefix that every name must have; plays no part in the grouping.
-  std::string confined_to = {};
-};
-
-// A version, or the folder it stands for (the name up to and including the delimiter).
-struct ListEntry {
-  VersionPtr version;
-  std::string folder;
-
-  const std::string& Name() const { return folder.empty() ? version->name : folder; }
-};
-
-struct ListPage {
-  std::vector<ListEntry> entries;
-  std::optional<ListEntry> next;  // where the next page begins
-};
-
 // The service's model: buckets, versions, large files; knows nothing of HTTP. Safe for concurrent
 // use: every call locks for its own duration, which never includes the moving of content.
 // Refusals are thrown as ServiceError in the service's words.
 class Store {
  public:
-  struct Rules {
-    int64_t minimum_part_size = 5'000'000;
-    bool allow_single_part = false;
-    size_t bucket_cap = 100;
-    std::function<int64_t()> clock = {};  // empty: the system's clock
-  };
-
-  explicit Store(Rules rules);
+  // Parts of large files have at least `minimum_part_size` bytes, except the last.
+  explicit Store(int64_t minimum_part_size = 5'000'000) : minimum_part_size_(minimum_part_size) {}
 
   // Takes `wanted`'s name, type, info and rules.
   Bucket CreateBucket(Bucket wanted);
@@ -149,61 +85,26 @@ class Store {
   size_t UnfinishedCount() const;
 
  private:
-  struct Position {
-    std::string_view name;
-    uint64_t sequence;
-  };
-  // By name, then newest first.
-  struct Order {
-    using is_transparent = void;
-    static Position Of(const VersionPtr& version) { return {version->name, version->sequence}; }
-    static Position Of(const Position& position) { return position; }
-    template <typename Left, typename Right>
-    bool operator()(const Left& left, const Right& right) const {
-      const Position a = Of(left);
-      const Position b = Of(right);
-      const int names = a.name.compare(b.name);
-      return names < 0 || (names == 0 && a.sequence > b.sequence);
-    }
-  };
-  using VersionSet = std::set<VersionPtr, Order>;
-
   struct BucketState {
     Bucket record;
     std::shared_ptr<const std::string> id;
-    VersionSet versions;  // all of them
-    VersionSet visible;   // of each name the version that list_file_names shows
-  };
-  struct LargeFile {
-    VersionPtr start;
-    std::map<int64_t, Part> parts;
+    BucketVersions versions;
   };
 
-  static constexpr uint64_t kNewest = UINT64_MAX;
-
-  static ListPage Page(const VersionSet& set, const ListQuery& query);
-  static VersionPtr NewestFinished(const BucketState& bucket, const std::string& name);
-  static void RefreshVisible(BucketState& bucket, const std::string& name);
-
-  BucketState& At(const std::string& bucket_id) B2_REQUIRES(mutex_);
-  const BucketState& At(const std::string& bucket_id) const B2_REQUIRES_SHARED(mutex_);
   const Bucket* Named(std::string_view name) const B2_REQUIRES_SHARED(mutex_);
+  // Null for an ID that is of no version. Throws 400 for what has not the form of an ID.
   VersionPtr Lookup(const std::string& file_id) const B2_REQUIRES_SHARED(mutex_);
-  LargeFile& Large(const std::string& file_id) B2_REQUIRES(mutex_);
-  const LargeFile& Large(const std::string& file_id) const B2_REQUIRES_SHARED(mutex_);
-  VersionPtr Make(const BucketState& bucket, const NewFile& file, ContentPtr content, Action action)
+  Version Make(const BucketState& bucket, const NewFile& file, ContentPtr content, Action action)
       B2_REQUIRES(mutex_);
-  void Insert(BucketState& bucket, const VersionPtr& version) B2_REQUIRES(mutex_);
-  void Erase(BucketState& bucket, const VersionPtr& version) B2_REQUIRES(mutex_);
-  void CheckParts(const LargeFile& large, const std::vector<std::string>& part_sha1s) const
-      B2_REQUIRES_SHARED(mutex_);
+  VersionPtr Insert(BucketState& bucket, Version version) B2_REQUIRES(mutex_);
+  void Erase(const VersionPtr& version) B2_REQUIRES(mutex_);
 
-  const Rules rules_;
+  const int64_t minimum_part_size_;
 
   mutable base::SharedMutex mutex_;
   std::map<std::string, BucketState> buckets_ B2_GUARDED_BY(mutex_);  // by ID
   std::unordered_map<uint64_t, VersionPtr> by_sequence_ B2_GUARDED_BY(mutex_);
-  std::map<uint64_t, LargeFile> large_ B2_GUARDED_BY(mutex_);  // by sequence: oldest first
+  LargeFiles large_ B2_GUARDED_BY(mutex_);
   uint64_t next_sequence_ B2_GUARDED_BY(mutex_) = 0x100001;
 };
 
