@@ -1,5 +1,6 @@
 #include "emulator/args.h"
 
+#include <boost/algorithm/string/split.hpp>
 #include <utility>
 
 #include "base/numbers.h"
@@ -23,16 +24,6 @@ ServiceError WrongType(const char* name, const char* wanted) {
 std::string TextOf(const json& value, const char* name) {
   if (!value.is_string()) throw WrongType(name, "a string");
   return value.get<std::string>();
-}
-
-std::vector<std::string> SplitAtCommas(const std::string& text) {
-  std::vector<std::string> items;
-  for (size_t begin = 0; begin <= text.size();) {
-    const size_t end = std::min(text.find(',', begin), text.size());
-    items.push_back(text.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  return items;
 }
 
 }  // namespace
@@ -106,9 +97,11 @@ int64_t Args::Number(const char* name, int64_t fallback) const {
 std::vector<std::string> Args::Texts(const char* name) const {
   const json* const value = Find(name);
   if (value == nullptr) return {};
-  if (from_query_) return SplitAtCommas(TextOf(*value, name));
-  if (!value->is_array()) throw WrongType(name, "an array");
   std::vector<std::string> texts;
+  if (from_query_) {
+    return boost::algorithm::split(texts, TextOf(*value, name), [](char c) { return c == ','; });
+  }
+  if (!value->is_array()) throw WrongType(name, "an array");
   for (const json& item : *value) texts.push_back(TextOf(item, name));
   return texts;
 }

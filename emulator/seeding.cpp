@@ -1,6 +1,7 @@
 #include "emulator/seeding.h"
 
 #include <array>
+#include <boost/algorithm/string/split.hpp>
 #include <cstdio>
 #include <stdexcept>
 #include <vector>
@@ -14,16 +15,6 @@ namespace {
 
 [[noreturn]] void Refuse(std::string_view text, const std::string& why) {
   throw std::invalid_argument("seed '" + std::string(text) + "': " + why);
-}
-
-std::vector<std::string_view> SplitFromBack(std::string_view text) {
-  std::vector<std::string_view> fields;
-  for (size_t begin = 0; begin <= text.size();) {
-    const size_t end = std::min(text.find(':', begin), text.size());
-    fields.push_back(text.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  return fields;
 }
 
 uint64_t ParseCount(std::string_view field, std::string_view text) {
@@ -54,14 +45,15 @@ std::string NumberedName(const Seed& seed, uint64_t number) {
 }  // namespace
 
 Seed ParseSeed(std::string_view text) {
-  const std::vector<std::string_view> fields = SplitFromBack(text);
+  std::vector<std::string> fields;
+  boost::algorithm::split(fields, text, [](char c) { return c == ':'; });
   if (fields.size() < 3 || fields.size() > 4) {
     Refuse(text, "must be BUCKET/PREFIX:COUNT:SIZE[:FOLDERS]");
   }
   const size_t slash = fields[0].find('/');
-  if (slash == std::string_view::npos) Refuse(text, "names no bucket and prefix");
-  Seed seed{std::string(fields[0].substr(0, slash)), std::string(fields[0].substr(slash + 1)),
-            ParseCount(fields[1], text), ParseSize(fields[2], text)};
+  if (slash == std::string::npos) Refuse(text, "names no bucket and prefix");
+  Seed seed{fields[0].substr(0, slash), fields[0].substr(slash + 1), ParseCount(fields[1], text),
+            ParseSize(fields[2], text)};
   if (fields.size() == 4) seed.folders = ParseCount(fields[3], text);
   if (seed.count == 1 && seed.prefix.empty()) Refuse(text, "a single file needs a name");
   return seed;
