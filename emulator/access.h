@@ -16,7 +16,8 @@
 
 namespace emulator {
 
-// An application key and what it may do. Without bucket and prefix: everything in the account.
+// An application key and what it may do. Without a bucket and a prefix it reaches the whole
+// account.
 struct Key {
   std::string id = {};
   std::string secret = {};
@@ -31,7 +32,7 @@ using KeyPtr = std::shared_ptr<const Key>;
 // The capabilities of the master key.
 const std::set<std::string>& AllCapabilities();
 
-// Throw 401 unauthorized.
+// Throw 401 unauthorized unless the key has the capability, or reaches the bucket or the name.
 void RequireCapability(const Key& key, const std::string& capability);
 void RequireBucket(const Key& key, const std::string& bucket_id);
 void RequireName(const Key& key, std::string_view name);
@@ -46,7 +47,7 @@ struct UploadTicket {
   std::atomic<bool> busy = false;
 };
 
-// The use of an upload ticket, which nobody else may have at the same time.
+// The right to use an upload ticket now. One upload has it at a time and gives it back at its end.
 class UploadPass {
  public:
   explicit UploadPass(std::shared_ptr<UploadTicket> ticket) : ticket_(std::move(ticket)) {}
@@ -90,7 +91,7 @@ class Access {
   UploadPass BeginUpload(const std::string& token, const std::string& path) const;
 
   std::string IssueDownload(DownloadGrant grant);
-  // None when the token is not of this kind.
+  // None when the token is not a download authorization.
   std::optional<DownloadGrant> FindDownload(const std::string& token) const;
 
   // Every token given out so far is answered expired_auth_token from now on.
@@ -101,7 +102,7 @@ class Access {
   KeyPtr AddKey(Key wanted);
   // All but the master key, in order of their IDs.
   std::vector<KeyPtr> Keys() const;
-  // Its tokens are void. Returns what was deleted.
+  // Voids its account and upload tokens too. Returns what was deleted.
   KeyPtr DeleteKey(const std::string& key_id);
 
  private:

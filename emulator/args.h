@@ -22,9 +22,9 @@ class Args {
  public:
   // Throws 400 bad_json unless `body` is a JSON object; an empty body is an empty object.
   static Args FromBody(const std::string& body);
-  // Query parameters: numbers are texts here, lists are separated by commas.
+  // From query parameters, where numbers are texts and lists are separated by commas.
   static Args FromQuery(const Pairs& query);
-  // Those of a POST come from its body, others from the query.
+  // From the body of a POST, and from the query of other requests.
   static Args Of(const Incoming& incoming);
 
   bool Has(const char* name) const { return Find(name) != nullptr; }

@@ -200,7 +200,7 @@ void ServeConnection(Core& core, Stream& stream) {
   } catch (const Aborted&) {
     stream.CloseNow();
   } catch (const std::exception&) {
-    // Such as no memory, or a header that is too long to be written: this connection's end only.
+    // Such as no memory, or a header that is too long to be written. Only this connection ends.
     stream.CloseNow();
   }
 }

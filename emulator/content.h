@@ -23,14 +23,14 @@ class Content {
   static std::shared_ptr<const Content> FromText(std::string_view text);
 
   // `size` bytes that repeat one fixed block of noise; `sha1` is set to their digest, which
-  // takes about a second per GiB. Null when `go_on`, asked now and then, says no.
+  // takes about a second per GiB. Null when `go_on`, asked for each block, says no.
   static std::shared_ptr<const Content> Synthetic(uint64_t size,
                                                   const std::function<bool()>& go_on = {});
 
   // Appends the first `length` bytes of `block`.
   void Append(Block block, size_t length) { AppendPiece(std::move(block), 0, length); }
 
-  // Appends `length` bytes of `other` from `first` on, which must be there.
+  // Appends `length` bytes of `other` from the offset `first` on, all of which it must have.
   void Append(const Content& other, uint64_t first, uint64_t length);
 
   uint64_t size() const { return pieces_.empty() ? 0 : pieces_.back().end; }
@@ -61,7 +61,7 @@ class Content {
 
 using ContentPtr = std::shared_ptr<const Content>;
 
-// The 40 hex digits of a hash as the service shows it, "none" stays.
+// A hash as the service shows it, without "unverified:".
 std::string_view BareSha1(std::string_view shown);
 
 }  // namespace emulator

@@ -49,7 +49,7 @@ class Emulator {
   // From now on `hook` is run for every request of the service (not CONNECT, nor the control host)
   // whose header has arrived, before its fault and its effect, on the thread of its connection: so
   // several runs may go on at once. The request counts already, in Count() too. The hook must not
-  // throw, nor call OnRequest. Returns when the last run of the hook before is over. Empty: none.
+  // throw, nor call OnRequest. Returns when no run of the previous hook is left. Empty: none.
   void OnRequest(std::function<void(const Request&)> hook);
 
   // In order of arrival. A request is there, status and body included, once its answer is.

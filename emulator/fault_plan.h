@@ -32,22 +32,22 @@ struct Fault {
   // With a status, 200 among them: sent as it is in place of the error object.
   std::optional<std::string> body = {};
 
-  // The body unpacks to so many bytes of JSON, all blanks between "{" and "}". Not for requests
-  // whose Accept-Encoding lacks gzip: nothing happens to them. From 2 to kMostBlanks.
+  // The body unpacks to this many bytes of JSON, all blanks between "{" and "}". Nothing happens to
+  // requests whose Accept-Encoding lacks gzip. From 2 to kMostBlanks.
   std::optional<uint64_t> gzip_blanks = {};
-  // Pairs of texts: in the JSON of a real answer each first one becomes the second, in order and
-  // wherever it stands.
+  // Pairs of texts. Pair by pair, the first is replaced by the second wherever it stands in the
+  // JSON of a real answer.
   std::vector<std::pair<std::string, std::string>> replace = {};
-  // A real listing of names or versions gives as the start of its next page the start that it was
-  // asked for, or else its first entry, so that its pages never end.
+  // A real listing of names or versions says that its next page begins where this one was asked to
+  // begin, or else at its first entry, so that its pages never end.
   bool repeat_cursor = false;
-  // A download is served whole whatever its Range.
+  // A download is served whole, whatever range it asks for.
   bool ignore_range = false;
 
   // Wait before the request is worked on, at most kLongestDelay.
   std::chrono::milliseconds delay{0};
-  // Bytes a second at which the answer's body is sent and the request's body is read. 0: as fast
-  // as it goes. What the system's socket buffers hold the client gets rid of at once.
+  // Bytes per second at which the answer's body is sent and the request's body is read. 0: no
+  // limit. As much as the system's socket buffers hold is never slowed.
   uint64_t drip = 0, drip_request = 0;
   // Take the request, then send nothing until the client closes. With `cut_after` the headers and
   // that much of the body are sent first.
@@ -56,8 +56,8 @@ struct Fault {
   std::optional<uint64_t> cut_after = {};
   // Close, without an answer, after this many bytes of the request's body, or at its end.
   std::optional<uint64_t> cut_request_after = {};
-  // The call takes effect before the fault, as if its answer was lost on the way. Without it a
-  // faulty call changes nothing.
+  // The call takes effect before the fault, as if its answer were lost on the way. Without this a
+  // call with a fault changes nothing.
   bool commit = false;
 
   static constexpr uint64_t kMostBlanks = uint64_t{1} << 40;

@@ -14,11 +14,11 @@ enum class IdKind : char { kSingle = '1', kLarge = '2', kTiny = '4' };
 std::string MakeFileId(std::string_view bucket_id, IdKind kind, uint64_t sequence,
                        int64_t timestamp);
 
-// The number in a file ID; none when the text has not the form of one. Such a version need not
-// exist.
+// The number in a file ID, whether or not that version exists; none when the text does not have the
+// form of an ID.
 std::optional<uint64_t> SequenceOf(std::string_view file_id);
 
-// The bucket ID in a file ID; "" when the text has not the form of one.
+// The bucket ID in a file ID; "" when the text does not have the form of an ID.
 std::string BucketIdOf(std::string_view file_id);
 
 }  // namespace emulator

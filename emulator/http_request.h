@@ -30,7 +30,7 @@ class HttpRequest : public BodySource {
   bool awaits_leave() const { return awaits_leave_; }
   // Reads the rest of the body, unless the client waits for leave to send it.
   void Drain();
-  // Whether the client wants to send another request on the connection.
+  // Whether the client wants to keep the connection for its next request.
   bool keep_alive() const { return parser_.keep_alive(); }
 
  private:

@@ -7,7 +7,7 @@
 
 namespace emulator {
 
-// What a bucket holds, for tests. They throw ServiceError when the bucket does not exist.
+// What a bucket holds, for tests. All throw ServiceError when the bucket does not exist.
 
 // Names that list_file_names shows, in order.
 std::vector<std::string> VisibleNames(const Store& store, const std::string& bucket);
@@ -16,7 +16,7 @@ std::vector<std::string> VisibleNames(const Store& store, const std::string& buc
 std::vector<VersionPtr> VersionsOf(const Store& store, const std::string& bucket,
                                    const std::string& name);
 
-// Their contents, with these texts for hide markers and unfinished large files.
+// The contents of those versions, with these texts for hide markers and unfinished large files.
 inline constexpr const char* kHidden = "(hidden)";
 inline constexpr const char* kUnfinished = "(unfinished)";
 std::vector<std::string> Versions(const Store& store, const std::string& bucket,

@@ -19,7 +19,7 @@ struct Incoming {
   std::string path;  // of the target, still percent-encoded
   std::string query;
   int version = 0;   // the number in /b2api/v<number>/, 0 for other paths
-  std::string rest;  // of the path, behind the call's name or behind "/file/"
+  std::string rest;  // of the path, after the call's name or after "/file/"
   std::optional<uint64_t> content_length;
   bool ignore_range = false;  // serve downloads whole
 };

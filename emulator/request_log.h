@@ -24,7 +24,7 @@ struct Request {
   std::string call;
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;         // of JSON calls only
-  uint64_t body_bytes = 0;  // received of the request's body
+  uint64_t body_bytes = 0;  // of the request's body, as far as it was received
   int status = 0;           // of the answer; 0: none was sent
   bool secure = false;      // came under TLS
   std::chrono::steady_clock::time_point arrived = {};
@@ -36,7 +36,7 @@ struct Request {
 // The last requests in order of arrival, and counters of all. Thread-safe.
 class RequestLog {
  public:
-  // Requests kept; older ones go.
+  // This many of the latest requests are kept.
   static constexpr size_t kCapacity = 100'000;
 
   // Counts a request that has arrived and, when recording, keeps it. Returns its ticket.

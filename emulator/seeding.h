@@ -27,16 +27,16 @@ Seed ParseSeed(std::string_view text);
 // The bucket of that name, made (allPrivate) if there is none.
 Bucket EnsureBucket(Store& store, const std::string& name);
 
-// Makes the seed's files, and its bucket if need be. Returns whether all are there: not so when
-// `go_on`, asked often, says no.
+// Makes the seed's files, and its bucket if need be. Returns false, without the rest of them, when
+// `go_on` does, which is asked before each file.
 bool Plant(Store& store, const Seed& seed, const std::function<bool()>& go_on = {});
 
 // Adds one file to a bucket, which is made if need be.
 VersionPtr AddText(Store& store, const std::string& bucket, const std::string& name,
                    std::string_view text, const FileInfo& info = {});
 
-// Hides the visible file of that name, or deletes all versions of a name, as another client would.
-// They throw ServiceError when there is none.
+// What another client would do: hide the visible file of that name, or delete all versions of a
+// name. Both throw ServiceError when there is none.
 void HideFile(Store& store, const std::string& bucket, const std::string& name);
 void DeleteVersions(Store& store, const std::string& bucket, const std::string& name);
 

@@ -12,7 +12,7 @@ namespace {
 
 using nlohmann::json;
 
-// Of the requests that carry X-Bz-Test-Mode, every so many-th misbehaves.
+// Of the requests that carry X-Bz-Test-Mode, one in this many misbehaves.
 constexpr uint64_t kFailingUpload = 3;
 constexpr uint64_t kExpiringCall = 5;
 

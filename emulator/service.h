@@ -19,7 +19,7 @@ class Service {
   // Fills `record.call`, `version` and `rest` of a request from its path.
   static void Route(Incoming& incoming);
 
-  // Whether Route gives this name, of a call that exists.
+  // Whether `call` is what Route names a call that exists.
   static bool Knows(const std::string& call);
 
   // Whether the routed request has an effect beyond its answer.
@@ -28,8 +28,8 @@ class Service {
   // Whether the call's body is content, not JSON.
   static bool IsUpload(const std::string& call);
 
-  // Answers a routed request, of which a JSON body stands in the record already and an upload's
-  // is read from `upload`. Refusals become answers; only Aborted is thrown.
+  // Answers a routed request. A JSON body is in its record already, that of an upload is read from
+  // `upload`. Refusals become answers; only Aborted is thrown.
   Answer Handle(const Incoming& incoming, BodySource& upload);
 
  private:

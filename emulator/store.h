@@ -60,7 +60,7 @@ class Store {
   // Adds a version, which is visible from then on.
   VersionPtr AddFile(const std::string& bucket_id, const NewFile& file, ContentPtr content);
   VersionPtr Hide(const std::string& bucket_id, const std::string& name);
-  // Of any action. Throws 404 for an unknown ID, 400 for what is none.
+  // A version of any action. Throws 404 for an unknown ID, 400 for a text that is no ID.
   VersionPtr Find(const std::string& file_id) const;
   // The version a download by name gets; null when there is none.
   VersionPtr Visible(const std::string& bucket_id, const std::string& name) const;
@@ -92,7 +92,7 @@ class Store {
   };
 
   const Bucket* Named(std::string_view name) const B2_REQUIRES_SHARED(mutex_);
-  // Null for an ID that is of no version. Throws 400 for what has not the form of an ID.
+  // Null for an unknown ID. Throws 400 for a text that is no ID.
   VersionPtr Lookup(const std::string& file_id) const B2_REQUIRES_SHARED(mutex_);
   Version Make(const BucketState& bucket, const NewFile& file, ContentPtr content, Action action)
       B2_REQUIRES(mutex_);
