@@ -4,6 +4,7 @@
 
 #include "emulator/errors.h"
 #include "emulator/random.h"
+#include "emulator/timestamp.h"
 
 namespace emulator {
 namespace {
@@ -30,11 +31,7 @@ void CheckLife(Clock::time_point expires) {
   }
 }
 
-bool HasExpired(const Key& key) {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return key.expires &&
-         std::chrono::duration_cast<std::chrono::milliseconds>(now).count() >= *key.expires;
-}
+bool HasExpired(const Key& key) { return key.expires && Timestamp() >= *key.expires; }
 
 }  // namespace
 
@@ -60,8 +57,8 @@ void RequireName(const Key& key, std::string_view name) {
   if (key.name_prefix && !name.starts_with(*key.name_prefix)) throw Unauthorized("Not authorized");
 }
 
-Access::Access(std::string account_id, std::string master_key, Rules rules)
-    : account_id_(std::move(account_id)), rules_(rules) {
+Access::Access(std::string account_id, std::string master_key, std::chrono::seconds token_life)
+    : account_id_(std::move(account_id)), token_life_(token_life) {
   keys_[account_id_] = std::make_shared<const Key>(
       Key{.id = account_id_, .secret = std::move(master_key), .capabilities = AllCapabilities()});
 }
@@ -81,7 +78,7 @@ KeyPtr Access::Login(std::string_view basic_header) const {
 std::string Access::IssueAccountToken(const KeyPtr& key) {
   std::string token = NewToken("acct");
   base::Lock lock(mutex_);
-  account_tokens_[token] = {key, Clock::now() + rules_.token_life};
+  account_tokens_[token] = {key, Clock::now() + token_life_};
   return token;
 }
 
@@ -101,7 +98,7 @@ std::shared_ptr<const UploadTicket> Access::IssueUpload(const std::string& targe
   ticket->path = target + "/c001_v0001000_" + RandomHex(12);
   ticket->target = target;
   ticket->key = key;
-  ticket->expires = Clock::now() + rules_.upload_token_life;
+  ticket->expires = Clock::now() + token_life_;
   base::Lock lock(mutex_);
   upload_tokens_[ticket->token] = ticket;
   return ticket;
@@ -113,7 +110,7 @@ UploadPass Access::BeginUpload(const std::string& token, const std::string& path
   const auto found = upload_tokens_.find(token);
   if (found == upload_tokens_.end() || found->second->path != path) throw BadToken();
   CheckLife(found->second->expires);
-  if (found->second->busy.exchange(true) && rules_.one_upload_per_url) {
+  if (found->second->busy.exchange(true)) {
     throw BadRequest("more than one upload using auth token " + token);
   }
   return UploadPass(found->second);

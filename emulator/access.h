@@ -16,7 +16,8 @@
 
 namespace emulator {
 
-/// An application key and what it may do. Without bucket and prefix: everything in the account.
+// An application key and what it may do. Without a bucket and a prefix it reaches the whole
+// account.
 struct Key {
   std::string id = {};
   std::string secret = {};
@@ -28,15 +29,15 @@ struct Key {
 };
 using KeyPtr = std::shared_ptr<const Key>;
 
-/// The capabilities of the master key.
+// The capabilities of the master key.
 const std::set<std::string>& AllCapabilities();
 
-/// Throw 401 unauthorized.
+// Throw 401 unauthorized unless the key has the capability, or reaches the bucket or the name.
 void RequireCapability(const Key& key, const std::string& capability);
 void RequireBucket(const Key& key, const std::string& bucket_id);
 void RequireName(const Key& key, std::string_view name);
 
-/// An upload URL's right to store into one bucket or one large file.
+// An upload URL's right to store into one bucket or one large file.
 struct UploadTicket {
   std::string token;
   std::string path;    // what follows the call's name in the URL: target, "/", opaque
@@ -46,7 +47,7 @@ struct UploadTicket {
   std::atomic<bool> busy = false;
 };
 
-/// The use of an upload ticket, which nobody else may have at the same time.
+// The right to use an upload ticket now. One upload has it at a time and gives it back at its end.
 class UploadPass {
  public:
   explicit UploadPass(std::shared_ptr<UploadTicket> ticket) : ticket_(std::move(ticket)) {}
@@ -63,7 +64,7 @@ class UploadPass {
   std::shared_ptr<UploadTicket> ticket_;
 };
 
-/// What a download authorization token allows.
+// What a download authorization token allows.
 struct DownloadGrant {
   std::string bucket_id;
   std::string name_prefix;
@@ -71,42 +72,37 @@ struct DownloadGrant {
   std::chrono::steady_clock::time_point expires;
 };
 
-/// Keys and tokens. Thread-safe. Refusals are thrown as ServiceError.
+// Keys and tokens. Thread-safe. Refusals are thrown as ServiceError.
 class Access {
  public:
-  struct Rules {
-    std::chrono::seconds token_life;
-    std::chrono::seconds upload_token_life;
-    bool one_upload_per_url;
-  };
-
-  Access(std::string account_id, std::string master_key, Rules rules);
+  // `token_life` is that of the tokens of accounts and of upload URLs.
+  Access(std::string account_id, std::string master_key, std::chrono::seconds token_life);
 
   const std::string& account_id() const { return account_id_; }
 
-  /// The key of an `Authorization: Basic` header; null when wrong.
+  // The key of an `Authorization: Basic` header; null when wrong.
   KeyPtr Login(std::string_view basic_header) const;
 
   std::string IssueAccountToken(const KeyPtr& key);
   KeyPtr CheckAccountToken(const std::string& token) const;
 
-  /// Token and path of a new upload URL.
+  // Token and path of a new upload URL.
   std::shared_ptr<const UploadTicket> IssueUpload(const std::string& target, const KeyPtr& key);
   UploadPass BeginUpload(const std::string& token, const std::string& path) const;
 
   std::string IssueDownload(DownloadGrant grant);
-  /// None when the token is not of this kind.
+  // None when the token is not a download authorization.
   std::optional<DownloadGrant> FindDownload(const std::string& token) const;
 
-  /// Every token given out so far is answered expired_auth_token from now on.
+  // Every token given out so far is answered expired_auth_token from now on.
   void ExpireAll();
   void ExpireAccountToken(const std::string& token);
 
-  /// Adds a key, choosing ID and secret.
+  // Adds a key, choosing ID and secret.
   KeyPtr AddKey(Key wanted);
-  /// All but the master key, in order of their IDs.
+  // All but the master key, in order of their IDs.
   std::vector<KeyPtr> Keys() const;
-  /// Its tokens are void. Returns what was deleted.
+  // Voids its account and upload tokens too. Returns what was deleted.
   KeyPtr DeleteKey(const std::string& key_id);
 
  private:
@@ -118,7 +114,7 @@ class Access {
   std::string NewToken(const char* kind) const;
 
   const std::string account_id_;
-  const Rules rules_;
+  const std::chrono::seconds token_life_;
 
   mutable base::Mutex mutex_;
   std::map<std::string, KeyPtr> keys_ B2_GUARDED_BY(mutex_);

@@ -1,8 +1,9 @@
 #include "emulator/args.h"
 
-#include <charconv>
+#include <boost/algorithm/string/split.hpp>
 #include <utility>
 
+#include "base/numbers.h"
 #include "emulator/errors.h"
 
 namespace emulator {
@@ -23,16 +24,6 @@ ServiceError WrongType(const char* name, const char* wanted) {
 std::string TextOf(const json& value, const char* name) {
   if (!value.is_string()) throw WrongType(name, "a string");
   return value.get<std::string>();
-}
-
-std::vector<std::string> SplitAtCommas(const std::string& text) {
-  std::vector<std::string> items;
-  for (size_t begin = 0; begin <= text.size();) {
-    const size_t end = std::min(text.find(',', begin), text.size());
-    items.push_back(text.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  return items;
 }
 
 }  // namespace
@@ -97,12 +88,8 @@ int64_t Args::Number(const char* name, int64_t fallback) const {
     throw WrongType(name, "a smaller integer");
   }
   if (value->is_number_integer()) return value->get<int64_t>();
-  int64_t number = 0;
   if (from_query_) {
-    const std::string text = TextOf(*value, name);
-    const char* const end = text.data() + text.size();
-    const auto [last, error] = std::from_chars(text.data(), end, number);
-    if (error == std::errc{} && last == end) return number;
+    if (const auto number = base::ParseNumber<int64_t>(TextOf(*value, name))) return *number;
   }
   throw WrongType(name, "an integer");
 }
@@ -110,9 +97,11 @@ int64_t Args::Number(const char* name, int64_t fallback) const {
 std::vector<std::string> Args::Texts(const char* name) const {
   const json* const value = Find(name);
   if (value == nullptr) return {};
-  if (from_query_) return SplitAtCommas(TextOf(*value, name));
-  if (!value->is_array()) throw WrongType(name, "an array");
   std::vector<std::string> texts;
+  if (from_query_) {
+    return boost::algorithm::split(texts, TextOf(*value, name), [](char c) { return c == ','; });
+  }
+  if (!value->is_array()) throw WrongType(name, "an array");
   for (const json& item : *value) texts.push_back(TextOf(item, name));
   return texts;
 }

@@ -9,8 +9,8 @@
 
 namespace emulator {
 
-/// A Stream in the form that Beast's synchronous parsers and serialisers want. Writes throw Aborted
-/// rather than report an error.
+// A Stream in the form that Beast's synchronous parsers and serialisers want. Writes throw Aborted
+// rather than report an error.
 class BeastStream {
  public:
   explicit BeastStream(Stream& stream) : stream_(stream) {}

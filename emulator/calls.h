@@ -12,15 +12,15 @@
 
 namespace emulator {
 
-/// A JSON call whose account token has been checked.
+// A JSON call whose account token has been checked.
 struct CallContext {
   Dialect dialect() const { return {access.account_id(), version}; }
 
-  /// The bucket named by field `bucketId`, which must exist and be the key's.
+  // The bucket named by field `bucketId`, which must exist and be the key's.
   Bucket BucketArg() const;
-  /// Throws unless field `accountId` is this account.
+  // Throws unless field `accountId` is this account.
   void CheckAccount() const;
-  /// Throws unless the key reaches the version's bucket and name.
+  // Throws unless the key reaches the version's bucket and name.
   void CheckReach(const Version& version) const;
 
   Store& store;
@@ -31,7 +31,7 @@ struct CallContext {
   int64_t page_cap;
 };
 
-/// One JSON call of the service.
+// One JSON call of the service.
 struct Call {
   std::string_view name;
   const char* capability;
@@ -40,18 +40,18 @@ struct Call {
   nlohmann::json (*answer)(const CallContext& call);
 };
 
-/// Null for a name the service does not know.
+// Null for a name the service does not know.
 const Call* FindCall(std::string_view name);
 
-/// What authorize answers.
+// What authorize answers.
 inline constexpr std::string_view kApiBase = "https://api001.backblazeb2.com";
 inline constexpr std::string_view kDownloadBase = "https://f001.backblazeb2.com";
 inline constexpr std::string_view kS3Base = "https://s3.us-west-001.backblazeb2.com";
 
-/// The URL that takes uploads with the ticket.
+// The URL that takes uploads with the ticket.
 std::string UploadUrl(std::string_view call_name, const UploadTicket& ticket, int version);
 
-/// Largest single upload, part and copy source, bytes.
+// Largest single upload, part and copy source, bytes.
 inline constexpr uint64_t kMaxUploadBytes = 5'000'000'000;
 
 nlohmann::json ListBuckets(const CallContext& call);

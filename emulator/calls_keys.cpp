@@ -2,6 +2,7 @@
 
 #include "emulator/calls.h"
 #include "emulator/errors.h"
+#include "emulator/timestamp.h"
 
 namespace emulator {
 namespace {
@@ -24,12 +25,11 @@ json KeyJson(const Key& key, const CallContext& call) {
           {"namePrefix", OrNull(key.name_prefix)}};
 }
 
-int64_t MillisecondsFromNow(int64_t seconds) {
+int64_t TimestampIn(int64_t seconds) {
   if (seconds < 1 || seconds > kMaxKeySeconds) {
     throw BadRequest("validDurationInSeconds must be between 1 and 86400000");
   }
-  const auto then = std::chrono::system_clock::now() + std::chrono::seconds(seconds);
-  return std::chrono::duration_cast<std::chrono::milliseconds>(then.time_since_epoch()).count();
+  return Timestamp(std::chrono::system_clock::now() + std::chrono::seconds(seconds));
 }
 
 }  // namespace
@@ -64,7 +64,7 @@ json CreateKey(const CallContext& call) {
   if (call.args.Has("bucketId")) wanted.bucket_id = call.BucketArg().id;
   wanted.name_prefix = call.args.OptionalText("namePrefix");
   if (call.args.Has("validDurationInSeconds")) {
-    wanted.expires = MillisecondsFromNow(call.args.Number("validDurationInSeconds"));
+    wanted.expires = TimestampIn(call.args.Number("validDurationInSeconds"));
   }
   const KeyPtr key = call.access.AddKey(std::move(wanted));
   json answer = KeyJson(*key, call);

@@ -4,17 +4,17 @@
 #include <array>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http.hpp>
-#include <chrono>
 #include <ctime>
 #include <exception>
-#include <optional>
 #include <string_view>
 #include <utility>
 
 #include "emulator/beast_stream.h"
 #include "emulator/control.h"
+#include "emulator/errors.h"
 #include "emulator/exchange.h"
 #include "emulator/hosts.h"
+#include "emulator/http_request.h"
 #include "emulator/message.h"
 #include "emulator/pace.h"
 
@@ -23,11 +23,6 @@ namespace {
 
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
-using Parser = http::request_parser<http::buffer_body>;
-
-constexpr uint32_t kHeaderLimit = 64 * 1024;
-// Bounds what Beast's parser does not: the extensions of a chunk, and the fields behind the last.
-constexpr size_t kBufferLimit = 2 * kHeaderLimit;
 
 std::string HttpDate() {
   const time_t now = std::time(nullptr);
@@ -38,7 +33,7 @@ std::string HttpDate() {
   return text.data();
 }
 
-// What clients have stored or asked for must not begin a header of its own.
+// A line break in what clients have stored or asked for must not begin another header.
 std::string OneLine(std::string value) {
   std::replace_if(
       value.begin(), value.end(), [](unsigned char c) { return c < 32 || c == 127; }, ' ');
@@ -52,13 +47,12 @@ class Connection {
   void Run();
 
  private:
-  class Body;
-
-  bool ReadHeader();
-  bool ServeRequest();
-  bool ServeTunnel(Request& request);
-  Incoming MakeIncoming() const;
-  bool Finish(const PlannedAnswer& planned, const Request& request, Body& body);
+  // These return whether the connection stays.
+  bool ServeNext();
+  bool Serve(HttpRequest& request);
+  bool ServeTunnel(Request& record);
+  bool Finish(const PlannedAnswer& planned, HttpRequest& request);
+  void StartTlsIfAsked();
   [[noreturn]] void EndAtFault(bool stall);
   void Send(const PlannedAnswer& planned, bool head, bool keep);
   void SendHeader(const Answer& answer, bool keep);
@@ -70,99 +64,38 @@ class Connection {
   Core& core_;
   Stream& stream_;
   BeastStream sync_;
-  beast::flat_buffer buffer_{kBufferLimit};
-  std::optional<Parser> parser_;
+  beast::flat_buffer buffer_;
   bool secure_ = false;
 };
 
-// The body of the request whose header has been read. A client that waits for 100 Continue gets it
-// when the body is first wanted.
-class Connection::Body : public BodySource {
- public:
-  explicit Body(Connection& connection, uint64_t& received)
-      : connection_(connection),
-        received_(received),
-        wait_(beast::iequals(connection.parser_->get()[http::field::expect], "100-continue") &&
-              !connection.parser_->is_done()) {}
-
-  size_t Read(char* data, size_t size) override {
-    Parser& parser = *connection_.parser_;
-    if (std::exchange(wait_, false)) Continue();
-    if (parser.is_done() || size == 0) return 0;
-    parser.get().body().data = data;
-    parser.get().body().size = size;
-    beast::error_code error;
-    http::read(connection_.sync_, connection_.buffer_, parser, error);
-    if (error && error != http::error::need_buffer) throw Aborted{};
-    const size_t got = size - parser.get().body().size;
-    received_ += got;
-    return got;
-  }
-
-  // Whether the client still waits for leave to send the body, which it may never do now.
-  bool unwanted() const { return wait_; }
-
-  void Drain() {
-    std::array<char, size_t{64} * 1024> scratch;
-    while (Read(scratch.data(), scratch.size()) > 0) {
-    }
-  }
-
- private:
-  void Continue() {
-    http::response<http::empty_body> response{http::status::continue_, 11};
-    http::write(connection_.sync_, response);
-    connection_.stream_.Flush();
-  }
-
-  Connection& connection_;
-  uint64_t& received_;
-  bool wait_;
-};
-
 void Connection::Run() {
-  if (stream_.PeekIsTls()) {
-    stream_.StartTls(core_.tls.get());
-    secure_ = true;
-  }
-  while (stream_.BecomeIdle() && ReadHeader()) {
-    stream_.BecomeBusy();
-    if (!ServeRequest()) break;
+  StartTlsIfAsked();
+  while (stream_.BecomeIdle() && ServeNext()) {
   }
   stream_.CloseGently();
 }
 
-bool Connection::ReadHeader() {
-  parser_.emplace();
-  parser_->header_limit(kHeaderLimit);
-  parser_->body_limit(boost::none);
-  beast::error_code error;
-  http::read_header(sync_, buffer_, *parser_, error);
-  if (!error) return true;
-  if (error != http::error::end_of_stream && error != http::error::partial_message) {
-    Send({ErrorAnswer(400, "bad_request", error.message())}, false, false);
+void Connection::StartTlsIfAsked() {
+  secure_ = stream_.PeekIsTls();
+  if (secure_) stream_.StartTls(core_.tls.get());
+}
+
+bool Connection::ServeNext() {
+  HttpRequest request(stream_, buffer_);
+  try {
+    if (!request.ReadHeader()) return false;
+  } catch (const ServiceError& refusal) {
+    Send({ErrorAnswer(refusal)}, false, false);
+    return false;
   }
-  return false;
+  stream_.BecomeBusy();
+  return Serve(request);
 }
 
-Incoming Connection::MakeIncoming() const {
-  const auto& message = parser_->get();
-  Incoming incoming;
-  Request& record = incoming.record;
-  record.arrived = std::chrono::steady_clock::now();
-  record.secure = secure_;
-  record.method = message.method_string();
-  record.target = message.target();
-  for (const auto& field : message) record.headers.emplace_back(field.name_string(), field.value());
-  record.host = HostOf(record.Header("Host"));
-  if (const auto length = parser_->content_length()) incoming.content_length = *length;
-  return incoming;
-}
-
-bool Connection::ServeTunnel(Request& request) {
-  LogEntry entry(core_.log, request);
-  const auto refusal = RefusalOf(core_.options, request, true);
-  request.status = refusal ? refusal->status : 200;
+bool Connection::ServeTunnel(Request& record) {
+  LogEntry entry(core_.log, record);
+  const auto refusal = RefusalOf(core_.options, record, true);
+  record.status = refusal ? refusal->status : 200;
   entry.Update();
   if (refusal) {
     Send({*refusal}, false, true);
@@ -174,46 +107,44 @@ bool Connection::ServeTunnel(Request& request) {
   response.reason("Connection established");
   http::write(sync_, response);
   stream_.Flush();
-  secure_ = stream_.PeekIsTls();
-  if (secure_) stream_.StartTls(core_.tls.get());
+  StartTlsIfAsked();
   return true;
 }
 
-bool Connection::ServeRequest() {
-  Incoming incoming = MakeIncoming();
+bool Connection::Serve(HttpRequest& request) {
+  Incoming& incoming = request.incoming();
   Request& record = incoming.record;
+  record.secure = secure_;
   if (record.method == "CONNECT" && !secure_) {
     record.host = HostOf(record.target);
     record.call = "CONNECT";
     return ServeTunnel(record);
   }
   const bool by_proxy = SplitTarget(incoming);
-  Body body(*this, record.body_bytes);
   if (auto refusal = RefusalOf(core_.options, record, by_proxy)) {
-    return Finish({std::move(*refusal)}, record, body);
+    return Finish({std::move(*refusal)}, request);
   }
   if (record.host == kControlHost) {
-    return Finish({HandleControl(core_, incoming, body)}, record, body);
+    return Finish({HandleControl(core_, incoming, request)}, request);
   }
   Service::Route(incoming);
   LogEntry entry(core_.log, record);
-  const PlannedAnswer planned = Exchange(core_, stream_, incoming, body);
+  const PlannedAnswer planned = Exchange(core_, stream_, incoming, request);
   if (!planned.silent) {
-    if (!body.unwanted()) body.Drain();
+    request.Drain();
     record.status = planned.answer.status;
   }
   // The client must find its request in the log once it has the answer.
   entry.Update();
-  return Finish(planned, record, body);
+  return Finish(planned, request);
 }
 
-// Returns whether the connection stays.
-bool Connection::Finish(const PlannedAnswer& planned, const Request& request, Body& body) {
+bool Connection::Finish(const PlannedAnswer& planned, HttpRequest& request) {
   if (planned.silent) EndAtFault(planned.stall);
-  if (!body.unwanted()) body.Drain();
+  request.Drain();
   // After a 400 the service closes.
-  const bool keep = parser_->keep_alive() && !body.unwanted() && planned.answer.status != 400;
-  Send(planned, request.method == "HEAD", keep);
+  const bool keep = request.keep_alive() && !request.awaits_leave() && planned.answer.status != 400;
+  Send(planned, request.incoming().record.method == "HEAD", keep);
   return keep;
 }
 
@@ -269,7 +200,7 @@ void ServeConnection(Core& core, Stream& stream) {
   } catch (const Aborted&) {
     stream.CloseNow();
   } catch (const std::exception&) {
-    // Such as no memory, or a header that is too long to be written: this connection's end only.
+    // Such as no memory, or a header that is too long to be written. Only this connection ends.
     stream.CloseNow();
   }
 }

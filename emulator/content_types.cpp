@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "emulator/names.h"
+
 namespace emulator {
 namespace {
 
@@ -21,10 +23,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 24> kTypes{{
 std::string LowerExtension(std::string_view name) {
   const size_t dot = name.rfind('.');
   if (dot == std::string_view::npos || name.find('/', dot) != std::string_view::npos) return "";
-  std::string extension(name.substr(dot + 1));
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  return extension;
+  return ToLower(name.substr(dot + 1));
 }
 
 }  // namespace

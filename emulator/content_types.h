@@ -5,8 +5,8 @@
 
 namespace emulator {
 
-/// What the service stores for the content type `wanted` of a file: "b2/x-auto" is chosen from the
-/// name's extension, anything else stays.
+// The content type that the service stores: for "b2/x-auto" the one of the name's extension, else
+// `wanted` as it is.
 std::string ResolveContentType(std::string_view wanted, std::string_view file_name);
 
 inline constexpr std::string_view kHideMarkerType = "application/x-bz-hide-marker";

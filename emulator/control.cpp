@@ -102,8 +102,8 @@ Answer HandleControl(Core& core, Incoming& incoming, BodySource& body) {
     return ErrorAnswer(400, "bad_json", error.what());
   } catch (const std::invalid_argument& error) {
     return ErrorAnswer(400, "bad_request", error.what());
-  } catch (const ServiceError& error) {
-    return ErrorAnswer(error.status(), error.code(), error.what());
+  } catch (const ServiceError& refusal) {
+    return ErrorAnswer(refusal);
   }
 }
 

@@ -14,9 +14,9 @@
 
 namespace emulator {
 
-/// What all connections of one emulator share. Every member is safe for concurrent use.
+// What all connections of one emulator share. Every member is safe for concurrent use.
 struct Core {
-  /// `options` must be complete: account, key and CA file among them.
+  // `options` must be complete: account, key and CA file among them.
   explicit Core(const Options& complete_options);
 
   const Options options;

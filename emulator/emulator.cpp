@@ -21,27 +21,7 @@ Options Completed(Options options) {
   return options;
 }
 
-Store::Rules StoreRules(const Options& options) {
-  return {options.absolute_minimum_part_size, options.allow_single_part, options.bucket_cap,
-          options.clock};
-}
-
-Access::Rules AccessRules(const Options& options) {
-  return {options.token_life, options.upload_token_life, options.one_upload_per_url};
-}
-
 }  // namespace
-
-Core::Core(const Options& complete_options)
-    : options(complete_options),
-      store(StoreRules(options)),
-      access(options.account_id, options.key, AccessRules(options)),
-      service(options, store, access),
-      tls(MakeServerContext(options.ca_file, options.ca_key_file)),
-      latency(options.latency) {
-  CheckDelay(options.latency);
-  log.SetRecording(options.record_requests);
-}
 
 void Emulator::RemoveFile::operator()(const std::filesystem::path* file) const {
   std::error_code ignored;  // a file that is gone already, or was never written, is as good
@@ -67,7 +47,6 @@ const std::string& Emulator::key() const { return core_->options.key; }
 const std::filesystem::path& Emulator::ca_file() const { return core_->options.ca_file; }
 
 Store& Emulator::store() { return core_->store; }
-KeyPtr Emulator::AddKey(Key wanted) { return core_->access.AddKey(std::move(wanted)); }
 
 void Emulator::AddFault(Fault fault) { core_->faults.Add(std::move(fault)); }
 void Emulator::ClearFaults() { core_->faults.Clear(); }

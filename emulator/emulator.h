@@ -21,53 +21,51 @@ namespace emulator {
 struct Core;
 class Server;
 
-/// A stand-in for the storage service on a port of 127.0.0.1, which takes TLS directly and as an
-/// HTTP proxy. Members may be called from any thread.
+// A stand-in for the storage service on a port of 127.0.0.1, which takes TLS directly and as an
+// HTTP proxy. Members may be called from any thread.
 class Emulator {
  public:
-  /// Starts it; it answers when the constructor returns. Throws std::invalid_argument for options
-  /// that do not fit and std::runtime_error when something cannot be had, such as the port.
+  // Starts it; it answers when the constructor returns. Throws std::invalid_argument for options
+  // that do not fit and std::runtime_error when something cannot be had, such as the port.
   explicit Emulator(Options options = {});
   Emulator(const Emulator&) = delete;
   Emulator& operator=(const Emulator&) = delete;
-  /// Ends all connections, requests in progress among them, and waits for its threads.
+  // Ends all connections, requests in progress among them, and waits for its threads.
   ~Emulator();
 
   uint16_t port() const;
   const std::string& account_id() const;
-  /// The master key's secret.
+  // The master key's secret.
   const std::string& key() const;
-  /// The CA certificate to trust (PEM).
+  // The CA certificate to trust (PEM).
   const std::filesystem::path& ca_file() const;
 
   Store& store();
-  /// Makes an application key; ID and secret are chosen.
-  KeyPtr AddKey(Key wanted);
 
-  /// Throws std::invalid_argument for a fault with values that no answer can have.
+  // Throws std::invalid_argument for a fault with values that no answer can have.
   void AddFault(Fault fault);
   void ClearFaults();
 
-  /// From now on `hook` is run for every request of the service (not CONNECT, nor the control host)
-  /// whose header has arrived, before its fault and its effect, on the thread of its connection: so
-  /// several runs may go on at once. The request counts already, in Count() too. The hook must not
-  /// throw, nor call OnRequest. Returns when the last run of the hook before is over. Empty: none.
+  // From now on `hook` is run for every request of the service (not CONNECT, nor the control host)
+  // whose header has arrived, before its fault and its effect, on the thread of its connection: so
+  // several runs may go on at once. The request counts already, in Count() too. The hook must not
+  // throw, nor call OnRequest. Returns when no run of the previous hook is left. Empty: none.
   void OnRequest(std::function<void(const Request&)> hook);
 
-  /// In order of arrival. A request is there, status and body included, once its answer is.
+  // In order of arrival. A request is there, status and body included, once its answer is.
   std::vector<Request> requests() const;
   void ClearRequests();
-  /// Requests of `call` since the start or the last ClearRequests, recorded or not.
+  // Requests of `call` since the start or the last ClearRequests, recorded or not.
   size_t Count(std::string_view call) const;
   void RecordRequests(bool on);
 
-  /// Voids all tokens given out so far, those of upload URLs included (401 expired_auth_token).
+  // Voids all tokens given out so far, those of upload URLs included (401 expired_auth_token).
   void ExpireTokens();
-  /// Ends every connection that exists now: idle ones at once, others after their request.
+  // Ends every connection that exists now: idle ones at once, others after their request.
   void CloseIdleConnections();
-  /// Ends every connection that exists now, at once.
+  // Ends every connection that exists now, at once.
   void DropConnections();
-  /// Throws std::invalid_argument unless it is between 0 and kLongestDelay.
+  // Throws std::invalid_argument unless it is between 0 and kLongestDelay.
   void SetLatency(std::chrono::milliseconds latency);
 
  private:

@@ -6,7 +6,7 @@
 
 namespace emulator {
 
-/// A refusal as the service words it; becomes the answer {code, message, status}.
+// A refusal as the service words it; becomes the answer {code, message, status}.
 class ServiceError : public std::runtime_error {
  public:
   ServiceError(int status, std::string code, const std::string& message)

@@ -9,17 +9,17 @@
 
 namespace emulator {
 
-/// An answer and what is to go wrong while it is sent.
+// An answer and what is to go wrong while it is sent.
 struct PlannedAnswer {
   Answer answer = {};
   bool silent = false;                     // send nothing
-  std::optional<uint64_t> cut_after = {};  // close after so many bytes of the body
+  std::optional<uint64_t> cut_after = {};  // close after this many bytes of the body
   bool stall = false;                      // hold the connection where it would be closed
-  uint64_t drip = 0;                       // bytes of the body a second, 0: without bound
+  uint64_t drip = 0;                       // bytes of the body per second; 0: no limit
 };
 
-/// Works a routed request off: hook, latency, faults, service. Throws Aborted when the client is
-/// gone.
+// Takes a routed request through the hook, the latency, the faults and the service. Throws Aborted
+// when the client is gone.
 PlannedAnswer Exchange(Core& core, Stream& stream, Incoming& incoming, BodySource& body);
 
 }  // namespace emulator

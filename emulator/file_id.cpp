@@ -1,9 +1,10 @@
 #include "emulator/file_id.h"
 
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <ctime>
+
+#include "base/numbers.h"
 
 namespace emulator {
 namespace {
@@ -35,11 +36,7 @@ std::optional<uint64_t> SequenceOf(std::string_view file_id) {
       file_id.substr(45, 2) != "_d") {
     return std::nullopt;
   }
-  uint64_t sequence = 0;
-  const char* const begin = file_id.data() + kNumberBegin;
-  const auto [end, error] = std::from_chars(begin, begin + kNumberSize, sequence, 16);
-  if (error != std::errc{} || end != begin + kNumberSize) return std::nullopt;
-  return sequence;
+  return base::ParseNumber<uint64_t>(file_id.substr(kNumberBegin, kNumberSize), 16);
 }
 
 std::string BucketIdOf(std::string_view file_id) {

@@ -11,15 +11,15 @@ namespace emulator {
 
 inline constexpr std::string_view kControlHost = "control.backblazeb2.com";
 
-/// The host of "host:port" in lower case.
+// The host of "host:port" in lower case.
 std::string HostOf(std::string_view authority);
 
-/// The refusal of a request that lacks the proxy credentials asked for, or goes to a host that is
-/// not served: by proxy only the service's own hosts are.
+// The refusal of a request that lacks the proxy's credentials or goes to a host that is not served;
+// none for any other. Through the proxy only the service's own hosts are served.
 std::optional<Answer> RefusalOf(const Options& options, const Request& request, bool by_proxy);
 
-/// Splits the target into path and query. Of an absolute target (http://host/path), which only
-/// goes to a proxy, the host becomes the request's; returns whether it was one.
+// Splits the target into path and query. Returns whether it was absolute (http://host/path), as
+// only proxies get it; its host becomes the request's then.
 bool SplitTarget(Incoming& incoming);
 
 }  // namespace emulator

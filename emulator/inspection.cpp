@@ -22,15 +22,6 @@ std::vector<std::string> VisibleNames(const Store& store, const std::string& buc
   return names;
 }
 
-std::vector<VersionPtr> AllVersions(const Store& store, const std::string& bucket) {
-  std::vector<VersionPtr> versions;
-  for (const ListEntry& entry :
-       store.ListVersions(IdOf(store, bucket), {.max_count = SIZE_MAX}).entries) {
-    versions.push_back(entry.version);
-  }
-  return versions;
-}
-
 std::vector<VersionPtr> VersionsOf(const Store& store, const std::string& bucket,
                                    const std::string& name) {
   const ListQuery query{.prefix = name, .max_count = SIZE_MAX};

@@ -40,8 +40,6 @@ void Declare(CLI::App& app, Arguments& arguments) {
                  "PREFIX and a number, or one file named PREFIX (repeatable)");
   app.add_option("--recommended-part-size", options.recommended_part_size, "Bytes");
   app.add_option("--minimum-part-size", options.absolute_minimum_part_size, "Bytes");
-  app.add_flag("--allow-single-part", options.allow_single_part,
-               "Let large files have a single part");
   app.add_option("--token-life", arguments.token_life_s, "Life of tokens, seconds");
   app.add_option("--proxy-user", options.proxy_user, "Ask proxy requests for this user");
   app.add_option("--proxy-password", options.proxy_password, "The proxy user's password");
@@ -52,7 +50,6 @@ emulator::Options OptionsOf(const Arguments& arguments) {
   emulator::Options options = arguments.options;
   options.latency = std::chrono::milliseconds(arguments.latency_ms);
   options.token_life = std::chrono::seconds(arguments.token_life_s);
-  options.upload_token_life = options.token_life;
   options.record_requests = !arguments.no_request_log;
   return options;
 }

@@ -28,6 +28,10 @@ Answer ErrorAnswer(int status, const std::string& code, const std::string& messa
   return answer;
 }
 
+Answer ErrorAnswer(const ServiceError& refusal) {
+  return ErrorAnswer(refusal.status(), refusal.code(), refusal.what());
+}
+
 Answer JsonAnswer(std::string body) {
   Answer answer{.body = std::move(body)};
   answer.headers.emplace_back("Content-Type", "application/json;charset=UTF-8");

@@ -4,6 +4,7 @@
 #include <array>
 #include <string>
 
+#include "base/utf8.h"
 #include "emulator/errors.h"
 
 namespace emulator {
@@ -45,31 +46,7 @@ void CheckInfoKey(std::string_view key) {
   }
 }
 
-// Length of the well-formed UTF-8 sequence at the front of `text`, 0 when there is none.
-size_t SequenceLength(std::string_view text) {
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char lead = byte(0);
-  if (lead < 0x80) return 1;
-  const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
-  for (size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  }
-  const bool fits = (lead != 0xE0 || byte(1) >= 0xA0) && (lead != 0xED || byte(1) < 0xA0) &&
-                    (lead != 0xF0 || byte(1) >= 0x90) && (lead != 0xF4 || byte(1) < 0x90);
-  return fits ? length : 0;
-}
-
 }  // namespace
-
-bool IsUtf8(std::string_view text) {
-  while (!text.empty()) {
-    const size_t length = SequenceLength(text);
-    if (length == 0) return false;
-    text.remove_prefix(length);
-  }
-  return true;
-}
 
 bool IsSha1(std::string_view text) {
   return text.size() == 40 &&
@@ -89,7 +66,7 @@ void CheckFileName(std::string_view name) {
   if (name.size() > kMaxNameBytes) {
     throw BadRequest("File names in UTF8 must be no more than 1024 bytes");
   }
-  if (!IsUtf8(name)) throw BadRequest("File names must be UTF8");
+  if (!base::IsUtf8(name)) throw BadRequest("File names must be UTF8");
   if (name.front() == '/') throw BadRequest("File names must not start with '/'");
   if (name.back() == '/') throw BadRequest("File names must not end with '/'");
   if (name.find("//") != std::string_view::npos) {
@@ -119,7 +96,7 @@ FileInfo CheckedInfo(const FileInfo& info, std::string_view file_name) {
   for (const auto& [key, value] : info) {
     const std::string lower = ToLower(key);
     CheckInfoKey(lower);
-    if (!IsUtf8(value)) throw BadRequest("File info must be UTF8: " + lower);
+    if (!base::IsUtf8(value)) throw BadRequest("File info must be UTF8: " + lower);
     bytes += key.size() + value.size();
     checked[lower] = value;
   }

@@ -7,21 +7,20 @@
 
 namespace emulator {
 
-/// File info: lower-case key to value.
+// File info: lower-case key to value.
 using FileInfo = std::map<std::string, std::string>;
 
-/// These throw the service's refusal (400 bad_request) of an unfit name.
+// Throw 400 bad_request, in the service's words, for a name that it does not take.
 void CheckFileName(std::string_view name);
 void CheckBucketName(std::string_view name);
 
-/// Keys lower-cased. Throws 400 for too many pairs, unfit or reserved keys and unfit sizes.
+// `info` with its keys in lower case. Throws 400 for too many pairs, for keys that are not allowed,
+// and when the info and the file's name together are too long.
 FileInfo CheckedInfo(const FileInfo& info, std::string_view file_name);
 
-/// ASCII only; other bytes stay.
+// Changes ASCII letters only; other bytes stay.
 std::string ToLower(std::string_view text);
 
 bool IsSha1(std::string_view text);
-
-bool IsUtf8(std::string_view text);
 
 }  // namespace emulator

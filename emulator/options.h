@@ -1,54 +1,41 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <string>
 
 namespace emulator {
 
-/// How an emulator is set up. The defaults behave as the real service does.
+// How an emulator is set up. The defaults behave as the real service does.
 struct Options {
-  /// Port on 127.0.0.1; 0 lets the system choose one.
+  // Port on 127.0.0.1; 0 lets the system choose one.
   uint16_t port = 0;
-  /// Account ID (12 hex digits), also the ID of the master key. Empty: made up.
+  // Account ID (12 hex digits), also the ID of the master key. Empty: made up.
   std::string account_id = {};
-  /// The master key's secret. Empty: made up (31 characters).
+  // The master key's secret. Empty: made up (31 characters).
   std::string key = {};
-  /// Where the CA's certificate is written (PEM), for clients to trust. Empty: a temporary file
-  /// that goes with the emulator.
+  // Where the CA's certificate is written (PEM), for clients to trust. Empty: a temporary file
+  // that goes with the emulator.
   std::filesystem::path ca_file = {};
-  /// Where the CA's key is kept. When this file and `ca_file` both exist they are used as they
-  /// are, so several emulators can share one CA. Needs `ca_file`. Empty: a new CA each time, its
-  /// key not written.
+  // Where the CA's key is kept. When this file and `ca_file` both exist they are used as they
+  // are, so several emulators can share one CA. Needs `ca_file`. Empty: a new CA each time, its
+  // key not written.
   std::filesystem::path ca_key_file = {};
-  /// Added to every request before it is worked on.
+  // Added to every request before it is worked on.
   std::chrono::milliseconds latency{0};
-  /// Part size that authorize recommends, bytes.
+  // Part size that authorize recommends, bytes.
   int64_t recommended_part_size = 100'000'000;
-  /// Smallest size of a part that is not the last, bytes.
+  // Smallest size of a part that is not the last, bytes.
   int64_t absolute_minimum_part_size = 5'000'000;
-  /// Let large files be finished with a single part.
-  bool allow_single_part = false;
-  /// Life of account tokens.
+  // Life of the tokens of accounts and of upload URLs.
   std::chrono::seconds token_life{86400};
-  /// Life of upload tokens.
-  std::chrono::seconds upload_token_life{86400};
-  /// Refuse a second upload while one is running on the same upload URL.
-  bool one_upload_per_url = true;
-  /// Largest maxFileCount of a listing.
+  // Largest maxFileCount of a listing.
   int64_t page_cap = 10'000;
-  /// Largest number of buckets.
-  size_t bucket_cap = 100;
-  /// Credentials that proxy requests must show. Empty user: none asked for.
+  // Credentials that proxy requests must show. Empty user: none asked for.
   std::string proxy_user = {}, proxy_password = {};
-  /// Keep requests for `Emulator::requests()`. Calls are counted in any case.
+  // Keep requests for `Emulator::requests()`. Calls are counted in any case.
   bool record_requests = true;
-  /// Source of upload timestamps, milliseconds since 1970. Empty: the system's clock. Called under
-  /// the store's lock, from any thread.
-  std::function<int64_t()> clock = {};
 };
 
 }  // namespace emulator

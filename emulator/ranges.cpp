@@ -1,20 +1,12 @@
 #include "emulator/ranges.h"
 
 #include <algorithm>
-#include <charconv>
 
+#include "base/numbers.h"
 #include "emulator/errors.h"
 
 namespace emulator {
 namespace {
-
-std::optional<uint64_t> ParseNumber(std::string_view text) {
-  uint64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [last, error] = std::from_chars(text.data(), end, number);
-  if (text.empty() || error != std::errc{} || last != end) return std::nullopt;
-  return number;
-}
 
 ServiceError NotSatisfiable() {
   return ServiceError(416, "range_not_satisfiable",
@@ -29,8 +21,8 @@ std::optional<ByteRange> ParseRange(std::string_view text, uint64_t size) {
   if (!text.starts_with(kUnit) || dash == std::string_view::npos) return std::nullopt;
   const std::string_view first_text = text.substr(kUnit.size(), dash - kUnit.size());
   const std::string_view last_text = text.substr(dash + 1);
-  const auto first = ParseNumber(first_text);
-  const auto last = ParseNumber(last_text);
+  const auto first = base::ParseNumber<uint64_t>(first_text);
+  const auto last = base::ParseNumber<uint64_t>(last_text);
   if (first_text.empty() && last) {
     if (size == 0 || *last == 0) throw NotSatisfiable();
     const uint64_t length = std::min(*last, size);

@@ -8,12 +8,13 @@
 
 namespace emulator {
 
-/// A function that is to see requests. Thread-safe.
+// The function, if there is one, that sees each request. Thread-safe.
 class RequestHook {
  public:
   using Function = std::function<void(const Request&)>;
 
-  /// Waits for runs of the function before, so that what it uses may go. An empty one sees nothing.
+  // Waits until no run of the previous function is left, so that what it uses may be destroyed. An
+  // empty function sees nothing.
   void Set(Function function) {
     base::WriteLock lock(mutex_);
     function_ = std::move(function);

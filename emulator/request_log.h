@@ -14,42 +14,42 @@
 
 namespace emulator {
 
-/// One request as it arrived, and what became of it.
+// One request as it arrived, and what became of it.
 struct Request {
   std::string method;
   std::string host;    // lower case, without port
   std::string target;  // path and query as sent
-  /// "b2_list_file_names" and so on, "download_by_name" for /file/..., "CONNECT" for a tunnel, ""
-  /// for a path the service does not know.
+  // "b2_list_file_names" and so on, "download_by_name" for /file/..., "CONNECT" for a tunnel, ""
+  // for a path the service does not know.
   std::string call;
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;         // of JSON calls only
-  uint64_t body_bytes = 0;  // received of the request's body
+  uint64_t body_bytes = 0;  // of the request's body, as far as it was received
   int status = 0;           // of the answer; 0: none was sent
   bool secure = false;      // came under TLS
   std::chrono::steady_clock::time_point arrived = {};
 
-  /// The header's first value, names compared without regard to case; "" when absent.
+  // The header's first value, names compared without regard to case; "" when absent.
   std::string Header(std::string_view name) const;
 };
 
-/// The last requests in order of arrival, and counters of all. Thread-safe.
+// The last requests in order of arrival, and counters of all. Thread-safe.
 class RequestLog {
  public:
-  /// Requests kept; older ones go.
+  // This many of the latest requests are kept.
   static constexpr size_t kCapacity = 100'000;
 
-  /// Counts a request that has arrived and, when recording, keeps it. Returns its ticket.
+  // Counts a request that has arrived and, when recording, keeps it. Returns its ticket.
   uint64_t Begin(const Request& request);
 
-  /// Replaces what is kept under the ticket.
+  // Replaces what is kept under the ticket.
   void Update(uint64_t ticket, const Request& request);
 
   void SetRecording(bool on);
   std::vector<Request> All() const;
   std::map<std::string, size_t> Counts() const;
 
-  /// Forgets requests and counts.
+  // Forgets requests and counts.
   void Clear();
 
  private:
@@ -61,17 +61,17 @@ class RequestLog {
   uint64_t next_ticket_ B2_GUARDED_BY(mutex_) = 1;
 };
 
-/// The log's entry of one request in hand.
+// The log's entry of one request in hand.
 class LogEntry {
  public:
-  /// `request` must live as long as the entry.
+  // `request` must live as long as the entry.
   LogEntry(RequestLog& log, const Request& request)
       : log_(log), request_(request), ticket_(log.Begin(request)) {}
   LogEntry(const LogEntry&) = delete;
   LogEntry& operator=(const LogEntry&) = delete;
   ~LogEntry() { Update(); }
 
-  /// Shows in the log what has become of the request by now.
+  // Shows in the log what has become of the request by now.
   void Update() { log_.Update(ticket_, request_); }
 
  private:

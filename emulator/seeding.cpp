@@ -1,11 +1,12 @@
 #include "emulator/seeding.h"
 
 #include <array>
-#include <charconv>
+#include <boost/algorithm/string/split.hpp>
 #include <cstdio>
 #include <stdexcept>
 #include <vector>
 
+#include "base/numbers.h"
 #include "emulator/errors.h"
 #include "emulator/inspection.h"
 
@@ -16,24 +17,10 @@ namespace {
   throw std::invalid_argument("seed '" + std::string(text) + "': " + why);
 }
 
-std::vector<std::string_view> SplitFromBack(std::string_view text) {
-  std::vector<std::string_view> fields;
-  for (size_t begin = 0; begin <= text.size();) {
-    const size_t end = std::min(text.find(':', begin), text.size());
-    fields.push_back(text.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  return fields;
-}
-
 uint64_t ParseCount(std::string_view field, std::string_view text) {
-  uint64_t count = 0;
-  const char* const end = field.data() + field.size();
-  const auto [last, error] = std::from_chars(field.data(), end, count);
-  if (field.empty() || error != std::errc{} || last != end) {
-    Refuse(text, "'" + std::string(field) + "' is not a number");
-  }
-  return count;
+  const auto count = base::ParseNumber<uint64_t>(field);
+  if (!count) Refuse(text, "'" + std::string(field) + "' is not a number");
+  return *count;
 }
 
 uint64_t ParseSize(std::string_view field, std::string_view text) {
@@ -58,14 +45,15 @@ std::string NumberedName(const Seed& seed, uint64_t number) {
 }  // namespace
 
 Seed ParseSeed(std::string_view text) {
-  const std::vector<std::string_view> fields = SplitFromBack(text);
+  std::vector<std::string> fields;
+  boost::algorithm::split(fields, text, [](char c) { return c == ':'; });
   if (fields.size() < 3 || fields.size() > 4) {
     Refuse(text, "must be BUCKET/PREFIX:COUNT:SIZE[:FOLDERS]");
   }
   const size_t slash = fields[0].find('/');
-  if (slash == std::string_view::npos) Refuse(text, "names no bucket and prefix");
-  Seed seed{std::string(fields[0].substr(0, slash)), std::string(fields[0].substr(slash + 1)),
-            ParseCount(fields[1], text), ParseSize(fields[2], text)};
+  if (slash == std::string::npos) Refuse(text, "names no bucket and prefix");
+  Seed seed{fields[0].substr(0, slash), fields[0].substr(slash + 1), ParseCount(fields[1], text),
+            ParseSize(fields[2], text)};
   if (fields.size() == 4) seed.folders = ParseCount(fields[3], text);
   if (seed.count == 1 && seed.prefix.empty()) Refuse(text, "a single file needs a name");
   return seed;
@@ -92,11 +80,6 @@ VersionPtr AddText(Store& store, const std::string& bucket, const std::string& n
                    std::string_view text, const FileInfo& info) {
   return store.AddFile(EnsureBucket(store, bucket).id, {.name = name, .info = info},
                        Content::FromText(text));
-}
-
-VersionPtr AddSynthetic(Store& store, const std::string& bucket, const std::string& name,
-                        uint64_t size) {
-  return store.AddFile(EnsureBucket(store, bucket).id, {.name = name}, Content::Synthetic(size));
 }
 
 void HideFile(Store& store, const std::string& bucket, const std::string& name) {

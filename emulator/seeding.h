@@ -9,10 +9,10 @@
 
 namespace emulator {
 
-/// Files to fill a bucket with, written BUCKET/PREFIX:COUNT:SIZE[:FOLDERS]. A single file is named
-/// PREFIX. More are named PREFIX and a seven-digit number from 0 on; with FOLDERS they are spread
-/// over as many folders "PREFIX<four digits>/". SIZE takes the suffixes K, M and G (powers of
-/// 1024). All files of a seed share their bytes.
+// Files to fill a bucket with, written BUCKET/PREFIX:COUNT:SIZE[:FOLDERS]. A single file is named
+// PREFIX. More are named PREFIX and a seven-digit number from 0 on; with FOLDERS they are spread
+// over as many folders "PREFIX<four digits>/". SIZE takes the suffixes K, M and G (powers of
+// 1024). All files of a seed share their bytes.
 struct Seed {
   std::string bucket = {};
   std::string prefix = {};
@@ -21,24 +21,22 @@ struct Seed {
   uint64_t folders = 0;
 };
 
-/// Throws std::invalid_argument.
+// Throws std::invalid_argument.
 Seed ParseSeed(std::string_view text);
 
-/// The bucket of that name, made (allPrivate) if there is none.
+// The bucket of that name, made (allPrivate) if there is none.
 Bucket EnsureBucket(Store& store, const std::string& name);
 
-/// Makes the seed's files, and its bucket if need be. Returns whether all are there: not so when
-/// `go_on`, asked often, says no.
+// Makes the seed's files, and its bucket if need be. Returns false, without the rest of them, when
+// `go_on` does, which is asked before each file.
 bool Plant(Store& store, const Seed& seed, const std::function<bool()>& go_on = {});
 
-/// Add one file to a bucket, which is made if need be.
+// Adds one file to a bucket, which is made if need be.
 VersionPtr AddText(Store& store, const std::string& bucket, const std::string& name,
                    std::string_view text, const FileInfo& info = {});
-VersionPtr AddSynthetic(Store& store, const std::string& bucket, const std::string& name,
-                        uint64_t size);
 
-/// Hides the visible file of that name, or deletes all versions of a name, as another client would.
-/// They throw ServiceError when there is none.
+// What another client would do: hide the visible file of that name, or delete all versions of a
+// name. Both throw ServiceError when there is none.
 void HideFile(Store& store, const std::string& bucket, const std::string& name);
 void DeleteVersions(Store& store, const std::string& bucket, const std::string& name);
 

@@ -11,21 +11,21 @@
 
 namespace emulator {
 
-/// Listens on 127.0.0.1 and serves each connection on a thread of its own.
+// Listens on 127.0.0.1 and serves each connection on a thread of its own.
 class Server {
  public:
-  /// `serve` is run once per connection, must return when its stream is shut down, and must not
-  /// throw. A connection for which no thread can be had is closed. Port 0: the system's choice.
-  /// Throws std::system_error.
+  // `serve` is run once per connection, must return when its stream is shut down, and must not
+  // throw. A connection for which no thread can be had is closed. Port 0: the system's choice.
+  // Throws std::system_error.
   Server(uint16_t port, std::function<void(Stream&)> serve);
-  /// Shuts all connections down and waits for their threads.
+  // Shuts all connections down and waits for their threads.
   ~Server();
 
   uint16_t port() const { return port_; }
 
-  /// Ends connections between requests now, the others after their request.
+  // Ends connections between requests now, the others after their request.
   void CloseIdle();
-  /// Ends all connections now.
+  // Ends all connections now.
   void Drop();
 
  private:

@@ -12,7 +12,7 @@ namespace {
 
 using nlohmann::json;
 
-// Of the requests that carry X-Bz-Test-Mode, every so many-th misbehaves.
+// Of the requests that carry X-Bz-Test-Mode, one in this many misbehaves.
 constexpr uint64_t kFailingUpload = 3;
 constexpr uint64_t kExpiringCall = 5;
 
@@ -101,7 +101,7 @@ Answer Service::Handle(const Incoming& incoming, BodySource& upload) {
   try {
     return Dispatch(incoming, upload);
   } catch (const ServiceError& refusal) {
-    return ErrorAnswer(refusal.status(), refusal.code(), refusal.what());
+    return ErrorAnswer(refusal);
   } catch (const std::exception& failure) {
     return ErrorAnswer(500, "internal_error", failure.what());
   }

@@ -11,25 +11,25 @@
 
 namespace emulator {
 
-/// The service behind HTTP: turns requests into calls on the store. Thread-safe.
+// The service behind HTTP: turns requests into calls on the store. Thread-safe.
 class Service {
  public:
   Service(const Options& options, Store& store, Access& access);
 
-  /// Fills `record.call`, `version` and `rest` of a request from its path.
+  // Fills `record.call`, `version` and `rest` of a request from its path.
   static void Route(Incoming& incoming);
 
-  /// Whether Route gives this name, of a call that exists.
+  // Whether `call` is what Route names a call that exists.
   static bool Knows(const std::string& call);
 
-  /// Whether the routed request has an effect beyond its answer.
+  // Whether the routed request has an effect beyond its answer.
   static bool Changes(const Incoming& incoming);
 
-  /// Whether the call's body is content, not JSON.
+  // Whether the call's body is content, not JSON.
   static bool IsUpload(const std::string& call);
 
-  /// Answers a routed request, of which a JSON body stands in the record already and an upload's
-  /// is read from `upload`. Refusals become answers; only Aborted is thrown.
+  // Answers a routed request. A JSON body is in its record already, that of an upload is read from
+  // `upload`. Refusals become answers; only Aborted is thrown.
   Answer Handle(const Incoming& incoming, BodySource& upload);
 
  private:

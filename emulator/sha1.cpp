@@ -5,7 +5,7 @@
 #include <array>
 #include <stdexcept>
 
-#include "emulator/random.h"
+#include "base/encodings.h"
 
 namespace emulator {
 namespace {
@@ -29,7 +29,7 @@ void Sha1::Update(std::string_view bytes) {
 std::string Sha1::HexDigest() {
   std::array<unsigned char, 20> digest;
   Require(EVP_DigestFinal_ex(context_.get(), digest.data(), nullptr));
-  return Hex({reinterpret_cast<const char*>(digest.data()), digest.size()});
+  return base::ToHex({reinterpret_cast<const char*>(digest.data()), digest.size()});
 }
 
 }  // namespace emulator

@@ -8,14 +8,14 @@ struct evp_md_ctx_st;
 
 namespace emulator {
 
-/// SHA-1 of bytes that arrive piece by piece.
+// SHA-1 of bytes that arrive piece by piece.
 class Sha1 {
  public:
   Sha1();
 
   void Update(std::string_view bytes);
 
-  /// 40 lower-case hex digits. The object is used up.
+  // 40 lower-case hex digits. The object is used up.
   std::string HexDigest();
 
  private:
@@ -24,7 +24,5 @@ class Sha1 {
   };
   std::unique_ptr<evp_md_ctx_st, Free> context_;
 };
-
-inline constexpr std::string_view kSha1OfNothing = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
 
 }  // namespace emulator

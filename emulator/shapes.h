@@ -7,7 +7,7 @@
 
 namespace emulator {
 
-/// What an answer's form depends on.
+// What an answer's form depends on.
 struct Dialect {
   const std::string& account_id;
   int version;  // of the API, as in the URL
@@ -15,10 +15,10 @@ struct Dialect {
 
 nlohmann::json BucketJson(const Bucket& bucket, const Dialect& dialect);
 
-/// A version as uploads, get_file_info and large files show it.
+// A version as uploads, get_file_info and large files show it.
 nlohmann::json FileJson(const Version& version, const Dialect& dialect);
 
-/// A version as listings and hide_file show it.
+// A version as listings and hide_file show it.
 nlohmann::json ListedJson(const Version& version, const Dialect& dialect);
 nlohmann::json EntryJson(const ListEntry& entry, const Dialect& dialect);
 

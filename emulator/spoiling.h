@@ -5,8 +5,7 @@
 
 namespace emulator {
 
-/// Changes an answer that the service really gave as the fault's `repeat_cursor` and `replace`
-/// want.
+// Changes an answer that the service really gave, as the fault's `repeat_cursor` and `replace` say.
 void Spoil(const Fault& fault, const Incoming& incoming, Answer& answer);
 
 }  // namespace emulator

@@ -14,43 +14,43 @@ struct ssl_ctx_st;
 
 namespace emulator {
 
-/// One accepted connection as a blocking stream of bytes, under TLS once that is started. One
-/// thread uses it; Shutdown and CloseWhenIdle may be called from any other.
+// One accepted connection as a blocking stream of bytes, under TLS once that is started. One
+// thread uses it; Shutdown and CloseWhenIdle may be called from any other.
 class Stream {
  public:
-  /// Owns the socket.
+  // Owns the socket.
   explicit Stream(int socket);
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
   ~Stream();
 
-  /// Waits for the first byte and tells whether it begins a TLS handshake.
+  // Waits for the first byte and tells whether it begins a TLS handshake.
   bool PeekIsTls() const;
-  /// Throws Aborted when the handshake fails.
+  // Throws Aborted when the handshake fails.
   void StartTls(ssl_ctx_st* context);
 
-  /// Up to `size` bytes; 0 at the end of the stream or when it is broken.
+  // Up to `size` bytes; 0 at the end of the stream or when it is broken.
   size_t Read(char* data, size_t size);
 
-  /// Small writes are gathered until Flush. Throw Aborted when the peer is gone.
+  // Small writes are gathered until Flush. Throw Aborted when the peer is gone.
   void Write(std::string_view bytes);
   void Flush();
 
-  /// Waits; returns early when the peer closes or the stream is shut down.
+  // Waits; returns early when the peer closes or the stream is shut down.
   void Pause(std::chrono::milliseconds time) const;
-  /// Waits until the peer closes or the stream is shut down.
+  // Waits until the peer closes or the stream is shut down.
   void WaitForClose() const;
 
-  /// Ends the stream so that the peer still gets all that was written.
+  // Ends the stream so that the peer still gets all that was written.
   void CloseGently();
-  /// Ends the stream at once.
+  // Ends the stream at once.
   void CloseNow();
 
-  /// Unblocks the thread that uses the stream; everything fails from then on.
+  // Unblocks the thread that uses the stream; everything fails from then on.
   void Shutdown();
-  /// Ends the stream after the request in hand, if there is one.
+  // Ends the stream after the request in hand, if there is one.
   void CloseWhenIdle();
-  /// Marks the time between requests. Returns false when the stream is to end instead.
+  // Marks the time between requests. Returns false when the stream is to end instead.
   bool BecomeIdle();
   void BecomeBusy() { idle_ = false; }
 

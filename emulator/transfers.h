@@ -6,11 +6,11 @@
 
 namespace emulator {
 
-/// b2_upload_file and b2_upload_part: the request's body becomes a version or a part.
+// b2_upload_file and b2_upload_part: the request's body becomes a version or a part.
 Answer UploadFile(Store& store, Access& access, const Incoming& incoming, BodySource& body);
 Answer UploadPart(Store& store, Access& access, const Incoming& incoming, BodySource& body);
 
-/// GET, HEAD and POST by ID; GET and HEAD by name.
+// GET, HEAD and POST by ID; GET and HEAD by name.
 Answer DownloadById(Store& store, Access& access, const Incoming& incoming);
 Answer DownloadByName(Store& store, Access& access, const Incoming& incoming);
 

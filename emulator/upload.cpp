@@ -1,8 +1,9 @@
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <nlohmann/json.hpp>
 
+#include "base/numbers.h"
+#include "base/utf8.h"
 #include "emulator/calls.h"
 #include "emulator/errors.h"
 #include "emulator/sha1.h"
@@ -88,7 +89,7 @@ NewFile FileOf(const Request& request) {
       file.info[lower.substr(kInfoPrefix.size())] = PercentDecode(value);
     }
   }
-  if (!IsUtf8(file.content_type)) throw BadRequest("Content-Type must be UTF8");
+  if (!base::IsUtf8(file.content_type)) throw BadRequest("Content-Type must be UTF8");
   CheckFileName(file.name);
   file.info = CheckedInfo(file.info, file.name);
   return file;
@@ -96,10 +97,8 @@ NewFile FileOf(const Request& request) {
 
 int64_t PartNumberOf(const Request& request) {
   const std::string text = RequiredHeader(request, "X-Bz-Part-Number");
-  int64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [last, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc{} || last != end || number < 1 || number > 10'000) {
+  const int64_t number = base::ParseNumber<int64_t>(text).value_or(0);
+  if (number < 1 || number > 10'000) {
     throw BadRequest("Part number must be between 1 and 10000: " + text);
   }
   return number;

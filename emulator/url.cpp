@@ -3,8 +3,12 @@
 #include <openssl/evp.h>
 
 #include <algorithm>
-#include <charconv>
+#include <boost/algorithm/hex.hpp>
+#include <iterator>
+#include <optional>
 
+#include "base/encodings.h"
+#include "base/utf8.h"
 #include "emulator/errors.h"
 #include "emulator/names.h"
 
@@ -13,16 +17,6 @@ namespace {
 
 constexpr std::string_view kPlain =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-/~!$'()*;=:@";
-
-char DecodeEscape(std::string_view escape) {
-  unsigned value = 0;
-  const char* const end = escape.data() + escape.size();
-  const auto [last, error] = std::from_chars(escape.data(), end, value, 16);
-  if (escape.size() != 2 || error != std::errc{} || last != end) {
-    throw BadRequest("Bad percent-encoding");
-  }
-  return static_cast<char>(value);
-}
 
 std::string DecodeBase64(std::string_view text) {
   if (text.size() % 4 != 0) return "";
@@ -39,31 +33,25 @@ std::string DecodeBase64(std::string_view text) {
 }  // namespace
 
 std::string PercentEncode(std::string_view text) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string encoded;
   for (const char c : text) {
     if (kPlain.find(c) != std::string_view::npos) {
       encoded += c;
-      continue;
+    } else {
+      encoded += '%';
+      boost::algorithm::hex(&c, &c + 1, std::back_inserter(encoded));
     }
-    const auto byte = static_cast<unsigned char>(c);
-    encoded += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
   }
   return encoded;
 }
 
 std::string PercentDecode(std::string_view text) {
-  std::string decoded;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%') {
-      decoded += DecodeEscape(text.substr(i + 1, 2));
-      i += 2;
-    } else {
-      decoded += text[i] == '+' ? ' ' : text[i];
-    }
-  }
-  if (!IsUtf8(decoded)) throw BadRequest("Not UTF8 after percent-decoding");
-  return decoded;
+  std::string spaced(text);
+  std::replace(spaced.begin(), spaced.end(), '+', ' ');
+  std::optional<std::string> decoded = base::PercentDecode(spaced);
+  if (!decoded) throw BadRequest("Bad percent-encoding");
+  if (!base::IsUtf8(*decoded)) throw BadRequest("Not UTF8 after percent-decoding");
+  return std::move(*decoded);
 }
 
 Pairs ParseQuery(std::string_view query) {

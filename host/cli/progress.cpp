@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "base/utf8.h"
 #include "host/terminal/terminal.h"
 #include "host/terminal/text_format.h"
 
@@ -31,16 +32,11 @@ class RateMeter {
   bool started_ = false;
 };
 
-// Cuts a UTF-8 text to `width` characters, counting lead bytes.
-std::string Fit(const std::string& text, int width) {
+// Cuts or fills a text to `width` characters.
+std::string Fit(std::string_view text, int width) {
   std::string out;
-  int used = 0;
-  for (char byte : text) {
-    bool lead = (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
-    if (lead && used++ == width) return out;
-    out += byte;
-  }
-  return out + std::string(static_cast<std::size_t>(std::max(0, width - used)), ' ');
+  for (; width > 0 && !text.empty(); --width) out += base::TakeCharacter(text).bytes;
+  return out + std::string(static_cast<std::size_t>(std::max(0, width)), ' ');
 }
 
 }  // namespace

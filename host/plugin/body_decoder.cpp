@@ -7,23 +7,13 @@
 #include <memory>
 #include <ostream>
 
+#include "base/encodings.h"
+
 namespace b2drive {
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789ABCDEF";
-
 bool IsHex(std::string_view text) {
-  return !text.empty() && text.find_first_not_of(kHexDigits) == std::string_view::npos;
-}
-
-std::optional<std::string> DecodeHex(std::string_view hex) {
-  if (hex.size() % 2 != 0 || !IsHex(hex)) return std::nullopt;
-  std::string bytes;
-  bytes.reserve(hex.size() / 2);
-  for (std::size_t i = 0; i < hex.size(); i += 2) {
-    bytes += static_cast<char>(kHexDigits.find(hex[i]) * 16 + kHexDigits.find(hex[i + 1]));
-  }
-  return bytes;
+  return !text.empty() && text.find_first_not_of("0123456789ABCDEF") == std::string_view::npos;
 }
 
 std::optional<std::string> Inflate(std::string stream_bytes) {
@@ -49,7 +39,7 @@ std::optional<std::string> Inflate(std::string stream_bytes) {
 
 std::optional<std::string> InflateBody(std::string_view hex) {
   // The module drops the header, which differs only in bits that inflating does not need.
-  auto bytes = DecodeHex(hex);
+  auto bytes = base::FromHex(hex);
   return bytes ? Inflate("\x78\x9C" + *bytes) : std::nullopt;
 }
 

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
+#include <cstdint>
 #include <string_view>
 
+#include "base/encodings.h"
+#include "base/numbers.h"
 #include "host/common/errors.h"
 
 namespace b2drive {
@@ -35,29 +37,15 @@ std::string TypeOf(std::string_view scheme) {
   return found->type;
 }
 
-std::string PercentDecode(std::string_view text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '%') {
-      out += text[i];
-      continue;
-    }
-    unsigned value = 0;
-    std::string_view digits = text.substr(i + 1, 2);
-    auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
-    if (error != std::errc() || end != digits.data() + 2) Refuse("broken %XX in user or password");
-    out += static_cast<char>(value);
-    i += 2;
-  }
-  return out;
+std::string Decoded(std::string_view text) {
+  auto decoded = base::PercentDecode(text);
+  if (!decoded) Refuse("broken %XX in user or password");
+  return *decoded;
 }
 
 void ReadPort(std::string_view digits, _PROXYINFO& proxy) {
-  unsigned port = 0;
-  auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
-  if (error != std::errc() || end != digits.data() + digits.size() || port < 1 || port > 65535) {
-    Refuse("the port must be a number from 1 to 65535");
-  }
+  const auto port = base::ParseNumber<std::uint16_t>(digits).value_or(0);
+  if (port == 0) Refuse("the port must be a number from 1 to 65535");
   proxy.port = std::to_string(port);
 }
 
@@ -74,8 +62,8 @@ _PROXYINFO ParseProxy(const std::string& url) {
   if (std::size_t at = rest.rfind('@'); at != std::string_view::npos) {
     std::string_view login = rest.substr(0, at);
     std::size_t split = std::min(login.find(':'), login.size());
-    proxy.user = PercentDecode(login.substr(0, split));
-    proxy.password = PercentDecode(login.substr(std::min(split + 1, login.size())));
+    proxy.user = Decoded(login.substr(0, split));
+    proxy.password = Decoded(login.substr(std::min(split + 1, login.size())));
     rest.remove_prefix(at + 1);
   }
   std::size_t port = rest.rfind(':');

@@ -4,6 +4,9 @@
 #include <array>
 #include <cstdio>
 
+#include "base/encodings.h"
+#include "base/utf8.h"
+
 namespace b2drive {
 namespace {
 
@@ -20,41 +23,9 @@ constexpr std::array kEscaped = {
     Range{0x2060, 0x206F}, Range{0xFEFF, 0xFEFF}, Range{0xFFF9, 0xFFFB}, Range{0xE0000, 0xE007F},
 };
 
-struct Character {
-  char32_t code = 0;
-  std::size_t bytes = 0;  // 0: no UTF-8
-};
-
-std::size_t SequenceLength(unsigned char lead) {
-  if (lead < 0x80) return 1;
-  if (lead < 0xC2 || lead > 0xF4) return 0;
-  return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-}
-
-// The first character of `text`, which is not empty.
-Character Decode(std::string_view text) {
-  auto lead = static_cast<unsigned char>(text.front());
-  const std::size_t bytes = SequenceLength(lead);
-  if (bytes < 2) return {lead, bytes};
-  if (bytes > text.size()) return {};
-  char32_t code = lead & (0x7Fu >> bytes);
-  for (char next : text.substr(1, bytes - 1)) {
-    if ((static_cast<unsigned char>(next) & 0xC0) != 0x80) return {};
-    code = code << 6 | (static_cast<unsigned char>(next) & 0x3F);
-  }
-  return {code, bytes};
-}
-
-bool IsShown(const Character& character) {
-  return character.bytes > 0 && std::ranges::none_of(kEscaped, [&](const Range& range) {
-           return range.first <= character.code && character.code <= range.last;
-         });
-}
-
-void AppendEscape(std::string& out, char byte) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  auto value = static_cast<unsigned char>(byte);
-  out += {'\\', 'x', kDigits[value >> 4], kDigits[value & 15]};
+bool IsShown(char32_t code) {
+  return std::ranges::none_of(
+      kEscaped, [&](const Range& range) { return range.first <= code && code <= range.last; });
 }
 
 }  // namespace
@@ -63,14 +34,12 @@ std::string EscapeControls(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const Character character = Decode(text);
-    const std::string_view bytes = text.substr(0, std::max<std::size_t>(character.bytes, 1));
-    if (IsShown(character)) {
+    const auto [bytes, code] = base::TakeCharacter(text);
+    if (code && IsShown(*code)) {
       out += bytes;
     } else {
-      for (char byte : bytes) AppendEscape(out, byte);
+      for (const char byte : bytes) out += "\\x" + base::ToHex({&byte, 1});
     }
-    text.remove_prefix(bytes.size());
   }
   return out;
 }

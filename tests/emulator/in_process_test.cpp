@@ -45,7 +45,7 @@ TEST(InProcessTest, ConnectionsStayUntilTheyAreClosed) {
 }
 
 TEST(InProcessTest, OneUploadAtATimePerUrl) {
-  Access access("0123456789ab", "key", {std::chrono::hours(1), std::chrono::hours(1), true});
+  Access access("0123456789ab", "key", std::chrono::hours(1));
   const auto ticket = access.IssueUpload("target", access.Login("Basic MDEyMzQ1Njc4OWFiOmtleQ=="));
   {
     const UploadPass first = access.BeginUpload(ticket->token, ticket->path);

@@ -57,8 +57,8 @@ class Service {
   }
 
  private:
-  emulator::Store store_{{}};
-  emulator::Access access_{"id", "key", {std::chrono::hours(1), std::chrono::hours(1), true}};
+  emulator::Store store_;
+  emulator::Access access_{"id", "key", std::chrono::hours(1)};
   emulator::Service service_{{.page_cap = 3}, store_, access_};
 };
 

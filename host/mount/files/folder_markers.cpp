@@ -1,8 +1,8 @@
 #include "host/mount/files/folder_markers.h"
 
-#include <algorithm>
 #include <cerrno>
 
+#include "base/utf8.h"
 #include "host/common/fs_error.h"
 #include "host/common/path.h"
 
@@ -12,23 +12,10 @@ namespace {
 constexpr std::size_t kLongestName = 250;
 constexpr std::size_t kLongestPath = 1024;
 
-bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
-
-// Bytes of the UTF-8 sequence that `lead` begins; 0 for none.
-std::size_t SequenceLength(char lead) {
-  auto byte = static_cast<unsigned char>(lead);
-  if (byte < 0x80) return 1;
-  if (byte < 0xC2 || byte > 0xF4) return 0;
-  return byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
-}
-
 bool IsPlainText(std::string_view text) {
   while (!text.empty()) {
-    const auto first = static_cast<unsigned char>(text.front());
-    const std::size_t length = SequenceLength(text.front());
-    if (length == 0 || length > text.size() || first < 0x20 || first == 0x7F) return false;
-    if (!std::ranges::all_of(text.substr(1, length - 1), IsContinuation)) return false;
-    text.remove_prefix(length);
+    const auto code = base::TakeCharacter(text).code;
+    if (!code || *code < 0x20 || *code == 0x7F) return false;
   }
   return true;
 }

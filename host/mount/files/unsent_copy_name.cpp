@@ -5,6 +5,7 @@
 #include <array>
 #include <ctime>
 
+#include "base/utf8.h"
 #include "host/common/path.h"
 
 namespace b2drive::mount {
@@ -32,11 +33,15 @@ std::string Date() {
   return text.data();
 }
 
-// Not within a character of UTF-8.
-std::string Cut(std::string name, std::size_t longest) {
-  if (name.size() <= longest) return name;
-  while (longest > 0 && (static_cast<unsigned char>(name[longest]) & 0xC0) == 0x80) --longest;
-  return name.substr(0, longest);
+// The whole characters at the front of `name` that take at most `longest` bytes.
+std::string Cut(std::string_view name, std::size_t longest) {
+  std::string cut;
+  while (!name.empty()) {
+    const std::string_view next = base::TakeCharacter(name).bytes;
+    if (cut.size() + next.size() > longest) break;
+    cut += next;
+  }
+  return cut;
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "base/utf8.h"
+
 namespace b2drive::mount {
 namespace {
 
@@ -13,23 +15,15 @@ using nlohmann::json;
 // is not missed then.
 constexpr char kPassing[] = " ";
 
-// A path need not be UTF-8 text, and JSON holds no other: each byte stands as a character of its
-// own then.
-json FromBytes(const std::string& bytes) {
-  json wide = json::array();
-  for (char byte : bytes) wide.push_back(static_cast<unsigned char>(byte));
-  return wide;
+// A path need not be UTF-8, but texts in JSON must: other paths become arrays of their bytes.
+json FromPath(const std::string& path) {
+  if (base::IsUtf8(path)) return path;
+  json bytes = json::array();
+  for (char byte : path) bytes.push_back(static_cast<unsigned char>(byte));
+  return bytes;
 }
 
-bool IsText(const std::string& bytes) {
-  try {
-    return !json(bytes).dump().empty();
-  } catch (const json::exception&) {
-    return false;
-  }
-}
-
-std::string ToBytes(const json& value) {
+std::string ToPath(const json& value) {
   if (value.is_string()) return value.get<std::string>();
   const auto bytes = value.get<std::vector<unsigned char>>();
   return {bytes.begin(), bytes.end()};
@@ -42,7 +36,7 @@ JournalEntry EntryOf(const json& values) {
   // Earlier versions of the program left out the order, which then was the file's, and the rest.
   entry.order = values.value("order", std::strtoull(entry.file.c_str(), nullptr, 10));
   entry.boot = values.value("boot", "");
-  entry.destination.path = ToBytes(values.at("path"));
+  entry.destination.path = ToPath(values.at("path"));
   entry.destination.base = values.value("base", "");
   for (const json& one : values.value("attempted", json::array())) {
     entry.destination.attempted.push_back(
@@ -59,13 +53,9 @@ std::string EntryTextOf(const JournalEntry& entry) {
   for (const Fingerprint& one : destination.attempted) {
     attempted.push_back({one.size, one.checksum});
   }
-  json values{
-      {"file", entry.file},
-      {"size", entry.size},
-      {"order", entry.order},
-      {"path", IsText(destination.path) ? json(destination.path) : FromBytes(destination.path)},
-      {"base", destination.base},
-      {"attempted", attempted}};
+  json values{{"file", entry.file},       {"size", entry.size},
+              {"order", entry.order},     {"path", FromPath(destination.path)},
+              {"base", destination.base}, {"attempted", attempted}};
   const bool passing = !entry.boot.empty();
   if (passing) values["boot"] = entry.boot;
   return (passing ? kPassing : "") + values.dump(-1, ' ', false, json::error_handler_t::replace);

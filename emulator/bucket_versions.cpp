@@ -1,6 +1,8 @@
-#include <algorithm>
+#include "emulator/bucket_versions.h"
 
-#include "emulator/store.h"
+#include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace emulator {
 namespace {
@@ -21,7 +23,36 @@ std::string Beyond(std::string folder) {
 
 }  // namespace
 
-ListPage Store::Page(const VersionSet& set, const ListQuery& query) {
+void BucketVersions::Insert(const VersionPtr& version) {
+  all_.insert(version);
+  RefreshVisible(version->name);
+}
+
+void BucketVersions::Erase(const VersionPtr& version) {
+  all_.erase(version);
+  RefreshVisible(version->name);
+}
+
+VersionPtr BucketVersions::NewestFinished(const std::string& name) const {
+  for (auto it = all_.lower_bound(Position{name, kNewest}); it != all_.end() && (*it)->name == name;
+       ++it) {
+    if ((*it)->action != Action::kStart) return *it;
+  }
+  return nullptr;
+}
+
+VersionPtr BucketVersions::Visible(const std::string& name) const {
+  const auto found = visible_.lower_bound(Position{name, kNewest});
+  return found != visible_.end() && (*found)->name == name ? *found : nullptr;
+}
+
+void BucketVersions::RefreshVisible(const std::string& name) {
+  if (const VersionPtr shown = Visible(name)) visible_.erase(shown);
+  const VersionPtr newest = NewestFinished(name);
+  if (newest && newest->action == Action::kUpload) visible_.insert(newest);
+}
+
+ListPage BucketVersions::Page(const VersionSet& set, const ListQuery& query) {
   const std::string_view floor =
       std::max({std::string_view(query.prefix), std::string_view(query.start_name),
                 std::string_view(query.confined_to)});
@@ -40,16 +71,6 @@ ListPage Store::Page(const VersionSet& set, const ListQuery& query) {
     page.entries.push_back(std::move(entry));
   }
   return page;
-}
-
-ListPage Store::ListNames(const std::string& bucket_id, const ListQuery& query) const {
-  base::ReadLock lock(mutex_);
-  return Page(At(bucket_id).visible, query);
-}
-
-ListPage Store::ListVersions(const std::string& bucket_id, const ListQuery& query) const {
-  base::ReadLock lock(mutex_);
-  return Page(At(bucket_id).versions, query);
 }
 
 }  // namespace emulator
