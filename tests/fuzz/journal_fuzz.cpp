@@ -80,7 +80,7 @@ std::pair<Contents, std::size_t> Recover(const fs::path& folder, const std::stri
   for (const Unsent& one : found.unsent) {
     std::string& contents = unsent[one.destination.path];
     contents.resize(one.contents->Size());
-    ReadAt(one.contents->fd(), contents.data(), contents.size(), 0);
+    b2drive::ReadAt(one.contents->fd(), contents.data(), contents.size(), 0);
   }
   // Something new takes no other's place.
   const SpoolPtr next = spool.Make();

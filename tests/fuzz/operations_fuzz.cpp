@@ -15,7 +15,7 @@ using Bytes = std::optional<std::string>;
 bool Holds(const SpoolPtr& file, const Bytes& bytes) {
   if (!file || !bytes) return !file && !bytes;
   std::string contents(file->Size(), '\0');
-  ReadAt(file->fd(), contents.data(), contents.size(), 0);
+  b2drive::ReadAt(file->fd(), contents.data(), contents.size(), 0);
   return contents == *bytes;
 }
 

@@ -73,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   protocol.SetOpt("strict_answers", "true");
   Drive drive(protocol);
   Transfers transfers;
-  const Entry file{"file", "bucket/file", false, kFileSize, ""};
+  const Entry file{"file", "bucket/file", false, kFileSize, {}};
   std::uint64_t reached = first.Number(kFileSize);
   const std::uint64_t end = reached + 1 + first.Number(kFileSize - reached);
   while (reached < end && !input.AtEnd()) {
