@@ -150,10 +150,10 @@ void Outbox::Send(const SharedFilePtr& file) noexcept {
   try {
     file->SendWaiting(0);
     files_.LetGo(file);
+  } catch (const FsError&) {
+    SendAgain(file);
   } catch (const std::exception& error) {
-    if (dynamic_cast<const FsError*>(&error) == nullptr) {
-      Notice(file->path() + ": " + error.what());
-    }
+    Notice(file->path() + ": " + error.what());
     SendAgain(file);
   }
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdlib>
 #include <iomanip>
 #include <limits>
@@ -10,6 +9,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "base/numbers.h"
 #include "host/common/errors.h"
 
 namespace b2drive::mount {
@@ -17,13 +17,10 @@ namespace {
 
 // Readers of values say by std::invalid_argument what is wrong with one.
 
-std::uint64_t ReadNumber(std::string_view text, int base) {
-  std::uint64_t number = 0;
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-  if (error != std::errc() || end != text.data() + text.size()) {
-    throw std::invalid_argument("a number is needed");
-  }
-  return number;
+std::uint64_t ReadNumber(std::string_view text, int radix) {
+  const auto number = base::ParseNumber<std::uint64_t>(text, radix);
+  if (!number) throw std::invalid_argument("a number is needed");
+  return *number;
 }
 
 std::uint64_t ReadNumberUpTo(std::string_view text, std::uint64_t most, int base = 10) {
