@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <initializer_list>
 #include <optional>
 #include <span>
 
+#include "base/numbers.h"
 #include "protocol/log_lines.h"
 
 namespace b2drive {
@@ -39,20 +39,13 @@ bool IsOneOf(std::string_view text, std::span<const char* const> texts) {
   return std::ranges::find(texts, text) != texts.end();
 }
 
-std::optional<int> ReadNumber(std::string_view text) {
-  int number = 0;
-  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
-}
-
 bool ReadStatus(std::string_view line, Answer& answer) {
   static constexpr std::array kSchemes = {"https", "HTTPS", "http", "HTTP"};
   static constexpr std::array kMethods = {"GET", "POST", "HEAD"};
   std::array<std::string_view, 4> fields;
   if (!Scan(log_lines::kAnswer, line, fields)) return false;
   const auto [name, scheme, method, status] = fields;
-  const auto number = ReadNumber(status);
+  const auto number = base::ParseNumber<int>(status);
   if (!IsOneOf(name, query::kAll) || !IsOneOf(scheme, kSchemes) || !IsOneOf(method, kMethods) ||
       !number) {
     return false;
@@ -70,7 +63,7 @@ bool ReadTransportFailure(const char* format, std::string_view line, Answer& ans
   std::array<std::string_view, 3> fields;
   if (!Scan(format, line, fields)) return false;
   const auto [name, text, code] = fields;
-  const auto number = ReadNumber(code);
+  const auto number = base::ParseNumber<int>(code);
   if (!IsOneOf(name, query::kAll) || name == query::kCancelLargeFile || !number ||
       *number == kNoTransferMade) {
     return false;

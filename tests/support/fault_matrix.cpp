@@ -22,7 +22,7 @@ using Clients = std::function<std::unique_ptr<Client>()>;
 using Counts = std::map<std::string, std::size_t>;
 
 constexpr char kElsewhere[] = "other.backblazeb2.com";
-constexpr std::size_t kProcesses = 24;
+constexpr std::size_t kProcesses = 16;
 constexpr std::size_t kMostMore = 10;       // calls a second
 constexpr std::size_t kMostUnfinished = 5;  // large files
 

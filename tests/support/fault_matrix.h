@@ -42,7 +42,7 @@ class Client {
   // The trouble is over.
   virtual void Recover() {}
 };
-inline constexpr std::chrono::seconds kPatience{3}, kStop{5};
+inline constexpr std::chrono::seconds kPatience{3}, kStop{2};
 
 // Performs each operation once for each disturbance, with a new client and in many processes at a
 // time. B2_MOUNT_TEST_LONG: also where only patience ends it. What must hold:
