@@ -15,7 +15,7 @@ using Bytes = std::optional<std::string>;
 bool Holds(const SpoolPtr& file, const Bytes& bytes) {
   if (!file || !bytes) return !file && !bytes;
   std::string contents(file->Size(), '\0');
-  ReadAt(file->fd(), contents.data(), contents.size(), 0);
+  b2drive::ReadAt(file->fd(), contents.data(), contents.size(), 0);
   return contents == *bytes;
 }
 
@@ -136,11 +136,9 @@ class File {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::Run(Input& input) {
   std::filesystem::remove_all(fuzz::Folder() / "spool");
-  fuzz::Input input(data, size);
   File file;
   for (; !input.AtEnd(); file.Check()) file.Do(fuzz::Input(input.Line()));
   file.Start();
-  return 0;
 }
