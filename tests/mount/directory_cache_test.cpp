@@ -58,6 +58,8 @@ TEST_F(DirectoryCacheTest, OwnChangesShowAlsoWhenMadeDuringAListing) {
   };
   meanwhile_ = [&] { change("/b/new", "/b/f"); };
   EXPECT_EQ(Find("/b/new") + Find("/b/f"), "9none");
+  change("/b/newer", "/b/both");
+  EXPECT_EQ(Find("/b/newer") + Find("/b/both"), "9none");
   cache_.PutEmptyFolder("/b/made", {true, 0, "B/made", {}});
   EXPECT_TRUE(cache_.IsKnownEmpty("/b/made"));
   EXPECT_FALSE(cache_.HasSiblings("/b/made/only"));
