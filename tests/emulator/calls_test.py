@@ -61,51 +61,58 @@ class ListingTest(ServiceTest):
 
 
 class RefusalTest(ServiceTest):
-    def test_what_does_not_fit(self):
-        service = self.service
-        file = service.add("a", b"text").json["fileId"]
-        unknown, large = file[:-1] + "f", service.start("large")
-        long = "v" * 7000
-        account, bucket = {"accountId": service.account}, {"bucketId": service.bucket}
+    def assert_refusals(self, *table):
+        """Each with a call, its outcome, its fields, and what differs from those."""
+        for call, outcome, fields, *rows in table:
+            for row in rows:
+                got = self.service.call(call, **{**fields, **row}).outcome
+                self.assertEqual(got, outcome, (call, row))
+
+    def test_what_does_not_fit_a_bucket_or_a_key(self):
+        account, bucket = {"accountId": self.service.account}, {"bucketId": self.service.bucket}
         create = {**account, "bucketName": "bucket", "bucketType": "allPrivate"}
         key = {**account, "keyName": "k", "capabilities": ["listFiles"]}
-        start = {**bucket, "fileName": "b", "contentType": "a/b"}
-        copy = {"sourceFileId": file, "fileName": "b"}
-        for call, outcome, fields, *rows in [
-                ("b2_list_buckets", "400 bad_request", account, {"accountId": None},
-                 {"accountId": "0" * 12}, {"accountId": 5}, {"bucketTypes": []},
-                 {"bucketTypes": ["all", "shared"]}),
-                ("b2_create_bucket", "400 bad_request", create, {"bucketType": "snapshot"},
-                 *({"bucketName": name} for name in ("short", "under_score", "b2-bucket"))),
-                ("b2_update_bucket", "409 conflict", {**account, **bucket}, {"ifRevisionIs": 9}),
-                ("b2_delete_bucket", "400 bad_bucket_id", account, {"bucketId": "none"}),
-                ("b2_get_file_info", "400 bad_request", {}, {"fileId": "nonsense"}),
-                ("b2_get_file_info", "404 not_found", {}, {"fileId": large}, {"fileId": unknown}),
-                ("b2_get_upload_part_url", "400 bad_request", {}, {"fileId": file}),
-                ("b2_cancel_large_file", "400 bad_request", {}, {"fileId": file}),
-                ("b2_delete_file_version", "400 file_not_present", {"fileId": file},
-                 {"fileName": "b"}),
-                ("b2_copy_file", "404 not_found", copy, {"sourceFileId": large}),
-                ("b2_copy_file", "400 bad_request", copy, {"contentType": "x/y"},
-                 {"metadataDirective": "REPLACE"}),
-                ("b2_copy_file", "416 range_not_satisfiable", copy, {"range": "bytes=4-"}),
-                ("b2_start_large_file", "400 bad_request", start, {"contentType": None},
-                 *({"fileInfo": info} for info in ({"sp ace": "v"}, {"b2-other": "v"}, {"k": long},
-                                                   {str(i): "v" for i in range(11)})),
-                 *({"fileName": name} for name in ("", "/a", "a/", "a//b", "a\x7F", "a\n",
-                                                   "a/" + long[:251], long[:1025]))),
-                ("b2_list_parts", "400 out_of_range", {"fileId": large}, {"maxPartCount": 1001}),
-                ("b2_get_download_authorization", "400 bad_request", bucket,
-                 {"fileNamePrefix": "", "validDurationInSeconds": 604801}),
-                ("b2_create_key", "400 bad_request", key, {"validDurationInSeconds": 2**63 - 1}),
-                ("b2_no_such_call", "404 not_found", {}, {})]:
-            for row in rows:
-                got = service.call(call, **{**fields, **row}).outcome
-                self.assertEqual(got, outcome, (call, row))
+        self.assert_refusals(
+            ("b2_list_buckets", "400 bad_request", account, {"accountId": None},
+             {"accountId": "0" * 12}, {"accountId": 5}, {"bucketTypes": []},
+             {"bucketTypes": ["all", "shared"]}),
+            ("b2_create_bucket", "400 bad_request", create, {"bucketType": "snapshot"},
+             *({"bucketName": name} for name in ("short", "under_score", "b2-bucket"))),
+            ("b2_update_bucket", "409 conflict", {**account, **bucket}, {"ifRevisionIs": 9}),
+            ("b2_delete_bucket", "400 bad_bucket_id", account, {"bucketId": "none"}),
+            ("b2_get_download_authorization", "400 bad_request", bucket,
+             {"fileNamePrefix": "", "validDurationInSeconds": 604801}),
+            ("b2_create_key", "400 bad_request", key, {"validDurationInSeconds": 2**63 - 1}))
         deep = "[" * 500000 + "]" * 500000
         for body in "[]", "{", '{"accountId": 1e999}', '{"corsRules": ' + deep + "}":
-            reply = service.send(API + "1/b2_update_bucket", {"Authorization": service.token}, body)
+            reply = self.service.send(API + "1/b2_update_bucket",
+                                      {"Authorization": self.service.token}, body)
             self.assertEqual(reply.outcome, "400 bad_json", body[:30])
+
+    def test_what_does_not_fit_a_file(self):
+        service, long = self.service, "v" * 7000
+        file = service.add("a", b"text").json["fileId"]
+        unknown, large = file[:-1] + "f", service.start("large")
+        start = {"bucketId": service.bucket, "fileName": "b", "contentType": "a/b"}
+        copy = {"sourceFileId": file, "fileName": "b"}
+        self.assert_refusals(
+            ("b2_get_file_info", "400 bad_request", {}, {"fileId": "nonsense"}),
+            ("b2_get_file_info", "404 not_found", {}, {"fileId": large}, {"fileId": unknown}),
+            ("b2_get_upload_part_url", "400 bad_request", {}, {"fileId": file}),
+            ("b2_cancel_large_file", "400 bad_request", {}, {"fileId": file}),
+            ("b2_delete_file_version", "400 file_not_present", {"fileId": file},
+             {"fileName": "b"}),
+            ("b2_copy_file", "404 not_found", copy, {"sourceFileId": large}),
+            ("b2_copy_file", "400 bad_request", copy, {"contentType": "x/y"},
+             {"metadataDirective": "REPLACE"}),
+            ("b2_copy_file", "416 range_not_satisfiable", copy, {"range": "bytes=4-"}),
+            ("b2_start_large_file", "400 bad_request", start, {"contentType": None},
+             *({"fileInfo": info} for info in ({"sp ace": "v"}, {"b2-other": "v"}, {"k": long},
+                                               {str(i): "v" for i in range(11)})),
+             *({"fileName": name} for name in ("", "/a", "a/", "a//b", "a\x7F", "a\n",
+                                               "a/" + long[:251], long[:1025]))),
+            ("b2_list_parts", "400 out_of_range", {"fileId": large}, {"maxPartCount": 1001}),
+            ("b2_no_such_call", "404 not_found", {}, {}))
         self.assertEqual(service.page(), "a large+")
         service.start("s" * 250 + "/ \\ \U0001F600")
         self.assertEqual(len(service.page(prefix="s")), 250 + len("/ \\ \U0001F600+"))
@@ -118,12 +125,6 @@ class AccessTest(ServiceTest):
         super().setUp()
         for name in "in/a", "in/b", "out":
             self.service.add(name, name.encode())
-
-    def use_key(self, *capabilities, **limits):
-        key = self.service.call("b2_create_key", accountId=self.service.account, keyName="k",
-                                capabilities=capabilities, **limits).json
-        login = self.service.login(key["applicationKeyId"], key["applicationKey"])
-        self.service.token = login.json["authorizationToken"]
 
     # What version 1 hides from a limited key later ones refuse.
     def test_bucket_and_prefix_limit_what_a_key_reaches(self):

@@ -25,7 +25,7 @@ class CountingBackoff : public ExponentialBackoff {
   int GetLeft() override { return left; }
 
   int left = 5;
-  static inline AERROR outcome = AERROR::RETRY;
+  static inline AERROR outcome = RETRY;
 };
 
 class QueryTest : public testing::Test {
@@ -38,7 +38,7 @@ class QueryTest : public testing::Test {
 
   AERROR Run(Performer<CURLImpl> performer, HandlerMap code = {}, HandlerMap range = {}) {
     return QueryWithBackoff<CountingBackoff>(pool, std::move(performer), std::move(range),
-                                             std::move(code), {{28, AERROR::TIMEDOUT}});
+                                             std::move(code), {{28, TIMEDOUT}});
   }
 
   // Statuses, or libcurl's codes below zero, one by one and the last again and again.
@@ -76,25 +76,19 @@ class QueryTest : public testing::Test {
 };
 
 TEST_F(QueryTest, HandlerIsExactThenAnyThenRangeThenDefault) {
-  struct Row {
-    int status, exact, range;  // the keys of handlers; 0: none
-    AERROR outcome;
-    const char *level, *line;
-  };
-  const Row rows[] = {
-      {404, 404, 400, AERROR::CANCEL, "8", "ON HTTP 404 : AERROR::CANCEL(0x00000003)"},
-      {403, -1, 400, AERROR::TIMEDOUT, "8", "ON HTTP(for any code) 403 : AERROR::TIMEDOUT(0x"},
-      {206, 404, 200, AERROR::SUCCESS, "1", "ON HTTP RANGE 200(206) : AERROR::SUCCESS(0x0"},
-      {399, 0, 400, AERROR::SUCCESS, "2", ""},
-      {400, 0, 0, AERROR::FAILED, "8", "HTTP 400"},
-      {-28, -1, 0, AERROR::TIMEDOUT, "1", "Timeout was reached(28) treat as AERROR::TIMEDOUT"},
-      {-7, -1, 0, AERROR::FAILED, "8", "Couldn't connect to server(7)"},
-  };
-  for (const Row& row : rows) {
-    const ResultHandler handler = Says(row.outcome);
-    EXPECT_EQ(Run(Gives({row.status}), {{row.exact, handler}}, {{row.range, handler}}),
-              row.outcome);
-    EXPECT_TRUE(Logged(row.level, row.line)) << row.line;
+  const std::tuple<int, int, int, AERROR, const char*, const char*> rows[] = {
+      // The answer, the keys of handlers (0: none), what they give, the level and text of the line.
+      {404, 404, 400, CANCEL, "8", "ON HTTP 404 : AERROR::CANCEL(0x00000003)"},
+      {403, -1, 400, TIMEDOUT, "8", "ON HTTP(for any code) 403 : AERROR::TIMEDOUT(0x"},
+      {206, 404, 200, SUCCESS, "1", "ON HTTP RANGE 200(206) : AERROR::SUCCESS(0x0"},
+      {399, 0, 400, SUCCESS, "2", ""},
+      {400, 0, 0, FAILED, "8", "HTTP 400"},
+      {-28, -1, 0, TIMEDOUT, "1", "Timeout was reached(28) treat as AERROR::TIMEDOUT"},
+      {-7, -1, 0, FAILED, "8", "Couldn't connect to server(7)"}};
+  for (const auto& [status, exact, range, outcome, level, line] : rows) {
+    const ResultHandler handler = Says(outcome);
+    EXPECT_EQ(Run(Gives({status}), {{exact, handler}}, {{range, handler}}), outcome);
+    EXPECT_TRUE(Logged(level, line)) << line;
     EXPECT_EQ(attempts, 1U);
     log.Take();
   }
@@ -102,19 +96,19 @@ TEST_F(QueryTest, HandlerIsExactThenAnyThenRangeThenDefault) {
 }
 
 TEST_F(QueryTest, ThrottlingWaitsFiveTimesInAllAndNeverReachesHandlers) {
-  const HandlerMap handlers{{429, Says(AERROR::SUCCESS)}, {500, Says(AERROR::RETRY)}};
-  EXPECT_EQ(Run(Gives({429}), handlers), AERROR::FAILED);
+  const HandlerMap handlers{{429, Says(SUCCESS)}, {500, Says(RETRY)}};
+  EXPECT_EQ(Run(Gives({429}), handlers), FAILED);
   EXPECT_EQ(attempts, 6U);
   EXPECT_EQ(handled, 0);
   EXPECT_TRUE(Logged("8", "No more backoff"));
   // A handler's RETRY uses no wait and gives none back.
   EXPECT_EQ(Run(Gives({429, 429, 500, 500, 500, 500, 500, 500, 429, 429, 429, 429}), handlers),
-            AERROR::FAILED);
+            FAILED);
   EXPECT_EQ(attempts, 12U);
-  CountingBackoff::outcome = AERROR::FAILED;
-  EXPECT_EQ(Run(Gives({429})), AERROR::FAILED);
+  CountingBackoff::outcome = FAILED;
+  EXPECT_EQ(Run(Gives({429})), FAILED);
   EXPECT_TRUE(Logged("1", "Backoff returns error"));
-  CountingBackoff::outcome = AERROR::RETRY;
+  CountingBackoff::outcome = RETRY;
 
   for (const auto& [asked, allowed] : {std::pair{3, 5}, {9, 9}, {40, 16}, {-1, 5}}) {
     EXPECT_EQ(ExponentialBackoff({429}, asked).GetLeft(), allowed) << asked;
@@ -122,13 +116,13 @@ TEST_F(QueryTest, ThrottlingWaitsFiveTimesInAllAndNeverReachesHandlers) {
 }
 
 TEST_F(QueryTest, ExceptionsBecomeFailed) {
-  const ResultHandler throwing{[](_CURLRTN&) -> AERROR { throw AERROR::CANCEL; }, ""};
-  EXPECT_EQ(Run(Gives({200}), {{200, throwing}}), AERROR::FAILED);
-  EXPECT_EQ(Run(Gives({200}), {{200, ResultHandler{}}}), AERROR::FAILED);
+  const ResultHandler throwing{[](_CURLRTN&) -> AERROR { throw CANCEL; }, ""};
+  EXPECT_EQ(Run(Gives({200}), {{200, throwing}}), FAILED);
+  EXPECT_EQ(Run(Gives({200}), {{200, ResultHandler{}}}), FAILED);
   const auto broken = [](const RequestPtr&) -> _CURLRTN { throw std::runtime_error("broken"); };
-  EXPECT_EQ(Run({broken, ""}), AERROR::FAILED);
+  EXPECT_EQ(Run({broken, ""}), FAILED);
   EXPECT_TRUE(log.Contains("8 [PROTOCOL  ] QueryWithBackoff >> Exception"));
-  EXPECT_EQ(Run({}), AERROR::INVALID_PARAMETER);  // nothing to call
+  EXPECT_EQ(Run({}), INVALID_PARAMETER);  // nothing to call
 }
 
 TEST_F(QueryTest, ALoggerIsItsThreadsUntilTheQueryEnds) {

@@ -1,12 +1,10 @@
 // The host learns what the service answered from the module's log alone: from the line of each
 // transfer, and from no line that shows a text of the user's.
 
-#include <cstdarg>
-#include <vector>
-
 #include "host/plugin/answer.h"
 #include "protocol/log.h"
 #include "tests/fuzz/wire.h"
+#include "tests/support/recording_log.h"
 
 namespace {
 
@@ -16,24 +14,10 @@ std::string Shown(int status, const std::string& transport) {
   return std::to_string(status) + transport;
 }
 
-class Reader final : public ILog {
- public:
-  void SetLevels(std::int32_t) override {}
-  bool IsNetworkTraceEnabled() override { return false; }
-  void Log(LOGLEVEL level, const char* format, std::va_list arguments) override {
-    char line[8192];
-    std::vsnprintf(line, sizeof line, format, arguments);
-    Answer answer;
-    if (ReadAnswer(level, line, answer)) read.push_back(Shown(answer.status, answer.transport));
-  }
-  std::vector<std::string> read;
-};
-
 }  // namespace
 
 // "verbose|quiet OPERATION NUMBER TEXT", then a line for the answer of each transfer.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input input(data, size);
+void fuzz::Run(Input& input) {
   fuzz::Input words(input.Line());
   std::vector<std::string> made;
   fuzz::ScriptedRequest::AnswerWith([&](const fuzz::Transfer& transfer) {
@@ -55,10 +39,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   drive.SetAuthorizedInfo(R"({"authorizationToken":"t","apiUrl":"","downloadUrl":"",)"
                           R"("recommendedPartSize":100})");
   drive.SetOpt("verbose", words.Pick("qv") == 'v' ? "on" : "off");
-  Reader reader;
-  logger = &reader;
+  RecordingLog log;
+  logger = &log;
   Operate(drive, words);
   logger = nullptr;
-  fuzz::Must(reader.read == made, "each transfer is one answer");
-  return 0;
+  std::vector<std::string> read;
+  for (const std::string& line : log.Take()) {
+    Answer answer;
+    const auto level = static_cast<LOGLEVEL>(line[0] - '0');
+    if (ReadAnswer(level, line.substr(2), answer)) {
+      read.push_back(Shown(answer.status, answer.transport));
+    }
+  }
+  fuzz::Must(read == made, "each transfer is one answer");
 }

@@ -8,7 +8,7 @@
 #include "tests/fuzz/input.h"
 
 // What a client would know by now is written $TOKEN and so on.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::Run(Input& input) {
   emulator::Core core({.account_id = "0123456789ab",
                        .key = "key",
                        .ca_file = fuzz::Folder() / "ca",
@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto large = core.store.StartLarge(*file->bucket_id, {.name = "large"});
   const auto upload = core.access.IssueUpload(*file->bucket_id, key);
   const auto part = core.access.IssueUpload(large->Id(), key);
-  std::string text(data, data + size);
+  std::string text = input.Rest();
   for (const auto& [name, value] :
        {std::pair<std::string, std::string>{"$TOKEN", core.access.IssueAccountToken(key)},
         {"$BUCKET", *file->bucket_id},
@@ -46,5 +46,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     emulator::ServeConnection(core, stream);
   }
   close(ends[1]);
-  return 0;
 }

@@ -1,15 +1,12 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
 #include <string_view>
 #include <utility>
+
+#include "tests/support/scratch.h"
 
 namespace fuzz {
 
@@ -18,7 +15,6 @@ namespace fuzz {
 class Input {
  public:
   explicit Input(std::string text) : text_(std::move(text)) {}
-  Input(const std::uint8_t* data, std::size_t size) : text_(data, data + size) {}
 
   bool AtEnd() const { return at_ >= text_.size(); }
   std::string Rest() { return Until(std::string::npos); }
@@ -46,6 +42,9 @@ class Input {
   std::size_t at_ = 0;
 };
 
+// What a target does with an input. It is the one source of its program that includes this.
+void Run(Input& input);
+
 // Ends the run as a finding.
 inline void Must(bool holds, const char* what) {
   if (holds) return;
@@ -53,17 +52,16 @@ inline void Must(bool holds, const char* what) {
   std::abort();
 }
 
-// This process's folder, which goes with it; in memory, where the system has such a place.
+// This process's folder, which goes with it; in memory.
 inline const std::filesystem::path& Folder() {
-  static const struct Made {
-    Made() { std::filesystem::create_directory(path); }
-    ~Made() { std::filesystem::remove_all(path); }
-    const std::filesystem::path path =
-        (std::filesystem::exists("/dev/shm") ? "/dev/shm"
-                                             : std::filesystem::temp_directory_path()) /
-        ("b2fuzz-" + std::to_string(getpid()));
-  } made;
-  return made.path;
+  static const Scratch folder("/dev/shm");
+  return folder.path;
 }
 
 }  // namespace fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz::Input input(std::string(data, data + size));
+  fuzz::Run(input);
+  return 0;
+}

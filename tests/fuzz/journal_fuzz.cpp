@@ -92,10 +92,9 @@ std::pair<Contents, std::size_t> Recover(const fs::path& folder, const std::stri
 }  // namespace
 
 // "same|other" boot, steps of a mount, a line "kill", steps of damage.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::Run(Input& input) {
   const fs::path folder = fuzz::Folder() / "spool";
   fs::remove_all(folder);
-  fuzz::Input input(data, size);
   const bool same_boot = fuzz::Input(input.Line()).Pick("so") == 's';
   std::vector<Entered> all;
   Spool spool(SystemDisk(), folder, "one");
@@ -117,5 +116,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto first = Recover(folder, same_boot ? "one" : "two");
   fuzz::Must(!known || first.first == Expected(all, same_boot), "what was acknowledged comes back");
   fuzz::Must(Recover(folder, "three") == first, "a second start finds the same");
-  return 0;
 }

@@ -34,45 +34,50 @@ struct Page {
   std::vector<std::string> names;
 };
 
-// "ID NAME" of each record; false for a name that fails the listing.
-bool AddRecords(const Page& page, const std::string& prefix, std::vector<std::string>& records) {
-  for (std::string name : page.names) {
-    if (name.empty() && !prefix.empty()) return false;
-    const bool folder = name.ends_with('/');
-    if (folder) name.pop_back();
-    if (folder) records.push_back("bucket/" + prefix + name + " " + name);
-    if (!folder && !name.ends_with(".bzEmpty")) records.push_back("bucket/" + name + " " + name);
+// The pages of a listing, and what they should give.
+struct Script {
+  Script(fuzz::Input& input, const std::string& prefix) {
+    while (!input.AtEnd()) {
+      std::string line = input.Line();
+      // Other bytes come in answers that are taken as they are.
+      const auto odd = [&](char byte) { return byte <= 0 && line[0] != '{'; };
+      std::ranges::replace_if(line, odd, '?');
+      const Page& page = pages.emplace_back(line, prefix);
+      if (!complete) fits = fits && page.made && AddRecords(page, prefix);
+      complete = complete || (page.made && page.next.empty());
+      cursors.insert(page.next);
+    }
   }
-  return true;
-}
+  // "ID NAME" of each record; false for a name that fails the listing.
+  bool AddRecords(const Page& page, const std::string& prefix) {
+    for (std::string name : page.names) {
+      if (name.empty() && !prefix.empty()) return false;
+      const bool folder = name.ends_with('/');
+      if (folder) name.pop_back();
+      if (folder) records.push_back("bucket/" + prefix + name + " " + name);
+      if (!folder && !name.ends_with(".bzEmpty")) records.push_back("bucket/" + name + " " + name);
+    }
+    return true;
+  }
+
+  std::vector<Page> pages;
+  std::set<std::string> cursors;
+  std::vector<std::string> records;
+  bool complete = false;
+  bool fits = true;
+};
 
 }  // namespace
 
 // "strict|lax once|again NAME": whether the first page follows the last, and the folder. Then the
 // pages.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input input(data, size);
+void fuzz::Run(Input& input) {
   fuzz::Input first(input.Line());
   const bool strict = first.Pick("sl") == 's';
   const bool again = first.Pick("oa") == 'a';
   const std::string prefix = first.AtEnd() ? "" : "folder/";
-  std::vector<Page> pages;
-  std::set<std::string> cursors;
-  std::vector<std::string> expected;
-  bool complete = false;
-  bool fits = true;
-  while (!input.AtEnd()) {
-    std::string line = input.Line();
-    // Other bytes come in answers that are taken as they are.
-    if (line[0] != '{')
-      std::ranges::replace_if(
-          line, [](char byte) { return byte <= 0; }, '?');
-    const Page& page = pages.emplace_back(line, prefix);
-    if (!complete) fits = fits && page.made && AddRecords(page, prefix, expected);
-    complete = complete || (page.made && page.next.empty());
-    cursors.insert(page.next);
-  }
-
+  const Script script(input, prefix);
+  const auto& pages = script.pages;
   std::size_t asked = 0;
   const std::size_t most = strict && again ? 4 * pages.size() + 200 : pages.size();
   fuzz::ScriptedRequest::AnswerWith([&](const fuzz::Transfer&) {
@@ -85,11 +90,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const AERROR code =
       drive.GetFileList(prefix.empty() ? "bucket" : "bucket/folder", &list, nullptr);
   fuzz::Must(!strict || !again || asked <= most, "a listing ends");
-  if (!fits || !complete) return 0;
-  const bool advances = cursors.size() == pages.size() && pages.size() < 100;
+  if (!script.fits || !script.complete) return;
+  const bool advances = script.cursors.size() == pages.size() && pages.size() < 100;
   fuzz::Must(code == AERROR::SUCCESS || (strict && !advances), "a listing succeeds");
   std::vector<std::string> records;
   for (const auto& file : list.GetFileList()) records.push_back(file->id + " " + file->name);
-  fuzz::Must(code != AERROR::SUCCESS || records == expected, "a listing's records");
-  return 0;
+  fuzz::Must(code != AERROR::SUCCESS || records == script.records, "a listing's records");
 }

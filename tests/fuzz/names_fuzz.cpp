@@ -78,8 +78,7 @@ void Delete(Drive& drive, const std::string& path, const Entry& entry, Names& na
 }  // namespace
 
 // A path, then a line for each version, which is its name.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input input(data, size);
+void fuzz::Run(Input& input) {
   const PathArgument argument("/bucket/" + input.Line());
   Service service{fuzz::Input(input.Rest())};
   Names names = service.Stored();
@@ -96,5 +95,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const HostError&) {
   }
   fuzz::Must(service.Stored() == names, "nothing else is deleted");
-  return 0;
 }

@@ -136,11 +136,9 @@ class File {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::Run(Input& input) {
   std::filesystem::remove_all(fuzz::Folder() / "spool");
-  fuzz::Input input(data, size);
   File file;
   for (; !input.AtEnd(); file.Check()) file.Do(fuzz::Input(input.Line()));
   file.Start();
-  return 0;
 }

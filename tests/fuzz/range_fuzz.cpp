@@ -66,8 +66,7 @@ std::string AnswerFor(fuzz::Input words) {
 }  // namespace
 
 // "OFFSET COUNT", then a line for each answer.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input input(data, size);
+void fuzz::Run(Input& input) {
   fuzz::Input first(input.Line());
   BackBlazeB2 protocol("", nullptr);
   protocol.SetOpt("strict_answers", "true");
@@ -91,5 +90,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     reached += static_cast<std::uint64_t>(sink.received());
     fuzz::Must(!read || reached == end, "all of a range that was read");
   }
-  return 0;
 }

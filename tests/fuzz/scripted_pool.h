@@ -1,10 +1,5 @@
 #pragma once
 
-#include <functional>
-#include <memory>
-#include <string>
-#include <utility>
-
 #include "b2/backblaze_b2.h"
 #include "b2/request_pool.h"
 #include "http/transfer_callbacks.h"

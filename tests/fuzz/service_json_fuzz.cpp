@@ -1,8 +1,6 @@
 // Every operation and option of the module over answers of any status and body: each ends, with a
 // code that hosts know.
 
-#include <cstring>
-
 #include "tests/fuzz/scripted_pool.h"
 
 namespace {
@@ -18,7 +16,7 @@ _CURLRTN Answer(const std::string& line, const fuzz::Transfer& transfer) {
 }
 
 // "OPTION TEXT", "connect TEXT", or an operation.
-AERROR Run(BackBlazeB2& drive, const std::string& line) {
+AERROR Execute(BackBlazeB2& drive, const std::string& line) {
   fuzz::Input words(line);
   const std::string name = words.Word();
   if (name == "connect") return drive.Connect(nullptr, words.Rest().c_str());
@@ -29,16 +27,14 @@ AERROR Run(BackBlazeB2& drive, const std::string& line) {
 }  // namespace
 
 // What to do, a line each; behind it a line for the answer of each of its transfers.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input input(data, size);
+void fuzz::Run(Input& input) {
   fuzz::ScriptedRequest::AnswerWith([&](const fuzz::Transfer& transfer) {
     return Answer(input.AtEnd() ? "!7" : input.Line(), transfer);
   });
   BackBlazeB2 drive("", nullptr);
   while (!input.AtEnd()) {
-    const AERROR code = Run(drive, input.Line());
+    const AERROR code = Execute(drive, input.Line());
     fuzz::Must(std::strcmp(GetAERRORA(code), "Unknown") != 0, "a code that hosts know");
   }
   cq.SetProxy({});
-  return 0;
 }

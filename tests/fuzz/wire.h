@@ -1,7 +1,6 @@
 #pragma once
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include "tests/fuzz/scripted_pool.h"
 

@@ -1,83 +1,55 @@
 #include <gtest/gtest.h>
 
-#include <cstdarg>
 #include <cstdio>
-#include <sstream>
 
 #include "host/cli/progress.h"
-#include "host/patient/refusal_limit.h"
 #include "host/plugin/answer.h"
-#include "host/plugin/body_decoder.h"
-#include "host/plugin/body_log.h"
-#include "host/plugin/host_log.h"
-#include "host/plugin/service_failure.h"
+#include "host/plugin/fetch_sink.h"
 #include "host/terminal/text_format.h"
 #include "protocol/log_lines.h"
 
 namespace b2drive {
 namespace {
 
-// A line of the module's log.
+using LogLine = std::pair<LOGLEVEL, std::string>;
+
 template <typename... Values>
-std::pair<LOGLEVEL, std::string> Line(LOGLEVEL level, const char* format, Values... values) {
+LogLine Line(LOGLEVEL level, const char* format, Values... values) {
   char text[256];
   snprintf(text, sizeof text, format, values...);
   return {level, text};
 }
+LogLine Status(const char* name, int number) {
+  return Line(LOGLEVEL_INFO, log_lines::kAnswer, name, "HTTPS", "POST", number,
+              "https://h/x >> 7(1) - 3ms", 12, 3);
+}
+LogLine Treated(const char* name, const char* text, int code) {
+  return Line(LOGLEVEL_TRACE, log_lines::kNoAnswerTreated, name, text, code, "AERROR::X");
+}
 
 TEST(Answer, IsTheOneThatExplainsTheFailure) {
-  const auto status = [](const char* name, int number) {
-    return Line(LOGLEVEL_INFO, log_lines::kAnswer, name, "HTTPS", "POST", number,
-                "https://h/x >> 7(1) - 3ms", 12, 3);
-  };
-  const auto failure = [](const char* name, const char* text, int code) {
-    return Line(LOGLEVEL_ERROR, log_lines::kNoAnswer, name, text, code);
-  };
-  const auto treated = [](const char* name, const char* text, int code) {
-    return Line(LOGLEVEL_TRACE, log_lines::kNoAnswerTreated, name, text, code, "AERROR::X");
-  };
-  const auto listed = status(query::kListObjects, 200);
-  const auto refused = status(query::kListObjects, 401);
-  struct Row {
-    std::vector<std::pair<LOGLEVEL, std::string>> lines;
-    int status;
-    const char* transport;
-  };
-  std::vector<Row> rows{
+  const auto failure =
+      Line(LOGLEVEL_ERROR, log_lines::kNoAnswer, query::kRead, "no CA (path?)", 77);
+  const auto listed = Status(query::kListObjects, 200), refused = Status(query::kListObjects, 401);
+  const std::tuple<std::vector<LogLine>, int, const char*> rows[] = {
       {{}, 0, ""},
       {{listed}, 200, ""},
       {{refused, {LOGLEVEL_ERROR, "[PROTOCOL  ] Read >> HTTP 404"}}, 401, ""},
-      {{listed, failure(query::kRead, "no CA (path?)", 77)}, 0, "no CA (path?)(77)"},
-      {{treated(query::kRead, "Timeout was reached", 28), listed}, 200, ""},
-      {{treated(query::kUploadUrl, "Timeout was reached", 28)}, 0, "Timeout was reached(28)"},
-      {{refused, treated(query::kUploadSingle, "Failed initialization", 2)}, 401, ""},
-      {{refused, status(query::kCancelLargeFile, 200)}, 401, ""},
-  };
-  // Neither is an answer, whatever its level.
-  for (const char* text : {"[PROTOCOL  ] Upload id [b], name [a >> HTTPS POST >> 500 : u(1) - 3ms]",
-                           "[PROTOCOL  ] Read >> HTTPS PUT >> 500 : u(1) - 3ms"}) {
-    for (LOGLEVEL level : {LOGLEVEL_TRACE, LOGLEVEL_INFO, LOGLEVEL_ERROR}) {
-      rows.push_back({{refused, {level, text}}, 401, ""});
-    }
-  }
-  for (const Row& row : rows) {
+      {{listed, failure}, 0, "no CA (path?)(77)"},
+      {{Treated(query::kRead, "Timeout was reached", 28), listed}, 200, ""},
+      {{Treated(query::kUploadUrl, "Timeout was reached", 28)}, 0, "Timeout was reached(28)"},
+      {{refused, Treated(query::kUploadSingle, "Failed initialization", 2)}, 401, ""},
+      {{refused, Status(query::kCancelLargeFile, 200)}, 401, ""},
+      // Neither is an answer.
+      {{refused, {LOGLEVEL_INFO, "[PROTOCOL  ] Upload id [b], name [a >> HTTPS POST >> 500 : u("}},
+       401,
+       ""},
+      {{refused, {LOGLEVEL_INFO, "[PROTOCOL  ] Read >> HTTPS PUT >> 500 : u(1) - 3ms"}}, 401, ""}};
+  for (const auto& [lines, status, transport] : rows) {
     Answer answer;
-    for (const auto& [level, line] : row.lines) ReadAnswer(level, line, answer);
-    EXPECT_EQ(answer.status, row.status) << testing::PrintToString(row.lines);
-    EXPECT_EQ(answer.transport, row.transport) << testing::PrintToString(row.lines);
-  }
-}
-
-TEST(Errors, SayWhatHappenedAndExitAccordingly) {
-  const std::tuple<AERROR, int, const char*, ExitCode, const char*> rows[] = {
-      {FAILED, 418, "", ExitCode::kFailed, "answered 418: it does not accept"},
-      {FAILED, 200, "", ExitCode::kFailed, "makes no sense (AERROR::FAILED)"},
-      {TIMEDOUT, 0, "x(28)", ExitCode::kNetwork, "did not answer in time"},
-      {SHARING_VIOLATION, 200, "", ExitCode::kFailed, "p: changed meanwhile"}};
-  for (const auto& [code, status, transport, exit_code, text] : rows) {
-    const HostError error = ServiceFailure("p", code, {status, transport, 0});
-    EXPECT_EQ(error.exit_code(), exit_code) << text;
-    EXPECT_NE(std::string(error.what()).find(text), std::string::npos) << error.what();
+    for (const auto& [level, line] : lines) ReadAnswer(level, line, answer);
+    EXPECT_EQ(answer.status, status) << testing::PrintToString(lines);
+    EXPECT_EQ(answer.transport, transport) << testing::PrintToString(lines);
   }
 }
 
@@ -108,35 +80,27 @@ TEST(TextFormat, EscapesWhatCouldDeceiveOnATerminal) {
   }
 }
 
-TEST(RefusalLimit, GivesATransferUpForItsLastRefusal) {
-  const std::tuple<int, int, bool, bool> rows[] = {
-      {200, 0, false, false}, {400, 0, false, false}, {500, 0, false, true}, {401, 10, true, true}};
-  for (const auto& [status, retries, canceled, given_up] : rows) {
-    Transfers transfers;
-    ActiveTransfer transfer(transfers, "p");
-    if (canceled) transfers.pauses().Cut();
-    RefusalLimit limit(transfer, Attempts(retries, transfers.pauses()));
-    HostLog log(false, nullptr);
-    const std::string line = "[PROTOCOL  ] UploadUsingPost >> https POST >> " +
-                             std::to_string(status) + " : https://h/x(0) - 1ms";
-    std::va_list none{};
-    log.Log(LOGLEVEL_INFO, line.c_str(), none);
-    EXPECT_EQ(limit.last_straw().value_or(Answer{}).status, given_up ? status : 0);
-    EXPECT_EQ(transfer.state().state == TRANSFER_CANCELED, given_up) << status;
-  }
-}
-
-TEST(BodyDecoder, MakesBodiesReadableAndKeepsTheRest) {
-  // "hello hello hello" deflated, without the zlib header.
-  const std::string hex = "CB48CDC9C957C84090003A2E067D";
-  std::istringstream log("t TRACE [PROTOCOL  ] List >> \n" + hex + "\nABBA\nt INFO other\nABBA\n");
-  std::ostringstream out;
-  EXPECT_EQ(DecodeBodyLog(log, out), 1);
-  EXPECT_EQ(out.str(),
-            "t TRACE [PROTOCOL  ] List >> \nhello hello "
-            "hello\nABBA\nt INFO other\nABBA\n");
-  for (const char* damaged : {"", "CB4", "XY", "CB48CDC9C957"}) {
-    EXPECT_EQ(InflateBody(damaged), std::nullopt) << damaged;
+TEST(StreamSink, ReplacesARepeatedStartAndGivesUpWhereItCouldOnlyWriteWrongBytes) {
+  using Fetched = std::vector<std::pair<long long, std::string>>;  // at offsets
+  const std::tuple<Fetched, AERROR, std::string> rows[] = {
+      {{{10, "{\"status\":429}"}, {10, "abc"}, {13, "de"}}, SUCCESS, "abcde"},
+      {{{10, "abc"}, {15, "x"}}, FILE_WRITE_FAILED, "abc"},
+      {{{10, "abc"}, {13, "def"}, {10, "abc"}}, FILE_WRITE_FAILED, "abcdef"}};
+  for (const auto& [fetched, result, expected] : rows) {
+    const std::unique_ptr<FILE, decltype(&fclose)> file(tmpfile(), fclose);
+    _FS_TRANSFER transfer;
+    StreamSink sink(fileno(file.get()), 10, transfer);
+    AERROR last = SUCCESS;
+    for (const auto& [offset, text] : fetched) {
+      last = sink.OnFetched(offset, text.data(), static_cast<int>(text.size()), 0);
+    }
+    sink.Finish();
+    std::string written(100, ' ');
+    rewind(file.get());
+    written.resize(fread(written.data(), 1, written.size(), file.get()));
+    EXPECT_EQ(last, result) << expected;
+    EXPECT_EQ(transfer.state == TRANSFER_FAILED, last != SUCCESS) << expected;
+    EXPECT_EQ(written, expected);
   }
 }
 

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 
@@ -10,6 +8,7 @@
 #include "host/plugin/account.h"
 #include "host/plugin/body_log.h"
 #include "host/plugin/proxy.h"
+#include "tests/support/scratch.h"
 
 namespace b2drive {
 namespace {
@@ -61,37 +60,26 @@ TEST(Account, ReadsItsFile) {
   }
 }
 
-class PrivateFiles : public testing::Test {
- protected:
-  PrivateFiles() {
-    std::string name = (fs::temp_directory_path() / "b2drive-test-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-  }
-  ~PrivateFiles() override { fs::remove_all(folder_); }
-
-  fs::path Write(const char* name, mode_t mode) {
-    fs::path file = folder_ / name;
+TEST(PrivateFiles, ThoseThatOthersCanReachAreRefused) {
+  const Scratch folder;
+  const auto write = [&](const char* name, mode_t mode) {
+    const fs::path file = folder.path / name;
     std::ofstream(file) << "application_key_id=id\napplication_key=key\n";
     chmod(file.c_str(), mode);
     return file;
-  }
-
-  fs::path folder_;
-};
-
-TEST_F(PrivateFiles, ThoseThatOthersCanReachAreRefused) {
-  EXPECT_EQ(ReadAccountFile(Write("good", 0600)).key, "key");
+  };
+  EXPECT_EQ(ReadAccountFile(write("good", 0600)).key, "key");
   for (mode_t mode : {0640, 0604, 0620}) {
-    EXPECT_THROW(ReadAccountFile(Write("bad", mode)), HostError) << std::oct << mode;
+    EXPECT_THROW(ReadAccountFile(write("bad", mode)), HostError) << std::oct << mode;
   }
-  const fs::path fresh = folder_ / "fresh";
+  const fs::path fresh = folder.path / "fresh";
   BodyLog(fresh.string()).Append("one\n");
   BodyLog(fresh.string()).Append("two\n");
   EXPECT_EQ(fs::status(fresh).permissions(), fs::perms::owner_read | fs::perms::owner_write);
   EXPECT_EQ(fs::file_size(fresh), 8u);
-  EXPECT_THROW(BodyLog(Write("wide", 0644).string()), HostError);
-  fs::create_symlink(fresh, folder_ / "link");
-  EXPECT_THROW(BodyLog((folder_ / "link").string()), HostError);
+  EXPECT_THROW(BodyLog(write("wide", 0644).string()), HostError);
+  fs::create_symlink(fresh, folder.path / "link");
+  EXPECT_THROW(BodyLog((folder.path / "link").string()), HostError);
   EXPECT_EQ(fs::file_size(fresh), 8u);
 }
 

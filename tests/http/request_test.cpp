@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "emulator/emulator.h"
 #include "http/curl_logger.h"
+#include "http/curl_queue.h"
+#include "http/transfer_callbacks.h"
 #include "protocol/log.h"
+#include "tests/support/host_fakes.h"
 #include "tests/support/recording_log.h"
 
 namespace {
@@ -80,6 +85,54 @@ TEST_F(RequestTest, ClearLeavesNothingForTheNextRequest) {
   EXPECT_EQ(seen.method + seen.target, "GET/b2api/v1/b2_echo");
   EXPECT_EQ(seen.Header("X-Secret") + seen.Header("Proxy-Authorization"), "");
   EXPECT_EQ(seen.Header("User-Agent"), "Tervanix(gzip)");
+}
+
+struct FakeRequest {
+  FakeRequest() {
+    if (refuses) throw std::runtime_error("refused");
+  }
+  void Clear() { proxy = "cleared"; }
+  void SetProxy(int type, const std::string& host, int port, const std::string& user,
+                const std::string& password) {
+    proxy = std::to_string(type) + " " + host + " " + std::to_string(port) + " " + user + password;
+  }
+
+  std::string proxy;
+  static inline bool refuses = false;
+};
+
+TEST(CurlQueueTest, LendsTheLatestReturnedClearedAndOutlivesRefusals) {
+  CURLQueue<FakeRequest> pool;
+  const auto first = pool.GetCURL();
+  const auto second = pool.GetCURL();
+  FakeRequest::refuses = true;
+  EXPECT_THROW(pool.GetCURL(), std::runtime_error);
+  pool.PutCURL(first);
+  { const AutoPutCURL<FakeRequest> give_back(pool, second); }
+  EXPECT_EQ(pool.GetCURL(), second);
+  EXPECT_EQ(pool.GetCURL(), first);
+  const std::pair<_PROXYINFO, const char*> rows[] = {
+      {{"SOCKS5", "h", "abc", "", ""}, "2 h 0 "},
+      {{"HTTP with TUNNEL", "h", "3128", "u", "p"}, "3 h 3128 up"},
+      {{"HTTP without TUNNEL", "h", "3128", "", ""}, "4 h 3128 "},
+      {{"socks5", "h", "1", "", ""}, "cleared"},
+  };
+  for (const auto& [proxy, applied] : rows) {
+    pool.SetProxy(proxy);
+    pool.PutCURL(first);
+    EXPECT_EQ(pool.GetCURL()->proxy, applied);
+  }
+}
+
+TEST(TransferCallbacksTest, ACacheIsReadAgainFromWithinItsRange) {
+  MemoryCache cache("0123456789");
+  UploadState state{&cache, NewHandle(), 2, 5, 2};
+  char data[9];
+  EXPECT_EQ(read_callback_cache_func(data, 1, 3, &state), 3U);
+  EXPECT_EQ(read_callback_cache_seek_func(&state, 6, SEEK_SET), CURL_SEEKFUNC_FAIL);
+  EXPECT_EQ(read_callback_cache_seek_func(&state, 0, SEEK_END), CURL_SEEKFUNC_FAIL);
+  EXPECT_EQ(read_callback_cache_seek_func(&state, 1, SEEK_SET), CURL_SEEKFUNC_OK);
+  EXPECT_EQ(std::string(data, read_callback_cache_func(data, 1, 9, &state)), "3456");
 }
 
 }  // namespace

@@ -2,25 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <thread>
 
 #include "host/local/local_io.h"
+#include "tests/support/scratch.h"
 
 namespace b2drive::mount {
 namespace {
 
-namespace fs = std::filesystem;
 using VersionPtr = std::shared_ptr<CachedVersion>;
 
 class BlockCacheTest : public testing::Test {
  protected:
-  ~BlockCacheTest() override { fs::remove_all(folder_); }
-
-  static fs::path NewFolder() {
-    std::string name = (fs::temp_directory_path() / "b2mount-test-XXXXXX").string();
-    return mkdtemp(name.data());
-  }
   static constexpr std::uint64_t kLimit = 8 * kBlock;
 
   // Fills the blocks from `from` to `to` with `byte`.
@@ -41,8 +34,8 @@ class BlockCacheTest : public testing::Test {
     return text;
   }
 
-  const fs::path folder_ = NewFolder();
-  BlockCache cache_{SystemDisk(), folder_ / "blocks", kLimit, 100};
+  const Scratch folder_;
+  BlockCache cache_{SystemDisk(), folder_.path / "blocks", kLimit, 100};
 };
 
 TEST_F(BlockCacheTest, ServesBytesAsTheyArriveToAllWhoWait) {
@@ -89,7 +82,7 @@ TEST_F(BlockCacheTest, ANewVersionShowsNoOldBlocks) {
   VersionPtr old = cache_.Open("1", kBlock);
   Bring(old, 0, 1, 'a');
   EXPECT_EQ(Read(cache_.Open("2", kBlock)), "");
-  cache_.Adopt("2", kBlock, folder_ / "blocks/0");
+  cache_.Adopt("2", kBlock, folder_.path / "blocks/0");
   EXPECT_EQ(Read(cache_.Open("2", kBlock)), std::string(kBlock, 'a'));
   EXPECT_EQ(Read(cache_.Open("1", kBlock - 1)), "");
   EXPECT_EQ(Read(old), std::string(kBlock, 'a'));  // its reader keeps it

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <future>
 #include <map>
 #include <thread>
 
@@ -79,21 +80,21 @@ TEST_F(DirectoryCacheTest, WhatIsForgottenDuringItsListingIsListedAgain) {
 
 TEST_F(DirectoryCacheTest, AFailedListingFailsAllThatWaitAndIsAskedAgain) {
   constexpr int kReaders = 8;
-  std::atomic<int> started{0};
+  std::atomic<int> started = 0;
   Find("/b");
   meanwhile_ = [&] {
     while (started < kReaders) std::this_thread::yield();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the others come to wait
     throw FsError(EIO, "away");
   };
-  std::vector<std::thread> readers;
-  for (int i = 0; i < kReaders; ++i) {
-    readers.emplace_back([&] {
+  std::vector<std::future<void>> readers(kReaders);
+  for (auto& reader : readers) {
+    reader = std::async(std::launch::async, [&] {
       ++started;
       EXPECT_THROW(cache_.Find("/b/f"), FsError);
     });
   }
-  for (std::thread& reader : readers) reader.join();
+  readers.clear();
   EXPECT_LT(asked_["/b"], kReaders);
   meanwhile_ = nullptr;
   EXPECT_EQ(Find("/b/f"), "5");
@@ -115,16 +116,13 @@ TEST_F(DirectoryCacheTest, AScanInOrderTellsWhatComesNext) {
   cache_.List("/b");
   ScanWatch folders(cache_, ScanWatch::Kind::kFolders);
   ScanWatch files(cache_, ScanWatch::Kind::kFiles);
-  const std::vector<std::pair<std::string, Paths>> steps = {{"/b/a", {}},
-                                                            {"/b/e", {}},  // out of order
-                                                            {"/b/g", {}},
-                                                            {"/b/g", {}},  // once more is no step
-                                                            {"/b/i", {"/b/k", "/b/m", "/b/o"}},
-                                                            {"/b/k", {}},
-                                                            {"/b/a", {}}};
-  for (const auto& [path, next] : steps) EXPECT_EQ(files.Next(path), next) << path;
-  EXPECT_EQ(folders.Next("/b/b"), Paths{});
-  EXPECT_EQ(folders.Next("/b/d"), Paths{});
+  // Out of order; once more, which is no step; in order; and back.
+  const Paths order = {"/b/a", "/b/e", "/b/g", "/b/g", "/b/i", "/b/k", "/b/a"};
+  for (const auto& path : order) {
+    const Paths next = path == "/b/i" ? Paths{"/b/k", "/b/m", "/b/o"} : Paths{};
+    EXPECT_EQ(files.Next(path), next) << path;
+  }
+  for (const char* path : {"/b/b", "/b/d"}) EXPECT_EQ(folders.Next(path), Paths{});
   EXPECT_EQ(folders.Next("/b/f"), (Paths{"/b/h", "/b/j", "/b/l", "/b/n", "/b/p"}));
   EXPECT_EQ(asked_["/b"], 1);
 }

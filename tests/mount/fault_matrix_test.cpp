@@ -8,9 +8,23 @@ namespace b2drive::mount {
 namespace {
 
 using fault_matrix::kLarge, fault_matrix::kPatience;
-using Text = const std::string&;
 
 constexpr int kWrong = 1000;  // beside the errors
+
+const std::vector<fault_matrix::Operation> kOperations = {
+    {"list"},
+    {"read"},
+    {"read on"},
+    {"save n mine", {{"n", "mine"}}},
+    {"save large", {{"n", kLarge}}},
+    {"save a mine", {{"a", "mine"}}},
+    {"append a +", {{"a", "new+"}}},
+    {"move a n", {{"n", "new"}}, "a"},
+    {"move a c", {{"c", "new"}}, "a"},
+    {"unlink a", {}, "a"},
+    {"mkdir n", {{"n/.bzEmpty", ""}}},
+    {"rmdir e", {}, "e/.bzEmpty"},
+    {"sign in", {{"n", "mine"}}, "", "authorize"}};
 
 class Mounted final : public FileSystemTest, public fault_matrix::Client {
  public:
@@ -19,7 +33,16 @@ class Mounted final : public FileSystemTest, public fault_matrix::Client {
     Remount();
   }
   emulator::Emulator& Service() override { return *service; }
-  bool Perform(std::size_t operation) override;
+  bool Perform(std::size_t operation) override {
+    auto run = std::async(std::launch::async, [&] { return Run(kOperations[operation].line); });
+    const auto ended = [&](auto time) { return run.wait_for(time) == std::future_status::ready; };
+    if (!ended(kPatience)) files->Hurry();
+    if (!ended(kPatience)) Heal();
+    while (!ended(std::chrono::milliseconds(200))) service->DropConnections();
+    const int error = run.get();
+    EXPECT_TRUE(error >= 0 && error < kWrong) << error;
+    return error == 0;
+  }
   void Recover() override {
     files->Hurry();
     service->DropConnections();
@@ -28,6 +51,17 @@ class Mounted final : public FileSystemTest, public fault_matrix::Client {
     ExpectAgreement();
   }
 
+ private:
+  int Run(Text line) {
+    if (line == "list") return Lists("", {"a", "c", "large", "e/", "p/"});
+    if (line == "read") return Reads("a", 0, "new");
+    if (line == "read on") return Reads("large", kBlock, kLarge.substr(kBlock));
+    if (line == "save large") return Write("n", kLarge);
+    if (line != "sign in") return Do(line);
+    EXPECT_EQ(Lists("p", {"x"}), 0);
+    service->ExpireTokens();
+    return Write("n", "mine");
+  }
   int Lists(Text folder, const std::set<std::string>& names) {
     std::set<std::string> got;
     const int error = Try([&] { got = Names(folder); });
@@ -38,55 +72,11 @@ class Mounted final : public FileSystemTest, public fault_matrix::Client {
     if (got == text) return 0;
     return got.starts_with("errno ") ? std::stoi(got.substr(6)) : kWrong;
   }
-  int WritesWithAnEndedToken(Text name, Text text) {
-    EXPECT_EQ(Lists("p", {"x"}), 0);
-    service->ExpireTokens();
-    return Write(name, text);
-  }
-
- private:
   void TestBody() override {}
 };
 
-struct Program {
-  fault_matrix::Operation operation;
-  std::function<int(Mounted&)> run;
-};
-
-const std::vector<Program> kPrograms = {
-    {{"list"},
-     [](auto& m) {
-       return m.Lists("", {"a", "c", "large", "e/", "p/"});
-     }},
-    {{"read"}, [](auto& m) { return m.Reads("a", 0, "new"); }},
-    {{"read on"}, [](auto& m) { return m.Reads("large", kBlock, kLarge.substr(kBlock)); }},
-    {{"write", {{"n", "mine"}}}, [](auto& m) { return m.Write("n", "mine"); }},
-    {{"write large", {{"n", kLarge}}}, [](auto& m) { return m.Write("n", kLarge); }},
-    {{"overwrite", {{"a", "mine"}}}, [](auto& m) { return m.Write("a", "mine"); }},
-    {{"append", {{"a", "new+"}}}, [](auto& m) { return m.Append("a", "+"); }},
-    {{"rename", {{"n", "new"}}, "a"}, [](auto& m) { return m.Rename("a", "n"); }},
-    {{"replace", {{"c", "new"}}, "a"}, [](auto& m) { return m.Rename("a", "c"); }},
-    {{"unlink", {}, "a"}, [](auto& m) { return m.Unlink("a"); }},
-    {{"mkdir", {{"n/.bzEmpty", ""}}}, [](auto& m) { return m.MakeFolder("n"); }},
-    {{"rmdir", {}, "e/.bzEmpty"}, [](auto& m) { return m.RemoveFolder("e"); }},
-    {{"sign in", {{"n", "mine"}}, "", "authorize"},
-     [](auto& m) { return m.WritesWithAnEndedToken("n", "mine"); }}};
-
-bool Mounted::Perform(std::size_t operation) {
-  auto run = std::async(std::launch::async, [&] { return kPrograms[operation].run(*this); });
-  const auto ended = [&](auto time) { return run.wait_for(time) == std::future_status::ready; };
-  if (!ended(kPatience)) files->Hurry();
-  if (!ended(kPatience)) Heal();
-  while (!ended(std::chrono::milliseconds(200))) service->DropConnections();
-  const int error = run.get();
-  EXPECT_TRUE(error >= 0 && error < kWrong) << error;
-  return error == 0;
-}
-
 TEST(FaultMatrixTest, AMountLosesNothingAndComesToRest) {
-  std::vector<fault_matrix::Operation> operations;
-  for (const Program& program : kPrograms) operations.push_back(program.operation);
-  fault_matrix::Run(operations, [] { return std::make_unique<Mounted>(); });
+  fault_matrix::Run(kOperations, [] { return std::make_unique<Mounted>(); });
 }
 
 }  // namespace

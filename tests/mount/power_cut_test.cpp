@@ -1,13 +1,5 @@
-#include <gmock/gmock.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <iostream>
-#include <map>
-#include <set>
-#include <sstream>
 
 #include "tests/mount/faulty_disk.h"
 #include "tests/mount/file_system_test.h"
@@ -17,8 +9,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using Left = FaultyDisk::Left;
-// Names and what they hold. "a+" is what stands beside "a" because it could not take its place.
-using World = std::map<std::string, std::string>;
+// "a+" is what stands beside "a" because it could not take its place.
+using World = Contents;
 
 // Programs: open (a new, empty file), write, flush and close a name, save is all of these; move,
 // unlink. The service: down, up (for uploads). Another client: put. The mount: send (all that
@@ -60,6 +52,7 @@ const Scenario kScenarios[] = {
     {"SparesReused",
      "down, save a 1, save b 22, up, send, down, save b 1, save a 22, up, move a c, send"},
     {"Redirected", "save a 1, down, save a 22, put a 333, up, send, save a 4444"},
+    {"RedirectedAlike", "save a 1, down, save a 22, put a 22, up, send, save a 333"},
     {"RedirectedTwoWait", "down, save a 1, save a 22, put a 333, up, send"},
     {"Recovered", "down, save a 1, save b 22, kill, save a 333, kill, up, send"},
     {"RecoveredMapped", "down, open a, write a 1, close a, open b, flush b, close b, kill, kill"},
@@ -81,7 +74,37 @@ class PowerCutTest : public FileSystemTest, public testing::WithParamInterface<S
   ~PowerCutTest() override { End(); }
 
   // Gives the number of operations.
-  int Run(const Trouble& trouble);
+  int Run(const Trouble& trouble) {
+    std::ostringstream where;
+    where << "operation " << trouble.at << ", errno " << trouble.error << ", left "
+          << static_cast<int>(trouble.left) << ", same boot " << trouble.same_boot << ", seed "
+          << trouble.seed;
+    const testing::ScopedTrace trace(__FILE__, __LINE__, where.str());
+    Start(trouble);
+    std::istringstream lines(GetParam().lines);
+    for (std::string text; !disk_->off && std::getline(lines, text, ',');) {
+      Line line;
+      std::istringstream(text) >> line.verb >> line.name >> line.text;
+      Step(line);
+    }
+    if (trouble.error != 0) {
+      Heal();
+      down_ = false;
+      disk_->DisturbAt(INT_MAX, 0);  // this run may have made fewer operations than the first
+      Step({"save", "z", "works"});
+      EXPECT_THAT(worlds_, testing::Each(testing::Contains(testing::Key("z"))));
+    }
+    disk_->off = true;
+    Fail("", 503, kAlways);
+    End();
+    Heal();
+    Recover(trouble);
+    EXPECT_TRUE(files->Drain().empty());
+    EXPECT_THAT(worlds_, testing::Contains(Seen()));
+    End();
+    for (const auto& file : CacheFiles()) EXPECT_EQ(file.extension(), ".spare") << file;
+    return disk_->operations;
+  }
 
   const bool all_ = getenv("B2_MOUNT_TEST_LONG") != nullptr;
   int runs_ = 0;
@@ -91,17 +114,177 @@ class PowerCutTest : public FileSystemTest, public testing::WithParamInterface<S
     std::string verb, name, text;
   };
 
-  void Start(const Trouble& trouble);
-  void Do(Line line);
-  int Act(const Line& line);
-  std::vector<World> Passes(const Line& line, const World& from);
-  int Restart();
-  void Rest();
-  void Recover(const Trouble& trouble);
-  World Seen();
-  void End();
-  bool Waits(const std::string& name);
-  std::string StoredUnder(const std::string& name);
+  void Start(const Trouble& trouble) {
+    constexpr unsigned kPatience = 120;  // seconds, after which a run hangs
+    alarm(kPatience);
+    End();
+    Heal();
+    service->ClearRequests();
+    for (const auto& [name, text] : Stored()) Remove(name);
+    cache_ = folder_.path / std::to_string(++runs_);
+    disk_ = std::make_unique<FaultyDisk>(cache_);
+    disk_->DisturbAt(trouble.at, trouble.error, [this] { Fail("", 503, kAlways); });
+    worlds_ = {{}};
+    unflushed_.clear();
+    down_ = false;
+    same_boot_ = trouble.same_boot;
+    disk = disk_.get();
+    boot = "first";
+    Mount();
+  }
+
+  void End() {
+    if (files) files->Hurry();
+    open_.clear();
+    files.reset();
+  }
+
+  bool Waits(Text name) { return std::ranges::count(files->Waiting(), At(name), &Delay::path) > 0; }
+
+  std::string StoredUnder(Text name) {
+    const auto stored = Stored();
+    const auto found = stored.find(name);
+    return found != stored.end() ? found->second : "none";
+  }
+
+  int Restart() {
+    disk_->off = true;
+    End();
+    disk_->off = false;
+    const int error = Try([&] { Mount(); });
+    if (error != 0 && !disk_->off) Mount();
+    return 0;
+  }
+
+  int Act(const Line& line) {
+    const auto& [verb, name, text] = line;
+    const auto open = open_.find(name);
+    if (verb == "save" || verb == "move" || verb == "unlink") {
+      return Do(verb + " " + name + " " + text);
+    }
+    if (verb == "kill") return Restart();
+    if (verb == "put") Put(name, text);
+    if (verb == "down") Fail("b2_upload_file", 500, kAlways);
+    if (verb == "up") Heal();
+    if (verb == "send") return static_cast<int>(files->Drain().size());
+    if (verb == "open") return Try([&] { open_[name] = Create(name); });
+    if (open == open_.end()) return 0;
+    Handle& handle = *open->second;
+    if (verb == "write") return Try([&] { files->Write(handle, 0, text.data(), text.size()); });
+    if (verb == "flush") return Try([&] { files->Flush(handle); });
+    Close(std::move(open->second));
+    open_.erase(open);
+    return 0;
+  }
+
+  // What a line makes of a world, step by step.
+  std::vector<World> Passes(const Line& line, const World& from) {
+    const auto& [verb, name, text] = line;
+    std::vector<World> passed;
+    World world = from;
+    const auto set = [&](const std::string& changed, const std::string& contents) {
+      world[changed] = contents;
+      passed.push_back(world);
+    };
+    if (verb == "save") {
+      if (disk_->disturbed && !disk_->off) set(name, "");  // it could not be written
+      world = from;
+      set(waits_ && from.contains(name + "+") ? name + "+" : name, text);
+    } else if (unflushed_.contains(name) && (verb == "flush" || verb == "close")) {
+      set(name, unflushed_[name]);
+    } else if (verb == "put") {
+      if (waits_ && from.contains(name) && from.at(name) != text) set(name + "+", from.at(name));
+      set(name, text);
+    } else if (verb == "move" && from.contains(name)) {
+      // The stored version goes first, and what waits in its new place beside that; what waits on
+      // top of it follows.
+      for (const bool aside : {true, false}) {
+        if (stored_ == "none") break;
+        world = from;
+        if (aside && from.contains(text)) world[text + "+"] = from.at(text);
+        set(text, stored_);
+        set(text, from.at(name));
+        set(name, stored_);
+        world.erase(name);
+        set(text, from.at(name));
+      }
+      world.erase(name);
+      set(text, from.at(name));
+    } else if (verb == "unlink") {
+      world.erase(name);
+      passed.push_back(world);
+    }
+    return passed;
+  }
+
+  // What the mount sends by itself has been tried once, or cannot be.
+  void Rest() {
+    const auto busy = [](const Delay& one) { return one.sending || one.failures == 0; };
+    for (int i = 0; i < 50 && !disk_->off; ++i) {
+      if (std::ranges::none_of(files->Waiting(), busy)) return;
+      usleep(1000);
+    }
+  }
+
+  void Step(Line line) {
+    const auto& [verb, name, text] = line;
+    Rest();
+    const bool disturbed_before = disk_->disturbed;
+    waits_ = Waits(name);
+    stored_ = StoredUnder(name);
+    const bool fails = down_ && (verb == "save" || (verb == "flush" && unflushed_[name] != ""));
+    const int result = Act(line);
+    Rest();
+    if (result == 0 && (verb == "open" || verb == "write")) unflushed_[name] = text;
+    if (verb == "down" || verb == "up") down_ = verb == "down";
+    if (!disk_->disturbed) {
+      EXPECT_EQ(result, fails ? EIO : 0) << verb << " " << name;
+    }
+    // What is written when the last descriptor is closed is not acknowledged to anyone.
+    const bool kept = fails && disk_->disturbed == disturbed_before;
+    const bool certain = !disk_->off && (result == 0 || kept) && (verb != "close" || same_boot_);
+    std::set<World> next;
+    for (const World& world : worlds_) {
+      const auto passed = Passes(line, world);
+      if (!certain) next.insert(passed.begin(), passed.end());
+      next.insert(certain && !passed.empty() ? passed.back() : world);
+    }
+    worlds_ = std::move(next);
+    if (verb == "flush" || verb == "close") unflushed_.erase(name);
+    if (verb == "send" && certain) {
+      EXPECT_THAT(worlds_, testing::Contains(Seen()));
+      worlds_ = {Seen()};
+    }
+  }
+
+  World Seen() {
+    World seen;
+    for (const auto& [name, text] : Stored()) {
+      const auto aside = name.find(" (unsent ");
+      seen[aside == std::string::npos ? name : name.substr(0, aside) + "+"] = text;
+    }
+    return seen;
+  }
+
+  void Recover(const Trouble& trouble) {
+    constexpr unsigned kMost = 9;
+    const auto next_boot = [&](const FaultyDisk& from) {
+      const fs::path left = cache_.string() + "-";
+      from.Leave(left, trouble.left, trouble.seed);
+      if (!trouble.same_boot) boot += "+";
+      cache_ = left;
+    };
+    next_boot(*disk_);
+    if (trouble.seed != 0) {
+      FaultyDisk second(cache_);
+      second.DisturbAt(static_cast<int>(trouble.seed % kMost) + 1, 0);
+      Try([&] { Spool(second, cache_ / "spool", boot).Recover(); });
+      next_boot(second);
+    }
+    Spool(SystemDisk(), cache_ / "spool", boot).Recover();
+    disk = &SystemDisk();
+    Mount();
+  }
 
   std::unique_ptr<FaultyDisk> disk_;
   std::set<World> worlds_;  // that may be there
@@ -112,212 +295,6 @@ class PowerCutTest : public FileSystemTest, public testing::WithParamInterface<S
   bool down_ = false;
   bool same_boot_ = false;
 };
-
-void PowerCutTest::Start(const Trouble& trouble) {
-  constexpr unsigned kPatience = 120;  // seconds, after which a run hangs
-  alarm(kPatience);
-  End();
-  Heal();
-  service->ClearRequests();
-  for (const auto& [name, text] : Stored()) Remove(name);
-  cache_ = scratch_ / std::to_string(++runs_);
-  disk_ = std::make_unique<FaultyDisk>(cache_);
-  disk_->DisturbAt(trouble.at, trouble.error, [this] { Fail("", 503); });
-  worlds_ = {{}};
-  unflushed_.clear();
-  down_ = false;
-  same_boot_ = trouble.same_boot;
-  disk = disk_.get();
-  boot = "first";
-  Mount();
-}
-
-void PowerCutTest::End() {
-  if (files) files->Hurry();
-  open_.clear();
-  files.reset();
-}
-
-bool PowerCutTest::Waits(const std::string& name) {
-  return std::ranges::count(files->Waiting(), At(name), &Delay::path) > 0;
-}
-
-std::string PowerCutTest::StoredUnder(const std::string& name) {
-  const auto stored = Stored();
-  const auto found = stored.find(name);
-  return found != stored.end() ? found->second : "none";
-}
-
-int PowerCutTest::Restart() {
-  disk_->off = true;
-  End();
-  disk_->off = false;
-  const int error = Try([&] { Mount(); });
-  if (error != 0 && !disk_->off) Mount();
-  return 0;
-}
-
-int PowerCutTest::Act(const Line& line) {
-  const auto& [verb, name, text] = line;
-  const auto open = open_.find(name);
-  if (verb == "save") return Write(name, text);
-  if (verb == "move") return Rename(name, text);
-  if (verb == "unlink") return Unlink(name);
-  if (verb == "kill") return Restart();
-  if (verb == "put") Put(name, text);
-  if (verb == "down") Fail("b2_upload_file", 500);
-  if (verb == "up") Heal();
-  if (verb == "send") return static_cast<int>(files->Drain().size());
-  if (verb == "open") return Try([&] { open_[name] = Create(name); });
-  if (open == open_.end()) return 0;
-  Handle& handle = *open->second;
-  if (verb == "write") return Try([&] { files->Write(handle, 0, text.data(), text.size()); });
-  if (verb == "flush") return Try([&] { files->Flush(handle); });
-  Close(std::move(open->second));
-  open_.erase(open);
-  return 0;
-}
-
-// What a line makes of a world, step by step.
-std::vector<World> PowerCutTest::Passes(const Line& line, const World& from) {
-  const auto& [verb, name, text] = line;
-  std::vector<World> passed;
-  World world = from;
-  const auto set = [&](const std::string& changed, const std::string& contents) {
-    world[changed] = contents;
-    passed.push_back(world);
-  };
-  if (verb == "save") {
-    if (disk_->disturbed && !disk_->off) set(name, "");  // it could not be written
-    world = from;
-    set(waits_ && from.contains(name + "+") ? name + "+" : name, text);
-  } else if (unflushed_.contains(name) && (verb == "flush" || verb == "close")) {
-    set(name, unflushed_[name]);
-  } else if (verb == "put") {
-    if (waits_ && from.contains(name)) set(name + "+", from.at(name));
-    set(name, text);
-  } else if (verb == "move" && from.contains(name)) {
-    // The stored version goes first, and what waits in its new place beside that; what waits on top
-    // of it follows.
-    for (const bool aside : {true, false}) {
-      if (stored_ == "none") break;
-      world = from;
-      if (aside && from.contains(text)) world[text + "+"] = from.at(text);
-      set(text, stored_);
-      set(text, from.at(name));
-      set(name, stored_);
-      world.erase(name);
-      set(text, from.at(name));
-    }
-    world.erase(name);
-    set(text, from.at(name));
-  } else if (verb == "unlink") {
-    world.erase(name);
-    passed.push_back(world);
-  }
-  return passed;
-}
-
-// What the mount sends by itself has been tried once, or cannot be.
-void PowerCutTest::Rest() {
-  const auto busy = [](const Delay& one) { return one.sending || one.failures == 0; };
-  for (int i = 0; i < 50 && !disk_->off; ++i) {
-    if (std::ranges::none_of(files->Waiting(), busy)) return;
-    usleep(1000);
-  }
-}
-
-void PowerCutTest::Do(Line line) {
-  const auto& [verb, name, text] = line;
-  Rest();
-  const bool disturbed_before = disk_->disturbed;
-  waits_ = Waits(name);
-  stored_ = StoredUnder(name);
-  const bool fails = down_ && (verb == "save" || (verb == "flush" && unflushed_[name] != ""));
-  const int result = Act(line);
-  Rest();
-  if (result == 0 && (verb == "open" || verb == "write")) unflushed_[name] = text;
-  if (verb == "down" || verb == "up") down_ = verb == "down";
-  if (!disk_->disturbed) {
-    EXPECT_EQ(result, fails ? EIO : 0) << verb << " " << name;
-  }
-  // What is written when the last descriptor is closed is not acknowledged to anyone.
-  const bool kept = fails && disk_->disturbed == disturbed_before;
-  const bool certain = !disk_->off && (result == 0 || kept) && (verb != "close" || same_boot_);
-  std::set<World> next;
-  for (const World& world : worlds_) {
-    const auto passed = Passes(line, world);
-    if (!certain) next.insert(passed.begin(), passed.end());
-    next.insert(certain && !passed.empty() ? passed.back() : world);
-  }
-  worlds_ = std::move(next);
-  if (verb == "flush" || verb == "close") unflushed_.erase(name);
-  if (verb == "send" && certain) {
-    EXPECT_THAT(worlds_, testing::Contains(Seen()));
-    worlds_ = {Seen()};
-  }
-}
-
-World PowerCutTest::Seen() {
-  World seen;
-  for (const auto& [name, text] : Stored()) {
-    const auto aside = name.find(" (unsent ");
-    seen[aside == std::string::npos ? name : name.substr(0, aside) + "+"] = text;
-  }
-  return seen;
-}
-
-void PowerCutTest::Recover(const Trouble& trouble) {
-  constexpr unsigned kMost = 9;
-  const auto next_boot = [&](const FaultyDisk& from) {
-    const fs::path left = cache_.string() + "-";
-    from.Leave(left, trouble.left, trouble.seed);
-    if (!trouble.same_boot) boot += "+";
-    cache_ = left;
-  };
-  next_boot(*disk_);
-  if (trouble.seed != 0) {
-    FaultyDisk second(cache_);
-    second.DisturbAt(static_cast<int>(trouble.seed % kMost) + 1, 0);
-    Try([&] { Spool(second, cache_ / "spool", boot).Recover(); });
-    next_boot(second);
-  }
-  Spool(SystemDisk(), cache_ / "spool", boot).Recover();
-  disk = &SystemDisk();
-  Mount();
-}
-
-int PowerCutTest::Run(const Trouble& trouble) {
-  std::ostringstream where;
-  where << "operation " << trouble.at << ", errno " << trouble.error << ", left "
-        << static_cast<int>(trouble.left) << ", same boot " << trouble.same_boot << ", seed "
-        << trouble.seed;
-  const testing::ScopedTrace trace(__FILE__, __LINE__, where.str());
-  Start(trouble);
-  std::istringstream lines(GetParam().lines);
-  for (std::string text; !disk_->off && std::getline(lines, text, ',');) {
-    Line line;
-    std::istringstream(text) >> line.verb >> line.name >> line.text;
-    Do(line);
-  }
-  if (trouble.error != 0) {
-    Heal();
-    down_ = false;
-    disk_->DisturbAt(INT_MAX, 0);  // this run may have made fewer operations than the first
-    Do({"save", "z", "works"});
-    EXPECT_THAT(worlds_, testing::Each(testing::Contains(testing::Key("z"))));
-  }
-  disk_->off = true;
-  Fail("", 503);
-  End();
-  Heal();
-  Recover(trouble);
-  EXPECT_TRUE(files->Drain().empty());
-  EXPECT_THAT(worlds_, testing::Contains(Seen()));
-  End();
-  for (const auto& file : CacheFiles()) EXPECT_EQ(file.extension(), ".spare") << file;
-  return disk_->operations;
-}
 
 TEST_P(PowerCutTest, WhatWasAcknowledgedIsThereAndNothingOlder) {
   const unsigned seeds = all_ ? 20 : 1;

@@ -11,32 +11,32 @@ TEST_F(OptionsTest, ConnectSendsTheAccountAndReportsOneCode) {
   EXPECT_EQ(authorize.method + authorize.target, "GET/b2api/v1/b2_authorize_account");
   EXPECT_EQ(authorize.Header("Authorization").substr(0, 6), "Basic ");
 
-  const std::string wrong = AccountForm(service->account_id(), "wrong");
-  EXPECT_EQ(drive->Connect(nullptr, wrong.c_str()), AERROR::ACCESS_VIOLATION);
+  const std::string wrong = AccountForm(*service, "wrong");
+  EXPECT_EQ(drive->Connect(nullptr, wrong.c_str()), ACCESS_VIOLATION);
   EXPECT_EQ(service->Count("b2_authorize_account"), 2U);
   EXPECT_EQ(List("").size(), 1U);  // the session of the earlier connection stays
 
   char credential[256];
   int size = sizeof credential;
-  EXPECT_EQ(drive->GetCredential(credential, &size), AERROR::SUCCESS);
+  EXPECT_EQ(drive->GetCredential(credential, &size), SUCCESS);
   EXPECT_EQ(credential, wrong);
 }
 
 TEST_F(OptionsTest, AccountComesFromFormsThatReadAndFromOptions) {
   for (const char* form :
        {"", "[]", R"({"values":1})", R"({"values":{"account_id":{"value":[]}}})"}) {
-    EXPECT_EQ(drive->Connect(nullptr, form), AERROR::AUTH_FAILED) << form;
+    EXPECT_EQ(drive->Connect(nullptr, form), AUTH_FAILED) << form;
   }
-  EXPECT_EQ(drive->Connect(nullptr, nullptr), AERROR::AUTH_FAILED);
+  EXPECT_EQ(drive->Connect(nullptr, nullptr), AUTH_FAILED);
   SetOpt("ACCESS_KEY", service->account_id());
   SetOpt("application_key", service->key());
-  EXPECT_EQ(drive->Connect(nullptr, R"({"values":{}})"), AERROR::SUCCESS);
+  EXPECT_EQ(drive->Connect(nullptr, R"({"values":{}})"), SUCCESS);
   SetOpt("connect_info", R"({"data":{"user":"x","pwd":"y"}})");
-  EXPECT_EQ(drive->Connect(nullptr, R"({"values":{}})"), AERROR::ACCESS_VIOLATION);
+  EXPECT_EQ(drive->Connect(nullptr, R"({"values":{}})"), ACCESS_VIOLATION);
   // What an answer leaves out stays as it was.
   AnswerWith("b2_authorize_account", R"({"authorizationToken":"other token","downloadUrl":"x"})");
-  EXPECT_EQ(Connect(), AERROR::SUCCESS);
-  EXPECT_TRUE(Records("", AERROR::FAILED).empty());
+  EXPECT_EQ(Connect(), SUCCESS);
+  EXPECT_TRUE(Records("", FAILED).empty());
   EXPECT_EQ(service->requests().back().Header("Authorization"), "other token");
 }
 
@@ -45,13 +45,13 @@ TEST_F(OptionsTest, NothingButHttpsIsSpoken) {
   const std::string clear = "http://api001.backblazeb2.com";
   AnswerWith("b2_get_upload_url", R"({"authorizationToken":"t","uploadUrl":")" + clear +
                                       R"(/b2api/v1/b2_upload_file"})");
-  EXPECT_EQ(Upload(bucket, "f", "contents"), AERROR::FAILED);
+  EXPECT_EQ(Upload(bucket, "f", "contents"), FAILED);
   EXPECT_EQ(service->Count("b2_upload_file"), 0U);
-  for (const std::string& url : {clear, "ftp" + clear.substr(4), std::string("file:///dev/null")}) {
+  for (Text url : {clear, "ftp" + clear.substr(4), std::string("file:///dev/null")}) {
     AnswerWith("b2_authorize_account", R"({"authorizationToken":"t","apiUrl":")" + url + R"("})");
-    EXPECT_EQ(Connect(), AERROR::SUCCESS);
+    EXPECT_EQ(Connect(), SUCCESS);
     log.Take();
-    EXPECT_TRUE(Records("", AERROR::FAILED).empty());
+    EXPECT_TRUE(Records("", FAILED).empty());
     EXPECT_EQ(service->requests().back().call, "b2_authorize_account") << url;
     EXPECT_TRUE(log.Contains("GetFileList_BucketList >> Unsupported protocol(1)")) << url;
   }
@@ -65,20 +65,20 @@ TEST_F(OptionsTest, UnknownAndBrokenOnesAreIgnoredAndVerboseTakesEffect) {
   };
   for (const char* value : {"", "[]", R"({"values":{"proxy":{"value":{"type":"SOCKS4"}}}})",
                             R"({"values":{"speedlimit":{"value":"many"}}})"}) {
-    EXPECT_EQ(drive->SetOpt("option_fields", value), AERROR::SUCCESS) << value;
+    EXPECT_EQ(drive->SetOpt("option_fields", value), SUCCESS) << value;
   }
-  EXPECT_EQ(drive->SetOpt("option_fields", nullptr), AERROR::SUCCESS);
-  EXPECT_EQ(drive->SetOpt(nullptr, "x"), AERROR::SUCCESS);
-  EXPECT_EQ(drive->SetOpt("colour", "blue"), AERROR::SUCCESS);
+  EXPECT_EQ(drive->SetOpt("option_fields", nullptr), SUCCESS);
+  EXPECT_EQ(drive->SetOpt(nullptr, "x"), SUCCESS);
+  EXPECT_EQ(drive->SetOpt("colour", "blue"), SUCCESS);
   EXPECT_FALSE(logs_bodies());
-  SetOpt("verbose", "ON");
-  EXPECT_TRUE(logs_bodies());
-  SetOpt("verbose", "off");
-  EXPECT_FALSE(logs_bodies());
+  for (const char* value : {"ON", "off"}) {
+    SetOpt("verbose", value);
+    EXPECT_EQ(logs_bodies(), value[1] == 'N') << value;
+  }
 }
 
 TEST_F(OptionsTest, SpeedLimitIsBytesAsOptionAndKilobytesInTheForm) {
-  const std::string file = Store(bucket, "f", std::string(3'000'000, 'x'));
+  const std::string file = Store("f", std::string(3'000'000, 'x'));
   // Only lower bounds: a limiter cannot be outrun. With the units mixed up, the first would not
   // wait at all and the second for half an hour.
   for (const auto& [option, value] :
@@ -93,14 +93,14 @@ TEST_F(OptionsTest, SpeedLimitIsBytesAsOptionAndKilobytesInTheForm) {
 
 TEST_F(OptionsTest, FolderDeletionIsAllowedUntilItIsForbidden) {
   const std::string folder = bucket + "/a";
-  EXPECT_EQ(DeleteDirectory(folder), AERROR::SUCCESS);
+  EXPECT_EQ(DeleteDirectory(folder), SUCCESS);
   SetOpt("enable_delete_folder", "yes");
-  EXPECT_EQ(DeleteDirectory(folder), AERROR::ACCESS_DENIED);
+  EXPECT_EQ(DeleteDirectory(folder), ACCESS_DENIED);
   EXPECT_TRUE(log.Contains("4 [PROTOCOL  ] DeleteFolder not allowed by user"));
   SetOpt("Enable_Delete_Folder", "TRUE");
-  EXPECT_EQ(DeleteDirectory(folder), AERROR::SUCCESS);
+  EXPECT_EQ(DeleteDirectory(folder), SUCCESS);
   SetOpt("option_fields", R"({"values":{"enable_delete_folder":{"value":false}}})");
-  EXPECT_EQ(DeleteDirectory(folder), AERROR::ACCESS_DENIED);
+  EXPECT_EQ(DeleteDirectory(folder), ACCESS_DENIED);
 }
 
 }  // namespace

@@ -3,38 +3,23 @@
 #include "tests/support/drive_test.h"
 #include "tests/support/memory.h"
 
-namespace {
-
-bool IsMapped() {
-  std::ifstream maps("/proc/self/maps");
-  for (std::string line; std::getline(maps, line);) {
-    if (line.find("libbackblazeb2") != std::string::npos) return true;
-  }
-  return false;
-}
-
-void Use(const Plugin& plugin, const emulator::Emulator& service) {
-  ProtocolPtr drive(plugin.NewProtocol());
-  drive->SetOpt("option_fields", ProxyForm(service, "HTTP with TUNNEL").c_str());
-  const std::string form = AccountForm(service.account_id(), service.key());
-  ASSERT_EQ(drive->Connect(nullptr, form.c_str()), AERROR::SUCCESS);
-  FileList list;
-  ASSERT_EQ(drive->GetFileList("", &list, nullptr), AERROR::SUCCESS);
-}
-
-}  // namespace
-
 TEST(UnloadTest, HundredsOfLoadsLeaveNothing) {
   const auto service = StartEmulator();
   service->RecordRequests(false);
-  const auto rounds = [&](int count) {
-    for (int i = 0; i < count; ++i) {
-      Use(Plugin(), *service);
-      ASSERT_FALSE(IsMapped()) << "round " << i;
+  const auto resident_after = [&](int rounds) {
+    for (int i = 0; i < rounds; ++i) {
+      {
+        const Plugin plugin;
+        const ProtocolPtr drive(plugin.NewProtocol());
+        EXPECT_EQ(ConnectTo(*service, drive), SUCCESS);
+        FileList list;
+        EXPECT_EQ(drive->GetFileList("", &list, nullptr), SUCCESS);
+      }
+      std::ifstream maps("/proc/self/maps");
+      for (std::string line; std::getline(maps, line);) {
+        EXPECT_EQ(line.find("libbackblazeb2"), std::string::npos) << "round " << i;
+      }
     }
-  };
-  const auto resident_after = [&](int count) {
-    rounds(count);
     malloc_trim(0);
     return MemoryKilobytes("VmRSS");
   };

@@ -1,6 +1,4 @@
-#include <algorithm>
 #include <climits>
-#include <map>
 #include <nlohmann/json.hpp>
 
 #include "tests/support/drive_test.h"
@@ -20,20 +18,20 @@ constexpr const char* kPartUrl = "b2_get_upload_part_url";
 constexpr const char* kUploadPart = "b2_upload_part";
 constexpr const char* kFinish = "b2_finish_large_file";
 
+std::string Bytes(int size) {
+  std::string text;
+  for (int i = 0; i < size; ++i) text += static_cast<char>('a' + i * 7 / 5 % 26);
+  return text;
+}
+
 class UploadTest : public DriveTest {
  protected:
   UploadTest() : DriveTest(kPart) {}
 
-  static std::string Contents(int size) {
-    std::string text;
-    for (int i = 0; i < size; ++i) text += static_cast<char>('a' + i * 7 / 5 % 26);
-    return text;
-  }
-
   // The requests since the last ClearRequests: u(pload URL), U(pload), s(tart), p(art URL), parts
   // by their numbers, f(inish).
   std::string Road() const {
-    static const std::map<std::string, std::string> kLetters = {
+    static const Contents kLetters = {
         {kUploadUrl, "u"}, {kUpload, "U"}, {kStart, "s"}, {kPartUrl, "p"}, {kFinish, "f"}};
     std::string road;
     for (const auto& request : service->requests()) {
@@ -45,54 +43,50 @@ class UploadTest : public DriveTest {
 };
 
 TEST_F(UploadTest, NamesAreTheParentsAndEncoded) {
-  struct Row {
-    std::string parent, name, stored, header, type;
-  };
-  const Row rows[] = {
+  const std::tuple<std::string, const char*, const char*, const char*, const char*> rows[] = {
       {bucket, "a.txt", "a.txt", "a.txt", "text/plain"},
       {bucket + "/p", "b c+%.JPG", "p/b c+%.JPG", "p/b%20c%2B%25.JPG", "image/jpeg"},
-      {"/" + bucket + "//p/", "ü", "p/ü", "p/%C3%BC", "application/octet-stream"},
-  };
-  for (const Row& row : rows) {
-    MemoryCache cache("contents of " + row.name);
-    _FS_FILE_V2 file = NewFile(row.name, cache.bytes.size());
-    EXPECT_EQ(UploadFrom(cache, row.parent, file), AERROR::SUCCESS);
-    EXPECT_EQ(Text(row.stored), cache.bytes);
+      {"/" + bucket + "//p/", "ü", "p/ü", "p/%C3%BC", "application/octet-stream"}};
+  for (const auto& [parent, name, stored, header, type] : rows) {
+    MemoryCache cache(std::string("contents of ") + name);
+    _FS_FILE_V2 file = RecordOf(name, cache.bytes.size());
+    EXPECT_EQ(UploadFrom(cache, parent, file), SUCCESS);
+    EXPECT_EQ(Versions(stored), Texts{cache.bytes});
     EXPECT_EQ(file.type, FS_FILE);
     EXPECT_TRUE(file.id.starts_with(bucket + "/4_z"));
     EXPECT_FALSE(file.first_time.empty());
     const auto sent = service->requests().back();
-    EXPECT_EQ(sent.Header("X-Bz-File-Name"), row.header);
+    EXPECT_EQ(sent.Header("X-Bz-File-Name"), header);
     EXPECT_EQ(sent.Header("X-Bz-Content-Sha1"), "do_not_verify");
     EXPECT_EQ(sent.Header("Content-Length"), std::to_string(cache.bytes.size()));
-    EXPECT_EQ(sent.Header("Content-Type"), row.type);
+    EXPECT_EQ(sent.Header("Content-Type"), type);
   }
 }
 
 TEST_F(UploadTest, SizesDecideBetweenOneRequestAndParts) {
   const std::tuple<int, AERROR, const char*> rows[] = {
-      {0, AERROR::SUCCESS, "uU"},
-      {kPart - 1, AERROR::SUCCESS, "uU"},
-      {kPart, AERROR::FAILED, "sp1fp"},  // the service wants two parts
-      {kPart + 1, AERROR::SUCCESS, "sp12f"},
-      {2 * kPart + 1, AERROR::SUCCESS, "sp123f"},
+      {0, SUCCESS, "uU"},
+      {kPart - 1, SUCCESS, "uU"},
+      {kPart, FAILED, "sp1fp"},  // the service wants two parts
+      {kPart + 1, SUCCESS, "sp12f"},
+      {2 * kPart + 1, SUCCESS, "sp123f"},
   };
   for (const auto& [size, result, road] : rows) {
     service->ClearRequests();
-    MemoryCache cache(Contents(size));
-    _FS_FILE_V2 file = NewFile("dir/f" + std::to_string(size), cache.bytes.size());
+    MemoryCache cache(Bytes(size));
+    _FS_FILE_V2 file = RecordOf("dir/f" + std::to_string(size), cache.bytes.size());
     EXPECT_EQ(UploadFrom(cache, bucket, file), result) << size;
     EXPECT_EQ(Road(), road) << size;
-    if (result != AERROR::SUCCESS) continue;
+    if (result != SUCCESS) continue;
     EXPECT_EQ(file.size, cache.bytes.size());
-    EXPECT_EQ(ReadAll(file.id, cache.bytes.size()), cache.bytes);
+    EXPECT_EQ(ReadAll(file.id, size), cache.bytes);
   }
   EXPECT_TRUE(log.Contains("8 [PROTOCOL  ] UploadLargeFile >> HTTP 400"));
-  EXPECT_EQ(service->store().UnfinishedCount(), 1U);
+  EXPECT_EQ(store().UnfinishedCount(), 1U);
 }
 
 TEST_F(UploadTest, RequestsOfALargeFileCarryWhatTheServiceNeeds) {
-  EXPECT_EQ(Upload(bucket + "/dir", "f.mp4", Contents(kLarge)), AERROR::SUCCESS);
+  EXPECT_EQ(Upload(bucket + "/dir", "f.mp4", Bytes(kLarge)), SUCCESS);
   std::map<std::string, emulator::Request> last;
   for (const auto& request : service->requests()) last[request.call] = request;
   EXPECT_EQ(last[kUploadPart].Header("Content-Length"), "50000");
@@ -108,84 +102,86 @@ TEST_F(UploadTest, OddArgumentsAreRefusedWithoutARequest) {
   service->ClearRequests();
   MemoryCache cache("1");
   const std::tuple<const char*, const char*, std::uint64_t, ICacheIO*, AERROR> rows[] = {
-      {nullptr, "f", 1, &cache, AERROR::ACCESS_DENIED},  {"", "f", 1, &cache, AERROR::FAILED},
-      {"b", "", 1, &cache, AERROR::ACCESS_DENIED},       {"b", "f", 1, nullptr, AERROR::FAILED},
-      {"b", "f", UINT64_MAX, &cache, AERROR::FAILED},    {"b", "", 1 << 20, &cache, AERROR::FAILED},
-      {"/", "f", 1 << 20, &cache, AERROR::ACCESS_DENIED}};
+      {nullptr, "f", 1, &cache, ACCESS_DENIED},  {"", "f", 1, &cache, FAILED},
+      {"b", "", 1, &cache, ACCESS_DENIED},       {"b", "f", 1, nullptr, FAILED},
+      {"b", "f", UINT64_MAX, &cache, FAILED},    {"b", "", 1 << 20, &cache, FAILED},
+      {"/", "f", 1 << 20, &cache, ACCESS_DENIED}};
   for (const auto& [path, name, size, from, result] : rows) {
-    _FS_FILE_V2 file = NewFile(name, size);
+    _FS_FILE_V2 file = RecordOf(name, size);
     EXPECT_EQ(drive->Upload(path, NewHandle(), from, &file, UPLOAD_DEFAULT, nullptr), result);
   }
-  EXPECT_EQ(drive->Upload("b", nullptr, &cache, nullptr, UPLOAD_DEFAULT, nullptr), AERROR::FAILED);
+  EXPECT_EQ(drive->Upload("b", nullptr, &cache, nullptr, UPLOAD_DEFAULT, nullptr), FAILED);
   EXPECT_TRUE(service->requests().empty());
 }
 
+struct Failure {
+  int size;
+  Fault fault;
+  const char* road;      // "!": and it fails
+  std::size_t left = 0;  // unfinished large files: those given up stay on the service
+};
+
+const Failure kFailures[] = {
+    {kSmall, {.call = kUpload, .status = 401}, "uUuU"},
+    {kSmall, {.call = kUpload, .status = 429}, "uUuU"},
+    {kSmall, {.call = kUpload, .status = 500}, "uUuU"},
+    {kSmall, {.call = kUpload, .status = 503}, "uU!"},
+    {kSmall, {.call = kUpload, .status = 200, .body = "{}"}, "uU!"},
+    {kSmall, {.call = kUploadUrl, .status = 429}, "uuU"},
+    {kSmall, {.call = kUploadUrl, .status = 503}, "u!"},
+    {kSmall, {.call = kUploadUrl, .status = 200, .body = "{}"}, "u!"},
+    {kLarge, {.call = kStart, .status = 500}, "s!"},
+    // Whatever is given up is followed by one more request for a part URL.
+    {kLarge, {.call = kPartUrl, .status = 503}, "spp!", 1},
+    {kLarge, {.call = kUploadPart, .status = 401}, "sp1psp123f", 1},
+    {kLarge, {.call = kUploadPart, .skip = 1, .status = 408}, "sp12psp123f", 1},
+    {kLarge, {.call = kUploadPart, .skip = 2, .status = 500}, "sp123psp123f", 1},
+    {kLarge, {.call = kUploadPart, .skip = 1, .status = 429}, "sp1223f"},
+    {kLarge, {.call = kUploadPart, .skip = 2, .status = 503}, "sp123p!", 1},
+    {kLarge, {.call = kFinish, .status = 401}, "sp123fpsp123f", 1},
+    {kLarge, {.call = kFinish, .status = 503}, "sp123fp!", 1}};
+
 TEST_F(UploadTest, FailuresEndOrStartAgainAndLeaveNothingHalf) {
-  struct Row {
-    int size;
-    Fault fault;
-    const char* road;      // "!": and it fails
-    std::size_t left = 0;  // unfinished large files: those given up stay on the service
-  };
-  const Row rows[] = {
-      {kSmall, {.call = kUpload, .status = 401}, "uUuU"},
-      {kSmall, {.call = kUpload, .status = 429}, "uUuU"},
-      {kSmall, {.call = kUpload, .status = 500}, "uUuU"},
-      {kSmall, {.call = kUpload, .status = 503}, "uU!"},
-      {kSmall, {.call = kUpload, .status = 200, .body = "{}"}, "uU!"},
-      {kSmall, {.call = kUploadUrl, .status = 429}, "uuU"},
-      {kSmall, {.call = kUploadUrl, .status = 503}, "u!"},
-      {kSmall, {.call = kUploadUrl, .status = 200, .body = "{}"}, "u!"},
-      {kLarge, {.call = kStart, .status = 500}, "s!"},
-      // Whatever is given up is followed by one more request for a part URL.
-      {kLarge, {.call = kPartUrl, .status = 503}, "spp!", 1},
-      {kLarge, {.call = kUploadPart, .status = 401}, "sp1psp123f", 1},
-      {kLarge, {.call = kUploadPart, .skip = 1, .status = 408}, "sp12psp123f", 1},
-      {kLarge, {.call = kUploadPart, .skip = 2, .status = 500}, "sp123psp123f", 1},
-      {kLarge, {.call = kUploadPart, .skip = 1, .status = 429}, "sp1223f"},
-      {kLarge, {.call = kUploadPart, .skip = 2, .status = 503}, "sp123p!", 1},
-      {kLarge, {.call = kFinish, .status = 401}, "sp123fpsp123f", 1},
-      {kLarge, {.call = kFinish, .status = 503}, "sp123fp!", 1},
-  };
   std::size_t unfinished = 0;
-  std::vector<std::string> stored;
-  for (const Row& row : rows) {
-    const std::string name = "f" + std::to_string(100 + (&row - rows));
+  Contents stored;
+  for (const Failure& row : kFailures) {
+    const std::string name = "f" + std::to_string(&row - kFailures);
     service->ClearRequests();
     service->AddFault(row.fault);
-    const AERROR result = Upload(bucket, name, Contents(row.size));
-    EXPECT_EQ(Road() + (result == AERROR::SUCCESS ? "" : "!"), row.road) << name;
-    if (result == AERROR::SUCCESS) {
-      stored.push_back(name);
-      EXPECT_EQ(Text(name), Contents(row.size)) << name;
-    }
-    EXPECT_EQ(Stored(), stored);
-    EXPECT_EQ(service->store().UnfinishedCount(), unfinished += row.left) << name;
+    const AERROR result = Upload(bucket, name, Bytes(row.size));
+    EXPECT_EQ(Road() + (result == SUCCESS ? "" : "!"), row.road) << name;
+    if (result == SUCCESS) stored[name] = Bytes(row.size);
+    EXPECT_EQ(StoredIn(store()), stored);
+    EXPECT_EQ(store().UnfinishedCount(), unfinished += row.left) << name;
   }
   for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(Upload(bucket, "idle" + std::to_string(i), Contents(kSmall)), AERROR::SUCCESS);
+    EXPECT_EQ(Upload(bucket, "idle" + std::to_string(i), Bytes(kSmall)), SUCCESS);
     List("");  // once it is answered, the upload's connection is idle
     service->CloseIdleConnections();
   }
 }
 
 TEST_F(UploadTest, CancellationAnywhereAndFailedReadsAreCanceled) {
-  const auto upload = [&](int size, const std::shared_ptr<_FS_HANDLE>& handle, int cancel_at,
-                          bool fails = false) {
-    MemoryCache cache(Contents(size));
+  const auto upload = [&](int size, const std::shared_ptr<_FS_HANDLE>& handle, int cancel_at) {
+    MemoryCache cache(Bytes(size));
     cache.largest_read = 1000;
-    cache.fails = fails;
     cache.on_read = [&](long long offset) {
       if (offset >= cancel_at) handle->transfer->state = TRANSFER_CANCELED;
     };
-    _FS_FILE_V2 file = NewFile("f", cache.bytes.size());
+    _FS_FILE_V2 file = RecordOf("f", cache.bytes.size());
     return UploadFrom(cache, bucket, file, handle);
   };
   for (const auto& [size, at] :
        {std::pair{kSmall, 50'000}, {kLarge, 0}, {kLarge, kPart}, {kLarge, 210'000}}) {
-    EXPECT_EQ(upload(size, NewHandle(), at), AERROR::UPLOAD_CANCELED) << size << at;
+    EXPECT_EQ(upload(size, NewHandle(), at), UPLOAD_CANCELED) << size << at;
   }
-  EXPECT_EQ(upload(kSmall, NewHandle(), INT_MAX, true), AERROR::UPLOAD_CANCELED);
+  MemoryCache broken(Bytes(kSmall));
+  _FS_FILE_V2 longer = RecordOf("f", kSmall + 1);
+  EXPECT_EQ(UploadFrom(broken, bucket, longer), UPLOAD_CANCELED);
+  broken.fails = true;
+  EXPECT_EQ(UploadFrom(broken, bucket, longer), UPLOAD_CANCELED);
+  broken.on_read = [](long long) { throw std::bad_alloc(); };
+  EXPECT_EQ(UploadFrom(broken, bucket, longer), UPLOAD_CANCELED);
   EXPECT_TRUE(Stored().empty());
 
   for (const int size : {kSmall, kLarge}) {
@@ -195,7 +191,7 @@ TEST_F(UploadTest, CancellationAnywhereAndFailedReadsAreCanceled) {
       static_cast<decltype(seen)*>(context)->emplace_back(now, total);
     };
     handle->progress_context = &seen;
-    EXPECT_EQ(upload(size, handle, INT_MAX), AERROR::SUCCESS);
+    EXPECT_EQ(upload(size, handle, INT_MAX), SUCCESS);
     EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
     EXPECT_EQ(seen.back(), std::pair(1LL * size, 1LL * size));
     EXPECT_EQ(handle->transfer->offset.load(), size);

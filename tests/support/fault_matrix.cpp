@@ -1,17 +1,11 @@
 #include "tests/support/fault_matrix.h"
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <random>
 #include <set>
 
-#include "emulator/inspection.h"
-#include "emulator/seeding.h"
 #include "tests/support/memory.h"
 
 namespace fault_matrix {
@@ -63,14 +57,6 @@ const std::vector<Trouble> kTroubles = {
     {"http URL", {.replace = {{"https://", "http://"}}}, "authorize"},
     {"http URL", {.replace = {{"https://", "http://"}}}, "_url"}};
 
-Contents Stored(const emulator::Store& store) {
-  Contents stored;
-  for (const std::string& name : emulator::VisibleNames(store, "bucket")) {
-    stored[name] = emulator::ReadText(store, "bucket", name);
-  }
-  return stored;
-}
-
 std::unique_ptr<Client> NewClient(const Clients& make) {
   static const std::vector<std::pair<std::string, std::string>> kFiles = {
       {"a", "old"}, {"a", "new"}, {"c", "c"}, {"e/.bzEmpty", ""}, {"large", kLarge}, {"p/x", "x"}};
@@ -119,17 +105,17 @@ Counts RunRow(const Row& row, const Operation& operation, const Clients& make) {
   const testing::ScopedTrace trace(__FILE__, __LINE__, row.title);
   const auto client = NewClient(make);
   emulator::Emulator& service = client->Service();
-  const Contents before = Stored(service.store());
+  const Contents before = StoredIn(service.store());
   service.AddFault(row.fault);
   const bool succeeded = client->Perform(row.operation);
   EXPECT_TRUE(succeeded || row.fault.times != 0);
   const std::vector<Request> requests = service.requests();
   ExpectSober(requests, row.undisturbed);
   EXPECT_LE(service.store().UnfinishedCount(), kMostUnfinished);
-  ExpectDone(before, operation, succeeded, Stored(service.store()));
+  ExpectDone(before, operation, succeeded, StoredIn(service.store()));
   service.ClearFaults();
   client->Recover();
-  ExpectDone(before, operation, succeeded, Stored(service.store()));
+  ExpectDone(before, operation, succeeded, StoredIn(service.store()));
   Counts calls;
   for (const Request& request : requests) ++calls[request.call];
   return calls;
@@ -159,7 +145,7 @@ void AddRows(const Row& calm, const std::string& call, std::vector<Row>& rows) {
 std::vector<Row> AllRows(const std::vector<Operation>& operations, const Clients& make) {
   std::vector<Row> rows;
   for (std::size_t i = 0; i < operations.size(); ++i) {
-    Row calm{operations[i].title, i, {.times = 0}, {}};
+    Row calm{operations[i].line, i, {.times = 0}, {}};
     calm.undisturbed = RunRow(calm, operations[i], make);
     for (const auto& [call, count] : calm.undisturbed) {
       if (call.find(operations[i].disturbed) != call.npos) AddRows(calm, call, rows);

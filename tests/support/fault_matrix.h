@@ -1,19 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include "emulator/emulator.h"
+#include "tests/support/drive_test.h"
 
 // Every request of an operation, disturbed in every way that a service, or what stands before it,
 // can disturb one.
 namespace fault_matrix {
-
-using Contents = std::map<std::string, std::string>;  // visible files, folders' markers included
 
 // The bucket "bucket" holds "a" (of two versions), "c", "large" (of several parts), the empty
 // folder "e" and "p/x".
@@ -26,7 +19,7 @@ inline const std::string kLarge = [] {
 
 // Something that a client does, and how it changes the bucket.
 struct Operation {
-  std::string title;
+  std::string line;  // what to do, in the client's words
   Contents added = {};
   std::string removed = "";
   std::string disturbed = "b2_";  // part of the names of the calls that are

@@ -15,7 +15,7 @@ class FetchedBytes final : public IFetchCallback {
   AERROR OnFetched(long long offset, const void* data, int count, int flags) override {
     if (first_offset < 0) first_offset = offset;
     if (flags != 0 || offset != first_offset + static_cast<long long>(bytes.size())) {
-      return AERROR::INVALID_PARAMETER;
+      return INVALID_PARAMETER;
     }
     if (on_block) on_block();
     bytes.append(static_cast<const char*>(data), static_cast<std::size_t>(count));
@@ -28,7 +28,7 @@ class FetchedBytes final : public IFetchCallback {
   long long first_offset = -1;
   int largest = 0;
   int blocks = 0;
-  AERROR answer = AERROR::SUCCESS;
+  AERROR answer = SUCCESS;
   std::function<void()> on_block;
 };
 
@@ -37,16 +37,16 @@ class MemoryCache final : public ICacheIO {
  public:
   explicit MemoryCache(std::string contents) : bytes(std::move(contents)) {}
 
-  AERROR Write(long long, const void*, int, int) override { return AERROR::NOT_SUPPORTED; }
+  AERROR Write(long long, const void*, int, int) override { return NOT_SUPPORTED; }
   AERROR Read(_FS_HANDLE*, long long offset, void* data, int count, int* read) override {
     if (on_read) on_read(offset);
-    if (fails) return AERROR::CACHE_READ_FAILED;
+    if (fails) return CACHE_READ_FAILED;
     const auto begin = static_cast<std::size_t>(offset);
     const std::size_t length =
         std::min({bytes.size() - begin, static_cast<std::size_t>(count), largest_read});
     std::memcpy(data, bytes.data() + begin, length);
     *read = static_cast<int>(length);
-    return AERROR::SUCCESS;
+    return SUCCESS;
   }
 
   std::string bytes;

@@ -1,11 +1,14 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
+#include <climits>
+#include <cstdlib>
 #include <random>
 
 #include "util/compression.h"
+#include "util/json_object.h"
 #include "util/mime_types.h"
 #include "util/strings.h"
+#include "util/time_format.h"
 #include "util/url_encode.h"
 #include "util/wildcard.h"
 
@@ -82,4 +85,79 @@ TEST(TextsTest, WildcardsMatchNames) {
   std::string expression = "b";  // exponential, if each star were tried at each position
   for (int i = 0; i < 40; ++i) expression.insert(0, "*a");
   EXPECT_FALSE(IsNameInExpressionA(expression.c_str(), std::string(10000, 'a').c_str(), true));
+}
+
+constexpr const char* kMiddleEurope = "CET-1CEST,M3.5.0,M10.5.0/3";
+
+static void SetZone(const char* zone) {
+  setenv("TZ", zone, 1);
+  tzset();
+}
+
+TEST(TimesTest, RecordAreUtcInEveryZone) {
+  SetZone(kMiddleEurope);
+  EXPECT_EQ(TimeToRFC3339(951782400), "2000-02-29T00:00:00.000Z");
+  EXPECT_EQ(TimeToRFC3339(-1), "1969-12-31T23:59:59.000Z");
+  EXPECT_EQ(TimeToRFC3339(LONG_MAX), "292277026596-12-04T15:30:07.000Z");
+  EXPECT_EQ(TimeToRFC3339(LONG_MIN), "-292277022657-01-27T08:29:52.000Z");
+  tm local{};
+  local.tm_year = 115;
+  local.tm_mday = 32;
+  EXPECT_EQ(TMToUTCRFC3339(&local), "2015-01-31T23:00:00.000Z");
+  EXPECT_EQ(TMToRFC3339(&local), "2015-02-01T00:00:00.000Z");
+  EXPECT_EQ(AdjustOffsetForServerTime(0), "1970-01-01T02:00:00.000Z");
+  const std::string now = GetSystemTimeRfc3339();
+  EXPECT_THAT(now, testing::MatchesRegex("[0-9-]{10}T[0-9:]{8}\\.[0-9]{3}"));
+  EXPECT_LE(std::labs(RFC3339ToLocalTM(now.c_str()) - std::time(nullptr)), 5);
+}
+
+TEST(TimesTest, TextsAreReadInTheZoneTheNameSays) {
+  const std::tuple<const char*, const char*, long, long, const char*> rows[] = {
+      {"XXX-1", "1970-01-01T10:00:00.5+07:00", 32400, 36000, "1970-01-01T08:00:00.000Z"},
+      {kMiddleEurope, "2015-07-01T10:00:00Z", 1435741200, 1435744800, "2015-07-01T07:00:00.000Z"},
+      {"UTC0", "2015-10-03", 1443830400, 1443830400, "2015-10-03T00:00:00.000Z"},
+  };
+  for (const auto& [zone, text, local, utc, adjusted] : rows) {
+    SetZone(zone);
+    EXPECT_EQ(RFC3339ToTM(text), local) << text;
+    EXPECT_EQ(RFC3339ToLocalTM(text), utc) << text;
+    EXPECT_EQ(AdjustServerTimeOffset(text), adjusted) << text;
+  }
+  EXPECT_NE(AdjustServerTimeOffset("-2147483648-2147483647"), "");
+}
+
+TEST(JsonObjectTest, ConvertsToTheTypeAskedFor) {
+  JsonObject object(R"({"s":"a\u0000b","w":"\u00e4","n":-5,"wide":4294967299})");
+  EXPECT_EQ(static_cast<std::string>(object["s"]), "a");
+  EXPECT_EQ(static_cast<std::wstring>(object["w"]), L"\u00E4");
+  EXPECT_EQ(static_cast<std::string>(object["n"]), "-5");
+  EXPECT_EQ(static_cast<long>(object["wide"]), 4294967299);
+  EXPECT_EQ(static_cast<AERROR>(object["wide"]), AERROR::CANCEL);
+  EXPECT_THROW(static_cast<unsigned long long>(object["n"]), std::exception);
+  EXPECT_EQ(JsonObject("[1]garbage", 3).ToText(), "[1]");
+  EXPECT_FALSE(JsonObject(nullptr).IsValid());
+  for (const std::string& text : {std::string(), std::string("{\"a\":}"), std::string(9999, '[')}) {
+    EXPECT_THROW(JsonObject(text.data(), static_cast<unsigned int>(text.size())), AERROR) << text;
+    EXPECT_THROW(JsonObject(text.c_str()), AERROR) << text;
+  }
+}
+
+TEST(JsonObjectTest, PathsSkipEmptyNamesAndReferencesWriteIntoTheirDocument) {
+  JsonObject document(R"({"a":{"b":{"c":1}},"text":"x","null":null,"list":[1]})");
+  for (const char* path : {"a/b/c", "/a//b/c/", "", "//", "null"}) {
+    EXPECT_TRUE(document.HasObject(path)) << path;
+  }
+  for (const char* path : {"b", "a/b/c/d", "text/x", "null/x", "list/0"}) {
+    EXPECT_FALSE(document.HasObject(path)) << path;
+    EXPECT_THROW(document.GetObject(path), AERROR) << path;
+  }
+  JsonObject copy = document;
+  JsonObject inner = document["a"];
+  copy["only"] = "in the copy";
+  inner["y"] = "2";
+  EXPECT_EQ(document.GetObject("/a/").ToText(), R"({"b":{"c":1},"y":"2"})");
+  inner = JsonObject("[1]");  // Detached.
+  inner.InsertArrayItem("2");
+  EXPECT_EQ(inner.ToText(), R"([1,"2"])");
+  EXPECT_FALSE(document.HasObject("only"));
 }
