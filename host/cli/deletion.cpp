@@ -45,7 +45,7 @@ void Count(PathIndex& index, const Victim& victim, Amount& amount) {
     amount.at_least = true;
     return;
   }
-  for (const Entry& child : *index.Children(victim.path)) {
+  for (const Entry& child : index.Children(victim.path)) {
     Count(index, {Join(victim.path, child.name), child}, amount);
   }
 }

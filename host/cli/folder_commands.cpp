@@ -47,7 +47,7 @@ ExitCode RunMkdir(Context& context, const MkdirOptions& options) {
 
 Victim EmptyFolder(PathIndex& index, const std::string& path) {
   Victim victim{path, index.FindFolder(path)};
-  if (!index.Children(path)->empty()) throw ServiceFailure(path, AERROR::DIR_NOT_EMPTY, {});
+  if (!index.Children(path).empty()) throw ServiceFailure(path, AERROR::DIR_NOT_EMPTY, {});
   return victim;
 }
 

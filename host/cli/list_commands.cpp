@@ -72,9 +72,7 @@ ExitCode RunLs(Context& context, const LsOptions& options) {
   const std::string& path = argument.path;
   Entry entry = context.index().Find(argument);
   std::string folder = entry.folder ? path : ParentOf(path);
-  auto listing = entry.folder ? context.index().Children(path)
-                              : std::make_shared<const Listing>(Listing{entry});
-  const Listing& entries = *listing;
+  const Listing entries = entry.folder ? context.index().Children(path) : Listing{entry};
   if (options.json) {
     Json all = Json::array();
     for (const Entry& each : entries) all.push_back(ToJson(each, Join(folder, each.name)));

@@ -35,7 +35,7 @@ Victim ChooseVictim(PathIndex& index, const PathArgument& argument, bool recursi
 
 // A plug-in does not tell whether it knows the option that makes deletion exact.
 void RefuseLongerNames(PathIndex& index, const Victim& victim) {
-  auto names = LongerNames(*index.Children(ParentOf(victim.path)), NameOf(victim.path));
+  auto names = LongerNames(index.Children(ParentOf(victim.path)), NameOf(victim.path));
   if (victim.entry.folder || names.empty()) return;
   std::string text;
   for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
@@ -53,14 +53,14 @@ void DeleteOneFile(Context& context, const Victim& victim) {
 }
 
 void EmptyBucket(Context& context, const std::string& bucket) {
-  auto children = context.index().Children(bucket);
+  const Listing children = context.index().Children(bucket);
   // The identifier of such a folder would be the bucket's.
-  if (std::ranges::any_of(*children, [](const Entry& child) { return child.name.empty(); })) {
+  if (std::ranges::any_of(children, [](const Entry& child) { return child.name.empty(); })) {
     throw HostError(ExitCode::kFailed, bucket +
                                            ": holds names that begin with a slash, which cannot be "
                                            "deleted here; nothing in it was deleted");
   }
-  for (const Entry& child : *children) {
+  for (const Entry& child : children) {
     if (child.folder) {
       DeleteFolder(context.drive(), {Join(bucket, child.name), child});
     } else {

@@ -63,34 +63,25 @@ void UploadPlan::AddFile(const fs::path& local, const Target& target) {
 }
 
 void UploadPlan::AddFolder(const fs::path& local, const Target& target) {
-  FileFolder(index_, target.folder);
+  Entry parent = FileFolder(index_, target.folder);
   std::string name = target.name.empty() ? OwnName(local) : target.name;
-  AddContents(Enter(Open(target.folder), name), local);
+  AddFolder(parent, Join(target.folder, name), local);
 }
 
-UploadPlan::Folder UploadPlan::Open(const std::string& path) {
-  return {index_.FindFolder(path), path, index_.Children(path)};
-}
-
-UploadPlan::Folder UploadPlan::Enter(const Folder& parent, const std::string& name) {
-  std::string path = Join(parent.path, name);
-  auto exists = std::ranges::any_of(
-      *parent.children, [&](const Entry& entry) { return entry.folder && entry.name == name; });
-  if (exists) return Open(path);
-  Entry made = storage_.MakeFolder(parent.entry, path);
-  index_.Forget(parent.path);
-  return {made, path, std::make_shared<const Listing>()};
-}
-
-void UploadPlan::AddContents(const Folder& folder, const fs::path& local) {
+void UploadPlan::AddFolder(const Entry& parent, const std::string& path, const fs::path& local) {
+  auto folder = index_.LookupFolder(path);
+  if (!folder) {
+    folder = storage_.MakeFolder(parent, path);
+    index_.AddFolder(path, *folder);
+  }
   for (const fs::directory_entry& entry : SortedEntries(local)) {
-    std::string name = entry.path().filename().string();
+    const std::string inner = Join(path, entry.path().filename().string());
     if (entry.is_symlink() || (!entry.is_directory() && !entry.is_regular_file())) {
       Report("put", entry.path().string() + ": left out, neither a file nor a folder");
     } else if (entry.is_directory()) {
-      AddContents(Enter(folder, name), entry.path());
+      AddFolder(*folder, inner, entry.path());
     } else {
-      Add(entry.path(), folder.entry.id, Join(folder.path, name));
+      Add(entry.path(), folder->id, inner);
     }
   }
 }

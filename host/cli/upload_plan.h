@@ -43,15 +43,8 @@ class UploadPlan {
   std::vector<Upload> Take() { return std::move(uploads_); }
 
  private:
-  struct Folder {
-    Entry entry;
-    std::string path;
-    std::shared_ptr<const Listing> children;  // what the service holds
-  };
-
-  Folder Open(const std::string& path);
-  Folder Enter(const Folder& parent, const std::string& name);
-  void AddContents(const Folder& folder, const std::filesystem::path& local);
+  // Makes the folder unless it is there, and adds what is in `local`.
+  void AddFolder(const Entry& parent, const std::string& path, const std::filesystem::path& local);
   void Add(const std::filesystem::path& local, const std::string& parent_id,
            const std::string& path);
 

@@ -13,7 +13,8 @@ std::string NameOf(std::string_view path) { return std::string(path.substr(path.
 
 std::vector<std::string> NamesOf(std::string_view path) {
   std::vector<std::string> names;
-  while (!IsRoot(path) && !path.empty()) {
+  if (IsRoot(path)) return names;
+  while (!path.empty()) {
     path.remove_prefix(1);
     const std::size_t length = std::min(path.find('/'), path.size());
     names.emplace_back(path.substr(0, length));

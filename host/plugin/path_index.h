@@ -1,27 +1,17 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
-#include <map>
-#include <memory>
 #include <optional>
 
 #include "host/common/path.h"
-#include "host/common/thread_safety.h"
+#include "host/plugin/directory_cache.h"
 #include "host/plugin/drive.h"
 
 namespace b2drive {
 
-// Finds what a path names. The plug-in knows only identifiers, and those come from listings, so a
-// path is walked from the root, one listing for each element. Listings are kept for `lifetime`.
-// Folders are taken from their parent's listing: most have no object of their own. Thread-safe.
+// Finds what a user's path names, for the life of a command. Thread-safe.
 class PathIndex {
  public:
-  using Time = std::chrono::steady_clock::time_point;
-  using Clock = std::function<Time()>;
-
-  explicit PathIndex(Drive& drive, std::chrono::seconds lifetime = std::chrono::hours(24),
-                     Clock clock = std::chrono::steady_clock::now);
+  explicit PathIndex(Drive& drive);
 
   // What is at `path`; the file where a file and a folder have this name, unless the argument asks
   // for the folder. Throws when the service fails.
@@ -36,29 +26,18 @@ class PathIndex {
   Entry FindFolder(const std::string& path);     // kWrongKind for a file
   Entry FindFile(const PathArgument& argument);  // kWrongKind for a folder
 
-  // What is in a folder.
-  std::shared_ptr<const Listing> Children(const std::string& folder);
+  // What is in a folder, in the service's order.
+  Listing Children(const std::string& folder);
 
-  // Must follow every change in `folder`: its listing is read again when next asked for.
-  void Forget(const std::string& folder);
+  // A folder was made, which is empty.
+  void AddFolder(const std::string& path, const Entry& folder);
+  // Must follow every other change in `folder`: its listing is read again when next asked for.
+  void Forget(const std::string& folder) { cache_.Forget(folder); }
   // All are read again: time has passed, in which others may have changed anything.
-  void ForgetAll();
+  void ForgetAll() { cache_.ForgetAll(); }
 
  private:
-  struct Kept {
-    std::shared_ptr<const Listing> listing;
-    Time read_at;
-  };
-
-  std::shared_ptr<const Listing> ChildrenOf(const Entry& folder, const std::string& path);
-
-  Drive& drive_;
-  const std::chrono::seconds lifetime_;
-  const Clock clock_;
-  Mutex mutex_;                                             // not held while the service is asked
-  std::map<std::string, Kept> kept_ B2_GUARDED_BY(mutex_);  // by the folder's path
-  // Calls of Forget...: a listing begun before one is not kept.
-  std::uint64_t changes_ B2_GUARDED_BY(mutex_) = 0;
+  DirectoryCache cache_;
 };
 
 }  // namespace b2drive

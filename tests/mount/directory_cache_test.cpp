@@ -1,4 +1,4 @@
-#include "host/mount/files/directory_cache.h"
+#include "host/plugin/directory_cache.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "host/common/fs_error.h"
+#include "host/mount/files/mountable.h"
 #include "host/mount/files/scan_watch.h"
 #include "host/mount/files/time_book.h"
 
@@ -23,10 +24,10 @@ class DirectoryCacheTest : public testing::Test {
     if (meanwhile_) meanwhile_();
     return listing_;
   }
-  std::string Find(const std::string& path) {
-    auto node = cache_.Find(path);
-    return !node ? "none" : node->folder ? "folder" : std::to_string(node->size);
+  static std::string Show(const std::optional<Entry>& entry) {
+    return !entry ? "none" : entry->folder ? "folder" : std::to_string(entry->size);
   }
+  std::string Find(const std::string& path) { return Show(cache_.Find(path)); }
 
   Listing listing_ = {{"f", "B/1", false, 5, {}},      {"both", "B/2", false, 6, {}},
                       {"both", "B/both", true, 0, {}}, {"htob", "B/htob", true, 0, {}},
@@ -39,16 +40,27 @@ class DirectoryCacheTest : public testing::Test {
 };
 
 TEST_F(DirectoryCacheTest, OneListingAnswersForAllNames) {
-  listing_.push_back({std::string("a\0b", 3), "B/7", false, 1, {}});
-  listing_.push_back({std::string(256, 'x'), "B/8", false, 1, {}});
-  const std::map<std::string, std::string> rows = {{"/b", "folder"},      {"/c", "none"},
-                                                   {"/b/f", "5"},         {"/b/both", "folder"},
-                                                   {"/b/htob", "folder"}, {"/b/F", "none"}};
-  for (const auto& [path, found] : rows) EXPECT_EQ(Find(path), found) << path;
-  EXPECT_EQ(cache_.List("/b").size(), 3u);  // the rest is nothing that a file system can hold
+  // A path, what it means, and the folder of that name.
+  const std::tuple<std::string, std::string, std::string> rows[] = {
+      {"/b", "folder", "folder"},  {"/c", "none", "none"},     {"/b/f", "5", "none"},
+      {"/b/both", "6", "folder"},  {"/b/htob", "7", "folder"}, {"/b/F", "none", "none"},
+      {"/c/deep/f", "none", "none"}};
+  for (const auto& [path, found, folder] : rows) {
+    EXPECT_EQ(Find(path) + Show(cache_.FindFolder(path)), found + folder) << path;
+  }
+  const Listing all = cache_.List("/b");
+  EXPECT_TRUE(std::ranges::equal(all, listing_, {}, &Entry::id, &Entry::id));
   EXPECT_EQ(cache_.FolderId("/b/new/deep"), "B/new/deep");
   EXPECT_THROW(cache_.FolderId("/c/new"), FsError);
-  EXPECT_EQ(asked_["/"] + asked_["/b"], 2);
+  EXPECT_EQ(asked_["/"] + asked_["/b"] + asked_["/c"], 2);
+}
+
+TEST_F(DirectoryCacheTest, AFileSystemShowsOneOfANameAndNoneThatItCannotHold) {
+  listing_.push_back({std::string("a\0b", 3), "B/7", false, 1, {}});
+  listing_.push_back({std::string(256, 'x'), "B/8", false, 1, {}});
+  const Listing shown = OnlyMountable(listing_, "/b");
+  const std::vector<std::string> ids = {"B/1", "B/both", "B/htob"};
+  EXPECT_TRUE(std::ranges::equal(shown, ids, {}, &Entry::id));
 }
 
 TEST_F(DirectoryCacheTest, OwnChangesShowAlsoWhenMadeDuringAListing) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/mount/files/mountable.h"
+
 namespace b2drive::mount {
 namespace {
 
@@ -21,7 +23,9 @@ FileServices::FileServices(LiveSession& live, const FileSystemOptions& options,
                            Redirected when_redirected)
     : remote(live, options.retries, pauses, !options.foreign_plugin),
       directory(
-          [this](const std::string& id, const std::string& path) { return remote.List(id, path); },
+          [this](const std::string& id, const std::string& path) {
+            return OnlyMountable(remote.List(id, path), path);
+          },
           options.dir_ttl),
       spool(disk, folder / "spool", boot),
       blocks(disk, folder / "blocks", options.cache_size, MostVersions()),

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "host/mount/files/directory_cache.h"
+#include "host/plugin/directory_cache.h"
 #include "host/mount/files/time_book.h"
 #include "host/mount/journal/spool.h"
 #include "host/mount/reading/version_reader.h"

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "host/common/thread_safety.h"
-#include "host/mount/files/directory_cache.h"
+#include "host/plugin/directory_cache.h"
 
 namespace b2drive::mount {
 

@@ -1,11 +1,10 @@
 #pragma once
 
 #include <ctime>
-#include <list>
 #include <optional>
 #include <string>
-#include <unordered_map>
 
+#include "host/common/keyed_list.h"
 #include "host/common/thread_safety.h"
 
 namespace b2drive::mount {
@@ -18,40 +17,32 @@ class TimeBook {
   // `id` is the version's identifier, empty for a folder.
   void Set(const std::string& path, const std::string& id, timespec time) {
     Lock lock(mutex_);
-    Erase(path);
-    times_.emplace(path, Kept{id, time, in_order_.insert(in_order_.end(), path)});
-    if (times_.size() > kMost) Erase(std::string(in_order_.front()));
+    times_.get<1>().erase(path);
+    times_.push_back({path, id, time});
+    if (times_.size() > kMost) times_.pop_front();
   }
   std::optional<timespec> Find(const std::string& path, const std::string& id) const {
     Lock lock(mutex_);
-    auto found = times_.find(path);
-    if (found == times_.end() || found->second.id != id) return std::nullopt;
-    return found->second.time;
+    auto found = times_.get<1>().find(path);
+    if (found == times_.get<1>().end() || found->id != id) return std::nullopt;
+    return found->time;
   }
   void Remove(const std::string& path) {
     Lock lock(mutex_);
-    Erase(path);
+    times_.get<1>().erase(path);
   }
 
  private:
   static constexpr std::size_t kMost = 300'000;
 
   struct Kept {
+    std::string path;
     std::string id;
     timespec time;
-    std::list<std::string>::iterator place;
   };
 
-  void Erase(const std::string& path) B2_REQUIRES(mutex_) {
-    const auto found = times_.find(path);
-    if (found == times_.end()) return;
-    in_order_.erase(found->second.place);
-    times_.erase(found);
-  }
-
   mutable Mutex mutex_;
-  std::unordered_map<std::string, Kept> times_ B2_GUARDED_BY(mutex_);
-  std::list<std::string> in_order_ B2_GUARDED_BY(mutex_);  // of setting
+  KeyedList<Kept, &Kept::path> times_ B2_GUARDED_BY(mutex_);  // in the order of setting
 };
 
 }  // namespace b2drive::mount

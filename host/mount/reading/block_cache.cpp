@@ -28,10 +28,10 @@ BlockCache::BlockCache(Disk& disk, fs::path folder, std::uint64_t limit, std::si
 std::shared_ptr<CachedVersion> BlockCache::Open(const std::string& id, std::uint64_t size) {
   const auto open = [&] {
     Lock lock(mutex_);
-    const auto found = by_id_.find(id);
-    if (found != by_id_.end() && found->second->version->size() == size) {
-      order_.splice(order_.begin(), order_, found->second);
-      return found->second->version;
+    const auto found = order_.get<1>().find(id);
+    if (found != order_.get<1>().end() && found->version->size() == size) {
+      order_.relocate(order_.begin(), order_.project<0>(found));
+      return found->version;
     }
     auto version = std::make_shared<CachedVersion>(disk_, held_, NewFile(), size, false);
     Keep(id, version);
@@ -52,29 +52,20 @@ void BlockCache::Adopt(const std::string& id, std::uint64_t size, const fs::path
 }
 
 void BlockCache::Keep(const std::string& id, std::shared_ptr<CachedVersion> version) {
-  const auto found = by_id_.find(id);
-  if (found != by_id_.end()) Erase(found->second);
+  order_.get<1>().erase(id);
   order_.push_front({id, std::move(version)});
-  by_id_[id] = order_.begin();
-}
-
-void BlockCache::Erase(Order::iterator kept) {
-  by_id_.erase(kept->id);
-  order_.erase(kept);
 }
 
 void BlockCache::Forget(const std::string& id) {
   Lock lock(mutex_);
-  const auto found = by_id_.find(id);
-  if (found != by_id_.end()) Erase(found->second);
+  order_.get<1>().erase(id);
 }
 
 void BlockCache::DropAll() {
   Lock lock(mutex_);
   for (auto at = order_.begin(); at != order_.end();) {
-    const auto kept = at++;
-    kept->version->DropOldest(UINT64_MAX);
-    if (kept->version.use_count() == 1) Erase(kept);
+    at->version->DropOldest(UINT64_MAX);
+    at = at->version.use_count() == 1 ? order_.erase(at) : std::next(at);
   }
 }
 
@@ -87,12 +78,11 @@ void BlockCache::Shrink() {
   for (auto at = order_.end(); at != order_.begin();) {
     const bool enough = held_ <= wanted && order_.size() <= most_versions_;
     if (enough) return;
-    const auto kept = --at;
-    if (kept->version.use_count() == 1) {
-      ++at;
-      Erase(kept);
+    --at;
+    if (at->version.use_count() == 1) {
+      at = order_.erase(at);
     } else if (held_ > wanted) {
-      kept->version->DropOldest(held_ - wanted);
+      at->version->DropOldest(held_ - wanted);
     }
   }
 }

@@ -3,12 +3,11 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
-#include <list>
 #include <memory>
 #include <string>
-#include <unordered_map>
 
 #include "host/common/fs_error.h"
+#include "host/common/keyed_list.h"
 #include "host/mount/reading/cached_version.h"
 
 namespace b2drive::mount {
@@ -16,7 +15,7 @@ namespace b2drive::mount {
 // Blocks of files on disk, at most about `limit` bytes. Keyed by the version's identifier, so that
 // a new version never shows an older one's blocks. What was kept goes with the object. Thread-safe.
 //
-// The versions stand in a list, the one used last in front. What is held in all of them is counted
+// The versions stand in the order of their use, the last one in front. What is held in all of them is counted
 // as it comes and goes, so that only a cache that is full looks at them.
 class BlockCache {
  public:
@@ -40,11 +39,9 @@ class BlockCache {
     std::string id;
     std::shared_ptr<CachedVersion> version;
   };
-  using Order = std::list<Kept>;
 
   std::filesystem::path NewFile() B2_REQUIRES(mutex_);
   void Keep(const std::string& id, std::shared_ptr<CachedVersion> version) B2_REQUIRES(mutex_);
-  void Erase(Order::iterator kept) B2_REQUIRES(mutex_);
   bool IsFull() const B2_REQUIRES(mutex_);
 
   Disk& disk_;
@@ -54,8 +51,7 @@ class BlockCache {
   std::atomic<std::uint64_t> held_{0};  // bytes
   Mutex mutex_;
   std::uint64_t next_file_ B2_GUARDED_BY(mutex_) = 0;
-  Order order_ B2_GUARDED_BY(mutex_);
-  std::unordered_map<std::string, Order::iterator> by_id_ B2_GUARDED_BY(mutex_);
+  KeyedList<Kept, &Kept::id> order_ B2_GUARDED_BY(mutex_);
 };
 
 // How many versions a cache should keep with the descriptors that this process may have.

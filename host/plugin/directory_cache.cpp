@@ -1,24 +1,17 @@
-#include "host/mount/files/directory_cache.h"
+#include "host/plugin/directory_cache.h"
 
 #include <cerrno>
 
 #include "host/common/fs_error.h"
 #include "host/common/path.h"
 #include "host/common/waiting.h"
-#include "host/terminal/notices.h"
 
-namespace b2drive::mount {
+namespace b2drive {
 namespace {
 
 // About 100 MB.
 constexpr std::size_t kMostNames = 300'000;
 constexpr std::size_t kMostFolders = 10'000;
-
-bool FitsFileSystem(const std::string& name) {
-  constexpr std::size_t kLongestName = 255;
-  return !name.empty() && name != "." && name != ".." && name.size() <= kLongestName &&
-         name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
-}
 
 }  // namespace
 
@@ -33,14 +26,21 @@ Listing DirectoryCache::List(const std::string& folder) {
 
 std::optional<Entry> DirectoryCache::Find(const std::string& path) {
   Lock lock(mutex_);
-  const Names& names = Ready(lock, ParentOf(path)).names;
+  const auto& names = Ready(lock, ParentOf(path)).names.get<ByName>();
   auto found = names.find(NameOf(path));
+  return found != names.end() ? std::optional(*found) : std::nullopt;
+}
+
+std::optional<Entry> DirectoryCache::FindFolder(const std::string& path) {
+  Lock lock(mutex_);
+  const auto& names = Ready(lock, ParentOf(path)).names.get<ByName>();
+  auto found = names.find(std::make_tuple(NameOf(path), true));
   return found != names.end() ? std::optional(*found) : std::nullopt;
 }
 
 bool DirectoryCache::HasSiblings(const std::string& path) {
   Lock lock(mutex_);
-  const Names& names = Ready(lock, ParentOf(path)).names;
+  const auto& names = Ready(lock, ParentOf(path)).names.get<ByName>();
   return names.size() > names.count(NameOf(path));
 }
 
@@ -57,7 +57,7 @@ std::vector<std::string> DirectoryCache::After(const std::string& folder, const 
   Lock lock(mutex_);
   auto found = folders_.find(folder);
   if (found == folders_.end() || !found->second.known) return after;
-  const Names& names = found->second.names;
+  const auto& names = found->second.names.get<ByName>();
   auto at = names.upper_bound(name);
   for (int step = 0; at != names.end() && after.size() < count && step < kMostSteps; ++at, ++step) {
     if (at->folder == folders) after.push_back(at->name);
@@ -66,10 +66,15 @@ std::vector<std::string> DirectoryCache::After(const std::string& folder, const 
 }
 
 std::string DirectoryCache::FolderId(const std::string& folder) {
+  if (auto id = FindFolderId(folder)) return *id;
+  throw FsError(ENOENT, folder + ": no such bucket");
+}
+
+std::optional<std::string> DirectoryCache::FindFolderId(const std::string& folder) {
   if (IsRoot(folder)) return "";
   std::size_t slash = folder.find('/', 1);
   auto bucket = Find(folder.substr(0, slash));
-  if (!bucket) throw FsError(ENOENT, folder + ": no such bucket");
+  if (!bucket) return std::nullopt;
   return slash == std::string::npos ? bucket->id : bucket->id + folder.substr(slash);
 }
 
@@ -92,9 +97,17 @@ void DirectoryCache::Remove(const std::string& path) {
 void DirectoryCache::Forget(const std::string& folder) {
   Lock lock(mutex_);
   auto found = folders_.find(folder);
-  if (found == folders_.end()) return;
-  found->second.forgotten = true;
-  Clear(found->second);
+  if (found != folders_.end()) Forget(found->second);
+}
+
+void DirectoryCache::ForgetAll() {
+  Lock lock(mutex_);
+  for (auto& [path, folder] : folders_) Forget(folder);
+}
+
+void DirectoryCache::Forget(Folder& folder) {
+  folder.forgotten = true;
+  Clear(folder);
 }
 
 void DirectoryCache::Clear(Folder& folder) {
@@ -104,9 +117,9 @@ void DirectoryCache::Clear(Folder& folder) {
 }
 
 void DirectoryCache::Replace(Names& names, const Change& change) {
-  const auto found = names.find(change.name);
-  if (found != names.end()) names.erase(found);
-  if (change.entry) names.insert(*change.entry);
+  const auto [first, last] = names.get<ByName>().equal_range(change.name);
+  names.get<ByName>().erase(first, last);
+  if (change.entry) names.push_back(*change.entry);
 }
 
 void DirectoryCache::Apply(const std::string& path, const std::optional<Entry>& entry) {
@@ -153,7 +166,7 @@ void DirectoryCache::Read(Folder& folder, const std::string& path) {
   std::exception_ptr failure;
   mutex_.unlock();
   try {
-    listing = lister_(FolderId(path), path);
+    if (const auto id = FindFolderId(path)) listing = lister_(*id, path);
   } catch (...) {
     failure = std::current_exception();
   }
@@ -165,24 +178,15 @@ void DirectoryCache::Read(Folder& folder, const std::string& path) {
     folder.failure = failure;
     std::rethrow_exception(failure);
   }
-  SetListing(folder, listing, path);
+  SetListing(folder, listing);
   folder.known = !folder.forgotten;
   folder.listed_at = asked_at;
   Shrink(folder);
 }
 
-void DirectoryCache::SetListing(Folder& folder, const Listing& listing, const std::string& path) {
+void DirectoryCache::SetListing(Folder& folder, const Listing& listing) {
   names_ -= folder.names.size();
-  folder.names.clear();
-  for (const Entry& entry : listing) {
-    if (!FitsFileSystem(entry.name)) {
-      Notice(Join(path, entry.name) + ": left out, no file system can hold this name");
-      continue;
-    }
-    // Where a file and a folder have one name the folder shows, or its contents were lost.
-    if (entry.folder) folder.names.erase(entry);
-    folder.names.insert(entry);
-  }
+  folder.names.assign(listing.begin(), listing.end());
   for (const Change& change : folder.changes) Replace(folder.names, change);
   folder.changes.clear();
   names_ += folder.names.size();
@@ -202,4 +206,4 @@ void DirectoryCache::Shrink(const Folder& keep) {
   }
 }
 
-}  // namespace b2drive::mount
+}  // namespace b2drive

@@ -3,29 +3,37 @@
 #include <chrono>
 #include <functional>
 #include <optional>
-#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include <boost/multi_index/key.hpp>
+#include <boost/multi_index/ordered_index.hpp>
+#include <boost/multi_index/sequenced_index.hpp>
+#include <boost/multi_index_container.hpp>
+
 #include "host/common/thread_safety.h"
 #include "host/plugin/entry.h"
 
-namespace b2drive::mount {
+namespace b2drive {
 
 // Folders as the service lists them. One listing answers for all names of a folder, also for those
 // that are not there, for `lifetime`; own changes are made in it at once, and also in listings that
 // were under way. Failures of the lister pass through. Thread-safe; several threads that ask for
 // one folder wait for one listing.
+//
+// A file and a folder can have one name: it then means the file, unless the folder is asked for. A
+// bucket that does not exist is listed as empty.
 class DirectoryCache {
  public:
   using Lister = std::function<Listing(const std::string& folder_id, const std::string& path)>;
 
   DirectoryCache(Lister lister, std::chrono::seconds lifetime);
 
-  // All names of a folder in order, without those that no file system can hold.
+  // What is in a folder, in the lister's order; what was added since comes last.
   Listing List(const std::string& folder);
   std::optional<Entry> Find(const std::string& path);
+  std::optional<Entry> FindFolder(const std::string& path);
   // Whether the folder of `path` holds any other name.
   bool HasSiblings(const std::string& path);
   // Asks nobody.
@@ -38,24 +46,26 @@ class DirectoryCache {
   // The identifier of a folder, which need not exist. Throws FsError when its bucket does not.
   std::string FolderId(const std::string& folder);
 
-  // `entry` is at `path` now, whatever its name says.
+  // `entry` alone is at `path` now, whatever its name says.
   void Put(const std::string& path, const Entry& entry);
   // A folder just made, so that it needs no listing.
   void PutEmptyFolder(const std::string& path, const std::string& id);
   void Remove(const std::string& path);
   // The folder is listed again when next asked for, also when a listing is under way.
   void Forget(const std::string& folder);
+  void ForgetAll();
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  struct ByName {
-    using is_transparent = void;
-    bool operator()(const Entry& one, const Entry& other) const { return one.name < other.name; }
-    bool operator()(const Entry& one, const std::string& name) const { return one.name < name; }
-    bool operator()(const std::string& name, const Entry& one) const { return name < one.name; }
-  };
-  using Names = std::set<Entry, ByName>;
+  // As the lister gave them, and by name, the file before the folder.
+  struct ByName {};
+  using Names = boost::multi_index_container<
+      Entry, boost::multi_index::indexed_by<
+                 boost::multi_index::sequenced<>,
+                 boost::multi_index::ordered_unique<
+                     boost::multi_index::tag<ByName>,
+                     boost::multi_index::key<&Entry::name, &Entry::folder>>>>;
 
   struct Change {
     std::string name;
@@ -74,14 +84,15 @@ class DirectoryCache {
   };
   using Folders = std::unordered_map<std::string, Folder>;
 
+  std::optional<std::string> FindFolderId(const std::string& folder);
   Folder& Ready(Lock& lock, const std::string& path) B2_REQUIRES(mutex_);
   // Waits for another thread's listing; throws its failure.
   void AwaitListing(Lock& lock, Folder& folder) B2_REQUIRES(mutex_);
   void Read(Folder& folder, const std::string& path) B2_REQUIRES(mutex_);
-  void SetListing(Folder& folder, const Listing& listing, const std::string& path)
-      B2_REQUIRES(mutex_);
+  void SetListing(Folder& folder, const Listing& listing) B2_REQUIRES(mutex_);
   void Apply(const std::string& path, const std::optional<Entry>& entry);
   static void Replace(Names& names, const Change& change);
+  void Forget(Folder& folder) B2_REQUIRES(mutex_);
   void Clear(Folder& folder) B2_REQUIRES(mutex_);
   // Drops folders that nobody asks about while there is too much of them.
   void Shrink(const Folder& keep) B2_REQUIRES(mutex_);
@@ -94,4 +105,4 @@ class DirectoryCache {
   std::size_t names_ B2_GUARDED_BY(mutex_) = 0;  // in all folders
 };
 
-}  // namespace b2drive::mount
+}  // namespace b2drive
