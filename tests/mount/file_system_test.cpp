@@ -26,6 +26,38 @@ TEST_F(FileSystemTest, ATimeThatIsSetGoesWithTheFile) {
   EXPECT_EQ(files->Stat(At("b")).modified.tv_sec, 1000);
 }
 
+// What the mount knows of a name is up to dir_ttl old.
+TEST_F(FileSystemTest, NothingIsDeletedThatAnotherClientStoredSince) {
+  const std::pair<std::string, std::function<int()>> rows[] = {
+      {"a", [this] { return Rename("a", "new"); }},
+      {"a", [this] { return Rename("a", "b"); }},
+      {"b", [this] { return Rename("a", "b"); }},
+      {"a", [this] { return Unlink("a"); }}};
+  for (const auto& [changed, act] : rows) {
+    for (const std::string name : {"a", "b"}) Put(name, "seen");
+    Remount();
+    EXPECT_EQ(Names(), (std::set<std::string>{"a", "b"}));
+    Put(changed, "theirs");
+    const Texts before[] = {Versions("a"), Versions("b")};
+    EXPECT_EQ(act(), ESTALE);
+    EXPECT_EQ(Versions("a"), before[0]);
+    EXPECT_EQ(Versions("b"), before[1]);
+    for (const auto& [name, text] : Stored()) Remove(name);
+  }
+}
+
+TEST_F(FileSystemTest, NoByteOfAnAnswerToAnotherRangeIsServedOrKept) {
+  const std::string text = std::string(kBlock, '1') + std::string(kBlock, '2');
+  Put("a", text);
+  for (const std::size_t answered : {kBlock, 2 * kBlock}) {
+    Remount();
+    AnswerWith("b2_download_file_by_id", text.substr(0, answered));
+    EXPECT_EQ(Read("a", kBlock), "errno 5");
+    Heal();
+    EXPECT_EQ(Read("a", kBlock), text.substr(kBlock));
+  }
+}
+
 TEST_F(FileSystemTest, WhatWaitedIsSentOnceAtMost) {
   service->AddFault({.call = "b2_upload_file", .status = 500, .commit = true});
   EXPECT_EQ(Write("lost answer", "mine"), EIO);
@@ -53,6 +85,17 @@ TEST_F(FileSystemTest, AJournalThatCannotBeReadIsListedAndKept) {
   }
   for (const auto& file : CacheFiles()) std::getline(std::ifstream(file), kept.emplace_back());
   EXPECT_THAT(kept, Contains("precious"));
+}
+
+TEST_F(FileSystemTest, ANameThatReadsAsAnAnswerIsANameLikeAnother) {
+  for (const std::string name : {"a >> b >> 500 c", "POST >> 401 ", "https POST >> 404 : URL(12)",
+                                 "x >> Couldn't connect to server(7)"}) {
+    EXPECT_EQ(Write(name, "text"), 0) << name;
+    EXPECT_EQ(Rename(name, "z" + name), 0) << name;
+    EXPECT_EQ(Read("z" + name), "text");
+    EXPECT_EQ(Unlink("z" + name), 0) << name;
+  }
+  ExpectAgreement();
 }
 
 TEST_F(FileSystemTest, AFileOfAbsurdSizeIsAnError) {

@@ -1,5 +1,6 @@
 #include "host/mount/files/open_files.h"
 
+#include <thread>
 #include <utility>
 
 #include "host/common/path.h"
@@ -26,16 +27,16 @@ bool NameWatch::WasTaken() const {
 }
 
 SharedFilePtr OpenFiles::Acquire(const std::string& path, const Finder& find) {
-  for (;;) {
+  for (;; std::this_thread::yield()) {
     const NameWatch watch(*this, path);
-    const bool unsent = watch.file() && !watch.file()->IsSettled();
+    SharedFilePtr file = watch.file();
+    if (file && file->IsAbandoned()) continue;  // about to lose the name
+    const bool unsent = file && !file->IsSettled();
     const std::optional<Entry> stored = unsent ? std::nullopt : find();
     Lock lock(mutex_);
-    SharedFilePtr file = watch.file();
-    const bool removed = unsent && file->IsAbandoned();
-    if (watch.IsOver() || removed) continue;
-    const bool outdated =
-        file && (file->IsAbandoned() || (stored && file->IsOutdated(path, stored->id)));
+    const bool outdated = stored && file && file->IsOutdated(path, stored->id);
+    // Looked at last: a removal that came between would make any file look outdated.
+    if (watch.IsOver() || (file && file->IsAbandoned())) continue;
     if (!file || outdated) {
       file = std::make_shared<SharedFile>(services_, path, stored);
       const SharedFilePtr before = Replace(path, file);

@@ -242,8 +242,8 @@ void SharedFile::MoveLocked(const std::string& name, const std::string& target,
     throw;
   }
   services_.times.Remove(name);
-  if (replaced != nullptr) replaced->pending_.Abandon();
   KeepTime();
+  if (replaced != nullptr) replaced->pending_.Abandon();
 }
 
 }  // namespace b2drive::mount
