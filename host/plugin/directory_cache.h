@@ -1,16 +1,15 @@
 #pragma once
 
+#include <boost/multi_index/key.hpp>
+#include <boost/multi_index/ordered_index.hpp>
+#include <boost/multi_index/sequenced_index.hpp>
+#include <boost/multi_index_container.hpp>
 #include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
-
-#include <boost/multi_index/key.hpp>
-#include <boost/multi_index/ordered_index.hpp>
-#include <boost/multi_index/sequenced_index.hpp>
-#include <boost/multi_index_container.hpp>
 
 #include "host/common/thread_safety.h"
 #include "host/plugin/entry.h"
@@ -61,11 +60,11 @@ class DirectoryCache {
   // As the lister gave them, and by name, the file before the folder.
   struct ByName {};
   using Names = boost::multi_index_container<
-      Entry, boost::multi_index::indexed_by<
-                 boost::multi_index::sequenced<>,
-                 boost::multi_index::ordered_unique<
-                     boost::multi_index::tag<ByName>,
-                     boost::multi_index::key<&Entry::name, &Entry::folder>>>>;
+      Entry,
+      boost::multi_index::indexed_by<boost::multi_index::sequenced<>,
+                                     boost::multi_index::ordered_unique<
+                                         boost::multi_index::tag<ByName>,
+                                         boost::multi_index::key<&Entry::name, &Entry::folder>>>>;
 
   struct Change {
     std::string name;

@@ -16,9 +16,9 @@ HostError WrongKind(const std::string& path, const std::string& text) {
 }  // namespace
 
 PathIndex::PathIndex(Drive& drive)
-    : cache_([&drive](const std::string& id,
-                      const std::string& path) { return drive.List(id, path); },
-             kLifetime) {}
+    : cache_(
+          [&drive](const std::string& id, const std::string& path) { return drive.List(id, path); },
+          kLifetime) {}
 
 std::optional<Entry> PathIndex::Lookup(const std::string& path) {
   return IsRoot(path) ? Root() : cache_.Find(path);

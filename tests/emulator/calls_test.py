@@ -142,16 +142,6 @@ class AccessTest(ServiceTest):
                           service.add("new").outcome, service.download("out").outcome,
                           service.call("b2_get_upload_url", bucketId=other).outcome], [self.NO] * 5)
 
-    def test_download_authorizations_reach_one_prefix_by_name(self):
-        service = self.service
-        service.token = service.call(
-            "b2_get_download_authorization", bucketId=service.bucket, fileNamePrefix="in/",
-            validDurationInSeconds=60, b2ContentType="a/c").json["authorizationToken"]
-        for path, outcome in [("in/a?b2ContentType=a/c", "200"), ("in/a", self.NO),
-                              ("out?b2ContentType=a/c", self.NO)]:
-            self.assertEqual(service.download(path).outcome, outcome, path)
-        self.assertEqual(service.page(), "401 bad_auth_token")
-
     def test_tokens_are_checked_on_every_kind_of_call(self):
         service = self.service
         target, other = service.target(), service.target()

@@ -37,12 +37,6 @@ class FaultTest(ServiceTest):
             self.assertEqual(self.service.page(NAMES) == "", takes_effect, name)
             self.hide(name)
 
-    def test_faulty_answers_are_kept_as_they_were_sent(self):
-        self.service.fault(call=HIDE, status=429, code="a", retryAfter=7)
-        self.assertEqual(self.hide("a").headers["retry-after"], "7")
-        requests = self.service.control("requests").json
-        self.assertEqual([one["status"] for one in requests if one["call"] == HIDE], [429])
-
     def test_real_answers_are_spoilt(self):
         service = self.service
         a, b = (service.add(name, b"0123").json["fileId"] for name in "ab")

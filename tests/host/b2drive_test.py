@@ -126,21 +126,6 @@ class ReadingTest(B2DriveTest):
             self.output("get", *f"/photos/{what}".split())
             self.assertEqual((self.work / what.split()[1]).read_text(), text, what)
 
-    def test_finds_what_a_path_names_by_one_listing(self):
-        names = "both", "both/inside", "f/..", "f/a b ä", "f/a.b", "f/a", "f/a/x"
-        wanted = {"": "bucket", "/both/": "folder", "/f/a/": "folder", "//f//": "folder"}
-        for size, name in enumerate(names):
-            self.store(name, "x" * size)
-            wanted["/" + name] = size
-        for path, found in wanted.items():
-            shown = json.loads(self.output("stat", "--json", "/photos" + path))
-            self.assertEqual(shown.get("size", shown["type"]), found, path)
-        for code, path in (7, "/F"), (7, "/none/f"), (11, "/f/../"), (7, "/f/../x"):
-            self.assert_fails(code, path.rstrip("/"), "stat", "/photos" + path)
-        self.service.control("requests", method="DELETE")
-        self.output("stat", "/photos/f/a")
-        self.assertEqual(self.calls(NAMES), 1)
-
     def test_failures_have_one_line_and_a_code(self):
         self.store("file")
         self.store("folder/x")

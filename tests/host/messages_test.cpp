@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "host/cli/progress.h"
 #include "host/plugin/answer.h"
 #include "host/plugin/fetch_sink.h"
 #include "host/terminal/text_format.h"
@@ -51,19 +50,6 @@ TEST(Answer, IsTheOneThatExplainsTheFailure) {
     EXPECT_EQ(answer.status, status) << testing::PrintToString(lines);
     EXPECT_EQ(answer.transport, transport) << testing::PrintToString(lines);
   }
-}
-
-TEST(TextFormat, WritesSizesAndRatesForPeople) {
-  for (const auto& [bytes, text] : std::initializer_list<std::pair<double, const char*>>{
-           {0, "0 B"}, {999.5, "1.0 kB"}, {9949, "9.9 kB"}, {9951, "10 kB"}, {5e18, "5000 PB"}}) {
-    EXPECT_EQ(FormatBytes(bytes), text);
-  }
-  EXPECT_EQ(FormatDuration(3723), "1:02:03");
-  EXPECT_EQ(ProgressLine("name", 500, 1000, 100, 80),
-            "name                50% [==========          ]   500 B     100 B/s    "
-            "0:05 left");
-  EXPECT_EQ(ProgressLine("name", 2000, 0, 0, 30).size(), 29u);
-  EXPECT_NE(ProgressLine("name", 10, 1000, 0, 100).find("-:-- left"), std::string::npos);
 }
 
 TEST(TextFormat, EscapesWhatCouldDeceiveOnATerminal) {

@@ -5,9 +5,7 @@
 #include "emulator/emulator.h"
 #include "http/curl_logger.h"
 #include "http/curl_queue.h"
-#include "http/transfer_callbacks.h"
 #include "protocol/log.h"
-#include "tests/support/host_fakes.h"
 #include "tests/support/recording_log.h"
 
 namespace {
@@ -122,17 +120,6 @@ TEST(CurlQueueTest, LendsTheLatestReturnedClearedAndOutlivesRefusals) {
     pool.PutCURL(first);
     EXPECT_EQ(pool.GetCURL()->proxy, applied);
   }
-}
-
-TEST(TransferCallbacksTest, ACacheIsReadAgainFromWithinItsRange) {
-  MemoryCache cache("0123456789");
-  UploadState state{&cache, NewHandle(), 2, 5, 2};
-  char data[9];
-  EXPECT_EQ(read_callback_cache_func(data, 1, 3, &state), 3U);
-  EXPECT_EQ(read_callback_cache_seek_func(&state, 6, SEEK_SET), CURL_SEEKFUNC_FAIL);
-  EXPECT_EQ(read_callback_cache_seek_func(&state, 0, SEEK_END), CURL_SEEKFUNC_FAIL);
-  EXPECT_EQ(read_callback_cache_seek_func(&state, 1, SEEK_SET), CURL_SEEKFUNC_OK);
-  EXPECT_EQ(std::string(data, read_callback_cache_func(data, 1, 9, &state)), "3456");
 }
 
 }  // namespace

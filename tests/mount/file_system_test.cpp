@@ -163,16 +163,6 @@ TEST_F(FileSystemTest, ADeletionWhoseAnswerWasLostIsOne) {
   EXPECT_TRUE(Versions("a").empty());
 }
 
-TEST_F(FileSystemTest, ARevokedKeyIsTriedOnceInAWhile) {
-  options.dir_ttl = std::chrono::seconds(0);
-  Remount();
-  service->ExpireTokens();
-  Fail("b2_authorize_account", 401, kAlways);
-  service->ClearRequests();
-  for (int times = 0; times < 10; ++times) EXPECT_EQ(Try([&] { Names(); }), EACCES);
-  EXPECT_LE(service->Count("b2_authorize_account"), 1u);
-}
-
 TEST_F(FileSystemTest, MoreFilesThanDescriptorsAreRead) {
   if (!kMemoryIsMeasurable) GTEST_SKIP() << "a sanitizer needs descriptors itself";
   constexpr int kFiles = 300;

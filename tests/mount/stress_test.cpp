@@ -125,8 +125,8 @@ class TwoProgramsTest : public FileSystemTest {
     const Operation refused = [] { return ESTALE; };
     const std::string orders[] = {serially(one, other, false), serially(other, one, true)};
     EXPECT_THAT(orders, Each(Not(HasSubstr(std::to_string(ESTALE)))));
-    const auto serial = AnyOf(orders[0], orders[1], serially(one, refused, false),
-                              serially(refused, other, false));
+    const auto serial =
+        AnyOf(orders[0], orders[1], serially(one, refused, false), serially(refused, other, false));
     int left = 0;
     EXPECT_THAT(Between(one, other, kMany, left), serial);
     const int locks = kMany - left, step = all_ ? 1 : locks / 6 + 1;
@@ -151,35 +151,6 @@ TEST_F(TwoProgramsTest, OfWhichOneUsesAFileDoWhatOneAfterTheOtherWould) {
       ExpectSerial(operations_[one], operations_[other]);
       if (other >= 4) ExpectSerial(operations_[other], operations_[one]);
     }
-  }
-}
-
-TEST_F(FileSystemTest, AFileThatIsClosedWhileItIsRenamedIsSaved) {
-  EXPECT_EQ(Write("a", "text"), 0);
-  HandlePtr handle = Open("a");
-  files->Write(*handle, 0, "mapped", 6);
-  std::thread closing;
-  const auto close = [&] {
-    closing = std::thread([&] { Close(std::move(handle)); });
-    usleep(20'000);  // not joined: it may have to wait for the renaming
-  };
-  RequestsOf([&] { EXPECT_EQ(Rename("a", "b"), 0); }, 1, close);
-  closing.join();
-  ExpectAgreement();
-  EXPECT_EQ(Stored()["b"], "mapped");
-}
-
-TEST_F(FileSystemTest, AFileThatIsOpenedWhileItIsRenamedGetsTheNewName) {
-  for (int request = 1; request < 9; ++request) {
-    Write("a", "text");
-    HandlePtr handle;
-    RequestsOf([&] { Rename("a", "b"); }, request, [&] { Try([&] { handle = Open("a"); }); });
-    if (handle) files->Write(*handle, 0, "more", 4);
-    if (handle) Close(std::move(handle));
-    files->Drain();
-    ExpectAgreement();
-    EXPECT_EQ(Stored().count("a"), 0u) << request;
-    Remount();
   }
 }
 

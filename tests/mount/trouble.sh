@@ -20,30 +20,8 @@ cache=$scratch/small mount_drive
 cmp "$scratch/file" "$bucket/file"  # larger than the disk that caches it
 unmount
 
-step "a storm of refusals, cuts and tokens that end"
-mount_drive
-fault '[{"call":"b2_list_file_names","status":503,"code":"busy","times":3},
-  {"call":"b2_upload_file","status":503,"code":"busy","times":3},
-  {"call":"b2_upload_file","status":429,"code":"slow","skip":3,"times":2},
-  {"call":"b2_upload_file","cutRequestAfter":0,"skip":5},
-  {"call":"b2_download_file_by_id","status":503,"code":"busy","times":2},
-  {"call":"b2_download_file_by_id","cutAfter":1000000,"skip":2,"times":2},
-  {"call":"b2_list_file_versions","status":500,"code":"bad"}]'
-cp "$scratch/file" "$bucket/in-storm"
-unmount
-cache=$scratch/empty  # so that nothing is cached
-mount_drive
-ls "$bucket" >"$scratch/out"
-control POST expire >/dev/null
-cmp "$scratch/file" "$bucket/in-storm"
-rm "$bucket/in-storm"
-fault '{"call":"b2_list_file_versions","status":400,"code":"bad","times":50}'
-refused "cannot remove" rm "$bucket/file"
-heal
-cmp "$scratch/file" "$bucket/file"  # it does not seem gone
-equal "names" "$(ls "$bucket" | xargs)" "away file known small-enough"
-
 step "programs that are killed while they wait are gone soon"
+mount_drive
 is_held() { [ "$(count "$1")" -gt 0 ]; }
 killed_soon() {  # killed_soon SIGNAL CALL COMMAND...: once the emulator holds its request
   local signal=$1 call=$2 pid; shift 2

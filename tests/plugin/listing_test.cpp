@@ -96,21 +96,6 @@ TEST_F(ListingTest, StrictlyEndlessListingsFail) {
   }
 }
 
-TEST_F(ListingTest, AbsurdNumbersArePassedOnOrRefused) {
-  const std::tuple<const char*, const char*, std::uint64_t, const char*> rows[] = {
-      {"9223372036854775807", "9223372036854775807", INT64_MAX, "292278994-08-17T07:12:55.000Z"},
-      {"-1", "-9223372036854775808", UINT64_MAX, "-292275055-05-16T16:47:05.000Z"}};
-  for (const auto& [length, timestamp, size, time] : rows) {
-    AnswerWith(kListNames, Page(Entry("f", length, timestamp)));
-    const auto records = Records(bucket);
-    EXPECT_EQ(records.at(0).size, size);
-    EXPECT_EQ(records.at(0).first_time, time);
-  }
-  for (const char* length : {"9223372036854775808", "1e300"}) {
-    EXPECT_EQ(FailedRecords(kListNames, Page(Entry("f", length)), bucket), 0U) << length;
-  }
-}
-
 TEST_F(ListingTest, BadAnswersFailAndKeepEarlierRecords) {
   service->AddFault({.call = kListNames, .cut_after = 5});
   EXPECT_TRUE(Records(bucket, FAILED).empty());

@@ -105,28 +105,4 @@ TEST_F(LogTest, CallsWithoutAnAttemptLogTheirArguments) {
                          Error("CreateDirectory >> HTTP 400"));
 }
 
-TEST_F(LogTest, NoSettingShowsTheKey) {
-  log.trace = true;
-  SetOpt("verbose", "on");
-  EXPECT_EQ(Connect(), SUCCESS);
-  const std::string basic = service->requests().back().Header("Authorization").substr(6);
-  EXPECT_EQ(Upload(bucket, "f", "contents"), SUCCESS);
-  const std::string file = Records(bucket).at(0).id;
-  ReadAll(file, 8);
-  Delete(file);
-
-  const auto decompress = plugin.Get<std::string (*)(const std::string&)>(
-      "_Z17decompress_stringRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
-  int decoded = 0;
-  for (Text line : log.Take()) {
-    const std::size_t hex = line.find(" >> \n");
-    const std::string body = hex == std::string::npos ? "" : decompress(line.substr(hex + 5));
-    decoded += body.find("\n\n{") != std::string::npos ? 1 : 0;
-    for (Text secret : {service->key(), basic}) {
-      EXPECT_EQ((line + body).find(secret), std::string::npos) << line << body;
-    }
-  }
-  EXPECT_GE(decoded, 6);
-}
-
 }  // namespace

@@ -57,26 +57,6 @@ TEST_F(OptionsTest, NothingButHttpsIsSpoken) {
   }
 }
 
-TEST_F(OptionsTest, UnknownAndBrokenOnesAreIgnoredAndVerboseTakesEffect) {
-  const auto logs_bodies = [&] {
-    log.Take();
-    EXPECT_EQ(List("").size(), 1U);
-    return log.Contains("1 [PROTOCOL  ] GetFileList_BucketList >> \n");
-  };
-  for (const char* value : {"", "[]", R"({"values":{"proxy":{"value":{"type":"SOCKS4"}}}})",
-                            R"({"values":{"speedlimit":{"value":"many"}}})"}) {
-    EXPECT_EQ(drive->SetOpt("option_fields", value), SUCCESS) << value;
-  }
-  EXPECT_EQ(drive->SetOpt("option_fields", nullptr), SUCCESS);
-  EXPECT_EQ(drive->SetOpt(nullptr, "x"), SUCCESS);
-  EXPECT_EQ(drive->SetOpt("colour", "blue"), SUCCESS);
-  EXPECT_FALSE(logs_bodies());
-  for (const char* value : {"ON", "off"}) {
-    SetOpt("verbose", value);
-    EXPECT_EQ(logs_bodies(), value[1] == 'N') << value;
-  }
-}
-
 TEST_F(OptionsTest, SpeedLimitIsBytesAsOptionAndKilobytesInTheForm) {
   const std::string file = Store("f", std::string(3'000'000, 'x'));
   // Only lower bounds: a limiter cannot be outrun. With the units mixed up, the first would not

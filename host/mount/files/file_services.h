@@ -7,10 +7,10 @@
 #include <optional>
 #include <string>
 
-#include "host/plugin/directory_cache.h"
 #include "host/mount/files/time_book.h"
 #include "host/mount/journal/spool.h"
 #include "host/mount/reading/version_reader.h"
+#include "host/plugin/directory_cache.h"
 
 namespace b2drive::mount {
 

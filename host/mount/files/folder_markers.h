@@ -5,8 +5,8 @@
 #include <unordered_map>
 
 #include "host/common/thread_safety.h"
-#include "host/plugin/directory_cache.h"
 #include "host/patient/patient_drive.h"
+#include "host/plugin/directory_cache.h"
 
 namespace b2drive::mount {
 

@@ -15,8 +15,8 @@ namespace b2drive::mount {
 // Blocks of files on disk, at most about `limit` bytes. Keyed by the version's identifier, so that
 // a new version never shows an older one's blocks. What was kept goes with the object. Thread-safe.
 //
-// The versions stand in the order of their use, the last one in front. What is held in all of them is counted
-// as it comes and goes, so that only a cache that is full looks at them.
+// The versions stand in the order of their use, the last one in front. What is held in all of them
+// is counted as it comes and goes, so that only a cache that is full looks at them.
 class BlockCache {
  public:
   // Takes over `folder` and empties it. Each version holds a descriptor, so `versions` at most are
