@@ -67,7 +67,10 @@ Session& Context::session() {
 Drive& Context::drive() { return session().drive(); }
 
 PathIndex& Context::index() {
-  if (!index_) index_ = std::make_unique<PathIndex>(drive());
+  if (index_) return *index_;
+  Drive& service = drive();
+  index_ = std::make_unique<PathIndex>(
+      [&](const std::string& id, const std::string& path) { return service.List(id, path); });
   return *index_;
 }
 

@@ -72,13 +72,12 @@ void DeleteFolder(Drive& drive, const Victim& victim) {
                 [&] { drive.DeleteFolder(victim.entry, victim.path); });
 }
 
-std::vector<std::string> LongerNames(const Listing& folder, const std::string& name) {
+std::vector<std::string> LongerNames(PathIndex& index, const std::string& path) {
+  const std::string name = NameOf(path);
   std::vector<std::string> names;
-  for (const Entry& entry : folder) {
-    bool same_file = !entry.folder && entry.name == name;
-    if (!same_file && entry.name.starts_with(name)) {
-      names.push_back(entry.name + (entry.folder ? "/" : ""));
-    }
+  for (const Entry& entry : index.BeginningWith(ParentOf(path), name)) {
+    const bool same_file = !entry.folder && entry.name == name;
+    if (!same_file) names.push_back(entry.name + (entry.folder ? "/" : ""));
   }
   return names;
 }

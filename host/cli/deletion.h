@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "host/plugin/drive.h"
 #include "host/plugin/path_index.h"
 
 namespace b2drive::cli {
@@ -32,7 +33,7 @@ void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& amount, b
 // Deletes an empty bucket, or a folder with everything in it.
 void DeleteFolder(Drive& drive, const Victim& victim);
 
-// Names in `folder` that begin with `name` and are not the file of that name.
-std::vector<std::string> LongerNames(const Listing& folder, const std::string& name);
+// Names beside the file at `path` that begin with its name.
+std::vector<std::string> LongerNames(PathIndex& index, const std::string& path);
 
 }  // namespace b2drive::cli

@@ -35,8 +35,9 @@ Victim ChooseVictim(PathIndex& index, const PathArgument& argument, bool recursi
 
 // A plug-in does not tell whether it knows the option that makes deletion exact.
 void RefuseLongerNames(PathIndex& index, const Victim& victim) {
-  auto names = LongerNames(index.Children(ParentOf(victim.path)), NameOf(victim.path));
-  if (victim.entry.folder || names.empty()) return;
+  if (victim.entry.folder) return;
+  const auto names = LongerNames(index, victim.path);
+  if (names.empty()) return;
   std::string text;
   for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
   throw HostError(ExitCode::kWouldDeleteMore,

@@ -1,5 +1,6 @@
 #include "host/plugin/directory_cache.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "host/common/fs_error.h"
@@ -7,21 +8,29 @@
 #include "host/common/waiting.h"
 
 namespace b2drive {
-namespace {
 
-// About 100 MB.
-constexpr std::size_t kMostNames = 300'000;
-constexpr std::size_t kMostFolders = 10'000;
-
-}  // namespace
-
-DirectoryCache::DirectoryCache(Lister lister, std::chrono::seconds lifetime)
-    : lister_(std::move(lister)), lifetime_(lifetime) {}
+DirectoryCache::DirectoryCache(Lister lister, std::chrono::seconds lifetime, std::size_t most_names)
+    : lister_(std::move(lister)), lifetime_(lifetime), most_names_(most_names) {}
 
 Listing DirectoryCache::List(const std::string& folder) {
   Lock lock(mutex_);
   const Names& names = Ready(lock, folder).names;
   return {names.begin(), names.end()};
+}
+
+Listing DirectoryCache::ListByName(const std::string& folder) {
+  Lock lock(mutex_);
+  const auto& names = Ready(lock, folder).names.get<ByName>();
+  return {names.begin(), names.end()};
+}
+
+Listing DirectoryCache::BeginningWith(const std::string& folder, const std::string& prefix) {
+  Lock lock(mutex_);
+  const auto& names = Ready(lock, folder).names.get<ByName>();
+  const auto first = names.lower_bound(prefix);
+  const auto last = std::find_if(
+      first, names.end(), [&](const Entry& entry) { return !entry.name.starts_with(prefix); });
+  return {first, last};
 }
 
 std::optional<Entry> DirectoryCache::Find(const std::string& path) {
@@ -66,15 +75,10 @@ std::vector<std::string> DirectoryCache::After(const std::string& folder, const 
 }
 
 std::string DirectoryCache::FolderId(const std::string& folder) {
-  if (auto id = FindFolderId(folder)) return *id;
-  throw FsError(ENOENT, folder + ": no such bucket");
-}
-
-std::optional<std::string> DirectoryCache::FindFolderId(const std::string& folder) {
   if (IsRoot(folder)) return "";
   std::size_t slash = folder.find('/', 1);
   auto bucket = Find(folder.substr(0, slash));
-  if (!bucket) return std::nullopt;
+  if (!bucket) throw FsError(ENOENT, folder + ": no such bucket");
   return slash == std::string::npos ? bucket->id : bucket->id + folder.substr(slash);
 }
 
@@ -166,7 +170,7 @@ void DirectoryCache::Read(Folder& folder, const std::string& path) {
   std::exception_ptr failure;
   mutex_.unlock();
   try {
-    if (const auto id = FindFolderId(path)) listing = lister_(*id, path);
+    listing = lister_(FolderId(path), path);
   } catch (...) {
     failure = std::current_exception();
   }
@@ -178,22 +182,23 @@ void DirectoryCache::Read(Folder& folder, const std::string& path) {
     folder.failure = failure;
     std::rethrow_exception(failure);
   }
-  SetListing(folder, listing);
+  SetListing(folder, std::move(listing));
   folder.known = !folder.forgotten;
   folder.listed_at = asked_at;
   Shrink(folder);
 }
 
-void DirectoryCache::SetListing(Folder& folder, const Listing& listing) {
+void DirectoryCache::SetListing(Folder& folder, Listing listing) {
   names_ -= folder.names.size();
-  folder.names.assign(listing.begin(), listing.end());
+  folder.names.clear();
+  for (Entry& entry : listing) folder.names.push_back(std::move(entry));
   for (const Change& change : folder.changes) Replace(folder.names, change);
   folder.changes.clear();
   names_ += folder.names.size();
 }
 
 void DirectoryCache::Shrink(const Folder& keep) {
-  while (names_ > kMostNames || folders_.size() > kMostFolders) {
+  while (names_ + folders_.size() > most_names_) {
     auto oldest = folders_.end();
     for (auto at = folders_.begin(); at != folders_.end(); ++at) {
       const Folder& folder = at->second;

@@ -21,16 +21,19 @@ namespace b2drive {
 // were under way. Failures of the lister pass through. Thread-safe; several threads that ask for
 // one folder wait for one listing.
 //
-// A file and a folder can have one name: it then means the file, unless the folder is asked for. A
-// bucket that does not exist is listed as empty.
+// A file and a folder can have one name: it then means the file, unless the folder is asked for.
 class DirectoryCache {
  public:
   using Lister = std::function<Listing(const std::string& folder_id, const std::string& path)>;
 
-  DirectoryCache(Lister lister, std::chrono::seconds lifetime);
+  // Keeps about `most_names`, folders among them. Of more, those listed last.
+  DirectoryCache(Lister lister, std::chrono::seconds lifetime, std::size_t most_names);
 
-  // What is in a folder, in the lister's order; what was added since comes last.
+  // What is in a folder: in the lister's order, what was added since at the end, or by name.
   Listing List(const std::string& folder);
+  Listing ListByName(const std::string& folder);
+  // Those whose names begin with `prefix`, by name.
+  Listing BeginningWith(const std::string& folder, const std::string& prefix);
   std::optional<Entry> Find(const std::string& path);
   std::optional<Entry> FindFolder(const std::string& path);
   // Whether the folder of `path` holds any other name.
@@ -42,7 +45,8 @@ class DirectoryCache {
   std::vector<std::string> After(const std::string& folder, const std::string& name, bool folders,
                                  std::size_t count);
 
-  // The identifier of a folder, which need not exist. Throws FsError when its bucket does not.
+  // The identifier of a folder, which need not exist: its bucket's and its path in that. Throws
+  // FsError when the bucket does not exist; so does what looks into such a folder.
   std::string FolderId(const std::string& folder);
 
   // `entry` alone is at `path` now, whatever its name says.
@@ -83,12 +87,11 @@ class DirectoryCache {
   };
   using Folders = std::unordered_map<std::string, Folder>;
 
-  std::optional<std::string> FindFolderId(const std::string& folder);
   Folder& Ready(Lock& lock, const std::string& path) B2_REQUIRES(mutex_);
   // Waits for another thread's listing; throws its failure.
   void AwaitListing(Lock& lock, Folder& folder) B2_REQUIRES(mutex_);
   void Read(Folder& folder, const std::string& path) B2_REQUIRES(mutex_);
-  void SetListing(Folder& folder, const Listing& listing) B2_REQUIRES(mutex_);
+  void SetListing(Folder& folder, Listing listing) B2_REQUIRES(mutex_);
   void Apply(const std::string& path, const std::optional<Entry>& entry);
   static void Replace(Names& names, const Change& change);
   void Forget(Folder& folder) B2_REQUIRES(mutex_);
@@ -98,6 +101,7 @@ class DirectoryCache {
 
   const Lister lister_;
   const std::chrono::seconds lifetime_;
+  const std::size_t most_names_;
   Mutex mutex_;  // not held while the service is asked
   Condition listed_;
   Folders folders_ B2_GUARDED_BY(mutex_);

@@ -1,5 +1,7 @@
 #include "host/plugin/path_index.h"
 
+#include <cstdint>
+
 #include "host/plugin/service_failure.h"
 
 namespace b2drive {
@@ -15,17 +17,21 @@ HostError WrongKind(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-PathIndex::PathIndex(Drive& drive)
-    : cache_(
-          [&drive](const std::string& id, const std::string& path) { return drive.List(id, path); },
-          kLifetime) {}
+PathIndex::PathIndex(DirectoryCache::Lister lister)
+    : cache_(std::move(lister), kLifetime, SIZE_MAX) {}
+
+bool PathIndex::HasBucketOf(const std::string& path) {
+  return IsBucket(path) || cache_.Find(path.substr(0, path.find('/', 1)));
+}
 
 std::optional<Entry> PathIndex::Lookup(const std::string& path) {
-  return IsRoot(path) ? Root() : cache_.Find(path);
+  if (IsRoot(path)) return Root();
+  return HasBucketOf(path) ? cache_.Find(path) : std::nullopt;
 }
 
 std::optional<Entry> PathIndex::LookupFolder(const std::string& path) {
-  return IsRoot(path) ? Root() : cache_.FindFolder(path);
+  if (IsRoot(path)) return Root();
+  return HasBucketOf(path) ? cache_.FindFolder(path) : std::nullopt;
 }
 
 std::optional<Entry> PathIndex::Lookup(const PathArgument& argument) {
@@ -58,7 +64,13 @@ Listing PathIndex::Children(const std::string& folder) {
   return cache_.List(folder);
 }
 
+Listing PathIndex::BeginningWith(const std::string& folder, const std::string& prefix) {
+  FindFolder(folder);
+  return cache_.BeginningWith(folder, prefix);
+}
+
 void PathIndex::AddFolder(const std::string& path, const Entry& folder) {
+  if (cache_.Find(path)) return Forget(ParentOf(path));  // a file has the name, too
   cache_.PutEmptyFolder(path, folder.id);
 }
 

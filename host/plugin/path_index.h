@@ -4,14 +4,13 @@
 
 #include "host/common/path.h"
 #include "host/plugin/directory_cache.h"
-#include "host/plugin/drive.h"
 
 namespace b2drive {
 
 // Finds what a user's path names, for the life of a command. Thread-safe.
 class PathIndex {
  public:
-  explicit PathIndex(Drive& drive);
+  explicit PathIndex(DirectoryCache::Lister lister);
 
   // What is at `path`; the file where a file and a folder have this name, unless the argument asks
   // for the folder. Throws when the service fails.
@@ -28,6 +27,8 @@ class PathIndex {
 
   // What is in a folder, in the service's order.
   Listing Children(const std::string& folder);
+  // Those whose names begin with `prefix`.
+  Listing BeginningWith(const std::string& folder, const std::string& prefix);
 
   // A folder was made, which is empty.
   void AddFolder(const std::string& path, const Entry& folder);
@@ -37,6 +38,8 @@ class PathIndex {
   void ForgetAll() { cache_.ForgetAll(); }
 
  private:
+  bool HasBucketOf(const std::string& path);
+
   DirectoryCache cache_;
 };
 

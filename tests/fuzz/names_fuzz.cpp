@@ -88,7 +88,7 @@ void fuzz::Run(Input& input) {
   protocol.SetOpt("exact_delete", "true");
   fuzz::Must(protocol.Connect(nullptr, kForm) == AERROR::SUCCESS, "a sign-in");
   Drive drive(protocol);
-  PathIndex index(drive);
+  PathIndex index([&](auto& id, auto& folder) { return drive.List(id, folder); });
   try {
     const auto found = index.Lookup(argument);
     if (found && !IsBucket(argument.path)) Delete(drive, argument.path, *found, names);

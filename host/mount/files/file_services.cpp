@@ -9,6 +9,7 @@ namespace b2drive::mount {
 namespace {
 
 constexpr std::size_t kMostFetchers = 32;
+constexpr std::size_t kMostNames = 300'000;  // about 100 MB
 
 // What one reader asks for ahead must not push out of the cache what it has not read yet.
 std::uint64_t LongestRange(const FileSystemOptions& options) {
@@ -26,7 +27,7 @@ FileServices::FileServices(LiveSession& live, const FileSystemOptions& options,
           [this](const std::string& id, const std::string& path) {
             return OnlyMountable(remote.List(id, path), path);
           },
-          options.dir_ttl),
+          options.dir_ttl, kMostNames),
       spool(disk, folder / "spool", boot),
       blocks(disk, folder / "blocks", options.cache_size, MostVersions()),
       fetchers(kMostFetchers),

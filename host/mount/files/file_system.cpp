@@ -67,7 +67,7 @@ void FileSystem::List(const std::string& folder, const Visitor& visit) {
   std::set<std::string> shown;
   // Before the listing: a file that is let go meanwhile stands in it.
   const std::vector<SharedFilePtr> open = files_.In(folder);
-  Listing stored = services_.directory.List(folder);
+  Listing stored = services_.directory.ListByName(folder);  // the order that is read ahead
   for (const SharedFilePtr& file : open) {
     Entry entry = file->Stat();
     visit(entry);

@@ -1,9 +1,11 @@
 #include "host/mount/files/open_files.h"
 
+#include <chrono>
 #include <thread>
 #include <utility>
 
 #include "host/common/path.h"
+#include "host/common/waiting.h"
 
 namespace b2drive::mount {
 
@@ -27,10 +29,14 @@ bool NameWatch::WasTaken() const {
 }
 
 SharedFilePtr OpenFiles::Acquire(const std::string& path, const Finder& find) {
-  for (;; std::this_thread::yield()) {
+  for (;;) {
     const NameWatch watch(*this, path);
     SharedFilePtr file = watch.file();
-    if (file && file->IsAbandoned()) continue;  // about to lose the name
+    if (file && file->IsAbandoned()) {  // about to lose the name
+      AboutToWait();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      continue;
+    }
     const bool unsent = file && !file->IsSettled();
     const std::optional<Entry> stored = unsent ? std::nullopt : find();
     Lock lock(mutex_);

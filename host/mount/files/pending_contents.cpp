@@ -210,7 +210,7 @@ void PendingContents::RemoveEntriesBefore(const SpoolPtr& contents, bool itself)
 void PendingContents::RemoveEntry(const SpoolPtr& contents) {
   try {
     spool_.RemoveEntry(*contents);
-  } catch (const FsError& error) {
+  } catch (const std::exception& error) {
     Notice(path() + ": " + error.what());
   }
 }

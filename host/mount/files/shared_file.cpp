@@ -55,7 +55,6 @@ std::string SharedFile::version() const {
 }
 
 bool SharedFile::IsOutdated(const std::string& name, const std::string& id) const {
-  if (pending_.IsAbandoned()) return true;
   if (path() != name || moving_) return false;
   const std::optional<Entry> stored = stored_.known();
   return pending_.IsClean() && (!stored || stored->id != id);
