@@ -35,10 +35,9 @@ TEST(Path, IsReadAsUsersWriteIt) {
       {"/b/a//", "/b/a", true, true},
       {"/b/../.", "/b/../.", false, false}};
   for (const auto& [text, path, folder, ambiguous] : rows) {
-    const PathArgument argument(text);
-    EXPECT_EQ(argument.path, path) << text;
-    EXPECT_EQ(argument.asks_for_folder, folder) << text;
-    EXPECT_EQ(argument.ambiguous, ambiguous) << text;
+    const PathArgument read(text);
+    EXPECT_EQ(std::tie(read.path, read.asks_for_folder, read.ambiguous),
+              std::tie(path, folder, ambiguous));
   }
 }
 

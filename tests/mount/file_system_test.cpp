@@ -11,11 +11,6 @@ namespace {
 
 using testing::AnyOf, testing::Contains, testing::StartsWith;
 
-TEST_F(FileSystemTest, AFolderThatHoldsSomethingStays) {
-  Put("d/a", "text");
-  EXPECT_EQ(RemoveFolder("d"), ENOTEMPTY);
-}
-
 TEST_F(FileSystemTest, ATimeThatIsSetGoesWithTheFile) {
   HandlePtr handle = Create("a", "text");
   files->Sync(*handle);
@@ -161,6 +156,16 @@ TEST_F(FileSystemTest, ADeletionWhoseAnswerWasLostIsOne) {
   service->AddFault({.call = "b2_delete_file_version", .cut_request_after = 0, .commit = true});
   EXPECT_EQ(Unlink("a"), 0);
   EXPECT_TRUE(Versions("a").empty());
+}
+
+TEST_F(FileSystemTest, ARevokedKeyIsTriedOnceInAWhile) {
+  options.dir_ttl = std::chrono::seconds(0);
+  Remount();
+  service->ExpireTokens();
+  Fail("b2_authorize_account", 401, kAlways);
+  service->ClearRequests();
+  for (int times = 0; times < 10; ++times) EXPECT_EQ(Try([&] { Names(); }), EACCES);
+  EXPECT_LE(service->Count("b2_authorize_account"), 1u);
 }
 
 TEST_F(FileSystemTest, MoreFilesThanDescriptorsAreRead) {

@@ -154,28 +154,6 @@ TEST_F(TwoProgramsTest, OfWhichOneUsesAFileDoWhatOneAfterTheOtherWould) {
   }
 }
 
-TEST_F(FileSystemTest, TwoLastClosesAtOnceSaveWhatWasNotFlushed) {
-  constexpr int kFiles = 30;
-  std::vector<HandlePtr> handles[2];
-  std::map<std::string, std::string> expected;
-  for (int i = 0; i < kFiles; ++i) {
-    const std::string name = std::to_string(i);
-    handles[0].push_back(Create(name, "mapped"));
-    handles[1].push_back(Open(name));
-    expected[name] = "mapped";
-  }
-  std::atomic<int> arrived = 0;
-  Together(2, [&](int mine) {
-    for (int i = 0; i < kFiles; ++i) {
-      ++arrived;
-      while (arrived < 2 * (i + 1)) std::this_thread::yield();
-      Close(std::move(handles[mine].at(static_cast<std::size_t>(i))));
-    }
-  });
-  ExpectAgreement();
-  EXPECT_EQ(Stored(), expected);
-}
-
 TEST_F(FileSystemTest, AFileThatIsBeingSentCanBeLookedAtAndWritten) {
   const std::string large(5 * kPart, 'l');
   for (const std::string name : {"a", "b"}) {
