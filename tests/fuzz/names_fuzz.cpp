@@ -6,6 +6,7 @@
 #include "emulator/seeding.h"
 #include "emulator/service.h"
 #include "host/common/errors.h"
+#include "host/plugin/drive.h"
 #include "host/plugin/path_index.h"
 #include "tests/fuzz/scripted_pool.h"
 
