@@ -66,7 +66,9 @@ EntryText ParseEntry(const std::string& text) {
     return {EntryText::State::kUnfinished, {}};
   }
   try {
-    return {EntryText::State::kGood, EntryOf(json::parse(text))};
+    JournalEntry entry = EntryOf(json::parse(text));
+    if (entry.order < kNoNumber) return {EntryText::State::kGood, std::move(entry)};
+    return {EntryText::State::kDamaged, {}};
   } catch (const json::exception&) {
     const bool passing = text.starts_with(kPassing);
     return {passing ? EntryText::State::kUnfinished : EntryText::State::kDamaged, {}};

@@ -21,6 +21,9 @@ struct Destination {
   std::vector<Fingerprint> attempted;
 };
 
+// No spool counts its files and entries so far: what has such a number is not its own.
+inline constexpr std::uint64_t kNoNumber = 1ULL << 63;
+
 // What a journal entry says, and its text: a JSON object.
 struct JournalEntry {
   std::string file;        // name of the spool file, which tells an entry from a spare's older text

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <optional>
 
+#include "base/numbers.h"
 #include "host/common/fs_error.h"
 #include "host/local/local_io.h"
 #include "host/terminal/notices.h"
@@ -23,8 +23,10 @@ bool IsEntry(const fs::path& file) {
   return file.extension() == kEntrySuffix && stem.find_first_not_of("0123456789") == stem.npos;
 }
 
+// 0 where the name is not the spool's.
 std::uint64_t NumberOf(const fs::path& file) {
-  return std::strtoull(file.stem().c_str(), nullptr, 10);
+  const auto number = base::ParseNumber<std::uint64_t>(file.stem().string());
+  return number && *number < kNoNumber ? *number : 0;
 }
 
 void Check(int error, const fs::path& file, const char* what) {
