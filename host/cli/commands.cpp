@@ -15,6 +15,7 @@ void AddCommands(CLI::App& app, Selected& selected) {
 #ifdef B2_WITH_MOUNT
   AddMountCommands(app, selected);
 #endif
+  AddHelpCommand(app, selected);
   for (CLI::App* command : app.get_subcommands({})) {
     std::string details = command->get_footer();
     command->footer((details.empty() ? "" : details + "\n\n") +

@@ -29,6 +29,7 @@ void AddFolderCommands(CLI::App& app, Selected& selected);
 void AddRmCommand(CLI::App& app, Selected& selected);
 void AddLogCommands(CLI::App& app, Selected& selected);
 void AddMountCommands(CLI::App& app, Selected& selected);
+void AddHelpCommand(CLI::App& app, Selected& selected);
 
 // Lets `sub` choose `command`. `options` belong to the command and live as long as `sub`.
 template <typename Options>

@@ -6,6 +6,7 @@
 #include "host/local/installation.h"
 #include "host/plugin/proxy.h"
 #include "host/terminal/terminal.h"
+#include "host/terminal/text_format.h"
 
 namespace b2drive::cli {
 namespace {
@@ -59,16 +60,25 @@ std::unique_ptr<Session> Context::Connect() {
   return std::make_unique<Session>(plugin, account(), settings);
 }
 
-Session& Context::session() {
-  if (!session_) session_ = Connect();
-  return *session_;
+// Each wait is told where somebody looks.
+PatientDrive& Context::drive() {
+  if (drive_) return *drive_;
+  library();
+  account();
+  live_ = std::make_unique<LiveSession>([this] { return Connect(); });
+  Patience patience{options_.retries, uses_shipped_plugin(), {}};
+  if (options_.verbose || StderrIsTerminal()) {
+    patience.tell = [](const std::string& text) {
+      PrintToTerminal(EscapeControls("b2drive: " + text));
+    };
+  }
+  drive_ = std::make_unique<PatientDrive>(*live_, transfers_, std::move(patience));
+  return *drive_;
 }
-
-Drive& Context::drive() { return session().drive(); }
 
 PathIndex& Context::index() {
   if (index_) return *index_;
-  Drive& service = drive();
+  PatientDrive& service = drive();
   index_ = std::make_unique<PathIndex>(
       [&](const std::string& id, const std::string& path) { return service.List(id, path); });
   return *index_;
@@ -76,7 +86,8 @@ PathIndex& Context::index() {
 
 void Context::EndSession() {
   index_.reset();
-  session_.reset();
+  drive_.reset();
+  live_.reset();
 }
 
 }  // namespace b2drive::cli

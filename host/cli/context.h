@@ -5,10 +5,10 @@
 #include <string>
 
 #include "host/cli/storage.h"
+#include "host/patient/patient_drive.h"
 #include "host/plugin/body_log.h"
 #include "host/plugin/host_log.h"
 #include "host/plugin/path_index.h"
-#include "host/plugin/session.h"
 #include "host/plugin/transfers.h"
 
 namespace b2drive::cli {
@@ -20,6 +20,7 @@ struct GlobalOptions {
   std::optional<std::string> proxy;  // else the environment's
   std::optional<long long> limit_kb;
   std::string log_bodies;
+  int retries = 10;  // of a call that failed for a passing reason
 };
 
 // What a command works with; made when first asked for, so that a command which needs no plug-in or
@@ -29,13 +30,13 @@ class Context {
   Context(GlobalOptions options, Transfers& transfers);
 
   PluginLibrary& library();
-  Drive& drive();
+  PatientDrive& drive();
   // The account, asked for when first needed.
   const Account& account();
   // One more session, of the caller's own. Any thread may call once `library` was.
   std::unique_ptr<Session> Connect();
   PathIndex& index();
-  Storage storage() { return {drive(), transfers_}; }
+  Storage storage() { return Storage(drive()); }
   Transfers& transfers() { return transfers_; }
 
   // Whether the plug-in is the one made together with this program.
@@ -45,8 +46,6 @@ class Context {
   void EndSession();
 
  private:
-  Session& session();
-
   const GlobalOptions options_;
   Transfers& transfers_;
   // In the order of their dependence.
@@ -54,7 +53,8 @@ class Context {
   std::unique_ptr<HostLog> log_;
   std::unique_ptr<PluginLibrary> library_;
   std::optional<Account> account_;
-  std::unique_ptr<Session> session_;
+  std::unique_ptr<LiveSession> live_;
+  std::unique_ptr<PatientDrive> drive_;
   std::unique_ptr<PathIndex> index_;
 };
 

@@ -66,10 +66,13 @@ void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& count, bo
   index.ForgetAll();
 }
 
-void DeleteFolder(Drive& drive, const Victim& victim) {
+void DeleteFolder(PatientDrive& drive, const Victim& victim) {
   CallForBucket(victim.path,
                 "a bucket can hold hidden files or unfinished large files that no listing shows",
-                [&] { drive.DeleteFolder(victim.entry, victim.path); });
+                [&] {
+                  if (IsBucket(victim.path)) return drive.DeleteBucket(victim.entry, victim.path);
+                  drive.DeleteFolder(victim.entry, victim.path);
+                });
 }
 
 std::vector<std::string> LongerNames(PathIndex& index, const std::string& path) {

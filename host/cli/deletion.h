@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "host/plugin/drive.h"
+#include "host/patient/patient_drive.h"
 #include "host/plugin/path_index.h"
 
 namespace b2drive::cli {
@@ -31,7 +31,7 @@ void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& amount, b
                      PathIndex& index);
 
 // Deletes an empty bucket, or a folder with everything in it.
-void DeleteFolder(Drive& drive, const Victim& victim);
+void DeleteFolder(PatientDrive& drive, const Victim& victim);
 
 // Names beside the file at `path` that begin with its name.
 std::vector<std::string> LongerNames(PathIndex& index, const std::string& path);

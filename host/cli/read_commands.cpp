@@ -7,6 +7,8 @@
 #include "host/cli/commands.h"
 #include "host/cli/progress.h"
 #include "host/local/local_file.h"
+#include "host/local/local_io.h"
+#include "host/local/stream_writer.h"
 
 namespace b2drive::cli {
 namespace {
@@ -51,10 +53,11 @@ ExitCode RunGet(Context& context, const GetOptions& options) {
   Range range = Clip(options, file.size);
   PendingFile pending(LocalTarget(options, file.name));
   if (range.length > 0) {
-    ActiveTransfer transfer(context.transfers(), path);
-    FileSink sink(pending.fd(), static_cast<long long>(range.offset), transfer.state());
     ProgressBar bar(context.transfers(), file.name, static_cast<std::int64_t>(range.length));
-    context.drive().Read(file, path, range.offset, range.length, sink, transfer);
+    context.drive().Read({file, path, range.offset, range.length},
+                         [&](std::uint64_t offset, const char* data, std::size_t count) {
+                           return WriteAllAt(pending.fd(), {data, count}, offset - range.offset);
+                         });
   }
   pending.Commit();
   return ExitCode::kSuccess;
@@ -65,14 +68,19 @@ ExitCode RunCat(Context& context, const CatOptions& options) {
   const std::string& path = argument.path;
   Entry file = context.index().FindFile(argument);
   if (file.size == 0) return ExitCode::kSuccess;
-  ActiveTransfer transfer(context.transfers(), path);
-  StreamSink sink(STDOUT_FILENO, 0, transfer.state());
+  StreamWriter writer(STDOUT_FILENO);
   try {
-    context.drive().Read(file, path, 0, file.size, sink, transfer);
-  } catch (const HostError&) {
-    if (sink.error_number() == EPIPE) return ExitCode::kBrokenPipe;
+    context.drive().Read({file, path, 0, file.size},
+                         [&](std::uint64_t offset, const char* data, std::size_t count) {
+                           return writer.Write(offset, data, count);
+                         });
+  } catch (const FsError& error) {
+    if (error.number() == EPIPE) return ExitCode::kBrokenPipe;
     throw;
   }
+  const int error = writer.Finish();
+  if (error == EPIPE) return ExitCode::kBrokenPipe;
+  if (error != 0) throw LocalFailure("writing " + path, error);
   return ExitCode::kSuccess;
 }
 

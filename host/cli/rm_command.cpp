@@ -45,12 +45,21 @@ void RefuseLongerNames(PathIndex& index, const Victim& victim) {
                       "; if it deletes exactly, say --exact-delete-supported");
 }
 
+// All versions of a file; `now` is the latest one.
+void DeleteFile(Context& context, const Entry& now, const std::string& path) {
+  context.drive().DeleteFile(now, path, [&]() -> std::optional<Entry> {
+    context.index().Forget(ParentOf(path));
+    const auto left = context.index().Lookup(path);
+    return left && !left->folder ? left : std::nullopt;
+  });
+}
+
 void DeleteOneFile(Context& context, const Victim& victim) {
   Entry now = context.index().Find(victim.path);
   if (now.id != victim.entry.id) {
     throw ServiceFailure(victim.path, AERROR::SHARING_VIOLATION, {});
   }
-  context.drive().DeleteFile(now, victim.path);
+  DeleteFile(context, now, victim.path);
 }
 
 void EmptyBucket(Context& context, const std::string& bucket) {
@@ -65,7 +74,7 @@ void EmptyBucket(Context& context, const std::string& bucket) {
     if (child.folder) {
       DeleteFolder(context.drive(), {Join(bucket, child.name), child});
     } else {
-      context.drive().DeleteFile(child, Join(bucket, child.name));
+      DeleteFile(context, child, Join(bucket, child.name));
     }
   }
 }

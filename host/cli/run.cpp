@@ -46,6 +46,12 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_option("--limit", options.limit_kb, "Most KB/s to move, 0 for no limit")
       ->check(CLI::Range(0LL, 1'000'000'000LL))
       ->type_name("KB/s");
+  app.add_option("--retries", options.retries,
+                 "How often a call that failed for a passing reason is made again; the waits "
+                 "double from half a second to half a minute")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 1000))
+      ->type_name("N");
   app.add_option("--log-bodies", options.log_bodies,
                  "Log the service's answers, compressed, to a file of mode 0600; they hold session "
                  "tokens that are valid up to 24 hours. Read it with decode-log")
@@ -94,13 +100,14 @@ int RunSelected(const Selected& selected, const GlobalOptions& options) {
 
 int Run(int argc, char** argv) {
   CLI::App app(kDescription, "b2drive");
-  app.footer(Footer());
+  app.set_version_flag("--version", "b2drive " B2DRIVE_VERSION);
   app.require_subcommand(1);
   app.fallthrough();
   GlobalOptions options;
   AddGlobalOptions(app, options);
   Selected selected;
   AddCommands(app, selected);
+  app.footer(Footer());  // commands made later would take it over
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {

@@ -1,62 +1,98 @@
 #include "host/cli/storage.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
 #include "host/cli/commands.h"
-#include "host/patient/refusal_limit.h"
-#include "host/plugin/file_cache.h"
-#include "host/plugin/service_failure.h"
+#include "host/local/local_io.h"
 
 namespace b2drive::cli {
 namespace {
 
-constexpr int kMostRepetitions = 10;
+// Says what an upload leaves on the service, also when a signal ends the program.
+class LeftoverNote {
+ public:
+  LeftoverNote(const UploadControl& control, const std::string& path)
+      : control_(control), path_(path) {}
+  // It is stored, by one of the large files that attempts began when `found` later. What failed
+  // says itself what it leaves.
+  void Succeed(bool found) const {
+    if (control_.unfinished().files > (found ? 1 : 0)) Say();
+  }
 
-// An upload that was given up failed for what the service said last.
-HostError Explain(const HostError& failure, const std::string& path, const RefusalLimit& limit) {
-  if (!limit.last_straw()) return failure;
-  HostError refused = ServiceFailure(path, AERROR::FAILED, *limit.last_straw());
-  const std::string rest = limit.large_file_begun() ? std::string("; ") + kLeftover : "";
-  return {refused.exit_code(), refused.what() + rest, refused.code()};
-}
+ private:
+  void Say() const { Report("put", path_ + ": " + kLeftover); }
+
+  const UploadControl& control_;
+  const std::string& path_;
+  const InterruptCleanup at_exit_{[this] {
+    if (control_.begun()) Say();
+  }};
+};
 
 }  // namespace
 
 void Storage::PutFile(const std::string& parent_id, const std::string& path,
                       const LocalSource& source) {
-  Upload(parent_id, NameOf(path), path, source);
+  UploadControl control;
+  const LeftoverNote note(control, path);
+  bool found = false;
+  drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries, [&] {
+    const auto stored = FindStored(parent_id, path, source);
+    found = stored.has_value();
+    return stored;
+  });
+  note.Succeed(found);
+}
+
+std::optional<Entry> Storage::FindStored(const std::string& parent_id, const std::string& path,
+                                         const LocalSource& source) {
+  const std::string name = NameOf(path);
+  for (const Entry& entry : drive_.List(parent_id, ParentOf(path))) {
+    if (entry.folder || entry.name != name || entry.size != source.size) continue;
+    if (HoldsBytesOf(source, entry, path)) return entry;
+  }
+  return std::nullopt;
+}
+
+bool Storage::HoldsBytesOf(const LocalSource& source, const Entry& stored,
+                           const std::string& path) {
+  if (stored.size == 0) return true;
+  std::vector<char> mine;
+  const auto compare = [&](std::uint64_t offset, const char* data, std::size_t count) {
+    mine.resize(count);
+    const bool same = ReadAt(source.fd.get(), mine.data(), count, offset) == count &&
+                      std::memcmp(mine.data(), data, count) == 0;
+    return same ? 0 : EILSEQ;
+  };
+  try {
+    drive_.Read({stored, path, 0, stored.size}, compare);
+    return true;
+  } catch (const FsError& error) {
+    if (error.number() != EILSEQ) throw;
+    return false;
+  }
 }
 
 Entry Storage::MakeFolder(const Entry& parent, const std::string& path) {
-  if (IsBucket(path)) return drive_.MakeFolder(parent.id, NameOf(path), path);
+  if (IsBucket(path)) return drive_.MakeBucket(NameOf(path), path);
   Entry folder{NameOf(path), Join(parent.id, NameOf(path)), true, 0, {}};
-  // Not by the plug-in's own call, which takes no handle and so could not be ended.
-  Upload(folder.id, kMarkerName, path, {});
+  UploadControl control;
+  drive_.MakeMarker(folder.id, path, control);
   return folder;
 }
 
 // No listing shows the marker, so it is written once more: that gives its identifier.
 bool Storage::RemoveMarker(const Entry& folder, const std::string& path) {
   if (!drive_.HasMarker(folder.id, path)) return false;
-  drive_.DeleteFile(Upload(folder.id, kMarkerName, path, {}), path);
-  return true;
-}
-
-Entry Storage::Upload(const std::string& parent_id, const std::string& name,
-                      const std::string& path, const LocalSource& source) {
-  ActiveTransfer transfer(transfers_, path);
-  FileCache contents(source.fd.get());
-  RefusalLimit limit(transfer, Attempts(kMostRepetitions, transfers_.pauses()));
-  InterruptCleanup say_what_is_left([&] {
-    if (limit.large_file_begun()) Report("put", path + ": " + kLeftover);
+  UploadControl control;
+  const Entry marker = drive_.MakeMarker(folder.id, path, control);
+  drive_.DeleteFile(marker, path, [&]() -> std::optional<Entry> {
+    return drive_.HasMarker(folder.id, path) ? std::optional(marker) : std::nullopt;
   });
-  try {
-    Entry stored = drive_.Upload(parent_id, name, path, source.size, contents, transfer);
-    if (stored.size == source.size) return stored;
-    throw HostError(ExitCode::kFailed, path + ": the service stored another size: " +
-                                           std::to_string(stored.size) + " bytes");
-  } catch (const HostError& failure) {
-    if (transfers_.canceled()) throw;
-    throw Explain(failure, path, limit);
-  }
+  return true;
 }
 
 }  // namespace b2drive::cli

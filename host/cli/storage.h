@@ -2,18 +2,17 @@
 
 #include "host/common/path.h"
 #include "host/local/local_file.h"
-#include "host/plugin/drive.h"
+#include "host/patient/patient_drive.h"
 
 namespace b2drive::cli {
 
-// Writing on the drive. The plug-in repeats a refused upload at once and without end: here it is
-// repeated at most ten times, after waits that grow to half a minute, and a signal ends them. All
-// throw HostError. Any number of threads may call.
+// Writing on the drive. All throw HostError. Any number of threads may call.
 class Storage {
  public:
-  Storage(Drive& drive, Transfers& transfers) : drive_(drive), transfers_(transfers) {}  // borrowed
+  explicit Storage(PatientDrive& drive) : drive_(drive) {}  // borrowed
 
-  // Stores `source` as `path` in the folder `parent_id`.
+  // Stores `source` as `path` in the folder `parent_id`. When an answer was lost and the bytes are
+  // there under that name, they are not sent again.
   void PutFile(const std::string& parent_id, const std::string& path, const LocalSource& source);
 
   // Makes a folder in `parent`, or a bucket in the root, and gives its entry.
@@ -23,11 +22,11 @@ class Storage {
   bool RemoveMarker(const Entry& folder, const std::string& path);
 
  private:
-  Entry Upload(const std::string& parent_id, const std::string& name, const std::string& path,
-               const LocalSource& source);
+  std::optional<Entry> FindStored(const std::string& parent_id, const std::string& path,
+                                  const LocalSource& source);
+  bool HoldsBytesOf(const LocalSource& source, const Entry& stored, const std::string& path);
 
-  Drive& drive_;
-  Transfers& transfers_;
+  PatientDrive& drive_;
 };
 
 }  // namespace b2drive::cli

@@ -1,6 +1,7 @@
 #include "host/common/retry.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <random>
 
 namespace b2drive {
@@ -20,10 +21,17 @@ void Pauses::Cut() {
   cut_changed_.notify_all();
 }
 
-bool Attempts::WaitForNext() {
+bool Attempts::WaitForNext(const std::string& reason) {
   if (left_ == 0) return false;
   --left_;
-  return pauses_.Wait(Backoff(++made_, milliseconds(500), milliseconds(30'000)));
+  const milliseconds wait = Backoff(++made_, milliseconds(500), milliseconds(30'000));
+  if (tell_) {
+    char when[64];
+    std::snprintf(when, sizeof when, ", again in %.1f s, %d of %d",
+                  std::chrono::duration<double>(wait).count(), made_, made_ + left_);
+    tell_(reason + when);
+  }
+  return pauses_.Wait(wait);
 }
 
 void Attempts::Renew(int retries) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
+#include <string>
 
 #include "host/common/thread_safety.h"
 
@@ -23,10 +25,14 @@ class Pauses {
 // second to half a minute, less up to a half at random, so that many callers spread.
 class Attempts {
  public:
-  Attempts(int retries, Pauses& pauses) : left_(retries), pauses_(pauses) {}
+  // Is told of each wait before it: "REASON, again in 2.0 s, 3 of 10".
+  using Teller = std::function<void(const std::string& text)>;
 
-  // Waits before the next attempt; false when there is none left.
-  bool WaitForNext();
+  Attempts(int retries, Pauses& pauses, Teller tell = {})
+      : left_(retries), pauses_(pauses), tell_(std::move(tell)) {}
+
+  // Waits before the next attempt; false when there is none left, or the pauses are cut.
+  bool WaitForNext(const std::string& reason);
   // After progress, such as bytes read, the count begins anew.
   void Renew(int retries);
 
@@ -34,6 +40,7 @@ class Attempts {
   int left_;
   int made_ = 0;
   Pauses& pauses_;
+  Teller tell_;
 };
 
 // The wait before the attempt after `failures` failures, between `first` and `longest`.

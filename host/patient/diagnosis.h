@@ -14,10 +14,14 @@ enum class Remedy {
 
 struct Diagnosis {
   Remedy remedy = Remedy::kNone;
-  int number = 0;  // errno, if nothing helps
+  int number = 0;        // errno, if nothing helps
+  bool lasting = false;  // the service refuses this call at any later time, too
 };
 
 // `answer` is what the service last said on the thread that made the call.
 Diagnosis Diagnose(const HostError& error, const Answer& answer);
+
+// Why, in a few words.
+std::string ReasonOf(const HostError& error, const Answer& answer);
 
 }  // namespace b2drive

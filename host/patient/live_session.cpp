@@ -9,23 +9,19 @@ constexpr auto kPatience = std::chrono::minutes(1);
 
 }  // namespace
 
-LiveSession::LiveSession(Connector connect, Clock clock)
-    : connect_(std::move(connect)), clock_(std::move(clock)) {
-  Connect();
-}
-
 std::shared_ptr<Session> LiveSession::Current() {
   std::shared_ptr<Session> session;
   {
     Lock lock(mutex_);
     session = session_;
-    if (clock_() < replace_at_) return session;
+    if (session && clock_() < replace_at_) return session;
     // The others go on with the old one, whose token has some time left.
     replace_at_ = clock_() + kPatience;
   }
   try {
     Replace(session);
   } catch (const HostError&) {
+    if (!session) throw;
     return session;
   }
   return Current();
@@ -33,7 +29,7 @@ std::shared_ptr<Session> LiveSession::Current() {
 
 void LiveSession::NoteSuccess(const std::shared_ptr<Session>& session) {
   Lock lock(mutex_);
-  if (session == session_) proven_ = true;
+  if (session == session_) unproven_ = 0;
 }
 
 void LiveSession::Replace(const std::shared_ptr<Session>& refused) {
@@ -43,7 +39,7 @@ void LiveSession::Replace(const std::shared_ptr<Session>& refused) {
     if (session_ != refused) return;
     const Time now = clock_();
     if (refusal_ && now - refused_at_ < kPatience) throw HostError(*refusal_);
-    if (!proven_ && now - connected_at_ < kPatience) {
+    if (session_ && unproven_ > 1 && now - connected_at_ < kPatience) {
       throw HostError(ExitCode::kSignInRefused,
                       "sign in: the service refuses the token that it has just given");
     }
@@ -66,7 +62,7 @@ void LiveSession::Connect() {
   session_ = std::move(fresh);
   connected_at_ = clock_();
   replace_at_ = connected_at_ + kLifetime;
-  proven_ = false;
+  ++unproven_;
   refusal_.reset();
 }
 

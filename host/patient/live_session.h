@@ -13,7 +13,7 @@ namespace b2drive {
 
 // The session in use. Its token ends after a day and cannot be renewed, so a new session takes its
 // place; calls in flight finish on the old one, which goes with the last of them. A key that was
-// revoked, or a service that takes back what it has just given, is asked once a minute.
+// revoked, or a service that twice takes back what it has just given, is asked once a minute.
 // Thread-safe.
 class LiveSession {
  public:
@@ -21,9 +21,10 @@ class LiveSession {
   using Time = std::chrono::steady_clock::time_point;
   using Clock = std::function<Time()>;
 
-  explicit LiveSession(Connector connect, Clock clock = std::chrono::steady_clock::now);
+  explicit LiveSession(Connector connect, Clock clock = std::chrono::steady_clock::now)
+      : connect_(std::move(connect)), clock_(std::move(clock)) {}
 
-  // Throws what Session's constructor throws when there is no session yet.
+  // Signs in when there is no session yet, and throws then what Session's constructor throws.
   std::shared_ptr<Session> Current();
 
   // To be called when the service refused `refused`'s token. Several callers connect once. Throws
@@ -43,7 +44,7 @@ class LiveSession {
   std::shared_ptr<Session> session_ B2_GUARDED_BY(mutex_);
   Time connected_at_ B2_GUARDED_BY(mutex_);
   Time replace_at_ B2_GUARDED_BY(mutex_);
-  bool proven_ B2_GUARDED_BY(mutex_) = false;               // a call of the session has succeeded
+  int unproven_ B2_GUARDED_BY(mutex_) = 0;  // sessions in a row of which no call has succeeded
   std::optional<HostError> refusal_ B2_GUARDED_BY(mutex_);  // of the last sign-in
   Time refused_at_ B2_GUARDED_BY(mutex_);
 };

@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
+#include <utility>
 
 #include "host/common/fs_error.h"
 #include "host/common/path.h"
 #include "host/common/waiting.h"
 #include "host/patient/diagnosis.h"
-#include "host/patient/refusal_limit.h"
+#include "host/patient/upload_attempt.h"
 #include "host/plugin/answer_watch.h"
-#include "host/plugin/file_cache.h"
 
 namespace b2drive {
 namespace {
@@ -20,7 +20,7 @@ class PieceSink final : public FetchSink {
  public:
   PieceSink(std::uint64_t start, std::uint64_t length, const RangeSink& sink,
             _FS_TRANSFER& transfer)
-      : FetchSink(-1, static_cast<long long>(start), transfer),
+      : FetchSink(static_cast<long long>(start), transfer),
         start_(start),
         length_(length),
         sink_(sink) {}
@@ -55,21 +55,28 @@ class SuccessNote {
   const int exceptions_ = std::uncaught_exceptions();
 };
 
-// Notes what an upload that ends leaves behind.
-void NoteUnfinished(UploadControl& control, bool stored, const ActiveTransfer& transfer) {
-  const int begun = HostLog::LastAnswer().large_files_begun - (stored ? 1 : 0);
-  if (begun <= 0) return;
-  const auto sent = static_cast<std::uint64_t>(std::max<std::int64_t>(transfer.state().offset, 0));
-  control.NoteUnfinished({begun, static_cast<std::uint64_t>(begun) * sent});
+std::optional<Entry> FindBucket(Drive& drive, const std::string& name) {
+  const Listing buckets = drive.List("", "/");
+  const auto found = std::ranges::find(buckets, name, &Entry::name);
+  return found != buckets.end() ? std::optional(*found) : std::nullopt;
 }
 
 }  // namespace
 
+Attempts PatientDrive::Allowed(const std::string& path, int retries) {
+  Attempts::Teller tell;
+  if (patience_.tell)
+    tell = [this, path](const std::string& text) { patience_.tell(path + ": " + text); };
+  return {retries == kAllRetries ? patience_.retries : retries, transfers_.pauses(), tell};
+}
+
 // Waits or connects anew if that can help; otherwise throws.
-void PatientDrive::WaitOrRenew(const HostError& error, const std::shared_ptr<Session>& session,
-                               int& renewals, Attempts& attempts) {
+void PatientDrive::WaitOrRenew(const std::string& path, const HostError& error,
+                               const std::shared_ptr<Session>& session, int& renewals,
+                               Attempts& attempts) {
   constexpr int kMostRenewals = 2;
   Diagnosis diagnosis = Diagnose(error, HostLog::LastAnswer());
+  std::string reason = ReasonOf(error, HostLog::LastAnswer());
   if (diagnosis.remedy == Remedy::kNewSession && session && renewals < kMostRenewals) {
     ++renewals;
     try {
@@ -77,16 +84,16 @@ void PatientDrive::WaitOrRenew(const HostError& error, const std::shared_ptr<Ses
       return;
     } catch (const HostError& again) {
       diagnosis = Diagnose(again, HostLog::LastAnswer());
+      reason = ReasonOf(again, HostLog::LastAnswer());
     }
   }
-  if (diagnosis.remedy != Remedy::kWait || !attempts.WaitForNext()) {
-    const bool lasting = diagnosis.remedy == Remedy::kNone && diagnosis.number == EIO;
-    throw FsError(diagnosis.number, error.what(), lasting);
-  }
+  if (diagnosis.remedy == Remedy::kWait && attempts.WaitForNext(reason)) return;
+  if (transfers_.canceled()) throw FsError(diagnosis.number, Interrupted(path));
+  throw FsError(diagnosis.number, error, diagnosis.lasting);
 }
 
 template <typename Operation>
-auto PatientDrive::Call(const std::string&, Attempts attempts, Operation operation) {
+auto PatientDrive::Call(const std::string& path, Attempts attempts, Operation operation) {
   AboutToWait();
   for (int renewals = 0;;) {
     std::shared_ptr<Session> session;
@@ -94,14 +101,16 @@ auto PatientDrive::Call(const std::string&, Attempts attempts, Operation operati
       session = live_.Current();
       const SuccessNote note(live_, session);
       return operation(session->drive(), attempts);
+    } catch (const FsError&) {
+      throw;
     } catch (const HostError& error) {
-      WaitOrRenew(error, session, renewals, attempts);
+      WaitOrRenew(path, error, session, renewals, attempts);
     }
   }
 }
 
 Listing PatientDrive::List(const std::string& folder_id, const std::string& path) {
-  return Call(path, {retries_, pauses_},
+  return Call(path, Allowed(path),
               [&](Drive& drive, Attempts&) { return drive.List(folder_id, path); });
 }
 
@@ -114,72 +123,74 @@ void PatientDrive::Read(const RangeRequest& request, const RangeSink& sink) {
     if (refused_by_sink == 0) reached = offset + count;
     return refused_by_sink;
   };
-  Call(request.path, {retries_, pauses_}, [&](Drive& drive, Attempts& attempts) {
+  Call(request.path, Allowed(request.path), [&](Drive& drive, Attempts& attempts) {
     const std::uint64_t before = reached;
     ActiveTransfer transfer(transfers_, request.path);
     PieceSink piece(before, end - before, counting, transfer.state());
     try {
       drive.Read(request.file, request.path, before, end - before, piece, transfer);
     } catch (const HostError& error) {
-      if (refused_by_sink != 0) throw FsError(refused_by_sink, error.what());
-      if (!ranges_are_checked_) reached = before;  // nothing of it is known to be right
+      if (refused_by_sink != 0) throw FsError(refused_by_sink, error);
+      if (!ranges_are_checked()) reached = before;  // nothing of it is known to be right
       if (reached == end) return;
-      if (reached > before) attempts.Renew(retries_);
+      if (reached > before) attempts.Renew(patience_.retries);
       throw;
     }
   });
 }
 
 Entry PatientDrive::Upload(const std::string& parent_id, const std::string& path, int fd,
-                           std::uint64_t size, UploadControl& control, int retries) {
-  const Attempts allowed(retries == kAllRetries ? retries_ : retries, pauses_);
-  const std::string name(NameOf(path));
+                           std::uint64_t size, UploadControl& control, int retries,
+                           const Finder& find_stored) {
+  const Attempts allowed = Allowed(path, retries);
+  const std::string name = NameOf(path);
+  bool repeated = false;
   return Call(path, allowed, [&](Drive& drive, Attempts&) {
-    ActiveTransfer transfer(transfers_, path);
-    FileCache contents(fd);
-    const UploadControl::Attached attached(control, transfer);
-    RefusalLimit limit(transfer, allowed);
-    try {
-      Entry stored = drive.Upload(parent_id, name, path, size, contents, transfer);
-      NoteUnfinished(control, true, transfer);
-      if (stored.size != size) throw FsError(EIO, path + ": the service stored another size");
-      return stored;
-    } catch (const HostError& error) {
-      NoteUnfinished(control, false, transfer);
-      if (control.given_up()) throw FsError(ECANCELED, error.what());
-      if (contents.error_number() != 0) throw FsError(EIO, error.what());
-      if (error.code() == AERROR::UPLOAD_CANCELED) throw FsError(EIO, error.what());
-      // The service's only way to say that the account's storage limit is reached.
-      if (HostLog::LastAnswer().status == 403) throw FsError(EDQUOT, error.what());
-      throw;
+    if (std::exchange(repeated, true) && find_stored) {
+      if (auto stored = find_stored()) return *stored;
     }
+    return TryUpload(drive, {parent_id, name, path, fd, size}, transfers_, control, allowed);
   });
 }
 
 bool PatientDrive::HasMarker(const std::string& folder_id, const std::string& path) {
-  return Call(path, {retries_, pauses_},
+  return Call(path, Allowed(path),
               [&](Drive& drive, Attempts&) { return drive.HasMarker(folder_id, path); });
 }
 
-Entry PatientDrive::MakeMarker(const std::string& folder_id, const std::string& path) {
-  // Not by the library's own call, which takes no handle and so could not be ended.
-  UploadControl control;
-  return Upload(folder_id, Join(path, kMarkerName), -1, 0, control, kAllRetries);
+// Not by the library's own call, which takes no handle and so could not be ended.
+Entry PatientDrive::MakeMarker(const std::string& folder_id, const std::string& path,
+                               UploadControl& control) {
+  const Attempts allowed = Allowed(path);
+  const std::string name = kMarkerName;
+  return Call(path, allowed, [&](Drive& drive, Attempts&) {
+    return TryUpload(drive, {folder_id, name, path, -1, 0}, transfers_, control, allowed);
+  });
 }
 
 Entry PatientDrive::MakeBucket(const std::string& name, const std::string& path) {
-  return Call(path, {retries_, pauses_},
-              [&](Drive& drive, Attempts&) { return drive.MakeFolder("", name, path); });
+  bool repeated = false;
+  return Call(path, Allowed(path), [&](Drive& drive, Attempts&) {
+    const auto made = std::exchange(repeated, true) ? FindBucket(drive, name) : std::nullopt;
+    return made ? *made : drive.MakeFolder("", name, path);
+  });
 }
 
 void PatientDrive::DeleteBucket(const Entry& bucket, const std::string& path) {
-  Call(path, {retries_, pauses_},
-       [&](Drive& drive, Attempts&) { drive.DeleteFolder(bucket, path); });
+  bool repeated = false;
+  Call(path, Allowed(path), [&](Drive& drive, Attempts&) {
+    const bool gone = std::exchange(repeated, true) && !FindBucket(drive, bucket.name);
+    if (!gone) drive.DeleteFolder(bucket, path);
+  });
+}
+
+void PatientDrive::DeleteFolder(const Entry& folder, const std::string& path) {
+  Call(path, Allowed(path), [&](Drive& drive, Attempts&) { drive.DeleteFolder(folder, path); });
 }
 
 void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
                               const Finder& still_there) {
-  Call(path, {retries_, pauses_}, [&](Drive& drive, Attempts&) {
+  Call(path, Allowed(path), [&](Drive& drive, Attempts&) {
     bool refused = false;
     std::optional<HostError> failure;
     try {
@@ -190,19 +201,22 @@ void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
     }
     if (!refused && !failure) return;
     const Answer answer = HostLog::LastAnswer();
+    const bool changed = failure && failure->code() == AERROR::SHARING_VIOLATION;
     std::optional<Entry> left = still_there();
     if (!left) return;
+    if (changed) throw FsError(ESTALE, *failure);
     if (left->id != file.id) throw FsError(ESTALE, path + ": changed meanwhile by someone else");
     const bool gone = answer.status == 400 || answer.status == 404;  // one of several versions
-    if (failure && Diagnose(*failure, answer).remedy == Remedy::kNone && !gone) {
-      throw FsError(Diagnose(*failure, answer).number, failure->what());
+    if (failure && !gone && Diagnose(*failure, answer).remedy == Remedy::kNone) {
+      throw FsError(Diagnose(*failure, answer).number, *failure);
     }
+    if (failure) throw HostError(failure->exit_code(), failure->what(), AERROR::TIMEDOUT);
     throw HostError(ExitCode::kNetwork, path + ": not deleted yet", AERROR::TIMEDOUT);
   });
 }
 
 std::uint64_t PatientDrive::TotalBytes() {
-  return Call("/", {0, pauses_}, [&](Drive& drive, Attempts&) { return drive.TotalBytes(); });
+  return Call("/", Allowed("/", 0), [&](Drive& drive, Attempts&) { return drive.TotalBytes(); });
 }
 
 }  // namespace b2drive

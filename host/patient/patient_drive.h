@@ -28,16 +28,27 @@ using RangeSink = std::function<int(std::uint64_t offset, const char* data, std:
 // For `retries`: as many as the mount was told.
 inline constexpr int kAllRetries = -1;
 
+struct Patience {
+  int retries = 0;  // of a call
+  // Whether the plug-in delivers no byte before it knows that the answer is the range that was
+  // asked for; others tell at the end of a read.
+  bool ranges_are_checked = true;
+  Attempts::Teller tell;  // of each wait, from any thread
+};
+
 // The drive's operations with a session that is kept alive and with repetition of what may be
-// repeated. All throw FsError. `path` is for messages only. Any number of threads may call.
+// repeated. An answer that was lost is no reason to do something twice: it is looked whether it is
+// done. All throw FsError, when `transfers` are canceled kInterrupted. `path` is for messages only.
+// Any number of threads may call.
 class PatientDrive {
  public:
-  // `ranges_are_checked`: whether the plug-in delivers no byte before it knows that the answer is
-  // the range that was asked for; others tell at the end of a read.
-  PatientDrive(LiveSession& live, int retries, Pauses& pauses, bool ranges_are_checked)
-      : live_(live), retries_(retries), pauses_(pauses), ranges_are_checked_(ranges_are_checked) {}
+  PatientDrive(LiveSession& live, Transfers& transfers, Patience patience)
+      : live_(live), transfers_(transfers), patience_(std::move(patience)) {}
 
-  bool ranges_are_checked() const { return ranges_are_checked_; }
+  bool ranges_are_checked() const { return patience_.ranges_are_checked; }
+
+  // Gives what an item is now; none when it is not there.
+  using Finder = std::function<std::optional<Entry>()>;
 
   Listing List(const std::string& folder_id, const std::string& path);
 
@@ -45,39 +56,38 @@ class PatientDrive {
   void Read(const RangeRequest& request, const RangeSink& sink);
 
   // Stores the `size` bytes behind `fd` under `path`, whose last name it takes. What a large one
-  // leaves behind when it is repeated or fails is noted in `control`.
+  // leaves behind when it is repeated or fails is noted in `control`. Before it is repeated,
+  // `find_stored`, if any, gives the entry that holds these bytes after all.
   Entry Upload(const std::string& parent_id, const std::string& path, int fd, std::uint64_t size,
-               UploadControl& control, int retries);
+               UploadControl& control, int retries, const Finder& find_stored = {});
 
   // Whether the folder would stay without its files.
   bool HasMarker(const std::string& folder_id, const std::string& path);
   // Makes the folder's marker object; its entry is the object's.
-  Entry MakeMarker(const std::string& folder_id, const std::string& path);
+  Entry MakeMarker(const std::string& folder_id, const std::string& path, UploadControl& control);
 
   Entry MakeBucket(const std::string& name, const std::string& path);
   void DeleteBucket(const Entry& bucket, const std::string& path);
+  // Deletes everything in a folder, hidden files too.
+  void DeleteFolder(const Entry& folder, const std::string& path);
 
   // Deletes every version of exactly this file; ESTALE when `file` is not the latest one any more.
   // What the library counts as deleted is believed only when nothing went wrong on the way; else
   // `still_there` looks, and gives the entry that is left.
-  using Finder = std::function<std::optional<Entry>()>;
   void DeleteFile(const Entry& file, const std::string& path, const Finder& still_there);
 
   std::uint64_t TotalBytes();
-  // Ends what runs and lets nothing begin.
-  void CancelAll() { transfers_.Cancel(); }
 
  private:
   template <typename Operation>
   auto Call(const std::string& path, Attempts attempts, Operation operation);
-  void WaitOrRenew(const HostError& error, const std::shared_ptr<Session>& session, int& renewals,
-                   Attempts& attempts);
+  Attempts Allowed(const std::string& path, int retries = kAllRetries);
+  void WaitOrRenew(const std::string& path, const HostError& error,
+                   const std::shared_ptr<Session>& session, int& renewals, Attempts& attempts);
 
   LiveSession& live_;
-  const int retries_;
-  Pauses& pauses_;
-  Transfers transfers_;
-  const bool ranges_are_checked_;
+  Transfers& transfers_;
+  const Patience patience_;
 };
 
 }  // namespace b2drive

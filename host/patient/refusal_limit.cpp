@@ -8,15 +8,17 @@ bool IsRepeated(int status) { return status == 401 || status == 408 || status ==
 
 }  // namespace
 
-RefusalLimit::RefusalLimit(const ActiveTransfer& transfer, Attempts attempts)
+RefusalLimit::RefusalLimit(const ActiveTransfer& transfer, UploadControl& control,
+                           Attempts attempts)
     : transfer_(transfer),
+      control_(control),
       attempts_(attempts),
       watch_([this](const Answer& answer) { Note(answer); }) {}
 
 void RefusalLimit::Note(const Answer& answer) {
-  large_file_begun_ = answer.large_files_begun > 0;
+  if (answer.large_files_begun > 0) control_.NoteBegun();
   if (!IsRepeated(answer.status)) return;
-  if (attempts_.WaitForNext()) return;
+  if (attempts_.WaitForNext("the service answered " + std::to_string(answer.status))) return;
   last_straw_ = answer;
   transfer_.state().state = TRANSFER_CANCELED;
 }

@@ -37,6 +37,16 @@ class UploadControl {
     return unfinished_;
   }
 
+  // Whether a large file was ever begun, which stays if the program ends now.
+  void NoteBegun() {
+    Lock lock(mutex_);
+    begun_ = true;
+  }
+  bool begun() const {
+    Lock lock(mutex_);
+    return begun_;
+  }
+
   // While the object lives, `transfer` is what GiveUp ends.
   class Attached {
    public:
@@ -60,6 +70,7 @@ class UploadControl {
   mutable Mutex mutex_;
   const ActiveTransfer* running_ B2_GUARDED_BY(mutex_) = nullptr;
   bool given_up_ B2_GUARDED_BY(mutex_) = false;
+  bool begun_ B2_GUARDED_BY(mutex_) = false;
   Unfinished unfinished_ B2_GUARDED_BY(mutex_);
 };
 

@@ -53,7 +53,6 @@ void Drive::Read(const Entry& file, const std::string& path, std::uint64_t offse
                                              std::to_string(last.status) +
                                              " and not with the range that was asked for");
     }
-    sink.Finish();
   } catch (const HostError&) {
     if (sink.error_number() == 0) throw;
   }

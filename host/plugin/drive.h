@@ -32,8 +32,8 @@ class Drive {
   // name.
   Listing List(const std::string& id, const std::string& path);
 
-  // Delivers `length` bytes from `offset` to `sink`, which gets its Finish. `length` must be at
-  // least 1: the service answers a request for none with the whole file.
+  // Delivers `length` bytes from `offset` to `sink`. `length` must be at least 1: the service
+  // answers a request for none with the whole file.
   void Read(const Entry& file, const std::string& path, std::uint64_t offset, std::uint64_t length,
             FetchSink& sink, const ActiveTransfer& transfer);
 

@@ -20,7 +20,7 @@ std::string Bytes(std::uint64_t offset, std::uint64_t count) {
 class Checked final : public FetchSink {
  public:
   Checked(std::uint64_t start, std::uint64_t count, _FS_TRANSFER& transfer)
-      : FetchSink(-1, static_cast<long long>(start), transfer), expected_(Bytes(start, count)) {}
+      : FetchSink(static_cast<long long>(start), transfer), expected_(Bytes(start, count)) {}
 
  protected:
   int Accept(long long at, const char* data, std::size_t count) override {

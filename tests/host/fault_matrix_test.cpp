@@ -44,6 +44,8 @@ class CommandLine final : public fault_matrix::Client {
 
   emulator::Emulator& Service() override { return emulator_; }
 
+  bool IsPatient() const override { return true; }
+
   bool Perform(std::size_t operation) override {
     Text line = kCommands[operation].line;
     const std::string wanted = operation < kOutputs.size() ? kOutputs[operation] : "";
@@ -54,7 +56,8 @@ class CommandLine final : public fault_matrix::Client {
     EXPECT_EQ(stopped.find("KILL"), std::string::npos) << "hangs";
     EXPECT_TRUE(code < 128 || code == kInterrupted) << code << err;
     // It may end by itself just when it is told to.
-    EXPECT_TRUE(err.empty() == succeeded || (!stopped.empty() && succeeded)) << err;
+    const bool notes = err.find("an unfinished large file") != err.npos;
+    EXPECT_TRUE(err.empty() == succeeded || ((!stopped.empty() || notes) && succeeded)) << err;
     const fs::path got = home_ / "work/got";
     const bool gets = line.starts_with("get");
     EXPECT_EQ(fs::exists(got), gets && succeeded);
@@ -72,7 +75,7 @@ class CommandLine final : public fault_matrix::Client {
         seconds(fault_matrix::kStop) + seconds(fault_matrix::kPatience) +
         "env -i B2_APPLICATION_KEY_ID='" + emulator_.account_id() + "' B2_APPLICATION_KEY='" +
         emulator_.key() + "' B2DRIVE_PROXY=http://127.0.0.1:" + std::to_string(emulator_.port()) +
-        " /bin/sh -c 'exec ../bin/b2drive \"$@\" 2>../err' sh " + line +
+        " /bin/sh -c 'exec ../bin/b2drive --retries 2 \"$@\" 2>../err' sh " + line +
         " </dev/null >../out 2>../stopped";
     return WEXITSTATUS(std::system(command.c_str()));
   }

@@ -122,6 +122,7 @@ class FileSystemTest : public ServiceTest {
       if (out_of_memory) throw std::bad_alloc();
       return std::make_shared<Session>(plugin_, account, session);
     });
+    live_->Current();
   }
   void Kill() {
     TakeSnapshot();

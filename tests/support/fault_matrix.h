@@ -34,6 +34,8 @@ class Client {
   virtual bool Perform(std::size_t operation) = 0;
   // The trouble is over.
   virtual void Recover() {}
+  // Whether it comes through any trouble that passes, and stores nothing twice.
+  virtual bool IsPatient() const { return false; }
 };
 inline constexpr std::chrono::seconds kPatience{3}, kStop{2};
 

@@ -22,7 +22,7 @@ std::uint64_t LongestRange(const FileSystemOptions& options) {
 FileServices::FileServices(LiveSession& live, const FileSystemOptions& options,
                            const std::filesystem::path& folder, Disk& disk, const std::string& boot,
                            Redirected when_redirected)
-    : remote(live, options.retries, pauses, !options.foreign_plugin),
+    : remote(live, transfers, {options.retries, !options.foreign_plugin, {}}),
       directory(
           [this](const std::string& id, const std::string& path) {
             return OnlyMountable(remote.List(id, path), path);

@@ -40,7 +40,7 @@ struct FileServices {
                const std::filesystem::path& folder, Disk& disk, const std::string& boot,
                Redirected when_redirected);
 
-  Pauses pauses;
+  Transfers transfers;
   PatientDrive remote;
   DirectoryCache directory;
   TimeBook times;

@@ -195,9 +195,6 @@ void FileSystem::RemoveFolder(const std::string& path) {
   markers_.KeepIfEmptied(ParentOf(path));
 }
 
-void FileSystem::Hurry() {
-  services_.pauses.Cut();
-  services_.remote.CancelAll();
-}
+void FileSystem::Hurry() { services_.transfers.Cancel(); }
 
 }  // namespace b2drive::mount

@@ -44,7 +44,7 @@ void FolderMarkers::Make(const std::string& path) {
   }
   CheckName(path);
   const std::string id = directory_.FolderId(path);
-  NoteMarker(path, remote_.MakeMarker(id, path));
+  NoteMarker(path, MakeMarker(id, path));
   directory_.PutEmptyFolder(path, id);
 }
 
@@ -80,7 +80,12 @@ Entry FolderMarkers::MarkerOf(const std::string& path, const std::string& id) {
     auto known = markers_.find(path);
     if (known != markers_.end() && known->second) return *known->second;
   }
-  return remote_.MakeMarker(id, path);
+  return MakeMarker(id, path);
+}
+
+Entry FolderMarkers::MakeMarker(const std::string& id, const std::string& path) {
+  UploadControl control;
+  return remote_.MakeMarker(id, path, control);
 }
 
 void FolderMarkers::NoteMarker(const std::string& path, const std::optional<Entry>& marker) {
@@ -105,8 +110,8 @@ void FolderMarkers::EnsureMarker(const std::string& folder) {
     if (markers_.contains(folder)) return;
   }
   const std::string id = directory_.FolderId(folder);
-  NoteMarker(folder, remote_.HasMarker(id, folder) ? std::nullopt
-                                                   : std::optional(remote_.MakeMarker(id, folder)));
+  NoteMarker(folder,
+             remote_.HasMarker(id, folder) ? std::nullopt : std::optional(MakeMarker(id, folder)));
 }
 
 }  // namespace b2drive::mount

@@ -82,6 +82,7 @@ ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& con
   const auto mountpoint = CheckMountpoint(request.mountpoint, options);
   CacheFolder cache(options.cache_dir, request.account_id);
   LiveSession live(connect);
+  live.Current();
   FileSystem files(live, options.files, cache.path());
   FuseContext context(files, options.kernel, [&] {
     if (request.live_fd) ReportLive(*request.live_fd);
