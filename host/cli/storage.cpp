@@ -40,7 +40,7 @@ void Storage::PutFile(const std::string& parent_id, const std::string& path,
   const LeftoverNote note(control, path);
   bool found = false;
   drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries, [&] {
-    const auto stored = FindStored(parent_id, path, source);
+    auto stored = FindStored(parent_id, path, source);
     found = stored.has_value();
     return stored;
   });
