@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "tests/support/drive_test.h"
+#include "tests/support/memory.h"
 
 // Every request of an operation, disturbed in every way that a service, or what stands before it,
 // can disturb one.
@@ -37,7 +38,8 @@ class Client {
   // Whether it comes through any trouble that passes, and stores nothing twice.
   virtual bool IsPatient() const { return false; }
 };
-inline constexpr std::chrono::seconds kPatience{3}, kStop{2};
+// Sanitizers take their time.
+inline constexpr std::chrono::seconds kPatience{3}, kStop{kMemoryIsMeasurable ? 2 : 6};
 
 // Performs each operation once for each disturbance, with a new client and in many processes at a
 // time. B2_MOUNT_TEST_LONG: also where only patience ends it. What must hold:
