@@ -1,6 +1,5 @@
 #include "host/cli/storage.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <vector>

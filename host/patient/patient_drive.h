@@ -25,7 +25,7 @@ struct RangeRequest {
 // ascend, but the bytes after a broken piece may come twice.
 using RangeSink = std::function<int(std::uint64_t offset, const char* data, std::size_t count)>;
 
-// For `retries`: as many as the mount was told.
+// For `retries`: as many as the drive grants each call.
 inline constexpr int kAllRetries = -1;
 
 struct Patience {
