@@ -4,18 +4,19 @@
 #include <optional>
 #include <string>
 
-#include "host/cli/storage.h"
 #include "host/patient/patient_drive.h"
 #include "host/plugin/body_log.h"
 #include "host/plugin/host_log.h"
 #include "host/plugin/path_index.h"
 #include "host/plugin/transfers.h"
+#include "host/transfer/storage.h"
 
 namespace b2drive::cli {
 
 // Options that every command takes.
 struct GlobalOptions {
   bool verbose = false;
+  bool json = false;
   std::string plugin;                // empty: the one shipped with the program
   std::optional<std::string> proxy;  // else the environment's
   std::optional<long long> limit_kb;
@@ -37,6 +38,9 @@ class Context {
   std::unique_ptr<Session> Connect();
   PathIndex& index();
   Storage storage() { return Storage(drive()); }
+  // Whether a program reads what is printed.
+  bool json() const { return options_.json; }
+  bool verbose() const { return options_.verbose; }
   Transfers& transfers() { return transfers_; }
 
   // Whether the plug-in is the one made together with this program.

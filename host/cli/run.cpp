@@ -8,10 +8,11 @@
 #include <sstream>
 #include <thread>
 
-#include "host/cli/commands.h"
+#include "host/cli/command.h"
 #include "host/cli/context.h"
 #include "host/common/errors.h"
 #include "host/terminal/interrupt.h"
+#include "host/terminal/report.h"
 #include "host/terminal/terminal.h"
 #include "host/terminal/text_format.h"
 
@@ -38,6 +39,7 @@ std::string Footer() {
 
 void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("-v,--verbose", options.verbose, "Show the plug-in's log lines");
+  app.add_flag("--json", options.json, "Print JSON");
   app.add_option("--plugin", options.plugin, "Another plug-in library")->type_name("FILE");
   app.add_option("--proxy", options.proxy,
                  "http://host:port; http+forward://, socks4:// and socks5:// work as well. One "
@@ -98,7 +100,7 @@ int RunSelected(const Selected& selected, const GlobalOptions& options) {
 
 }  // namespace
 
-int Run(int argc, char** argv) {
+int Run(int argc, char** argv, const AddCommandsTo& add_commands) {
   CLI::App app(kDescription, "b2drive");
   app.set_version_flag("--version", "b2drive " B2DRIVE_VERSION);
   app.require_subcommand(1);
@@ -106,7 +108,7 @@ int Run(int argc, char** argv) {
   GlobalOptions options;
   AddGlobalOptions(app, options);
   Selected selected;
-  AddCommands(app, selected);
+  add_commands(app, selected);
   app.footer(Footer());  // commands made later would take it over
   try {
     app.parse(argc, argv);

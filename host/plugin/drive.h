@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "host/common/name_rules.h"
 #include "host/plugin/fetch_sink.h"
 #include "host/plugin/file_cache.h"
 #include "host/plugin/listing_sink.h"
@@ -11,9 +12,6 @@
 #include "protocol/protocol.h"
 
 namespace b2drive {
-
-// The object that keeps a folder without files. No listing shows it.
-inline constexpr char kMarkerName[] = ".bzEmpty";
 
 // Said of a failed upload that was begun in parts.
 inline constexpr char kLeftover[] =

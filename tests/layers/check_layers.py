@@ -64,7 +64,7 @@ def reached(room):
     return seen
 
 
-LINKS = {"host": ["host/cli"]} | {
+LINKS = {"host": ["host/commands"]} | {
     line.split()[0]: line.split()[1:] for line in pathlib.Path(sys.argv[2]).read_text().splitlines()}
 found = list(complaints(pathlib.Path(sys.argv[1])))
 print("\n".join(found) or "layers: clean")

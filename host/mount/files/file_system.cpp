@@ -4,6 +4,7 @@
 #include <set>
 
 #include "host/common/fs_error.h"
+#include "host/common/name_rules.h"
 #include "host/common/path.h"
 #include "host/common/waiting.h"
 

@@ -2,36 +2,11 @@
 
 #include <cerrno>
 
-#include "base/utf8.h"
 #include "host/common/fs_error.h"
+#include "host/common/name_rules.h"
 #include "host/common/path.h"
 
 namespace b2drive::mount {
-namespace {
-
-constexpr std::size_t kLongestName = 250;
-constexpr std::size_t kLongestPath = 1024;
-
-bool IsPlainText(std::string_view text) {
-  while (!text.empty()) {
-    const auto code = base::TakeCharacter(text).code;
-    if (!code || *code < 0x20 || *code == 0x7F) return false;
-  }
-  return true;
-}
-
-}  // namespace
-
-void CheckName(const std::string& path) {
-  const std::string name = NameOf(path);
-  if (name.size() > kLongestName || path.size() > kLongestPath) {
-    throw FsError(ENAMETOOLONG, path + ": too long");
-  }
-  if (!IsPlainText(name)) throw FsError(EILSEQ, path + ": the service stores no such name");
-  // Listings show no name that ends like a marker's.
-  if (name.ends_with(kMarkerName)) throw FsError(EINVAL, path + ": reserved for folders");
-}
-
 void FolderMarkers::Make(const std::string& path) {
   if (IsBucket(path)) {
     try {

@@ -42,7 +42,4 @@ class FolderMarkers {
   std::unordered_map<std::string, std::optional<Entry>> markers_ B2_GUARDED_BY(mutex_);
 };
 
-// Throws FsError unless the service can store the last name of `path`.
-void CheckName(const std::string& path);
-
 }  // namespace b2drive::mount

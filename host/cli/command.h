@@ -4,7 +4,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "host/cli/context.h"
 #include "host/common/errors.h"
@@ -19,18 +18,6 @@ struct Selected {
   Command command;
 };
 
-// Adds every command to `app`; parsing the arguments then fills `selected`, which must outlive it.
-void AddCommands(CLI::App& app, Selected& selected);
-
-void AddListCommands(CLI::App& app, Selected& selected);
-void AddReadCommands(CLI::App& app, Selected& selected);
-void AddPutCommand(CLI::App& app, Selected& selected);
-void AddFolderCommands(CLI::App& app, Selected& selected);
-void AddRmCommand(CLI::App& app, Selected& selected);
-void AddLogCommands(CLI::App& app, Selected& selected);
-void AddMountCommands(CLI::App& app, Selected& selected);
-void AddHelpCommand(CLI::App& app, Selected& selected);
-
 // Lets `sub` choose `command`. `options` belong to the command and live as long as `sub`.
 template <typename Options>
 void Choose(CLI::App* sub, Selected& selected, std::shared_ptr<Options> options,
@@ -39,9 +26,6 @@ void Choose(CLI::App* sub, Selected& selected, std::shared_ptr<Options> options,
     selected = {name, [=](Context& context) { return command(context, *options); }};
   });
 }
-
-// Prints "b2drive: COMMAND /PATH: cause" as one line on standard error.
-void Report(const std::string& command, const std::string& text);
 
 // Runs `action` on the numbers from 0 to `count` - 1. A single one's failure is thrown; of several,
 // each failure is printed, the rest still runs, and the result is kPartly. An interruption ends

@@ -4,7 +4,7 @@
 #include "host/local/local_file.h"
 #include "host/patient/patient_drive.h"
 
-namespace b2drive::cli {
+namespace b2drive {
 
 // Writing on the drive. All throw HostError. Any number of threads may call.
 class Storage {
@@ -29,4 +29,4 @@ class Storage {
   PatientDrive& drive_;
 };
 
-}  // namespace b2drive::cli
+}  // namespace b2drive

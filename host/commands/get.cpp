@@ -1,14 +1,10 @@
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <limits>
 
-#include "host/cli/commands.h"
 #include "host/cli/progress.h"
+#include "host/commands/commands.h"
 #include "host/local/local_file.h"
 #include "host/local/local_io.h"
-#include "host/local/stream_writer.h"
 
 namespace b2drive::cli {
 namespace {
@@ -17,10 +13,6 @@ namespace fs = std::filesystem;
 
 constexpr std::int64_t kFirstByte = 0;
 constexpr std::int64_t kLastByte = std::numeric_limits<std::int64_t>::max();
-
-struct CatOptions {
-  std::string path;
-};
 
 struct GetOptions {
   std::string path;
@@ -63,47 +55,21 @@ ExitCode RunGet(Context& context, const GetOptions& options) {
   return ExitCode::kSuccess;
 }
 
-ExitCode RunCat(Context& context, const CatOptions& options) {
-  const PathArgument argument(options.path);
-  const std::string& path = argument.path;
-  Entry file = context.index().FindFile(argument);
-  if (file.size == 0) return ExitCode::kSuccess;
-  StreamWriter writer(STDOUT_FILENO);
-  try {
-    context.drive().Read({file, path, 0, file.size},
-                         [&](std::uint64_t offset, const char* data, std::size_t count) {
-                           return writer.Write(offset, data, count);
-                         });
-  } catch (const FsError& error) {
-    if (error.number() == EPIPE) return ExitCode::kBrokenPipe;
-    throw;
-  }
-  const int error = writer.Finish();
-  if (error == EPIPE) return ExitCode::kBrokenPipe;
-  if (error != 0) throw LocalFailure("writing " + path, error);
-  return ExitCode::kSuccess;
-}
-
 }  // namespace
 
-void AddReadCommands(CLI::App& app, Selected& selected) {
-  auto cat_options = std::make_shared<CatOptions>();
-  CLI::App* cat = app.add_subcommand("cat", "Write a file to standard output");
-  cat->add_option("PATH", cat_options->path)->required();
-  Choose(cat, selected, cat_options, RunCat);
-
-  auto get_options = std::make_shared<GetOptions>();
+void AddGetCommand(CLI::App& app, Selected& selected) {
+  auto options = std::make_shared<GetOptions>();
   CLI::App* get = app.add_subcommand(
       "get", "Copy a file here; it appears under its name only when it is complete");
-  get->add_option("PATH", get_options->path)->required();
-  get->add_option("LOCAL", get_options->local, "File or folder to write to");
-  get->add_option("--offset", get_options->offset, "First byte to copy")
+  get->add_option("PATH", options->path)->required();
+  get->add_option("LOCAL", options->local, "File or folder to write to");
+  get->add_option("--offset", options->offset, "First byte to copy")
       ->check(CLI::Range(kFirstByte, kLastByte))
       ->type_name("BYTES");
-  get->add_option("--length", get_options->length, "How much to copy, at most to the file's end")
+  get->add_option("--length", options->length, "How much to copy, at most to the file's end")
       ->check(CLI::Range(kFirstByte, kLastByte))
       ->type_name("BYTES");
-  Choose(get, selected, get_options, RunGet);
+  Choose(get, selected, options, RunGet);
 }
 
 }  // namespace b2drive::cli

@@ -1,6 +1,6 @@
 #include <iostream>
 
-#include "host/cli/commands.h"
+#include "host/commands/commands.h"
 
 namespace b2drive::cli {
 namespace {

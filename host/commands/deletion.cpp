@@ -1,8 +1,8 @@
-#include "host/cli/deletion.h"
+#include "host/commands/deletion.h"
 
 #include <algorithm>
 
-#include "host/cli/commands.h"
+#include "host/commands/commands.h"
 #include "host/common/errors.h"
 #include "host/terminal/terminal.h"
 #include "host/terminal/text_format.h"

@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "host/cli/commands.h"
-#include "host/cli/deletion.h"
+#include "host/commands/commands.h"
+#include "host/commands/deletion.h"
 #include "host/plugin/service_failure.h"
 
 namespace b2drive::cli {

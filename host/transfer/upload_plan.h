@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "host/cli/storage.h"
 #include "host/local/local_file.h"
 #include "host/plugin/path_index.h"
+#include "host/transfer/storage.h"
 
-namespace b2drive::cli {
+namespace b2drive {
 
 // One file that is to be stored.
 struct Upload {
@@ -53,4 +53,4 @@ class UploadPlan {
   std::vector<Upload> uploads_;
 };
 
-}  // namespace b2drive::cli
+}  // namespace b2drive

@@ -1,11 +1,9 @@
 #include <algorithm>
-#include <atomic>
 
-#include "host/cli/commands.h"
 #include "host/cli/progress.h"
-#include "host/cli/upload_plan.h"
-#include "host/common/thread_safety.h"
-#include "host/common/workers.h"
+#include "host/commands/commands.h"
+#include "host/transfer/crew.h"
+#include "host/transfer/upload_plan.h"
 
 namespace b2drive::cli {
 namespace {
@@ -18,69 +16,10 @@ struct PutOptions {
   std::vector<std::string> paths;  // the sources, then the target
 };
 
-// Stores planned files on several threads, and remembers how it went.
-class UploadCrew {
- public:
-  UploadCrew(Storage storage, const Transfers& transfers, std::vector<Upload>& uploads)
-      : storage_(storage), transfers_(transfers), uploads_(uploads) {}
-
-  void Run(std::size_t threads) {
-    Workers workers(threads);
-    for (Upload& upload : uploads_) {
-      workers.Run([this, &upload] { TryStoring(upload); });
-    }
-  }
-
-  // Throws a single file's failure, or kInterrupted.
-  ExitCode Outcome() {
-    Lock lock(mutex_);
-    if (stored_ == uploads_.size()) return ExitCode::kSuccess;
-    if (uploads_.size() == 1 && !failures_.empty()) throw HostError(failures_.front());
-    if (transfers_.canceled()) {
-      throw HostError(ExitCode::kInterrupted, Count() + "; these stay, the rest is not there");
-    }
-    Report("put", Count());
-    return ExitCode::kPartly;
-  }
-
- private:
-  void TryStoring(Upload& upload) {
-    if (transfers_.canceled()) return;
-    try {
-      Store(upload);
-      ++stored_;
-    } catch (const HostError& error) {
-      Fail(error);
-    } catch (const std::exception& error) {
-      Fail({ExitCode::kFailed, upload.path + ": " + error.what()});
-    }
-  }
-
-  void Store(Upload& upload) {
-    LocalSource opened = upload.spooled ? std::move(*upload.spooled) : OpenSource(upload.local);
-    storage_.PutFile(upload.parent_id, upload.path, opened);
-  }
-
-  void Fail(const HostError& error) {
-    Lock lock(mutex_);
-    failures_.push_back(error);
-    if (uploads_.size() > 1) {
-      Report("put", error.what());
-    }
-  }
-
-  std::string Count() const {
-    return std::to_string(stored_) + " of " + std::to_string(uploads_.size()) +
-           " files were stored";
-  }
-
-  Storage storage_;
-  const Transfers& transfers_;
-  std::vector<Upload>& uploads_;
-  std::atomic<std::size_t> stored_{0};
-  Mutex mutex_;
-  std::vector<HostError> failures_ B2_GUARDED_BY(mutex_);
-};
+void Store(Storage storage, Upload& upload) {
+  LocalSource opened = upload.spooled ? std::move(*upload.spooled) : OpenSource(upload.local);
+  storage.PutFile(upload.parent_id, upload.path, opened);
+}
 
 void AddSource(UploadPlan& plan, const std::string& source, const Target& target, bool recursive) {
   if (source == "-") return plan.AddStandardInput(target);
@@ -108,12 +47,10 @@ ExitCode RunPut(Context& context, const PutOptions& options) {
   for (const Upload& upload : uploads) total += static_cast<std::int64_t>(upload.size);
   std::string name = uploads.size() == 1 ? NameOf(uploads.front().path)
                                          : std::to_string(uploads.size()) + " files";
-  UploadCrew crew(context.storage(), context.transfers(), uploads);
-  {
-    ProgressBar bar(context.transfers(), name, total);
-    crew.Run(options.jobs);
-  }
-  return crew.Outcome();
+  Crew crew(context.transfers(), "put", "files were stored", uploads.size(), options.jobs);
+  ProgressBar bar(context.transfers(), name, total);
+  for (Upload& upload : uploads) crew.Run([&] { Store(context.storage(), upload); });
+  return crew.Finish();
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "host/cli/commands.h"
+#include "host/commands/commands.h"
 #include "host/mount/process/background.h"
 #include "host/mount/process/options.h"
 #include "host/mount/process/run_mount.h"
@@ -22,17 +22,9 @@ ExitCode Mount(Context& context, const MountArguments& arguments) {
                          [&context] { return context.Connect(); });
 }
 
-struct StatusArguments {
-  std::string mountpoint;
-};
-
-ExitCode Status(Context&, const StatusArguments& arguments) {
-  return mount::PrintStatus(arguments.mountpoint);
-}
-
 }  // namespace
 
-void AddMountCommands(CLI::App& app, Selected& selected) {
+void AddMountCommand(CLI::App& app, Selected& selected) {
   auto arguments = std::make_shared<MountArguments>();
   CLI::App* mounting = app.add_subcommand("mount", "Show the account as a folder");
   mounting->add_option("MOUNTPOINT", arguments->mountpoint, "An empty folder")->required();
@@ -43,11 +35,6 @@ void AddMountCommands(CLI::App& app, Selected& selected) {
   mounting->footer("Options for -o, with their defaults:\n" + mount::MountOptionsHelp() +
                    "\nUnmount with fusermount3 -u MOUNTPOINT.");
   Choose(mounting, selected, arguments, Mount);
-
-  auto asked = std::make_shared<StatusArguments>();
-  CLI::App* status = app.add_subcommand("status", "Show what a mount has not sent yet");
-  status->add_option("MOUNTPOINT", asked->mountpoint, "Where it is mounted")->required();
-  Choose(status, selected, asked, Status);
 }
 
 }  // namespace b2drive::cli

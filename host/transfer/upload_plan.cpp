@@ -1,11 +1,11 @@
-#include "host/cli/upload_plan.h"
+#include "host/transfer/upload_plan.h"
 
 #include <algorithm>
 
-#include "host/cli/commands.h"
 #include "host/common/errors.h"
+#include "host/terminal/report.h"
 
-namespace b2drive::cli {
+namespace b2drive {
 namespace fs = std::filesystem;
 namespace {
 
@@ -93,4 +93,4 @@ void UploadPlan::Add(const fs::path& local, const std::string& parent_id, const 
   uploads_.push_back({local, std::nullopt, parent_id, path, size});
 }
 
-}  // namespace b2drive::cli
+}  // namespace b2drive

@@ -1,13 +1,13 @@
-#include "host/cli/storage.h"
+#include "host/transfer/storage.h"
 
 #include <cerrno>
 #include <cstring>
 #include <vector>
 
-#include "host/cli/commands.h"
 #include "host/local/local_io.h"
+#include "host/terminal/report.h"
 
-namespace b2drive::cli {
+namespace b2drive {
 namespace {
 
 // Says what an upload leaves on the service, also when a signal ends the program.
@@ -94,4 +94,4 @@ bool Storage::RemoveMarker(const Entry& folder, const std::string& path) {
   return true;
 }
 
-}  // namespace b2drive::cli
+}  // namespace b2drive

@@ -2,7 +2,7 @@
 #include <fstream>
 #include <iostream>
 
-#include "host/cli/commands.h"
+#include "host/commands/commands.h"
 #include "host/plugin/body_decoder.h"
 
 namespace b2drive::cli {
@@ -29,7 +29,7 @@ ExitCode RunDecodeLog(Context&, const DecodeOptions& options) {
 
 }  // namespace
 
-void AddLogCommands(CLI::App& app, Selected& selected) {
+void AddDecodeLogCommand(CLI::App& app, Selected& selected) {
   auto options = std::make_shared<DecodeOptions>();
   CLI::App* decode = app.add_subcommand(
       "decode-log",

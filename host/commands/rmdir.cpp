@@ -1,0 +1,57 @@
+#include "host/commands/commands.h"
+#include "host/commands/deletion.h"
+#include "host/plugin/service_failure.h"
+
+namespace b2drive::cli {
+namespace {
+
+struct RmdirOptions {
+  bool yes = false;
+  std::vector<std::string> paths;
+};
+
+Victim EmptyFolder(PathIndex& index, const std::string& path) {
+  Victim victim{path, index.FindFolder(path)};
+  if (!index.Children(path).empty()) throw ServiceFailure(path, AERROR::DIR_NOT_EMPTY, {});
+  return victim;
+}
+
+// Takes only what keeps the folder: what came into it since it was looked at stays.
+void RemoveOne(Context& context, const std::string& path) {
+  context.index().Forget(path);
+  Victim victim = EmptyFolder(context.index(), path);
+  if (IsBucket(path)) return DeleteFolder(context.drive(), victim);
+  if (context.storage().RemoveMarker(victim.entry, path)) return;
+  context.index().Forget(ParentOf(path));
+  context.index().FindFolder(path);
+  throw HostError(ExitCode::kNotEmpty, path +
+                                           ": the folder holds names that no listing "
+                                           "shows; rm -r deletes them too");
+}
+
+ExitCode RunRmdir(Context& context, const RmdirOptions& options) {
+  std::vector<Victim> victims;
+  for (const std::string& path : options.paths) {
+    const PathArgument argument(path);
+    CheckDeletable(argument);
+    victims.push_back(EmptyFolder(context.index(), argument.path));
+  }
+  ConfirmDeletion(victims, {victims.size()}, options.yes, context.index());
+  return ForEach("rmdir", victims.size(),
+                 [&](std::size_t at) { RemoveOne(context, victims[at].path); });
+}
+
+}  // namespace
+
+void AddRmdirCommand(CLI::App& app, Selected& selected) {
+  auto options = std::make_shared<RmdirOptions>();
+  CLI::App* rmdir = app.add_subcommand("rmdir", "Delete empty folders and buckets");
+  rmdir->footer(
+      "Only what keeps an empty folder is deleted: hidden files do not count and stay, as does\n"
+      "what others store in the folder meanwhile. A bucket that has hidden files stays.");
+  rmdir->add_flag("-y,--yes", options->yes, "Do not ask before deleting several");
+  rmdir->add_option("PATH", options->paths)->required();
+  Choose(rmdir, selected, options, RunRmdir);
+}
+
+}  // namespace b2drive::cli

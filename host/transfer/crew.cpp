@@ -1,0 +1,55 @@
+#include "host/transfer/crew.h"
+
+#include <utility>
+
+#include "host/terminal/report.h"
+
+namespace b2drive {
+
+Crew::Crew(const Transfers& transfers, std::string command, std::string done, std::size_t expected,
+           std::size_t threads)
+    : transfers_(transfers),
+      command_(std::move(command)),
+      done_(std::move(done)),
+      expected_(expected),
+      workers_(threads) {}
+
+void Crew::Run(std::function<void()> task) {
+  workers_.Run([this, task = std::move(task)] { Try(task); });
+}
+
+void Crew::Try(const std::function<void()>& task) {
+  if (transfers_.canceled()) return;
+  try {
+    task();
+    ++succeeded_;
+  } catch (const HostError& error) {
+    Fail(error);
+  } catch (const std::exception& error) {
+    Fail({ExitCode::kFailed, error.what()});
+  }
+}
+
+void Crew::Fail(const HostError& error) {
+  Lock lock(mutex_);
+  last_failure_ = error;
+  if (expected_ > 1) Report(command_, error.what());
+}
+
+std::string Crew::Count() const {
+  return std::to_string(succeeded_) + " of " + std::to_string(expected_) + " " + done_;
+}
+
+ExitCode Crew::Finish() {
+  workers_.Finish();
+  Lock lock(mutex_);
+  if (succeeded_ == expected_) return ExitCode::kSuccess;
+  if (expected_ == 1 && last_failure_) throw HostError(*last_failure_);
+  if (transfers_.canceled()) {
+    throw HostError(ExitCode::kInterrupted, Count() + "; these stay, the rest was not done");
+  }
+  Report(command_, Count());
+  return ExitCode::kPartly;
+}
+
+}  // namespace b2drive
