@@ -71,23 +71,24 @@ struct BackBlazeB2::ListState {
   }
 };
 
-AERROR BackBlazeB2::GetFileList_ObjectList(const char* path, IFileList* list, char**,
-                                           std::string delimiter) {
+AERROR BackBlazeB2::GetFileList_ObjectList(const Options& options, const char* path,
+                                           IFileList* list, char**, std::string delimiter) {
   if (path == nullptr) return AERROR::FAILED;
   auto [container, prefix] = SplitNormalized(path);
   if (!prefix.empty() && delimiter == "/") prefix += '/';
   if (container.empty()) return AERROR::FAILED;
 
-  BindQueryLogger(query_logger_);
+  BindQueryLogger(options.query_logger);
   _FS_FILE_V2 record;
   ListState state{std::move(container),
                   std::move(prefix),
                   std::move(delimiter),
                   "",
                   list,
-                  PageWatch(strict_answers_, query::kListObjects),
+                  PageWatch(options.strict_answers, query::kListObjects),
                   record};
   return Query(
+      options,
       JsonCall(query::kListObjects, call::kListFileNames, [&state] { return state.Body(); }),
       OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));
 }

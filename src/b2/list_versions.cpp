@@ -64,29 +64,31 @@ struct VersionState {
 
 }  // namespace
 
-AERROR BackBlazeB2::GetFileList_ObjectVersions(const char* path, IFileList* list, bool single,
-                                               char** msg, std::string* newest_id) {
+AERROR BackBlazeB2::GetFileList_ObjectVersions(const Options& options, const char* path,
+                                               IFileList* list, bool single, char** msg,
+                                               std::string* newest_id) {
   if (path == nullptr) return AERROR::FAILED;
   auto [container, prefix] = SplitNormalized(path);
   if (container.empty()) return AERROR::FAILED;
   if (single) {
-    const AERROR result = GetFileFullName(path, prefix, msg);
+    const AERROR result = GetFileFullName(options, path, prefix, msg);
     if (result != AERROR::SUCCESS) return result;
   } else if (!prefix.empty()) {
     prefix += '/';
   }
 
-  BindQueryLogger(query_logger_);
+  BindQueryLogger(options.query_logger);
   VersionState state{std::move(container),
                      std::move(prefix),
                      list,
-                     exact_delete_,
-                     exact_delete_ && single,
-                     PageWatch(strict_answers_, query::kListVersions),
+                     options.exact_delete,
+                     options.exact_delete && single,
+                     PageWatch(options.strict_answers, query::kListVersions),
                      newest_id,
                      "",
                      ""};
   return Query(
+      options,
       JsonCall(query::kListVersions, call::kListFileVersions, [&state] { return state.Body(); }),
       OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));
 }

@@ -32,65 +32,78 @@ _PROXYINFO ProxyFrom(JsonObject& value) {
   return proxy;
 }
 
-}  // namespace
-
-struct BackBlazeB2::Option {
-  const char* key;
-  void (*apply)(BackBlazeB2& protocol, const char* value);
-};
-
-AERROR BackBlazeB2::SetOpt(const char* key, const char* value) {
-  static constexpr Option kOptions[] = {
-      {"access_key", [](BackBlazeB2& b2, const char* text) { b2.account_id_ = text; }},
-      {"application_key", [](BackBlazeB2& b2, const char* text) { b2.application_key_ = text; }},
-      {"connect_info", [](BackBlazeB2& b2, const char* text) { b2.ApplyAccountJson(text); }},
-      {"delete_if_unchanged",
-       [](BackBlazeB2& b2, const char* text) { b2.delete_if_unchanged_ = IsTrue(text); }},
-      {"enable_delete_folder",
-       [](BackBlazeB2& b2, const char* text) { b2.enable_delete_folder_ = IsTrue(text); }},
-      {"exact_delete", [](BackBlazeB2& b2, const char* text) { b2.exact_delete_ = IsTrue(text); }},
-      {"low_speed_limit",
-       [](BackBlazeB2& b2, const char* text) {
-         b2.low_speed_limit_ = std::max(1L, std::strtol(text, nullptr, 10));
-       }},
-      {"option_fields", [](BackBlazeB2& b2, const char* text) { b2.ApplyOptionForm(text); }},
-      {"speedlimit", [](BackBlazeB2& b2,
-                        const char* text) { b2.speed_limit_ = std::strtoll(text, nullptr, 10); }},
-      {"strict_answers",
-       [](BackBlazeB2& b2, const char* text) { b2.strict_answers_ = IsTrue(text); }},
-      {"verbose",
-       [](BackBlazeB2& b2, const char* text) {
-         b2.query_logger_.reset();
-         if (strcasecmp(text, "on") == 0) b2.query_logger_ = std::make_shared<BodyLog>();
-       }},
-  };
-  if (key == nullptr || value == nullptr) return AERROR::SUCCESS;
-  return Guarded(AERROR::SUCCESS, [&] {
-    for (const Option& option : kOptions) {
-      if (strcasecmp(option.key, key) == 0) option.apply(*this, value);
-    }
-    return AERROR::SUCCESS;
-  });
-}
-
-void BackBlazeB2::ApplyAccountJson(const char* value) {
+void ReadAccountJson(Options& options, const char* value) {
   JsonObject document(value);
-  account_id_ = static_cast<std::string>(document.GetObject("/data/user"));
-  application_key_ = static_cast<std::string>(document.GetObject("/data/pwd"));
+  options.account_id = static_cast<std::string>(document.GetObject("/data/user"));
+  options.application_key = static_cast<std::string>(document.GetObject("/data/pwd"));
 }
 
-void BackBlazeB2::ApplyOptionForm(const char* value) {
+void ReadFormField(Options& options, const std::string& name, JsonObject value) {
+  if (name == "proxy") cq.SetProxy(ProxyFrom(value));
+  if (name == "enable_delete_folder") options.enable_delete_folder = value;
+  // Kilobytes here, bytes under the plain key of the same name: the form's caption says KB/s.
+  if (name == "speedlimit")
+    options.speed_limit = Bytes(std::stoll(static_cast<std::string>(value)));
+}
+
+void ReadForm(Options& options, const char* value) {
   JsonObject document(value);
   JsonObject values = Required(document, "values");
   for (const std::string& name : values.GetKeys()) {
     JsonObject field = values[name.c_str()];
-    ApplyOptionField(name, Required(field, "value"));
+    ReadFormField(options, name, Required(field, "value"));
   }
 }
 
-void BackBlazeB2::ApplyOptionField(const std::string& name, JsonObject value) {
-  if (name == "proxy") cq.SetProxy(ProxyFrom(value));
-  if (name == "enable_delete_folder") enable_delete_folder_ = value;
-  // Kilobytes here, bytes under the plain key of the same name: the form's caption says KB/s.
-  if (name == "speedlimit") speed_limit_ = Bytes(std::stoll(static_cast<std::string>(value)));
+void ReadVerbose(Options& options, const char* value) {
+  options.query_logger.reset();
+  if (strcasecmp(value, "on") == 0) options.query_logger = std::make_shared<BodyLog>();
+}
+
+struct Option {
+  const char* key;
+  void (*apply)(Options& options, const char* value);
+};
+
+template <auto member>
+void SetText(Options& options, const char* value) {
+  options.*member = value;
+}
+
+template <auto member>
+void SetSwitch(Options& options, const char* value) {
+  options.*member = IsTrue(value);
+}
+
+constexpr Option kOptions[] = {
+    {"access_key", SetText<&Options::account_id>},
+    {"application_key", SetText<&Options::application_key>},
+    {"connect_info", ReadAccountJson},
+    {"delete_if_unchanged", SetSwitch<&Options::delete_if_unchanged>},
+    {"enable_delete_folder", SetSwitch<&Options::enable_delete_folder>},
+    {"exact_delete", SetSwitch<&Options::exact_delete>},
+    {"low_speed_limit",
+     [](Options& options, const char* value) {
+       options.low_speed_limit = std::max(1L, std::strtol(value, nullptr, 10));
+     }},
+    {"option_fields", ReadForm},
+    {"speedlimit",
+     [](Options& options, const char* value) {
+       options.speed_limit = std::strtoll(value, nullptr, 10);
+     }},
+    {"strict_answers", SetSwitch<&Options::strict_answers>},
+    {"verbose", ReadVerbose},
+};
+
+}  // namespace
+
+AERROR BackBlazeB2::SetOpt(const char* key, const char* value) {
+  if (key == nullptr || value == nullptr) return AERROR::SUCCESS;
+  return Guarded(AERROR::SUCCESS, [&] {
+    for (const Option& option : kOptions) {
+      if (strcasecmp(option.key, key) != 0) continue;
+      options_.Change([&](Options& options) { option.apply(options, value); });
+    }
+    return AERROR::SUCCESS;
+  });
 }

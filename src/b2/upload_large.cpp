@@ -34,9 +34,10 @@ std::string BareHash(const std::string& sha1) {
 class BackBlazeB2::LargeFileUpload {
  public:
   // `record` must outlive the upload; its size in bytes is what is sent.
-  LargeFileUpload(BackBlazeB2& protocol, ItemPath object, std::shared_ptr<_FS_HANDLE> handle,
-                  ICacheIO* cache, _FS_FILE_V2& record)
+  LargeFileUpload(BackBlazeB2& protocol, const Options& options, ItemPath object,
+                  std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache, _FS_FILE_V2& record)
       : protocol_(protocol),
+        options_(options),
         object_(std::move(object)),
         record_(record),
         size_(static_cast<long long>(record.size)),
@@ -49,7 +50,7 @@ class BackBlazeB2::LargeFileUpload {
   // A round that timed out after its first part is followed by another that goes on where it
   // stopped, five rounds in all. After a failure the large file stays unfinished on the service.
   AERROR Run() {
-    BindQueryLogger(protocol_.query_logger_);
+    BindQueryLogger(options_.query_logger);
     for (int rounds = kRounds;;) {
       const AERROR result = RunRound();
       if (result == AERROR::SUCCESS) return result;
@@ -64,7 +65,7 @@ class BackBlazeB2::LargeFileUpload {
  private:
   AERROR RunRound() {
     const auto send = [this](const Request& request) { return Send(*request); };
-    return protocol_.Query({send, query::kUploadLargeFile},
+    return protocol_.Query(options_, {send, query::kUploadLargeFile},
                            OnSuccess([this](JsonObject& answer) { return OnAnswer(answer); }),
                            OnRefusedUpload([this] { part_number_ = 0; }), UploadFailures());
   }
@@ -74,8 +75,8 @@ class BackBlazeB2::LargeFileUpload {
     if (GivenUp(part_.handle)) return NotStarted(CURLE_ABORTED_BY_CALLBACK);
     if (part_number_ == 0 && !Start()) return NotStarted();
     if (part_number_ == kAllSent) return SendFinish(request);
-    if (target_.url.empty() &&
-        protocol_.GetUploadPartUrl(file_id_, target_.url, target_.token) != AERROR::SUCCESS) {
+    if (target_.url.empty() && protocol_.GetUploadPartUrl(options_, file_id_, target_.url,
+                                                          target_.token) != AERROR::SUCCESS) {
       return NotStarted();
     }
     return SendPart(request);
@@ -86,7 +87,7 @@ class BackBlazeB2::LargeFileUpload {
     Abandon();
     file_id_.clear();
     remaining_ = size_;
-    if (protocol_.PrepareLargeFile(object_.container, object_.rest, file_id_, target_.url,
+    if (protocol_.PrepareLargeFile(options_, object_.container, object_.rest, file_id_, target_.url,
                                    target_.token) != AERROR::SUCCESS) {
       return false;
     }
@@ -103,7 +104,7 @@ class BackBlazeB2::LargeFileUpload {
     BindProgress(request);
     AimUpload(request, target_, part_.length);
     request.AddHeader("X-Bz-Part-Number", part_number_);
-    request.SetSpeedLimit(protocol_.speed_limit_);
+    request.SetSpeedLimit(options_.speed_limit);
     return PostRange(request, part_);
   }
 
@@ -142,10 +143,11 @@ class BackBlazeB2::LargeFileUpload {
   }
 
   void Abandon() {
-    if (!file_id_.empty()) protocol_.CancelLargeFile(file_id_);
+    if (!file_id_.empty()) protocol_.CancelLargeFile(options_, file_id_);
   }
 
   BackBlazeB2& protocol_;
+  const Options& options_;
   const ItemPath object_;
   _FS_FILE_V2& record_;
   const long long size_;  // bytes of the whole file
@@ -159,30 +161,33 @@ class BackBlazeB2::LargeFileUpload {
   UploadProgress progress_;
 };
 
-AERROR BackBlazeB2::UploadLargeFile(const char* path, std::shared_ptr<_FS_HANDLE> handle,
-                                    ICacheIO* cache, _FS_FILE_V2* info, UPLOAD_FLAG, char**) {
+AERROR BackBlazeB2::UploadLargeFile(const Options& options, const char* path,
+                                    std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache,
+                                    _FS_FILE_V2* info, UPLOAD_FLAG, char**) {
   if (path == nullptr || *path == '\0' || info->name.empty()) return AERROR::FAILED;
   if (cache == nullptr) return AERROR::FAILED;
   ItemPath object = SplitNormalized(std::string(path) + "/" + info->name);
   if (object.container.empty() || object.rest.empty()) return AERROR::ACCESS_DENIED;
-  return LargeFileUpload(*this, std::move(object), std::move(handle), cache, *info).Run();
+  return LargeFileUpload(*this, options, std::move(object), std::move(handle), cache, *info).Run();
 }
 
-AERROR BackBlazeB2::PrepareLargeFile(std::string bucket_id, std::string file_name,
-                                     std::string& file_id, std::string& part_url,
-                                     std::string& part_token) {
-  const AERROR started = StartLargeFile(std::move(bucket_id), std::move(file_name), file_id);
-  return started == AERROR::SUCCESS ? GetUploadPartUrl(file_id, part_url, part_token) : started;
+AERROR BackBlazeB2::PrepareLargeFile(const Options& options, std::string bucket_id,
+                                     std::string file_name, std::string& file_id,
+                                     std::string& part_url, std::string& part_token) {
+  const AERROR started =
+      StartLargeFile(options, std::move(bucket_id), std::move(file_name), file_id);
+  return started == AERROR::SUCCESS ? GetUploadPartUrl(options, file_id, part_url, part_token)
+                                    : started;
 }
 
-AERROR BackBlazeB2::StartLargeFile(std::string bucket_id, std::string file_name,
-                                   std::string& file_id) {
+AERROR BackBlazeB2::StartLargeFile(const Options& options, std::string bucket_id,
+                                   std::string file_name, std::string& file_id) {
   const auto body = [&] {
     return Members({{"bucketId", bucket_id},
                     {"fileName", file_name},
                     {"contentType", get_mime_type_from_ext(file_name)}});
   };
-  return Query(JsonCall(query::kStartLargeFile, call::kStartLargeFile, body),
+  return Query(options, JsonCall(query::kStartLargeFile, call::kStartLargeFile, body),
                OnSuccess([&file_id](JsonObject& answer) {
                  file_id = static_cast<std::string>(Required(answer, "fileId"));
                  return AERROR::SUCCESS;
@@ -191,7 +196,8 @@ AERROR BackBlazeB2::StartLargeFile(std::string bucket_id, std::string file_name,
 
 // Asks for a part URL, under the name of a cancellation: the large file is left unfinished on the
 // service. Hosts and their users count on what was sent still being there.
-AERROR BackBlazeB2::CancelLargeFile(std::string file_id) {
+AERROR BackBlazeB2::CancelLargeFile(const Options& options, std::string file_id) {
   const auto body = [&] { return Members({{"fileId", file_id}}); };
-  return Query(JsonCall(query::kCancelLargeFile, call::kGetUploadPartUrl, body), OnSuccess());
+  return Query(options, JsonCall(query::kCancelLargeFile, call::kGetUploadPartUrl, body),
+               OnSuccess());
 }

@@ -34,9 +34,9 @@ AERROR ReadStoredMarker(JsonObject& answer, const std::string& bucket, _FS_FILE_
 
 }  // namespace
 
-AERROR BackBlazeB2::UploadUsingPost(const char* path, std::shared_ptr<_FS_HANDLE> handle,
-                                    ICacheIO* cache, _FS_FILE_V2* info, char**,
-                                    bool directory_marker) {
+AERROR BackBlazeB2::UploadUsingPost(const Options& options, const char* path,
+                                    std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache,
+                                    _FS_FILE_V2* info, char**, bool directory_marker) {
   if (path == nullptr || *path == '\0' || info == nullptr) return AERROR::FAILED;
   const long long size = directory_marker ? 0 : static_cast<long long>(info->size);
   if (size < 0 || (cache == nullptr && !directory_marker)) return AERROR::FAILED;
@@ -44,7 +44,7 @@ AERROR BackBlazeB2::UploadUsingPost(const char* path, std::shared_ptr<_FS_HANDLE
   if (item.container.empty() || item.rest.empty() || info->name.empty())
     return AERROR::ACCESS_DENIED;
 
-  BindQueryLogger(query_logger_);
+  BindQueryLogger(options.query_logger);
   const std::string stored_name = directory_marker ? item.rest + kMarkerSuffix : item.rest;
   UploadTarget target;
   UploadState contents{cache, std::move(handle), 0, size, 0};
@@ -52,18 +52,18 @@ AERROR BackBlazeB2::UploadUsingPost(const char* path, std::shared_ptr<_FS_HANDLE
     target = {};
     // Between attempts no read would notice it, and those have no limit.
     if (GivenUp(contents.handle)) return NotStarted(CURLE_ABORTED_BY_CALLBACK);
-    if (GetUploadUrl(item.container, target.url, target.token) != AERROR::SUCCESS)
+    if (GetUploadUrl(options, item.container, target.url, target.token) != AERROR::SUCCESS)
       return NotStarted();
     AimUpload(*request, target, size);
     request->AddHeader("Content-Type", get_mime_type_from_ext(info->name));
     request->AddHeader("X-Bz-File-Name", URLEncode(stored_name.c_str(), false));
-    request->SetSpeedLimit(speed_limit_);
+    request->SetSpeedLimit(options.speed_limit);
     return directory_marker ? request->PerformPost("") : PostContents(*request, contents);
   };
   const auto read_answer = [&](JsonObject& answer) {
     return directory_marker ? ReadStoredMarker(answer, item.container, *info)
                             : ReadStoredFile(answer, item.container, *info);
   };
-  return Query({send, query::kUploadSingle}, OnSuccess(read_answer),
+  return Query(options, {send, query::kUploadSingle}, OnSuccess(read_answer),
                OnRefusedUpload([&target] { target = {}; }), UploadFailures());
 }

@@ -17,8 +17,9 @@
 //     one always holds the text. Where a slot differs, it says so.
 //  4. Identifiers are those of earlier records (see _FS_FILE_V1::id); a null one fails without a
 //     request.
-//  5. File operations may run on any number of threads at once after Connect. Release, Connect and
-//     SetOpt must not overlap anything else on the object.
+//  5. File operations may run on any number of threads at once after Connect. Release and Connect
+//     must not overlap anything else on the object. SetOpt may: an operation keeps to the options
+//     with which it began.
 //  6. Common failures: TIMEDOUT for a transfer that stalled, FAILED for other transport failures
 //     and for answers of 400 and more. A request that is answered with 429 is repeated after 1, 2,
 //     4, 8 and 16 seconds. Outputs may be partly written when a call fails.

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "base/thread_safety.h"
+#include "engine/query_logger.h"
+
+// What a host has set on a protocol object. An operation takes the options of its beginning and
+// hands them down to all that it calls, so that it never sees half a change.
+struct Options {
+  std::string account_id;
+  std::string application_key;
+  bool enable_delete_folder = true;
+  std::int64_t speed_limit = 0;  // bytes per second of one transfer; 0 is unlimited
+  long low_speed_limit = 1;      // bytes per second; a transfer that stays below it times out
+  std::shared_ptr<IQueryLogger> query_logger;
+  bool delete_if_unchanged = false;  // delete a file only if its record names the newest version
+  bool exact_delete = false;         // delete exactly the named file, page versions without repeats
+  bool strict_answers = false;       // believe no range and no cursor unseen
+};
+
+// The options of now. For any number of threads.
+class CurrentOptions {
+ public:
+  std::shared_ptr<const Options> Get() const {
+    const base::Lock lock(mutex_);
+    return options_;
+  }
+
+  // `change` is called with the options to be changed; what it did before it threw counts.
+  template <class Callable>
+  void Change(Callable&& change) {
+    const base::Lock lock(mutex_);
+    const auto changed = std::make_shared<Options>(*options_);
+    options_ = changed;  // nobody can look before the lock is given back
+    change(*changed);
+  }
+
+ private:
+  mutable base::Mutex mutex_;
+  std::shared_ptr<const Options> options_ B2_GUARDED_BY(mutex_) = std::make_shared<Options>();
+};
