@@ -5,7 +5,9 @@
 #include <string>
 
 #include "b2/about.h"
+#include "b2/file_details.h"
 #include "b2/options.h"
+#include "b2/paths.h"
 #include "b2/service_request.h"
 #include "protocol/file_list.h"
 #include "protocol/protocol.h"
@@ -111,10 +113,11 @@ class BackBlazeB2 final : public IProtocol_V2 {
   AERROR UploadLargeFile(const Options& options, const char* path,
                          std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache, _FS_FILE_V2* info,
                          UPLOAD_FLAG flag, char** msg);
-  AERROR PrepareLargeFile(const Options& options, std::string bucket_id, std::string file_name,
-                          std::string& file_id, std::string& part_url, std::string& part_token);
-  AERROR StartLargeFile(const Options& options, std::string bucket_id, std::string file_name,
-                        std::string& file_id);
+  AERROR PrepareLargeFile(const Options& options, const ItemPath& object,
+                          const FileAttributes& attributes, std::string& file_id,
+                          std::string& part_url, std::string& part_token);
+  AERROR StartLargeFile(const Options& options, const ItemPath& object,
+                        const FileAttributes& attributes, std::string& file_id);
   AERROR GetUploadPartUrl(const Options& options, std::string file_id, std::string& url,
                           std::string& token);
   AERROR CancelLargeFile(const Options& options, std::string file_id);

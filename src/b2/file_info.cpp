@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "b2/backblaze_b2.h"
+#include "b2/file_details.h"
 #include "b2/file_records.h"
 #include "b2/guarded.h"
 #include "b2/paths.h"
@@ -26,11 +27,11 @@ void SetRoot(_FS_FILE_V2& record) {
   record.size = 0;
 }
 
-AERROR ReadFileInfo(JsonObject& answer, _FS_FILE_V2& record, bool full) {
+AERROR ReadFileInfo(const Options& options, JsonObject& answer, _FS_FILE_V2& record, bool full) {
   // A host keeps the relative name of its listing; only the version listing wants the stored one.
   if (full) record.name = static_cast<std::string>(Required(answer, "fileName"));
   record.size = ContentLength(answer);
-  SetUploadTime(record, answer);
+  SetStored(options, record, answer);
   return AERROR::SUCCESS;
 }
 
@@ -90,7 +91,8 @@ AERROR BackBlazeB2::StoredFileInfo(const Options& options, const std::string& fi
   if (full && options.exact_delete && options.delete_if_unchanged) {
     on_code[404] = {[](_CURLRTN&) { return AERROR::FILE_NOT_FOUND; }, ""};
   }
-  return Query(options, JsonCall(query::kFileInfo, call::kGetFileInfo, body),
-               OnSuccess([&](JsonObject& answer) { return ReadFileInfo(answer, record, full); }),
-               std::move(on_code));
+  return Query(
+      options, JsonCall(query::kFileInfo, call::kGetFileInfo, body),
+      OnSuccess([&](JsonObject& answer) { return ReadFileInfo(options, answer, record, full); }),
+      std::move(on_code));
 }

@@ -82,6 +82,8 @@ constexpr Option kOptions[] = {
     {"delete_if_unchanged", SetSwitch<&Options::delete_if_unchanged>},
     {"enable_delete_folder", SetSwitch<&Options::enable_delete_folder>},
     {"exact_delete", SetSwitch<&Options::exact_delete>},
+    {"file_details", SetSwitch<&Options::file_details>},
+    {"keep_times", SetSwitch<&Options::keep_times>},
     {"low_speed_limit",
      [](Options& options, const char* value) {
        options.low_speed_limit = std::max(1L, std::strtol(value, nullptr, 10));

@@ -19,6 +19,8 @@ struct Options {
   bool delete_if_unchanged = false;  // delete a file only if its record names the newest version
   bool exact_delete = false;         // delete exactly the named file, page versions without repeats
   bool strict_answers = false;       // believe no range and no cursor unseen
+  bool keep_times = false;           // the second time is the source's, stored with the file
+  bool file_details = false;         // a record's texts tell and take what is stored with the file
 };
 
 // The options of now. For any number of threads.

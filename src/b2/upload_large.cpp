@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "b2/backblaze_b2.h"
+#include "b2/file_details.h"
 #include "b2/file_records.h"
 #include "b2/paths.h"
 #include "http/transfer_callbacks.h"
 #include "protocol/log_lines.h"
-#include "util/mime_types.h"
 #include "util/strings.h"
 
 namespace {
@@ -35,11 +35,13 @@ class BackBlazeB2::LargeFileUpload {
  public:
   // `record` must outlive the upload; its size in bytes is what is sent.
   LargeFileUpload(BackBlazeB2& protocol, const Options& options, ItemPath object,
-                  std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache, _FS_FILE_V2& record)
+                  FileAttributes attributes, std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache,
+                  _FS_FILE_V2& record)
       : protocol_(protocol),
         options_(options),
         object_(std::move(object)),
         record_(record),
+        attributes_(std::move(attributes)),
         size_(static_cast<long long>(record.size)),
         part_sha1s_("[]"),
         remaining_(size_) {
@@ -87,7 +89,7 @@ class BackBlazeB2::LargeFileUpload {
     Abandon();
     file_id_.clear();
     remaining_ = size_;
-    if (protocol_.PrepareLargeFile(options_, object_.container, object_.rest, file_id_, target_.url,
+    if (protocol_.PrepareLargeFile(options_, object_, attributes_, file_id_, target_.url,
                                    target_.token) != AERROR::SUCCESS) {
       return false;
     }
@@ -136,7 +138,7 @@ class BackBlazeB2::LargeFileUpload {
   }
 
   AERROR OnFinish(JsonObject& answer) {
-    SetUploadTime(record_, answer);
+    SetStored(options_, record_, answer);
     record_.size = ContentLength(answer);
     record_.id = ItemId(object_.container, Required(answer, "fileId"));
     return AERROR::SUCCESS;
@@ -150,6 +152,7 @@ class BackBlazeB2::LargeFileUpload {
   const Options& options_;
   const ItemPath object_;
   _FS_FILE_V2& record_;
+  const FileAttributes attributes_;
   const long long size_;  // bytes of the whole file
 
   int part_number_ = 0;
@@ -168,24 +171,30 @@ AERROR BackBlazeB2::UploadLargeFile(const Options& options, const char* path,
   if (cache == nullptr) return AERROR::FAILED;
   ItemPath object = SplitNormalized(std::string(path) + "/" + info->name);
   if (object.container.empty() || object.rest.empty()) return AERROR::ACCESS_DENIED;
-  return LargeFileUpload(*this, options, std::move(object), std::move(handle), cache, *info).Run();
+  FileAttributes attributes;
+  const AERROR described = GetAttributes(options, *info, object.rest, attributes);
+  if (described != AERROR::SUCCESS) return described;
+  return LargeFileUpload(*this, options, std::move(object), std::move(attributes),
+                         std::move(handle), cache, *info)
+      .Run();
 }
 
-AERROR BackBlazeB2::PrepareLargeFile(const Options& options, std::string bucket_id,
-                                     std::string file_name, std::string& file_id,
+AERROR BackBlazeB2::PrepareLargeFile(const Options& options, const ItemPath& object,
+                                     const FileAttributes& attributes, std::string& file_id,
                                      std::string& part_url, std::string& part_token) {
-  const AERROR started =
-      StartLargeFile(options, std::move(bucket_id), std::move(file_name), file_id);
+  const AERROR started = StartLargeFile(options, object, attributes, file_id);
   return started == AERROR::SUCCESS ? GetUploadPartUrl(options, file_id, part_url, part_token)
                                     : started;
 }
 
-AERROR BackBlazeB2::StartLargeFile(const Options& options, std::string bucket_id,
-                                   std::string file_name, std::string& file_id) {
+AERROR BackBlazeB2::StartLargeFile(const Options& options, const ItemPath& object,
+                                   const FileAttributes& attributes, std::string& file_id) {
   const auto body = [&] {
-    return Members({{"bucketId", bucket_id},
-                    {"fileName", file_name},
-                    {"contentType", get_mime_type_from_ext(file_name)}});
+    JsonObject start = Members({{"bucketId", object.container},
+                                {"fileName", object.rest},
+                                {"contentType", attributes.content_type}});
+    if (!attributes.info.empty()) start.Insert("fileInfo", InfoMembers(attributes));
+    return start;
   };
   return Query(options, JsonCall(query::kStartLargeFile, call::kStartLargeFile, body),
                OnSuccess([&file_id](JsonObject& answer) {

@@ -2,11 +2,11 @@
 #include <utility>
 
 #include "b2/backblaze_b2.h"
+#include "b2/file_details.h"
 #include "b2/file_records.h"
 #include "b2/paths.h"
 #include "http/transfer_callbacks.h"
 #include "protocol/log_lines.h"
-#include "util/mime_types.h"
 #include "util/url_encode.h"
 
 namespace {
@@ -16,8 +16,9 @@ _CURLRTN PostContents(BackBlazeB2CURL& request, UploadState& contents) {
   return PostRange(request, contents);
 }
 
-AERROR ReadStoredFile(JsonObject& answer, const std::string& bucket, _FS_FILE_V2& record) {
-  SetUploadTime(record, answer);
+AERROR ReadStoredFile(const Options& options, JsonObject& answer, const std::string& bucket,
+                      _FS_FILE_V2& record) {
+  SetStored(options, record, answer);
   record.type = FS_FILE;
   record.size = ContentLength(answer);
   record.id = ItemId(bucket, Required(answer, "fileId"));
@@ -46,6 +47,9 @@ AERROR BackBlazeB2::UploadUsingPost(const Options& options, const char* path,
 
   BindQueryLogger(options.query_logger);
   const std::string stored_name = directory_marker ? item.rest + kMarkerSuffix : item.rest;
+  FileAttributes attributes;
+  const AERROR described = GetAttributes(options, *info, info->name, attributes);
+  if (described != AERROR::SUCCESS) return described;
   UploadTarget target;
   UploadState contents{cache, std::move(handle), 0, size, 0};
   const auto send = [&](const Request& request) {
@@ -55,14 +59,17 @@ AERROR BackBlazeB2::UploadUsingPost(const Options& options, const char* path,
     if (GetUploadUrl(options, item.container, target.url, target.token) != AERROR::SUCCESS)
       return NotStarted();
     AimUpload(*request, target, size);
-    request->AddHeader("Content-Type", get_mime_type_from_ext(info->name));
+    request->AddHeader("Content-Type", attributes.content_type);
     request->AddHeader("X-Bz-File-Name", URLEncode(stored_name.c_str(), false));
+    for (const auto& [key, value] : attributes.info) {
+      request->AddHeader(("X-Bz-Info-" + key).c_str(), URLEncode(value.c_str(), false));
+    }
     request->SetSpeedLimit(options.speed_limit);
     return directory_marker ? request->PerformPost("") : PostContents(*request, contents);
   };
   const auto read_answer = [&](JsonObject& answer) {
     return directory_marker ? ReadStoredMarker(answer, item.container, *info)
-                            : ReadStoredFile(answer, item.container, *info);
+                            : ReadStoredFile(options, answer, item.container, *info);
   };
   return Query(options, {send, query::kUploadSingle}, OnSuccess(read_answer),
                OnRefusedUpload([&target] { target = {}; }), UploadFailures());
