@@ -98,6 +98,24 @@ class BackBlazeB2 final : public IProtocol_V2 {
                         bool full);
 
   AERROR CreateBucket(const Options& options, _FS_FILE_V2* record);
+  AERROR FindSource(const Options& options, const char* id, _FS_FILE_V2& source, char** msg);
+  // Copies `source`, whose name is the full one, and fills `out`, whose texts may tell what is
+  // stored with the copy.
+  AERROR CopyFile(const Options& options, const _FS_FILE_V2& source, const ItemPath& target,
+                  _FS_FILE_V2& out);
+  AERROR CopyAndDelete(const Options& options, const _FS_FILE_V2& source, const ItemPath& target,
+                       _FS_FILE_V2& out, char** msg);
+  // The versions of its name that are older than the file.
+  AERROR DeleteOlder(const Options& options, const _FS_FILE_V2& file, char** msg);
+  AERROR MoveNames(const Options& options, const ItemPath& folder, const ItemPath& target,
+                   char** msg);
+
+  // The file's versions, newest first. SHARING_VIOLATION when it is not the newest one.
+  AERROR ListUnchanged(const Options& options, const _FS_FILE_V2& file, FileList& versions,
+                       char** msg);
+  AERROR HideFile(const Options& options, const _FS_FILE_V2& file, char** msg);
+  AERROR HideFolder(const Options& options, const ItemPath& folder, char** msg);
+  AERROR HideName(const Options& options, const ItemPath& object);
   AERROR DeleteUnchanged(const Options& options, const _FS_FILE_V2& file, char** msg);
   AERROR DeleteFolder(const Options& options, _FS_FILE_V2* record, char** msg);
   AERROR DeleteVersion(const Options& options, std::string file_id, std::string file_name,

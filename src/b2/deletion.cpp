@@ -20,6 +20,7 @@ AERROR BackBlazeB2::Delete(_FS_FILE_V2* file, char** message) {
     if (file == nullptr) return AERROR::FAILED;
     LogDeletion("Delete", *file);
     const auto options = options_.Get();
+    if (options->hide_on_delete) return HideFile(*options, *file, message);
     if (options->exact_delete && options->delete_if_unchanged)
       return DeleteUnchanged(*options, *file, message);
     FileList versions;
@@ -28,22 +29,28 @@ AERROR BackBlazeB2::Delete(_FS_FILE_V2* file, char** message) {
   });
 }
 
-// The newest version goes last: when a deletion fails, the name still shows what it showed, and not
-// an older version.
-AERROR BackBlazeB2::DeleteUnchanged(const Options& options, const _FS_FILE_V2& file, char** msg) {
-  FileList versions;
+// Empty when the file is gone.
+AERROR BackBlazeB2::ListUnchanged(const Options& options, const _FS_FILE_V2& file,
+                                  FileList& versions, char** msg) {
   std::string newest_id;
   const AERROR listed =
       GetFileList_ObjectVersions(options, file.id.c_str(), &versions, true, msg, &newest_id);
   if (listed == AERROR::FILE_NOT_FOUND) return AERROR::SUCCESS;
   if (listed != AERROR::SUCCESS) return listed;
+  if (versions.GetFileList().empty()) return AERROR::SUCCESS;
+  if (newest_id == SplitNormalized(file.id).rest) return AERROR::SUCCESS;
+  __LOG__A(logger, LOGLEVEL_ERROR, "[PROTOCOL  ] %s >> The newest version is [%s]", "Delete",
+           newest_id.c_str());
+  return AERROR::SHARING_VIOLATION;
+}
+
+// The newest version goes last: when a deletion fails, the name still shows what it showed, and not
+// an older version.
+AERROR BackBlazeB2::DeleteUnchanged(const Options& options, const _FS_FILE_V2& file, char** msg) {
+  FileList versions;
+  const AERROR listed = ListUnchanged(options, file, versions, msg);
+  if (listed != AERROR::SUCCESS) return listed;
   const auto& records = versions.GetFileList();
-  if (records.empty()) return AERROR::SUCCESS;
-  if (newest_id != SplitNormalized(file.id).rest) {
-    __LOG__A(logger, LOGLEVEL_ERROR, "[PROTOCOL  ] %s >> The newest version is [%s]", "Delete",
-             newest_id.c_str());
-    return AERROR::SHARING_VIOLATION;
-  }
   for (auto version = records.rbegin(); version != records.rend(); ++version) {
     const AERROR result = DeleteVersion(options, (*version)->id, (*version)->name, msg);
     if (result != AERROR::SUCCESS) return result;
@@ -68,6 +75,7 @@ AERROR BackBlazeB2::DeleteFolder(const Options& options, _FS_FILE_V2* record, ch
     __LOG__A(logger, LOGLEVEL_WARNING, "[PROTOCOL  ] %s not allowed by user", "DeleteFolder");
     return AERROR::ACCESS_DENIED;
   }
+  if (options.hide_on_delete) return HideFolder(options, SplitIdentifier(record->id), msg);
   FileList versions;
   const AERROR result =
       GetFileList_ObjectVersions(options, record->id.c_str(), &versions, false, msg);

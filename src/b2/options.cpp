@@ -83,12 +83,14 @@ constexpr Option kOptions[] = {
     {"enable_delete_folder", SetSwitch<&Options::enable_delete_folder>},
     {"exact_delete", SetSwitch<&Options::exact_delete>},
     {"file_details", SetSwitch<&Options::file_details>},
+    {"hide_on_delete", SetSwitch<&Options::hide_on_delete>},
     {"keep_times", SetSwitch<&Options::keep_times>},
     {"low_speed_limit",
      [](Options& options, const char* value) {
        options.low_speed_limit = std::max(1L, std::strtol(value, nullptr, 10));
      }},
     {"option_fields", ReadForm},
+    {"server_copy", SetSwitch<&Options::server_copy>},
     {"speedlimit",
      [](Options& options, const char* value) {
        options.speed_limit = std::strtoll(value, nullptr, 10);

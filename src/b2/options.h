@@ -20,6 +20,8 @@ struct Options {
   bool exact_delete = false;         // delete exactly the named file, page versions without repeats
   bool strict_answers = false;       // believe no range and no cursor unseen
   bool keep_times = false;           // the second time is the source's, stored with the file
+  bool hide_on_delete = false;       // Delete and DeleteDirectory hide names
+  bool server_copy = false;          // renaming and moving by a copy on the service
   bool file_details = false;         // a record's texts tell and take what is stored with the file
 };
 

@@ -6,6 +6,7 @@ namespace call {
 inline constexpr char kCallPath[] = "/b2api/v1/";
 
 inline constexpr char kAuthorizeAccount[] = "b2_authorize_account";
+inline constexpr char kCopyFile[] = "b2_copy_file";
 inline constexpr char kCreateBucket[] = "b2_create_bucket";
 inline constexpr char kDeleteBucket[] = "b2_delete_bucket";
 inline constexpr char kDeleteFileVersion[] = "b2_delete_file_version";
@@ -14,6 +15,7 @@ inline constexpr char kFinishLargeFile[] = "b2_finish_large_file";
 inline constexpr char kGetFileInfo[] = "b2_get_file_info";
 inline constexpr char kGetUploadPartUrl[] = "b2_get_upload_part_url";
 inline constexpr char kGetUploadUrl[] = "b2_get_upload_url";
+inline constexpr char kHideFile[] = "b2_hide_file";
 inline constexpr char kListBuckets[] = "b2_list_buckets";
 inline constexpr char kListFileNames[] = "b2_list_file_names";
 inline constexpr char kListFileVersions[] = "b2_list_file_versions";

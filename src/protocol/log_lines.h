@@ -25,10 +25,12 @@ namespace query {
 
 inline constexpr char kAuthorize[] = "Process";
 inline constexpr char kCancelLargeFile[] = "CancelLargeFile";
+inline constexpr char kCopyFile[] = "CopyFile";
 inline constexpr char kCreateBucket[] = "CreateDirectory";
 inline constexpr char kDeleteBucket[] = "DeleteBucket";
 inline constexpr char kDeleteVersion[] = "DeleteVersion";
 inline constexpr char kFileInfo[] = "_GetFileInfo";
+inline constexpr char kHideFile[] = "HideFile";
 inline constexpr char kListBuckets[] = "GetFileList_BucketList";
 inline constexpr char kListObjects[] = "GetFileList_ObjectList";
 inline constexpr char kListVersions[] = "GetFileList_ObjectVersions";
@@ -40,8 +42,8 @@ inline constexpr char kUploadSingle[] = "UploadUsingPost";
 inline constexpr char kUploadUrl[] = "GetUploadUrl";
 
 inline constexpr std::array kAll = {
-    kAuthorize,      kCancelLargeFile, kCreateBucket,  kDeleteBucket, kDeleteVersion,
-    kFileInfo,       kListBuckets,     kListObjects,   kListVersions, kRead,
+    kAuthorize,      kCancelLargeFile, kCopyFile,      kCreateBucket, kDeleteBucket, kDeleteVersion,
+    kFileInfo,       kHideFile,        kListBuckets,   kListObjects,  kListVersions, kRead,
     kStartLargeFile, kUploadLargeFile, kUploadPartUrl, kUploadSingle, kUploadUrl};
 
 }  // namespace query

@@ -50,12 +50,11 @@ class IProtocol_V1 : public IRefObject {
   // Fills `out`, whose type is an input: with FS_DIRECTORY a folder is looked up (by its marker
   // object only), else a file, whose name and type stay as they were. FAILED when there is none.
   virtual AERROR GetFileInfo(const char* id, _FS_FILE_V2* out, char** message) = 0;
-  virtual AERROR Rename(const char* from, const char* to, _FS_FILE_V2* out,
-                        char** message) = 0;  // NOT_SUPPORTED
-  virtual AERROR Move(const char* from, const char* to, _FS_FILE_V2* out,
-                      char** message) = 0;  // NOT_SUPPORTED
-  virtual AERROR MoveDir(const char* from, const char* to, _FS_FILE_V2* out,
-                         char** message) = 0;  // NOT_SUPPORTED
+  // NOT_SUPPORTED unless the option "server_copy" is on. Rename: `to` is the file's new last name.
+  // Move and MoveDir: `to` is the identifier of the folder it goes to, out->name its name there.
+  virtual AERROR Rename(const char* from, const char* to, _FS_FILE_V2* out, char** message) = 0;
+  virtual AERROR Move(const char* from, const char* to, _FS_FILE_V2* out, char** message) = 0;
+  virtual AERROR MoveDir(const char* from, const char* to, _FS_FILE_V2* out, char** message) = 0;
   // Makes the directory out->name under `id`: a private bucket at the root, a folder below. Fills
   // id, type and times.
   virtual AERROR CreateDirectory(const char* id, _FS_FILE_V2* out, char** message) = 0;
