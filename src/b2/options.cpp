@@ -9,6 +9,7 @@
 #include "b2/file_records.h"
 #include "b2/guarded.h"
 #include "b2/request_pool.h"
+#include "http/server_trust.h"
 
 namespace {
 
@@ -78,6 +79,7 @@ void SetSwitch(Options& options, const char* value) {
 constexpr Option kOptions[] = {
     {"access_key", SetText<&Options::account_id>},
     {"application_key", SetText<&Options::application_key>},
+    {"ca_file", [](Options&, const char* value) { TrustAlso(value); }},
     {"connect_info", ReadAccountJson},
     {"delete_if_unchanged", SetSwitch<&Options::delete_if_unchanged>},
     {"enable_delete_folder", SetSwitch<&Options::enable_delete_folder>},
