@@ -32,6 +32,8 @@ inline constexpr char kFileInfo[] = "_GetFileInfo";
 inline constexpr char kListBuckets[] = "GetFileList_BucketList";
 inline constexpr char kListObjects[] = "GetFileList_ObjectList";
 inline constexpr char kListVersions[] = "GetFileList_ObjectVersions";
+inline constexpr char kListParts[] = "ListParts";
+inline constexpr char kListUnfinished[] = "ListUnfinishedLargeFiles";
 inline constexpr char kRead[] = "Read";
 inline constexpr char kStartLargeFile[] = "StartLargeFile";
 inline constexpr char kUploadLargeFile[] = "UploadLargeFile";
@@ -40,8 +42,8 @@ inline constexpr char kUploadSingle[] = "UploadUsingPost";
 inline constexpr char kUploadUrl[] = "GetUploadUrl";
 
 inline constexpr std::array kAll = {
-    kAuthorize,      kCancelLargeFile, kCreateBucket,  kDeleteBucket, kDeleteVersion,
-    kFileInfo,       kListBuckets,     kListObjects,   kListVersions, kRead,
+    kAuthorize,      kCancelLargeFile, kCreateBucket,  kDeleteBucket, kDeleteVersion,  kFileInfo,
+    kListBuckets,    kListObjects,     kListVersions,  kListParts,    kListUnfinished, kRead,
     kStartLargeFile, kUploadLargeFile, kUploadPartUrl, kUploadSingle, kUploadUrl};
 
 }  // namespace query
