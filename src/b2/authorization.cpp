@@ -4,6 +4,7 @@
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
 #include "b2/request_pool.h"
+#include "http/transfer_callbacks.h"
 #include "protocol/log_lines.h"
 #include "util/base64.h"
 
@@ -41,6 +42,7 @@ AERROR BackBlazeB2::Connect(IProtocolAuth* auth, const char* connect_info) {
     return AERROR::AUTH_FAILED;
   }
   try {
+    upload_urls_.Clear();
     about_ = std::make_shared<About>(this);
     return AERROR::SUCCESS;
   } catch (...) {
@@ -90,6 +92,24 @@ AERROR BackBlazeB2::Query(const Options& options, ServicePerformer performer, Ha
   return QueryWithBackoff<ExponentialBackoff>(cq, ServicePerformer{send, performer.name},
                                               std::move(on_range), std::move(on_code),
                                               std::move(on_transport));
+}
+
+AERROR BackBlazeB2::QueryUnless(const Stop& stop, const Options& options,
+                                ServicePerformer performer, HandlerMap on_range, HandlerMap on_code,
+                                TransportMap on_transport) const {
+  const Stop stopped = stop ? stop : [] { return false; };
+  BindQueryLogger(options.query_logger);
+  SharedProgress progress{stopped};
+  const auto send = [&](const Request& request) {
+    if (stopped()) return NotStarted(CURLE_ABORTED_BY_CALLBACK);
+    request->SetLowSpeedLimit(options.low_speed_limit);
+    request->BindProgress(reinterpret_cast<curl_xferinfo_callback>(&_CURL_PROGRESS_SHARED),
+                          &progress);
+    return performer.fn(request);
+  };
+  return QueryWithBackoff<StoppableBackoff>(cq, ServicePerformer{send, performer.name},
+                                            std::move(on_range), std::move(on_code),
+                                            std::move(on_transport), stopped);
 }
 
 ServicePerformer BackBlazeB2::JsonCall(const char* name, const char* call_name,

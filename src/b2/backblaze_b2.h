@@ -3,10 +3,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "b2/about.h"
+#include "b2/claims.h"
 #include "b2/file_details.h"
 #include "b2/options.h"
+#include "b2/part_board.h"
 #include "b2/paths.h"
 #include "b2/service_request.h"
 #include "protocol/file_list.h"
@@ -70,11 +73,19 @@ class BackBlazeB2 final : public IProtocol_V2 {
 
  private:
   class LargeFileUpload;
+  class PartSender;
+  class PartsUpload;
+  class SingleUpload;
   struct ListState;
 
   // Every query of the object: runs it on the pool with the settings that all its transfers share.
   AERROR Query(const Options& options, ServicePerformer performer, HandlerMap on_range,
                HandlerMap on_code = {}, TransportMap on_transport = TimeoutOnly()) const;
+  // The same, given up as soon as `stop`, if it is not empty, says so: UPLOAD_CANCELED then, where
+  // the maps do not say otherwise. Binds the query logger.
+  AERROR QueryUnless(const Stop& stop, const Options& options, ServicePerformer performer,
+                     HandlerMap on_range, HandlerMap on_code = {},
+                     TransportMap on_transport = UploadFailures()) const;
   // The common shape of a service call: POST of a JSON body with the account's token.
   ServicePerformer JsonCall(const char* name, const char* call_name, BodyBuilder body) const;
 
@@ -136,6 +147,20 @@ class BackBlazeB2 final : public IProtocol_V2 {
                           std::string& part_url, std::string& part_token);
   AERROR StartLargeFile(const Options& options, const ItemPath& object,
                         const FileAttributes& attributes, std::string& file_id);
+  AERROR UploadInParts(const Options& options, const char* path, std::shared_ptr<_FS_HANDLE> handle,
+                       ICacheIO* cache, _FS_FILE_V2* info, char** msg);
+  // Bytes of a part, as the options and the service want it.
+  long long PartSize(const Options& options) const;
+  // The bucket's unfinished large files whose start answer has `wanted`'s members, newest first.
+  AERROR ListUnfinished(const Stop& stop, const Options& options, JsonObject wanted,
+                        std::vector<std::string>& file_ids);
+  AERROR ListParts(const Stop& stop, const Options& options, const std::string& file_id,
+                   StoredParts& parts);
+  AERROR DiscardLargeFile(const Options& options, std::string file_id, const Stop& stop);
+  AERROR PrepareLargeFile(const Options& options, std::string bucket_id, std::string file_name,
+                          std::string& file_id, std::string& part_url, std::string& part_token);
+  AERROR StartLargeFile(const Options& options, std::string bucket_id, std::string file_name,
+                        std::string& file_id);
   AERROR GetUploadPartUrl(const Options& options, std::string file_id, std::string& url,
                           std::string& token);
   AERROR CancelLargeFile(const Options& options, std::string file_id);
@@ -152,4 +177,6 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::string manager_text_;
   IProtocolAuth* auth_ = nullptr;  // the host's
   CurrentOptions options_;
+  UploadUrls upload_urls_;
+  Claims large_files_;
 };

@@ -121,7 +121,7 @@ void SetTexts(_FS_FILE_V2& record, JsonObject& answer) {
 }
 
 FileAttributes ReadAttributes(const Options& options, const _FS_FILE_V2& record,
-                              const std::string& name) {
+                              const std::string& name, std::size_t own) {
   FileAttributes attributes{get_mime_type_from_ext(name), {}};
   if (options.file_details) {
     for (const std::string& text : record.texts) ReadText(text, attributes);
@@ -130,16 +130,17 @@ FileAttributes ReadAttributes(const Options& options, const _FS_FILE_V2& record,
     const auto time = Milliseconds(record.second_time);
     if (time) attributes.info.try_emplace(kSourceTime, std::to_string(*time));
   }
-  if (attributes.info.size() > kMostPairs) Refuse("more than ten entries of file information");
+  if (attributes.info.size() + own > kMostPairs)
+    Refuse("more than ten entries of file information");
   return attributes;
 }
 
 }  // namespace
 
 AERROR GetAttributes(const Options& options, const _FS_FILE_V2& record, const std::string& name,
-                     FileAttributes& attributes) {
+                     FileAttributes& attributes, int own) {
   try {
-    attributes = ReadAttributes(options, record, name);
+    attributes = ReadAttributes(options, record, name, static_cast<std::size_t>(own));
     return AERROR::SUCCESS;
   } catch (const NotTaken& refused) {
     __LOG__A(logger, LOGLEVEL_ERROR, "[PROTOCOL  ] %s >> The service takes no [%s]", "FileDetails",

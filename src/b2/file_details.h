@@ -20,9 +20,10 @@ struct FileAttributes {
 
 // Of a file that is to be stored under `name`: the type by the name's extension and, where options
 // ask for it, the record's second time and what its texts give as "type=" and "info.KEY=".
-// INVALID_PARAMETER, after a line in the log, for what the service does not take.
+// INVALID_PARAMETER, after a line in the log, for what the service does not take together with the
+// upload's `own` entries.
 AERROR GetAttributes(const Options& options, const _FS_FILE_V2& record, const std::string& name,
-                     FileAttributes& attributes);
+                     FileAttributes& attributes, int own = 0);
 
 // As a JSON object of texts.
 JsonObject InfoMembers(const FileAttributes& attributes);

@@ -4,16 +4,22 @@
 #include <cstdlib>
 #include <limits>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
 #include "b2/guarded.h"
 #include "b2/request_pool.h"
+#include "base/numbers.h"
 #include "http/server_trust.h"
+#include "protocol/log.h"
 
 namespace {
 
 constexpr long long kKilobyte = 1024;
+constexpr long long kMostPartBytes = 5'000'000'000;
+constexpr long long kMostConnections = 32;
 
 bool IsTrue(const char* value) { return strcasecmp(value, "true") == 0; }
 
@@ -61,6 +67,24 @@ void ReadVerbose(Options& options, const char* value) {
   if (strcasecmp(value, "on") == 0) options.query_logger = std::make_shared<BodyLog>();
 }
 
+// The number that a text is; out of range, it is ignored with a line.
+template <auto member, long long kMost>
+void SetNumber(Options& options, const char* value) {
+  const std::string_view text = value;
+  const auto number = base::ParseNumber<long long>(text);
+  if (number && *number >= 1 && *number <= kMost) {
+    options.*member = static_cast<std::remove_cvref_t<decltype(options.*member)>>(*number);
+  } else {
+    __LOG__A(logger, LOGLEVEL_WARNING, "[PROTOCOL  ] SetOpt >> [%s] is not from 1 to %lld", value,
+             kMost);
+  }
+}
+
+void ReadVerify(Options& options, const char* value) {
+  options.hash_before = strcasecmp(value, "before") == 0;
+  options.verify_uploads = options.hash_before || IsTrue(value);
+}
+
 struct Option {
   const char* key;
   void (*apply)(Options& options, const char* value);
@@ -80,6 +104,7 @@ constexpr Option kOptions[] = {
     {"access_key", SetText<&Options::account_id>},
     {"application_key", SetText<&Options::application_key>},
     {"ca_file", [](Options&, const char* value) { TrustAlso(value); }},
+    {"cancel_failed_uploads", SetSwitch<&Options::cancel_failed_uploads>},
     {"connect_info", ReadAccountJson},
     {"delete_if_unchanged", SetSwitch<&Options::delete_if_unchanged>},
     {"enable_delete_folder", SetSwitch<&Options::enable_delete_folder>},
@@ -93,12 +118,17 @@ constexpr Option kOptions[] = {
      }},
     {"option_fields", ReadForm},
     {"server_copy", SetSwitch<&Options::server_copy>},
+    {"resume_uploads", SetSwitch<&Options::resume_uploads>},
+    {"reuse_upload_urls", SetSwitch<&Options::reuse_upload_urls>},
     {"speedlimit",
      [](Options& options, const char* value) {
        options.speed_limit = std::strtoll(value, nullptr, 10);
      }},
     {"strict_answers", SetSwitch<&Options::strict_answers>},
+    {"upload_connections", SetNumber<&Options::upload_connections, kMostConnections>},
+    {"upload_part_size", SetNumber<&Options::upload_part_size, kMostPartBytes>},
     {"verbose", ReadVerbose},
+    {"verify_uploads", ReadVerify},
 };
 
 }  // namespace

@@ -23,6 +23,19 @@ struct Options {
   bool hide_on_delete = false;       // Delete and DeleteDirectory hide names
   bool server_copy = false;          // renaming and moving by a copy on the service
   bool file_details = false;         // a record's texts tell and take what is stored with the file
+
+  bool reuse_upload_urls = false;
+  long long upload_part_size = 0;  // bytes; 0: what the service recommends
+  int upload_connections = 1;
+  bool cancel_failed_uploads = false;  // a large file that is given up goes from the service
+  bool resume_uploads = false;         // or stays, and the next try sends what it lacks
+  bool verify_uploads = false;         // send each body's digest behind it
+  bool hash_before = false;            // and a large file's whole digest ahead of its parts
+
+  // Whether one of them asks for uploads in parts that may go at once, with all that belongs to it.
+  bool UploadsInParts() const {
+    return upload_part_size != 0 || upload_connections > 1 || resume_uploads || verify_uploads;
+  }
 };
 
 // The options of now. For any number of threads.

@@ -25,6 +25,9 @@ AERROR BackBlazeB2::Upload(const char* id, std::shared_ptr<_FS_HANDLE> handle, I
     if (id == nullptr) return AERROR::ACCESS_DENIED;
     if (out == nullptr) return AERROR::FAILED;
     const auto options = options_.Get();
+    if (options->UploadsInParts()) {
+      return UploadInParts(*options, id, std::move(handle), cache, out, message);
+    }
     if (static_cast<std::int64_t>(out->size) < recommended_part_size_) {
       return UploadUsingPost(*options, id, std::move(handle), cache, out, message, false);
     }

@@ -9,7 +9,6 @@
 #include "b2/paths.h"
 #include "http/transfer_callbacks.h"
 #include "protocol/log_lines.h"
-#include "util/strings.h"
 
 namespace {
 
@@ -17,12 +16,6 @@ constexpr int kRounds = 5;
 constexpr int kAllSent = -1;
 constexpr std::chrono::nanoseconds kPauseBetweenRounds{500'000};
 constexpr long kLowSpeedSeconds = 60;
-
-// The service's "unverified:HASH" without its prefix.
-std::string BareHash(const std::string& sha1) {
-  const auto pieces = split_delim(sha1, ":");
-  return pieces.size() >= 2 && pieces[0] == "unverified" ? pieces[1] : sha1;
-}
 
 }  // namespace
 
@@ -50,16 +43,19 @@ class BackBlazeB2::LargeFileUpload {
   }
 
   // A round that timed out after its first part is followed by another that goes on where it
-  // stopped, five rounds in all. After a failure the large file stays unfinished on the service.
+  // stopped, five rounds in all. After a failure the large file stays unfinished on the service,
+  // unless the host wants it canceled.
   AERROR Run() {
     BindQueryLogger(options_.query_logger);
     for (int rounds = kRounds;;) {
       const AERROR result = RunRound();
       if (result == AERROR::SUCCESS) return result;
-      Abandon();
-      if (result != AERROR::TIMEDOUT || part_number_ < 2) return result;
-      std::this_thread::sleep_for(kPauseBetweenRounds);
-      if (--rounds == 0) return result;
+      const bool goes_on = result == AERROR::TIMEDOUT && part_number_ >= 2 && --rounds > 0;
+      if (!goes_on || !options_.cancel_failed_uploads) Abandon();
+      if (result == AERROR::TIMEDOUT && part_number_ >= 2) {
+        std::this_thread::sleep_for(kPauseBetweenRounds);
+      }
+      if (!goes_on) return result;
       target_.url.clear();
     }
   }
@@ -131,7 +127,7 @@ class BackBlazeB2::LargeFileUpload {
   }
 
   AERROR OnPart(JsonObject& answer) {
-    part_sha1s_.InsertArrayItem(BareHash(Required(answer, "contentSha1")));
+    part_sha1s_.InsertArrayItem(BareSha1(Required(answer, "contentSha1")));
     remaining_ -= part_.length;
     part_number_ = remaining_ > 0 ? part_number_ + 1 : kAllSent;
     return AERROR::RETRY;
@@ -145,7 +141,9 @@ class BackBlazeB2::LargeFileUpload {
   }
 
   void Abandon() {
-    if (!file_id_.empty()) protocol_.CancelLargeFile(options_, file_id_);
+    if (file_id_.empty()) return;
+    options_.cancel_failed_uploads ? protocol_.DiscardLargeFile(options_, file_id_, {})
+                                   : protocol_.CancelLargeFile(options_, file_id_);
   }
 
   BackBlazeB2& protocol_;
@@ -201,6 +199,13 @@ AERROR BackBlazeB2::StartLargeFile(const Options& options, const ItemPath& objec
                  file_id = static_cast<std::string>(Required(answer, "fileId"));
                  return AERROR::SUCCESS;
                }));
+}
+
+AERROR BackBlazeB2::DiscardLargeFile(const Options& options, std::string file_id,
+                                     const Stop& stop) {
+  const auto body = [&] { return Members({{"fileId", file_id}}); };
+  return QueryUnless(stop, options, JsonCall(query::kCancelLargeFile, call::kCancelLargeFile, body),
+                     OnSuccess());
 }
 
 // Asks for a part URL, under the name of a cancellation: the large file is left unfinished on the

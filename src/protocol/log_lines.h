@@ -34,6 +34,8 @@ inline constexpr char kHideFile[] = "HideFile";
 inline constexpr char kListBuckets[] = "GetFileList_BucketList";
 inline constexpr char kListObjects[] = "GetFileList_ObjectList";
 inline constexpr char kListVersions[] = "GetFileList_ObjectVersions";
+inline constexpr char kListParts[] = "ListParts";
+inline constexpr char kListUnfinished[] = "ListUnfinishedLargeFiles";
 inline constexpr char kRead[] = "Read";
 inline constexpr char kStartLargeFile[] = "StartLargeFile";
 inline constexpr char kUploadLargeFile[] = "UploadLargeFile";
@@ -42,8 +44,9 @@ inline constexpr char kUploadSingle[] = "UploadUsingPost";
 inline constexpr char kUploadUrl[] = "GetUploadUrl";
 
 inline constexpr std::array kAll = {
-    kAuthorize,      kCancelLargeFile, kCopyFile,      kCreateBucket, kDeleteBucket, kDeleteVersion,
-    kFileInfo,       kHideFile,        kListBuckets,   kListObjects,  kListVersions, kRead,
-    kStartLargeFile, kUploadLargeFile, kUploadPartUrl, kUploadSingle, kUploadUrl};
+    kAuthorize,       kCancelLargeFile, kCopyFile,       kCreateBucket, kDeleteBucket,
+    kDeleteVersion,   kFileInfo,        kHideFile,       kListBuckets,  kListObjects,
+    kListVersions,    kListParts,       kListUnfinished, kRead,         kStartLargeFile,
+    kUploadLargeFile, kUploadPartUrl,   kUploadSingle,   kUploadUrl};
 
 }  // namespace query

@@ -22,6 +22,20 @@ class FilesTest(ServiceTest):
             self.assertEqual(outcome, "400 bad_request", (body, headers))
         self.assertEqual(service.page(), "")
 
+    def test_an_upload_url_survives_refusals_and_no_failure(self):
+        service, dead = self.service, "401 expired_auth_token"
+        for fault, outcome, following in [
+                ({"status": 503, "code": "x"}, "503 x", dead), ({"status": 429, "code": "x"}, "429 x", "200"),
+                ({"status": 408, "code": "x"}, "408 x", dead), ({"flipByte": 3}, "400 bad_request", "200"),
+                ({"cutRequestAfter": 1}, "RemoteDisconnected", dead)]:
+            service.fault(call="b2_upload_file", **fault)
+            target = service.target()
+            for expected in outcome, following:
+                self.assertEqual(service.add("x", b"text", target).outcome, expected, fault)
+        service.control("expire/upload-urls", method="POST")
+        self.assertEqual(service.add("x", b"text", target).outcome, dead)
+        self.assertEqual(service.add("x", b"text").outcome, "200")
+
     def test_infos_come_back_as_headers_of_one_line(self):
         service = self.service
         service.add("a%2Fb+c.JPG", b"text", **{
