@@ -9,7 +9,6 @@
 #include "host/common/path.h"
 #include "host/common/waiting.h"
 #include "host/patient/diagnosis.h"
-#include "host/patient/upload_attempt.h"
 #include "host/plugin/answer_watch.h"
 
 namespace b2drive {
@@ -139,18 +138,24 @@ void PatientDrive::Read(const RangeRequest& request, const RangeSink& sink) {
   });
 }
 
-Entry PatientDrive::Upload(const std::string& parent_id, const std::string& path, int fd,
-                           std::uint64_t size, UploadControl& control, int retries,
-                           const Finder& find_stored) {
-  const Attempts allowed = Allowed(path, retries);
-  const std::string name = NameOf(path);
+Entry PatientDrive::Send(const UploadSource& source, UploadControl& control, int retries,
+                         const Finder& find_stored) {
+  const Attempts allowed = Allowed(source.path, retries);
+  const Doubt doubt = find_stored ? Doubt::kLook : Doubt::kSendAgain;
   bool repeated = false;
-  return Call(path, allowed, [&](Drive& drive, Attempts&) {
+  return Call(source.path, allowed, [&](Drive& drive, Attempts&) {
     if (std::exchange(repeated, true) && find_stored) {
       if (auto stored = find_stored()) return *stored;
     }
-    return TryUpload(drive, {parent_id, name, path, fd, size}, transfers_, control, allowed);
+    return TryUpload(drive, source, transfers_, control, allowed, doubt);
   });
+}
+
+Entry PatientDrive::Upload(const std::string& parent_id, const std::string& path, int fd,
+                           std::uint64_t size, UploadControl& control, int retries,
+                           const Finder& find_stored) {
+  const std::string name = NameOf(path);
+  return Send({parent_id, name, path, fd, size}, control, retries, find_stored);
 }
 
 bool PatientDrive::HasMarker(const std::string& folder_id, const std::string& path) {
@@ -158,14 +163,26 @@ bool PatientDrive::HasMarker(const std::string& folder_id, const std::string& pa
               [&](Drive& drive, Attempts&) { return drive.HasMarker(folder_id, path); });
 }
 
-// Not by the library's own call, which takes no handle and so could not be ended.
-Entry PatientDrive::MakeMarker(const std::string& folder_id, const std::string& path,
-                               UploadControl& control) {
-  const Attempts allowed = Allowed(path);
-  const std::string name = kMarkerName;
-  return Call(path, allowed, [&](Drive& drive, Attempts&) {
-    return TryUpload(drive, {folder_id, name, path, -1, 0}, transfers_, control, allowed);
+std::optional<Entry> PatientDrive::MakeMarker(const std::string& folder_id, const std::string& path,
+                                              UploadControl& control) {
+  bool found = false;
+  const Entry made = SendMarker(folder_id, path, control, [&] {
+    found = HasMarker(folder_id, path);
+    return found ? std::optional(Entry{}) : std::nullopt;
   });
+  return found ? std::nullopt : std::optional(made);
+}
+
+Entry PatientDrive::RewriteMarker(const std::string& folder_id, const std::string& path,
+                                  UploadControl& control) {
+  return SendMarker(folder_id, path, control, {});
+}
+
+// Not by the library's own call, which takes no handle and so could not be ended.
+Entry PatientDrive::SendMarker(const std::string& folder_id, const std::string& path,
+                               UploadControl& control, const Finder& find_stored) {
+  const std::string name = kMarkerName;
+  return Send({folder_id, name, path, -1, 0}, control, kAllRetries, find_stored);
 }
 
 Entry PatientDrive::MakeBucket(const std::string& name, const std::string& path) {

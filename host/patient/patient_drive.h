@@ -8,6 +8,7 @@
 #include "host/common/fs_error.h"
 #include "host/common/retry.h"
 #include "host/patient/live_session.h"
+#include "host/patient/upload_attempt.h"
 #include "host/patient/upload_control.h"
 #include "host/plugin/drive.h"
 
@@ -63,8 +64,13 @@ class PatientDrive {
 
   // Whether the folder would stay without its files.
   bool HasMarker(const std::string& folder_id, const std::string& path);
-  // Makes the folder's marker object; its entry is the object's.
-  Entry MakeMarker(const std::string& folder_id, const std::string& path, UploadControl& control);
+  // Makes the folder's marker object and gives its entry; none when it was found to be there after
+  // an answer that was lost.
+  std::optional<Entry> MakeMarker(const std::string& folder_id, const std::string& path,
+                                  UploadControl& control);
+  // Writes the marker once more: no listing shows it, and this gives its identifier.
+  Entry RewriteMarker(const std::string& folder_id, const std::string& path,
+                      UploadControl& control);
 
   Entry MakeBucket(const std::string& name, const std::string& path);
   void DeleteBucket(const Entry& bucket, const std::string& path);
@@ -81,6 +87,10 @@ class PatientDrive {
  private:
   template <typename Operation>
   auto Call(const std::string& path, Attempts attempts, Operation operation);
+  Entry Send(const UploadSource& source, UploadControl& control, int retries,
+             const Finder& find_stored);
+  Entry SendMarker(const std::string& folder_id, const std::string& path, UploadControl& control,
+                   const Finder& find_stored);
   Attempts Allowed(const std::string& path, int retries = kAllRetries);
   void WaitOrRenew(const std::string& path, const HostError& error,
                    const std::shared_ptr<Session>& session, int& renewals, Attempts& attempts);

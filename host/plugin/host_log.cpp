@@ -88,6 +88,8 @@ const Answer& HostLog::LastAnswer() { return last_answer; }
 
 void HostLog::ForgetAnswer() { last_answer = {}; }
 
+void HostLog::NoteAnswer(const Answer& answer) { last_answer = answer; }
+
 bool HostLog::ServersUnverified() { return servers_unverified; }
 
 void HostLog::WatchAnswers(Watcher watcher) { answer_watcher = std::move(watcher); }

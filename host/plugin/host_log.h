@@ -25,6 +25,8 @@ class HostLog final : public ILog {
   // What the service last answered on the calling thread, since the latest Forget there.
   static const Answer& LastAnswer();
   static void ForgetAnswer();
+  // For a caller that ended the plug-in's call for `answer`, and not for what came of that.
+  static void NoteAnswer(const Answer& answer);
 
   // Whether the plug-in has said that it does not check who the servers are.
   static bool ServersUnverified();

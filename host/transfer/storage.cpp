@@ -87,7 +87,7 @@ Entry Storage::MakeFolder(const Entry& parent, const std::string& path) {
 bool Storage::RemoveMarker(const Entry& folder, const std::string& path) {
   if (!drive_.HasMarker(folder.id, path)) return false;
   UploadControl control;
-  const Entry marker = drive_.MakeMarker(folder.id, path, control);
+  const Entry marker = drive_.RewriteMarker(folder.id, path, control);
   drive_.DeleteFile(marker, path, [&]() -> std::optional<Entry> {
     return drive_.HasMarker(folder.id, path) ? std::optional(marker) : std::nullopt;
   });
