@@ -7,9 +7,9 @@ namespace b2drive {
 bool Transfers::Cancel() {
   Lock lock(mutex_);
   canceled_ = true;
-  pauses_.Cut();
+  const bool waited = pauses_.Cut();
   for (const auto& transfer : active_) transfer->state = TRANSFER_CANCELED;
-  return !active_.empty();
+  return waited || !active_.empty();
 }
 
 std::int64_t Transfers::BytesDone() const {

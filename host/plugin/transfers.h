@@ -16,8 +16,8 @@ namespace b2drive {
 // Thread-safe.
 class Transfers {
  public:
-  // Marks all as canceled, ends their pauses and lets none begin afterwards. False when none was
-  // running.
+  // Marks all as canceled, ends their pauses and lets none begin afterwards. False when none ran or
+  // waited, so that nothing notices.
   bool Cancel();
   bool canceled() const { return canceled_; }
 
