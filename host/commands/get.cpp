@@ -1,7 +1,9 @@
 #include <limits>
 
+#include "host/cli/filter_options.h"
 #include "host/cli/progress.h"
 #include "host/commands/commands.h"
+#include "host/commands/get_tree.h"
 #include "host/commands/print_file.h"
 #include "host/transfer/download.h"
 
@@ -17,6 +19,9 @@ struct GetOptions {
   std::string path;
   std::string local;
   DownloadOptions how;
+  bool recursive = false;
+  std::size_t jobs = 16;
+  Filter filter;
 };
 
 fs::path LocalTarget(const GetOptions& options, const std::string& name) {
@@ -32,9 +37,22 @@ ExitCode Print(Context& context, const Entry& file, const std::string& path,
   return read ? ExitCode::kSuccess : ExitCode::kBrokenPipe;
 }
 
+ExitCode GetFolder(Context& context, const Entry& folder, const std::string& path,
+                   const GetOptions& options) {
+  if (options.local == "-") {
+    throw HostError(ExitCode::kWrongKind, path + ": is a folder, which cannot be printed");
+  }
+  const TreeDownloadOptions how{options.jobs, options.how.connections};
+  return GetTree(context, {folder, path}, options.local, how, options.filter);
+}
+
 ExitCode RunGet(Context& context, const GetOptions& options) {
   const PathArgument argument(options.path);
-  const Entry file = context.index().FindFile(argument);
+  const Entry file = context.index().Find(argument);
+  if (file.folder && options.recursive) return GetFolder(context, file, argument.path, options);
+  if (file.folder) {
+    throw HostError(ExitCode::kWrongKind, argument.path + ": is a folder; use get -r");
+  }
   if (options.local == "-") return Print(context, file, argument.path, options.how);
   const fs::path target = LocalTarget(options, file.name);
   FileDownload download(context.drive(), {file, argument.path}, target, options.how);
@@ -44,6 +62,18 @@ ExitCode RunGet(Context& context, const GetOptions& options) {
   }
   SecureNames(target.parent_path());
   return ExitCode::kSuccess;
+}
+
+void AddTreeOptions(CLI::App* get, GetOptions& options) {
+  get->add_flag("-r,--recursive", options.recursive,
+                "Copy a folder or bucket with everything in it, by the rules of cp")
+      ->excludes("--offset")
+      ->excludes("--length");
+  get->add_option("-j,--jobs", options.jobs, "With -r: files at the same time")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64))
+      ->type_name("N");
+  AddFilterOptions(get, options.filter);
 }
 
 }  // namespace
@@ -68,6 +98,7 @@ void AddGetCommand(CLI::App& app, Selected& selected) {
       ->capture_default_str()
       ->check(CLI::Range(1, 32))
       ->type_name("N");
+  AddTreeOptions(get, *options);
   Choose(get, selected, options, RunGet);
 }
 
