@@ -5,7 +5,6 @@
 
 #include "host/common/errors.h"
 #include "host/common/name_rules.h"
-#include "host/plugin/service_failure.h"
 #include "host/terminal/report.h"
 
 namespace b2drive {
@@ -55,7 +54,6 @@ void UploadPlan::SetTarget(const PathArgument& argument, bool several, bool pare
   const auto found = index_.Lookup(argument);
   const bool into = several || argument.asks_for_folder || (found && found->folder);
   if (into) return SetFolder(argument.path, parents);
-  if (IsBucket(argument.path)) throw NotFound(argument.path);
   SetFolder(ParentOf(argument.path), parents);
   name_ = NameOf(argument.path);
 }

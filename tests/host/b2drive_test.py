@@ -174,12 +174,13 @@ class WritingTest(B2DriveCase):
         self.assertEqual(self.calls(delete), 0)
 
         names = ["a///b", "a//", "a/./b", "a/../b"]
-        self.answer("b2_list_file_versions", {"files": [entry(name) for name in names]})
+        self.answer("b2_list_file_versions", {"files": [entry(name) for name in names]},
+                    skip=1)
         self.answer(delete, {}, times=-1)
         self.output("rm", "-r", "--yes", "/photos/a")
         requests = self.service.control("requests").json
         self.assertEqual([json.loads(request["body"])["fileName"] for request in requests
-                          if request["call"] == delete], names)
+                          if request["call"] == delete], ["a/x", *names])
 
     def test_an_interrupted_transfer_ends_and_leaves_no_half_file(self):
         big = "x" * 8000000

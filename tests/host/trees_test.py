@@ -83,11 +83,12 @@ class TreesTest(B2DriveCase):
         self.service.control("latency", {"milliseconds": 50})
         for i in range(400):
             self.write(f"many/d{i % 7}/f{i}", str(i))
+        self.write("many/empty", "")
         (self.work / "many/hollow").mkdir()
         self.service.fault(call="b2_upload_file", skip=200, status=503)
         self.service.fault(call="b2_download_file_by_id", skip=200, status=503)
         self.output("put", "-r", "many", "/photos")
-        self.assertEqual(self.calls("b2_upload_file"), 400 + 9 + 1)
+        self.assertEqual(self.calls("b2_upload_file"), 401 + 9 + 1)
         self.output("get", "-r", "/photos/many", "back")
         self.assertEqual(self.tree("many"), self.tree("back"))
         self.output("rm", "-ry", "/photos/many")
