@@ -15,9 +15,24 @@ Crew::Crew(const Transfers& transfers, std::string command, std::string done, st
       workers_(threads) {}
 
 void Crew::Run(std::function<void()> task) {
+  AwaitRoom();
   workers_.Run([this, task = std::move(task)] {
+    LeaveQueue();
     if (Try(task)) ++succeeded_;
   });
+}
+
+void Crew::AwaitRoom() {
+  constexpr std::size_t kMost = 1000;
+  Lock lock(mutex_);
+  while (waiting_ >= kMost) room_.wait(lock);
+  ++waiting_;
+}
+
+void Crew::LeaveQueue() {
+  Lock lock(mutex_);
+  --waiting_;
+  room_.notify_one();
 }
 
 void Crew::RunUncounted(std::function<void()> task) {
