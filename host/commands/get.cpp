@@ -84,7 +84,11 @@ void AddGetCommand(CLI::App& app, Selected& selected) {
       "get", "Copy a file here; it appears under its name only when it is complete");
   get->footer(
       "Until it is complete it stands in NAME.part. When get is interrupted or fails, the next\n"
-      "get goes on there with what is missing, unless the file has changed on the service.");
+      "get goes on there with what is missing, unless the file has changed on the service.\n"
+      "With -r a folder goes into the folder LOCAL, or becomes LOCAL when there is none. What "
+      "this\n"
+      "system cannot hold, or a link stands in the way of, is left out with a line each (exit\n"
+      "code 16). --include and --exclude compare the names in PATH.");
   get->add_option("PATH", options->path)->required();
   get->add_option("LOCAL", options->local, "File or folder to write to; - is standard output");
   get->add_option("--offset", options->how.offset, "First byte to copy")
