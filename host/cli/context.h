@@ -19,7 +19,7 @@ struct GlobalOptions {
   bool json = false;
   std::string plugin;                // empty: the one shipped with the program
   std::optional<std::string> proxy;  // else the environment's
-  std::optional<long long> limit_kb;
+  std::int64_t limit = 0;            // bytes a second of all transfers together; 0: none
   std::string log_bodies;
   int retries = 10;  // of a call that failed for a passing reason
 };
@@ -41,6 +41,7 @@ class Context {
   // Whether a program reads what is printed.
   bool json() const { return options_.json; }
   bool verbose() const { return options_.verbose; }
+  std::int64_t limit() const { return options_.limit; }
   Transfers& transfers() { return transfers_; }
 
   // Whether the plug-in is the one made together with this program.

@@ -76,6 +76,8 @@ ProgressBar::~ProgressBar() {
   std::fputs("\r\033[K", stderr);
 }
 
+void ProgressBar::Expect(std::int64_t bytes, std::size_t) { total_ += bytes; }
+
 void ProgressBar::Run() {
   constexpr auto kInterval = std::chrono::milliseconds(200);
   RateMeter meter;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <thread>
@@ -20,6 +21,9 @@ class ProgressBar {
  public:
   ProgressBar(const Transfers& transfers, std::string name, std::int64_t total_bytes);
   ~ProgressBar();
+  // More was found that is to be moved. Any thread may call.
+  void Expect(std::int64_t bytes, std::size_t files);
+
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
@@ -28,7 +32,7 @@ class ProgressBar {
 
   const Transfers& transfers_;
   const std::string name_;
-  const std::int64_t total_;
+  std::atomic<std::int64_t> total_;
   const std::int64_t before_;  // bytes that earlier transfers moved
   Pauses pauses_;              // between paintings
   std::thread painter_;
