@@ -47,15 +47,23 @@ PluginLibrary& Context::library() {
 }
 
 const Account& Context::account() {
-  if (!account_) account_ = FindAccount();
-  return *account_;
+  if (!account_) account_ = StoredAccount();
+  if (!account_) account_ = {AskForAccount(), "the terminal"};
+  return account_->account;
 }
+
+std::optional<FoundAccount> Context::StoredAccount() const { return FindAccount(options_.profile); }
+
+void Context::SetAccount(FoundAccount found) { account_ = std::move(found); }
+
+std::optional<_PROXYINFO> Context::proxy() const { return ChosenProxy(options_.proxy); }
 
 std::unique_ptr<Session> Context::Connect() {
   SessionOptions settings;
-  settings.proxy = ChosenProxy(options_.proxy);
+  settings.proxy = proxy();
   settings.limit_kb = options_.limit_kb;
   settings.log_bodies = !options_.log_bodies.empty();
+  settings.learn_key = learn_key_;
   PluginLibrary& plugin = library();
   return std::make_unique<Session>(plugin, account(), settings);
 }

@@ -19,6 +19,7 @@ namespace {
 std::atomic<bool> servers_unverified = false;
 thread_local Answer last_answer;
 thread_local HostLog::Watcher answer_watcher;
+thread_local HostLog::BodyWatcher body_watcher;
 
 std::string Format(const char* format, std::va_list arguments) {
   char* raw = nullptr;
@@ -73,6 +74,7 @@ void HostLog::Log(LOGLEVEL level, const char* format, std::va_list arguments) {
   bool answered = ReadAnswer(level, line, last_answer);
   Write(level, line);
   if (answered && answer_watcher) answer_watcher(last_answer);
+  if (body_watcher && IsBodyLine(line)) body_watcher(line);
 }
 
 void HostLog::Write(LOGLEVEL level, std::string_view line) {
@@ -91,5 +93,7 @@ void HostLog::ForgetAnswer() { last_answer = {}; }
 bool HostLog::ServersUnverified() { return servers_unverified; }
 
 void HostLog::WatchAnswers(Watcher watcher) { answer_watcher = std::move(watcher); }
+
+void HostLog::WatchBodies(BodyWatcher watcher) { body_watcher = std::move(watcher); }
 
 }  // namespace b2drive

@@ -34,6 +34,11 @@ class HostLog final : public ILog {
   using Watcher = std::function<void(const Answer&)>;
   static void WatchAnswers(Watcher watcher);
 
+  // Called with each line that holds an answer's body and is logged on the calling thread. An empty
+  // one ends it. Such a line may hold a session token.
+  using BodyWatcher = std::function<void(std::string_view line)>;
+  static void WatchBodies(BodyWatcher watcher);
+
  private:
   void Write(LOGLEVEL level, std::string_view line);
 

@@ -1,5 +1,7 @@
 #include "host/plugin/session.h"
 
+#include <array>
+
 #include "host/plugin/form_values.h"
 #include "host/plugin/host_log.h"
 #include "host/plugin/service_failure.h"
@@ -31,7 +33,7 @@ Session::Session(const PluginLibrary& library, const Account& account,
                  const SessionOptions& options)
     : protocol_(library.MakeProtocol(manager_)), drive_(*protocol_) {
   SetOptions(options);
-  Connect(account);
+  Connect(account, options);
 }
 
 void Session::SetOptions(const SessionOptions& options) {
@@ -46,10 +48,30 @@ void Session::SetOptions(const SessionOptions& options) {
   if (options.log_bodies) protocol_->SetOpt("verbose", "on");
 }
 
-void Session::Connect(const Account& account) {
+AERROR Session::SignIn(const Account& account, const SessionOptions& options) {
+  const std::string form = AccountFormValues(account);
+  if (!options.learn_key) return protocol_->Connect(&sign_in_, form.c_str());
+  // The answer's body, which only the log shows. The watcher goes before the session does.
+  HostLog::WatchBodies([this](std::string_view line) {
+    if (auto details = ReadKeyDetails(line)) key_ = std::move(details);
+  });
+  protocol_->SetOpt("verbose", "on");
+  const AERROR code = protocol_->Connect(&sign_in_, form.c_str());
+  HostLog::WatchBodies({});
+  if (!options.log_bodies) protocol_->SetOpt("verbose", "off");
+  return code;
+}
+
+std::string Session::ServiceName() {
+  std::array<char, 256> name{};
+  int size = name.size();
+  return protocol_->GetUserInfo(name.data(), &size) == AERROR::SUCCESS ? name.data() : "";
+}
+
+void Session::Connect(const Account& account, const SessionOptions& options) {
   RefuseUnverified();
   HostLog::ForgetAnswer();
-  AERROR code = protocol_->Connect(&sign_in_, AccountFormValues(account).c_str());
+  AERROR code = SignIn(account, options);
   RefuseUnverified();
   if (code != AERROR::SUCCESS) {
     if (HostLog::LastAnswer().status == 401) {

@@ -4,6 +4,7 @@
 
 #include "host/plugin/account.h"
 #include "host/plugin/drive.h"
+#include "host/plugin/key_details.h"
 #include "host/plugin/plugin_library.h"
 
 namespace b2drive {
@@ -12,6 +13,7 @@ struct SessionOptions {
   std::optional<_PROXYINFO> proxy;
   std::optional<long long> limit_kb;  // 1024 bytes a second
   bool log_bodies = false;            // the plug-in logs every answer's body
+  bool learn_key = false;             // fill Session::key
 };
 
 // One account, connected from construction to destruction. `library` must outlive it.
@@ -24,6 +26,10 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   Drive& drive() { return drive_; }
+  // What the service said of the key; none unless it was to be learnt, and did.
+  const std::optional<KeyDetails>& key() const { return key_; }
+  // The service's name for people.
+  std::string ServiceName();
 
  private:
   // The plug-in asks for one text, whose use is the host's; this host has none.
@@ -37,12 +43,14 @@ class Session {
   };
 
   void SetOptions(const SessionOptions& options);
-  void Connect(const Account& account);
+  void Connect(const Account& account, const SessionOptions& options);
+  AERROR SignIn(const Account& account, const SessionOptions& options);
 
   Manager manager_;
   NoInteractiveSignIn sign_in_;
   ProtocolPtr protocol_;
   Drive drive_;
+  std::optional<KeyDetails> key_;
 };
 
 }  // namespace b2drive
