@@ -47,13 +47,20 @@ PluginLibrary& Context::library() {
 }
 
 const Account& Context::account() {
-  if (!account_) account_ = FindAccount();
-  return *account_;
+  if (!account_) account_ = StoredAccount();
+  if (!account_) account_ = {AskForAccount(), "the terminal"};
+  return account_->account;
 }
+
+std::optional<FoundAccount> Context::StoredAccount() const { return FindAccount(options_.profile); }
+
+void Context::SetAccount(FoundAccount found) { account_ = std::move(found); }
+
+std::optional<_PROXYINFO> Context::proxy() const { return ChosenProxy(options_.proxy); }
 
 std::unique_ptr<Session> Context::Connect() {
   SessionOptions settings;
-  settings.proxy = ChosenProxy(options_.proxy);
+  settings.proxy = proxy();
   settings.limit = options_.limit;
   settings.log_bodies = !options_.log_bodies.empty();
   PluginLibrary& plugin = library();

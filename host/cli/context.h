@@ -8,6 +8,7 @@
 #include "host/plugin/body_log.h"
 #include "host/plugin/host_log.h"
 #include "host/plugin/path_index.h"
+#include "host/plugin/profiles.h"
 #include "host/plugin/transfers.h"
 #include "host/transfer/storage.h"
 
@@ -21,7 +22,8 @@ struct GlobalOptions {
   std::optional<std::string> proxy;  // else the environment's
   std::int64_t limit = 0;            // bytes a second of all transfers together; 0: none
   std::string log_bodies;
-  int retries = 10;  // of a call that failed for a passing reason
+  std::optional<std::string> profile;  // else the environment's account, else its profile
+  int retries = 10;                    // of a call that failed for a passing reason
 };
 
 // What a command works with; made when first asked for, so that a command which needs no plug-in or
@@ -34,6 +36,15 @@ class Context {
   PatientDrive& drive();
   // The account, asked for when first needed.
   const Account& account();
+  // The same; none rather than to ask.
+  std::optional<FoundAccount> StoredAccount() const;
+  // To be used in place of the stored one; before anything connects.
+  void SetAccount(FoundAccount found);
+  // "the environment", "profile work", "the terminal".
+  const std::string& account_source() const { return account_->source; }
+  // The profile that the options or the environment name, or the default one.
+  std::string profile() const { return ChosenProfile(options_.profile); }
+  std::optional<_PROXYINFO> proxy() const;
   // One more session, of the caller's own. Any thread may call once `library` was.
   std::unique_ptr<Session> Connect();
   PathIndex& index();
@@ -57,7 +68,7 @@ class Context {
   std::optional<BodyLog> bodies_;
   std::unique_ptr<HostLog> log_;
   std::unique_ptr<PluginLibrary> library_;
-  std::optional<Account> account_;
+  std::optional<FoundAccount> account_;
   std::unique_ptr<LiveSession> live_;
   std::unique_ptr<PatientDrive> drive_;
   std::unique_ptr<PathIndex> index_;

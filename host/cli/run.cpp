@@ -30,7 +30,8 @@ std::string Footer() {
           "when it\ncannot be read from the key ID); else the file b2drive/account in "
           "$XDG_CONFIG_HOME or ~/.config,\nmode 0600, with the lines\n"
           "  application_key_id = ...\n  application_key = ...\n"
-          "else b2drive asks on the terminal.\n\nExit codes:\n";
+          "(b2drive login writes it, or b2drive/profiles/NAME with --profile NAME, which comes "
+          "first);\nelse b2drive asks on the terminal.\n\nExit codes:\n";
   for (const ExitCodeText& row : ExitCodes()) {
     text << "  " << std::left << std::setw(5) << static_cast<int>(row.code) << row.meaning << "\n";
   }
@@ -61,6 +62,9 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
       ->capture_default_str()
       ->check(CLI::Range(0, 1000))
       ->type_name("N");
+  app.add_option("--profile", options.profile,
+                 "The account that b2drive login stored under this name; else B2DRIVE_PROFILE's")
+      ->type_name("NAME");
   app.add_option("--log-bodies", options.log_bodies,
                  "Log the service's answers, compressed, to a file of mode 0600; they hold session "
                  "tokens that are valid up to 24 hours. Read it with decode-log")

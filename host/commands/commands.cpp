@@ -17,9 +17,16 @@ void AddCommands(CLI::App& app, Selected& selected) {
   AddMountCommand(app, selected);
   AddStatusCommand(app, selected);
 #endif
+  AddLoginCommand(app, selected);
+  AddLogoutCommand(app, selected);
+  AddProfilesCommand(app, selected);
+  AddWhoamiCommand(app, selected);
+  AddDoctorCommand(app, selected);
+  AddCompletionCommand(app, selected);
   AddFormsCommand(app, selected);
   AddDecodeLogCommand(app, selected);
   AddHelpCommand(app, selected);
+  AddTextsCommand(app, selected);
   for (CLI::App* command : app.get_subcommands({})) {
     std::string details = command->get_footer();
     command->footer((details.empty() ? "" : details + "\n\n") +

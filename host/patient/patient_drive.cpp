@@ -108,6 +108,11 @@ auto PatientDrive::Call(const std::string& path, Attempts attempts, Operation op
   }
 }
 
+std::shared_ptr<Session> PatientDrive::SignIn() {
+  const std::string subject = "sign in";
+  return Call(subject, Allowed(subject), [this](Drive&, Attempts&) { return live_.Current(); });
+}
+
 Listing PatientDrive::List(const std::string& folder_id, const std::string& path) {
   return Call(path, Allowed(path),
               [&](Drive& drive, Attempts&) { return drive.List(folder_id, path); });

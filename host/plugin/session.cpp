@@ -1,5 +1,7 @@
 #include "host/plugin/session.h"
 
+#include <array>
+
 #include "host/plugin/form_values.h"
 #include "host/plugin/host_log.h"
 #include "host/plugin/service_failure.h"
@@ -43,6 +45,12 @@ void Session::SetOptions(const SessionOptions& options) {
   if (options.proxy) {
     protocol_->SetOpt("option_fields", OptionFormValues(*options.proxy).c_str());
   }
+}
+
+std::string Session::ServiceName() {
+  std::array<char, 256> name{};
+  int size = name.size();
+  return protocol_->GetUserInfo(name.data(), &size) == AERROR::SUCCESS ? name.data() : "";
 }
 
 void Session::Connect(const Account& account, bool log_bodies) {

@@ -26,6 +26,8 @@ class Session {
 
   Drive& drive() { return drive_; }
   const SignInAnswer& sign_in_answer() const { return sign_in_answer_; }
+  // The service's name for people.
+  std::string ServiceName();
 
  private:
   // The plug-in asks for one text, whose use is the host's; this host has none.

@@ -44,11 +44,14 @@ class EchoOff {
 std::string ReadLine(int fd) {
   std::string line;
   char byte = 0;
-  while (read(fd, &byte, 1) == 1 && byte != '\n') line += byte;
+  constexpr std::size_t kMostBytes = 65536;
+  while (line.size() < kMostBytes && read(fd, &byte, 1) == 1 && byte != '\n') line += byte;
   return line;
 }
 
 }  // namespace
+
+std::string ReadInputLine() { return ReadLine(STDIN_FILENO); }
 
 bool StdinIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 

@@ -15,6 +15,9 @@ void PrintToTerminal(const std::string& line);
 
 bool StdinIsTerminal();
 
+// The next line of standard input, without its end; empty behind the last.
+std::string ReadInputLine();
+
 // Asks `question` on standard error and reads the answer from standard input; true for y or yes.
 bool Confirm(const std::string& question);
 

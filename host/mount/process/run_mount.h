@@ -25,7 +25,4 @@ struct MountRequest {
 // could not be sent and waits for the next mount. Throws HostError.
 ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& connect);
 
-// Prints what is not on the service yet. Throws HostError when nothing of ours is mounted there.
-ExitCode PrintStatus(const std::string& mountpoint);
-
 }  // namespace b2drive::mount
