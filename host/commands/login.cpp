@@ -55,10 +55,8 @@ ExitCode RunLogin(Context& context, const LoginOptions& options) {
   Account account = TypedAccount();
   if (!options.force) ConfirmReplacement(profile, file, account.key_id);
   context.SetAccount({account, "profile " + profile});
-  const auto& key = context.drive().SignIn()->key();
-  if (key && !key->account_id.empty() && key->account_id != account.AccountId()) {
-    account.account_id = key->account_id;
-  }
+  const std::string account_id = context.drive().SignIn()->sign_in_answer().account_id;
+  if (!account_id.empty() && account_id != account.AccountId()) account.account_id = account_id;
   WriteAccountFile(file, account);
   if (context.json()) {
     PrintJson({{"profile", profile}, {"key_id", account.key_id}, {"file", file.string()}});

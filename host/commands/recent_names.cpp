@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "host/common/unique_fd.h"
+#include "host/local/local_io.h"
 #include "host/local/replace_file.h"
 #include "host/terminal/text_format.h"
 

@@ -1,5 +1,6 @@
 #include "host/local/replace_file.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
