@@ -144,7 +144,8 @@ void UploadPlan::MakeFolders(Storage storage, Crew& crew) {
 
 // In a folder that was missing nobody needs to look.
 void UploadPlan::MakeInner(const TargetFolder& folder, bool missing, Storage storage, Crew& crew) {
-  for (const auto& [name, inner] : folder.inner) {
+  for (const auto& named : folder.inner) {
+    const TargetFolder& inner = named.second;
     crew.RunUncounted([this, missing, storage, &crew, &folder, &inner]() mutable {
       missing = missing || !index_.LookupFolder(inner.path);
       MakeInner(inner, missing, storage, crew);
