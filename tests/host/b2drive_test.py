@@ -67,7 +67,7 @@ class ReadingTest(B2DriveCase):
         self.assert_fails(3, "Frameworks/cacert.pem", "ls")
 
     def test_what_is_fetched_replaces_a_file_only_whole(self):
-        longest = "n" * 255
+        longest = "n" * 250
         self.store(longest, "x" * 5000)
         self.output("get", "/photos/" + longest)
         self.assertEqual((self.work / longest).stat().st_size, 5000)

@@ -119,8 +119,10 @@ class GetTest(B2DriveCase):
         self.assert_fails(13, "x.part: another b2drive is fetching it", "get", "/photos/x")
         first.kill()
         first.communicate()
-        self.output("get", "/photos/x")
-        self.assertEqual(sorted(os.listdir(self.work)), ["mine", "x"])
+        longest = "n" * 255
+        for target in "x", longest:
+            self.output("get", "/photos/x", target)
+        self.assertEqual(sorted(os.listdir(self.work)), ["mine", longest, "x"])
 
     def test_prints_what_is_asked_for(self):
         self.store("digits", "0123456789")
