@@ -10,9 +10,8 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "host/common/unique_fd.h"
-#include "host/local/local_file.h"
 #include "host/local/local_io.h"
+#include "host/local/private_file.h"
 #include "host/terminal/text_format.h"
 
 namespace b2drive::cli {
@@ -65,13 +64,11 @@ std::optional<Names> Kept(const fs::path& file, const std::string& key_id,
 // What cannot be kept is asked for again.
 void Keep(const fs::path& file, const std::string& key_id, const std::string& folder,
           const Names& names) {
-  constexpr mode_t kOwnerOnly = 0600;
   try {
     fs::create_directories(file.parent_path());
     const Json kept = {
         {"time", std::time(nullptr)}, {"key_id", key_id}, {"folder", folder}, {"names", names}};
-    PendingFile pending(file, kOwnerOnly);
-    if (WriteAll(pending.fd(), kept.dump()) == 0) pending.Commit();
+    ReplacePrivateFile(file, kept.dump());
   } catch (const std::exception&) {
     return;
   }

@@ -59,10 +59,6 @@ PendingFile::PendingFile(fs::path target) : target_(std::move(target)) {
   if (!fd_) throw LocalFailure(target_.string(), errno);
 }
 
-PendingFile::PendingFile(fs::path target, mode_t mode) : PendingFile(std::move(target)) {
-  mode_ = mode;
-}
-
 PendingFile::~PendingFile() {
   if (!committed_) unlink(temporary_.c_str());
 }

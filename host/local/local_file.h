@@ -19,8 +19,6 @@ class PendingFile {
   // Throws kWrongKind when `target` exists and is no regular file, kLocalFile when it cannot be
   // made.
   explicit PendingFile(std::filesystem::path target);
-  // As that, with this mode whatever stands in its place.
-  PendingFile(std::filesystem::path target, mode_t mode);
   ~PendingFile();
   PendingFile(const PendingFile&) = delete;
   PendingFile& operator=(const PendingFile&) = delete;

@@ -9,8 +9,7 @@
 
 #include "host/common/errors.h"
 #include "host/common/unique_fd.h"
-#include "host/local/local_file.h"
-#include "host/local/local_io.h"
+#include "host/local/private_file.h"
 #include "host/terminal/terminal.h"
 
 namespace b2drive {
@@ -98,14 +97,11 @@ Account ReadAccountFile(const fs::path& file) {
 }
 
 void WriteAccountFile(const fs::path& file, const Account& account) {
-  constexpr mode_t kOwnerOnly = 0600;
   MakeFolders(file.parent_path());
   std::string text =
       "application_key_id = " + account.key_id + "\napplication_key = " + account.key + "\n";
   if (!account.account_id.empty()) text += "account_id = " + account.account_id + "\n";
-  PendingFile pending(file, kOwnerOnly);
-  if (const int error = WriteAll(pending.fd(), text)) throw LocalFailure(file.string(), error);
-  pending.Commit();
+  ReplacePrivateFile(file, text);
 }
 
 Account AskForAccount() {
