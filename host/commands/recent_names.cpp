@@ -10,9 +10,8 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "host/common/unique_fd.h"
 #include "host/local/local_io.h"
-#include "host/local/replace_file.h"
+#include "host/local/private_file.h"
 #include "host/terminal/text_format.h"
 
 namespace b2drive::cli {
@@ -69,7 +68,7 @@ void Keep(const fs::path& file, const std::string& key_id, const std::string& fo
     fs::create_directories(file.parent_path());
     const Json kept = {
         {"time", std::time(nullptr)}, {"key_id", key_id}, {"folder", folder}, {"names", names}};
-    ReplaceFile(file, kept.dump());
+    ReplacePrivateFile(file, kept.dump());
   } catch (const std::exception&) {
     return;
   }

@@ -9,7 +9,7 @@
 
 #include "host/common/errors.h"
 #include "host/common/unique_fd.h"
-#include "host/local/replace_file.h"
+#include "host/local/private_file.h"
 #include "host/terminal/terminal.h"
 
 namespace b2drive {
@@ -101,7 +101,7 @@ void WriteAccountFile(const fs::path& file, const Account& account) {
   std::string text =
       "application_key_id = " + account.key_id + "\napplication_key = " + account.key + "\n";
   if (!account.account_id.empty()) text += "account_id = " + account.account_id + "\n";
-  ReplaceFile(file, text);
+  ReplacePrivateFile(file, text);
 }
 
 Account AskForAccount() {
