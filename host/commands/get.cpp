@@ -43,7 +43,8 @@ ExitCode RunGet(Context& context, const GetOptions& options) {
   const std::string& path = argument.path;
   Entry file = context.index().FindFile(argument);
   Range range = Clip(options, file.size);
-  PendingFile pending(LocalTarget(options, file.name));
+  const fs::path target = LocalTarget(options, file.name);
+  PendingFile pending(target);
   if (range.length > 0) {
     ProgressBar bar(context.transfers(), file.name, static_cast<std::int64_t>(range.length));
     context.drive().Read({file, path, range.offset, range.length},
@@ -52,6 +53,7 @@ ExitCode RunGet(Context& context, const GetOptions& options) {
                          });
   }
   pending.Commit();
+  context.changes().Tell({"get", path, target, range.length, file.id});
   return ExitCode::kSuccess;
 }
 

@@ -16,9 +16,10 @@ struct PutOptions {
   std::vector<std::string> paths;  // the sources, then the target
 };
 
-void Store(Storage storage, Upload& upload) {
+void Store(Context& context, Upload& upload) {
   LocalSource opened = upload.spooled ? std::move(*upload.spooled) : OpenSource(upload.local);
-  storage.PutFile(upload.parent_id, upload.path, opened);
+  const Entry stored = context.storage().PutFile(upload.parent_id, upload.path, opened);
+  context.changes().Tell({"put", upload.path, upload.local, opened.size, stored.id});
 }
 
 void AddSource(UploadPlan& plan, const std::string& source, const Target& target, bool recursive) {
@@ -42,14 +43,20 @@ std::vector<Upload> Plan(Context& context, const PutOptions& options) {
 }
 
 ExitCode RunPut(Context& context, const PutOptions& options) {
+  context.changes().Expect();
   std::vector<Upload> uploads = Plan(context, options);
   std::int64_t total = 0;
   for (const Upload& upload : uploads) total += static_cast<std::int64_t>(upload.size);
   std::string name = uploads.size() == 1 ? NameOf(uploads.front().path)
                                          : std::to_string(uploads.size()) + " files";
   Crew crew(context.transfers(), "put", "files were stored", uploads.size(), options.jobs);
-  ProgressBar bar(context.transfers(), name, total);
-  for (Upload& upload : uploads) crew.Run([&] { Store(context.storage(), upload); });
+  ProgressBar bar(context.transfers(), name, total, uploads.size());
+  for (Upload& upload : uploads) {
+    crew.Run([&] {
+      const ProgressBar::File file(bar, NameOf(upload.path));
+      Store(context, upload);
+    });
+  }
   return crew.Finish();
 }
 

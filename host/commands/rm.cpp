@@ -80,12 +80,18 @@ void EmptyBucket(Context& context, const std::string& bucket) {
 }
 
 void DeleteVictim(Context& context, const Victim& victim) {
-  if (!victim.entry.folder) return DeleteOneFile(context, victim);
-  if (IsBucket(victim.path)) EmptyBucket(context, victim.path);
+  const auto& [path, entry] = victim;
+  if (!entry.folder) {
+    DeleteOneFile(context, victim);
+    return context.changes().Tell({"rm", path, "", entry.size, entry.id});
+  }
+  if (IsBucket(path)) EmptyBucket(context, path);
   DeleteFolder(context.drive(), victim);
+  context.changes().Tell({"rm", path, "", std::nullopt, entry.id});
 }
 
 ExitCode RunRm(Context& context, const RmOptions& options) {
+  context.changes().Expect();
   PathIndex& index = context.index();
   bool exact = context.uses_shipped_plugin() || options.exact_delete_supported;
   std::vector<Victim> victims;

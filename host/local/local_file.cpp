@@ -33,7 +33,7 @@ mode_t ModeFor(const fs::path& target) {
   struct stat status {};
   if (stat(target.c_str(), &status) == 0) {
     if (S_ISREG(status.st_mode)) return status.st_mode & 0777;
-    throw HostError(ExitCode::kWrongKind, target.string() + ": exists and is no regular file");
+    throw HostError(ExitCode::kWrongKind, target.string(), "exists and is no regular file");
   }
   if (errno != ENOENT) throw LocalFailure(target.string(), errno);
   return ModeOfNewFiles();
@@ -67,7 +67,9 @@ void PendingFile::Commit() {
   // Where modes cannot be set the file keeps what the file system gave it.
   (void)fchmod(fd_.get(), mode_);
   // Here a full disk may show that took the bytes before.
-  if (fsync(fd_.get()) != 0) throw LocalFailure("writing " + target_.string(), errno);
+  if (fsync(fd_.get()) != 0) {
+    throw LocalFailure("writing " + target_.string(), errno).About(target_.string());
+  }
   if (rename(temporary_.c_str(), target_.c_str()) != 0) {
     throw LocalFailure(target_.string(), errno);
   }
@@ -80,7 +82,7 @@ LocalSource OpenSource(const fs::path& file) {
   struct stat status {};
   if (!source.fd || fstat(source.fd.get(), &status) != 0) throw LocalFailure(file.string(), errno);
   if (!S_ISREG(status.st_mode)) {
-    throw HostError(ExitCode::kWrongKind, file.string() + ": not a regular file");
+    throw HostError(ExitCode::kWrongKind, file.string(), "not a regular file");
   }
   source.size = static_cast<std::uint64_t>(status.st_size);
   return source;
@@ -92,10 +94,10 @@ LocalSource SpoolStandardInput() {
   for (;;) {
     ssize_t got = read(STDIN_FILENO, buffer.data(), buffer.size());
     if (got == 0) return source;
-    if (got < 0 && errno != EINTR) throw LocalFailure("standard input", errno);
+    if (got < 0 && errno != EINTR) throw LocalFailure("standard input", errno).About("-");
     if (got < 0) continue;
     const int error = WriteAll(source.fd.get(), {buffer.data(), static_cast<std::size_t>(got)});
-    if (error != 0) throw LocalFailure("temporary file", error);
+    if (error != 0) throw LocalFailure("temporary file", error).About("-");
     source.size += static_cast<std::uint64_t>(got);
   }
 }

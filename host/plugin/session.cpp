@@ -56,7 +56,7 @@ void Session::Connect(const Account& account) {
       throw HostError(ExitCode::kSignInRefused,
                       "sign in: the service answered 401: check the application key", code);
     }
-    throw ServiceFailure("sign in", code, HostLog::LastAnswer());
+    throw ServiceFailure("sign in", code, HostLog::LastAnswer()).About("");
   }
   // The key's ID signs in, but the calls that name an account want the account's.
   protocol_->SetOpt("access_key", account.AccountId().c_str());

@@ -33,7 +33,7 @@ void Crew::Try(const std::function<void()>& task) {
 void Crew::Fail(const HostError& error) {
   Lock lock(mutex_);
   last_failure_ = error;
-  if (expected_ > 1) Report(command_, error.what());
+  if (expected_ > 1) Report(command_, error);
 }
 
 std::string Crew::Count() const {
@@ -48,7 +48,7 @@ ExitCode Crew::Finish() {
   if (transfers_.canceled()) {
     throw HostError(ExitCode::kInterrupted, Count() + "; these stay, the rest was not done");
   }
-  Report(command_, Count());
+  Report(command_, HostError(ExitCode::kPartly, Count()));
   return ExitCode::kPartly;
 }
 

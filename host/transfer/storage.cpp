@@ -22,7 +22,7 @@ class LeftoverNote {
   }
 
  private:
-  void Say() const { Report("put", path_ + ": " + kLeftover); }
+  void Say() const { Note("put", path_ + ": " + kLeftover); }
 
   const UploadControl& control_;
   const std::string& path_;
@@ -33,17 +33,20 @@ class LeftoverNote {
 
 }  // namespace
 
-void Storage::PutFile(const std::string& parent_id, const std::string& path,
-                      const LocalSource& source) {
+Entry Storage::PutFile(const std::string& parent_id, const std::string& path,
+                       const LocalSource& source) {
   UploadControl control;
   const LeftoverNote note(control, path);
   bool found = false;
-  drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries, [&] {
+  const auto find_stored = [&] {
     auto stored = FindStored(parent_id, path, source);
     found = stored.has_value();
     return stored;
-  });
+  };
+  Entry stored = drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries,
+                               find_stored);
   note.Succeed(found);
+  return stored;
 }
 
 std::optional<Entry> Storage::FindStored(const std::string& parent_id, const std::string& path,

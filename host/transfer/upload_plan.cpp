@@ -19,7 +19,7 @@ std::string OwnName(const fs::path& local) {
 
 Entry FileFolder(PathIndex& index, const std::string& path) {
   if (IsRoot(path)) {
-    throw HostError(ExitCode::kWrongKind, "/: holds buckets only; name one: /BUCKET/...");
+    throw HostError(ExitCode::kWrongKind, "/", "holds buckets only; name one: /BUCKET/...");
   }
   return index.FindFolder(path);
 }
@@ -47,8 +47,8 @@ Target ChooseTarget(PathIndex& index, const PathArgument& argument, bool several
 
 void UploadPlan::AddStandardInput(const Target& target) {
   if (target.name.empty()) {
-    throw HostError(ExitCode::kWrongKind,
-                    target.folder + ": is a folder; standard input needs a file name");
+    throw HostError(ExitCode::kWrongKind, target.folder,
+                    "is a folder; standard input needs a file name");
   }
   Entry parent = FileFolder(index_, target.folder);
   LocalSource source = SpoolStandardInput();
@@ -77,7 +77,7 @@ void UploadPlan::AddFolder(const Entry& parent, const std::string& path, const f
   for (const fs::directory_entry& entry : SortedEntries(local)) {
     const std::string inner = Join(path, entry.path().filename().string());
     if (entry.is_symlink() || (!entry.is_directory() && !entry.is_regular_file())) {
-      Report("put", entry.path().string() + ": left out, neither a file nor a folder");
+      Note("put", entry.path().string() + ": left out, neither a file nor a folder");
     } else if (entry.is_directory()) {
       AddFolder(*folder, inner, entry.path());
     } else {

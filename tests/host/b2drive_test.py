@@ -93,7 +93,7 @@ class ReadingTest(B2DriveCase):
 
     def test_logs_are_readable_and_hold_no_secret(self):
         self.store("file")
-        out, error = self.run_to_end(0, "--verbose", "--log-bodies", "log", "ls", "/photos")
+        out, error = self.run_to_end(0, "-vv", "--log-bodies", "log", "ls", "/photos")
         self.assertIn(" INFO  [PROTOCOL  ] GetFileList_ObjectList >> HTTPS POST", error)
         self.assertIn("session tokens", error)
         log = self.work / "log"
