@@ -213,7 +213,8 @@ void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
     if (failure && !gone && Diagnose(*failure, answer).remedy == Remedy::kNone) {
       throw FsError(Diagnose(*failure, answer).number, *failure);
     }
-    if (failure) throw HostError(failure->exit_code(), failure->what(), AERROR::TIMEDOUT).About(path);
+    if (failure)
+      throw HostError(failure->exit_code(), failure->what(), AERROR::TIMEDOUT).About(path);
     throw HostError(ExitCode::kNetwork, path, "not deleted yet", AERROR::TIMEDOUT);
   });
 }
