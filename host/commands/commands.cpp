@@ -6,6 +6,8 @@ void AddCommands(CLI::App& app, Selected& selected) {
   AddLsCommand(app, selected);
   AddStatCommand(app, selected);
   AddCatCommand(app, selected);
+  AddHeadCommand(app, selected);
+  AddTailCommand(app, selected);
   AddGetCommand(app, selected);
   AddPutCommand(app, selected);
   AddMkdirCommand(app, selected);

@@ -11,6 +11,7 @@ void AddCatCommand(CLI::App& app, Selected& selected);
 void AddDecodeLogCommand(CLI::App& app, Selected& selected);
 void AddFormsCommand(CLI::App& app, Selected& selected);
 void AddGetCommand(CLI::App& app, Selected& selected);
+void AddHeadCommand(CLI::App& app, Selected& selected);
 void AddHelpCommand(CLI::App& app, Selected& selected);
 void AddLsCommand(CLI::App& app, Selected& selected);
 void AddMkdirCommand(CLI::App& app, Selected& selected);
@@ -20,5 +21,6 @@ void AddRmCommand(CLI::App& app, Selected& selected);
 void AddRmdirCommand(CLI::App& app, Selected& selected);
 void AddStatCommand(CLI::App& app, Selected& selected);
 void AddStatusCommand(CLI::App& app, Selected& selected);
+void AddTailCommand(CLI::App& app, Selected& selected);
 
 }  // namespace b2drive::cli

@@ -1,10 +1,9 @@
-#include <algorithm>
 #include <limits>
 
 #include "host/cli/progress.h"
 #include "host/commands/commands.h"
-#include "host/local/local_file.h"
-#include "host/local/local_io.h"
+#include "host/commands/print_file.h"
+#include "host/transfer/download.h"
 
 namespace b2drive::cli {
 namespace {
@@ -17,19 +16,8 @@ constexpr std::int64_t kLastByte = std::numeric_limits<std::int64_t>::max();
 struct GetOptions {
   std::string path;
   std::string local;
-  std::uint64_t offset = 0;
-  std::optional<std::uint64_t> length;
+  DownloadOptions how;
 };
-
-struct Range {
-  std::uint64_t offset;
-  std::uint64_t length;
-};
-
-Range Clip(const GetOptions& options, std::uint64_t size) {
-  std::uint64_t offset = std::min(options.offset, size);
-  return {offset, std::min(options.length.value_or(size), size - offset)};
-}
 
 fs::path LocalTarget(const GetOptions& options, const std::string& name) {
   if (options.local.empty()) return name;
@@ -38,22 +26,25 @@ fs::path LocalTarget(const GetOptions& options, const std::string& name) {
   return fs::is_directory(local, ignored) ? local / name : local;
 }
 
+ExitCode Print(Context& context, const Entry& file, const std::string& path,
+               const DownloadOptions& how) {
+  const bool read = PrintFile(context, file, path, how.offset, how.length.value_or(file.size));
+  return read ? ExitCode::kSuccess : ExitCode::kBrokenPipe;
+}
+
 ExitCode RunGet(Context& context, const GetOptions& options) {
   const PathArgument argument(options.path);
-  const std::string& path = argument.path;
-  Entry file = context.index().FindFile(argument);
-  Range range = Clip(options, file.size);
+  const Entry file = context.index().FindFile(argument);
+  if (options.local == "-") return Print(context, file, argument.path, options.how);
+  context.changes().Expect();
   const fs::path target = LocalTarget(options, file.name);
-  PendingFile pending(target);
-  if (range.length > 0) {
-    ProgressBar bar(context.transfers(), file.name, static_cast<std::int64_t>(range.length));
-    context.drive().Read({file, path, range.offset, range.length},
-                         [&](std::uint64_t offset, const char* data, std::size_t count) {
-                           return WriteAllAt(pending.fd(), {data, count}, offset - range.offset);
-                         });
+  FileDownload download(context.drive(), {file, argument.path}, target, options.how);
+  {
+    ProgressBar bar(context.transfers(), file.name, static_cast<std::int64_t>(download.missing()));
+    download.Run();
   }
-  pending.Commit();
-  context.changes().Tell({"get", path, target, range.length, file.id});
+  SecureNames(target.parent_path());
+  context.changes().Tell({"get", argument.path, target, download.length(), file.id});
   return ExitCode::kSuccess;
 }
 
@@ -63,14 +54,23 @@ void AddGetCommand(CLI::App& app, Selected& selected) {
   auto options = std::make_shared<GetOptions>();
   CLI::App* get = app.add_subcommand(
       "get", "Copy a file here; it appears under its name only when it is complete");
+  get->footer(
+      "Until it is complete it stands in NAME.part beside it. When get is interrupted or fails, "
+      "the\n"
+      "same get goes on there with what is missing, unless the file has changed on the service.");
   get->add_option("PATH", options->path)->required();
-  get->add_option("LOCAL", options->local, "File or folder to write to");
-  get->add_option("--offset", options->offset, "First byte to copy")
+  get->add_option("LOCAL", options->local, "File or folder to write to; - is standard output");
+  get->add_option("--offset", options->how.offset, "First byte to copy")
       ->check(CLI::Range(kFirstByte, kLastByte))
       ->type_name("BYTES");
-  get->add_option("--length", options->length, "How much to copy, at most to the file's end")
+  get->add_option("--length", options->how.length, "How much to copy, at most to the file's end")
       ->check(CLI::Range(kFirstByte, kLastByte))
       ->type_name("BYTES");
+  get->add_option("--connections", options->how.connections,
+                  "At the same time for a file of 32 MiB or more")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 32))
+      ->type_name("N");
   Choose(get, selected, options, RunGet);
 }
 

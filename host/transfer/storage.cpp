@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/local/local_io.h"
+#include "host/terminal/interrupt.h"
 #include "host/terminal/report.h"
 
 namespace b2drive {

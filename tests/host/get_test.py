@@ -1,0 +1,157 @@
+"""What b2drive get leaves, and goes on with, when it ends early; and the commands that print."""
+
+import os
+import re
+import struct
+import time
+
+from b2drive_case import B2DriveCase
+
+READ = "b2_download_file_by_id"
+MIB = 1 << 20
+PAGE = 4096
+SLOWLY = {"call": READ, "times": -1, "drip": 8 * MIB}
+
+
+class Part:
+    """What stands in a part: its bytes, and what its record says of each range."""
+
+    def __init__(self, path, range_size=16 * MIB):
+        data = path.read_bytes()
+        self.bytes, self.page = data[:-PAGE], data[-PAGE:]
+        numbers = struct.unpack("<384Q", self.page[:3072])
+        self.reached = [(i * range_size, n) for i, n in enumerate(numbers[::2])]
+        self.kept, self.secured = sum(numbers[::2]), sum(numbers[1::2])
+
+    def came(self, content):
+        """Bytes that are there, in the record or not."""
+        return sum(PAGE for at in range(0, len(content), PAGE)
+                   if self.bytes[at:at + PAGE] == content[at:at + PAGE])
+
+
+class GetTest(B2DriveCase):
+    def store_big(self, size=96 * MIB):
+        content = os.urandom(size)
+        self.service.add("big", content)
+        self.part, self.got = self.work / "big.part", self.work / "big"
+        return content
+
+    def heal(self):
+        self.service.control("faults", method="DELETE")
+        self.service.control("requests", method="DELETE")
+
+    def asked(self):
+        """Bytes that were asked for since."""
+        ranges = [re.fullmatch(r"bytes=(\d+)-(\d+)", value)
+                  for request in self.service.control("requests").json if request["call"] == READ
+                  for name, value in request["headers"] if name.lower() == "range"]
+        return sum(int(last) - int(first) + 1 for first, last in (r.groups() for r in ranges))
+
+    def kill_at(self, kept, program):
+        while not (self.part.exists() and self.part.stat().st_size % PAGE == 0 and
+                   self.part.stat().st_size > 0 and Part(self.part).kept >= kept):
+            self.assertIsNone(program.poll())
+            time.sleep(0.02)
+        program.kill()
+        program.communicate()
+        self.assertFalse(self.got.exists())
+        return Part(self.part)
+
+    def test_killed_at_any_moment_it_goes_on_with_what_is_missing(self):
+        content = self.store_big()
+        self.service.fault(**SLOWLY)
+        twice = 0
+        for twentieths in 1, 5, 9, 13:
+            part = self.kill_at(len(content) * twentieths // 20,
+                                self.start("get", "/photos/big"))
+            twice += part.came(content) - part.kept
+            for at, count in part.reached:
+                self.assertEqual(part.bytes[at:at + count], content[at:at + count])
+        self.assertLessEqual(twice, len(content) // 20)
+        self.heal()
+        self.output("get", "/photos/big")
+        self.assertEqual(self.asked(), len(content) - part.kept)
+        self.assertEqual(self.got.read_bytes(), content)
+        self.assertEqual(os.listdir(self.work), ["big"])
+
+    def test_after_a_power_cut_only_what_was_on_disk_counts(self):
+        content = self.store_big()
+        self.service.fault(**SLOWLY)
+        part = self.kill_at(80 * MIB, self.start("get", "/photos/big"))
+        self.assertGreaterEqual(part.secured, 64 * MIB - 8 * MIB)
+        with self.part.open("r+b") as file:
+            for i, (at, count) in enumerate(part.reached[:6]):
+                lost = struct.unpack_from("<Q", part.page, i * 16 + 8)[0]
+                file.seek(at + lost)
+                file.write(bytes(count - lost))
+            file.seek(-128, os.SEEK_END)
+            file.write(b"another boot\0")
+        self.heal()
+        self.output("get", "/photos/big")
+        self.assertEqual(self.asked(), len(content) - part.secured)
+        self.assertEqual(self.got.read_bytes(), content)
+
+    def test_a_failure_keeps_what_came_of_this_version_alone(self):
+        content = self.store_big(33 * MIB)
+        for version in content, content[:MIB]:
+            self.service.fault(call=READ, cutAfter=20 * MIB)
+            error = self.run_to_end(12, "get", "--connections=1", "/photos/big")[1]
+            self.assertRegex(error, r" of 35 MB are kept in big.part, where the next get goes on")
+            kept = Part(self.part).kept
+            if version is not content:
+                self.service.add("big", version)
+                kept = 0
+            self.heal()
+            self.output("get", "/photos/big")
+            self.assertEqual((self.asked(), self.got.read_bytes()), (len(version) - kept, version))
+
+    def test_leaves_alone_what_is_not_its_own(self):
+        self.store("x", "contents")
+        mine, part = self.write("mine", "mine"), self.work / "x.part"
+        for prepare, code, line in [
+                (lambda: self.write("x.part", "mine"), 9, "x.part: is no part that b2drive made"),
+                (lambda: part.symlink_to("mine"), 9, "x.part: is no part that b2drive made"),
+                (lambda: os.link(mine, part), 9, "x.part: is no part that b2drive made"),
+                (lambda: os.mkfifo(part), 9, "x.part: is no part that b2drive made")]:
+            prepare()
+            self.assert_fails(code, line, "get", "/photos/x")
+            part.unlink()
+            self.assertEqual(mine.read_text(), "mine")
+        self.write("x.part", "")
+        self.service.fault(call=READ, status=400)
+        self.assert_fails(1, "answered 400", "get", "/photos/x")
+        self.service.fault(call=READ, stall=True)
+        first = self.start("get", "/photos/x")
+        while not self.calls(READ) > 1:
+            time.sleep(0.01)
+        self.assert_fails(13, "x.part: another b2drive is fetching it", "get", "/photos/x")
+        first.kill()
+        first.communicate()
+        self.output("get", "/photos/x")
+        self.assertEqual(sorted(os.listdir(self.work)), ["mine", "x"])
+
+    def test_prints_what_is_asked_for(self):
+        self.store("digits", "0123456789")
+        self.store("letters", "abc")
+        self.store("empty", "")
+        for text, command in [
+                ("0123456789abc", "cat /photos/digits /photos/empty /photos/letters"),
+                ("345", "get /photos/digits - --offset 3 --length 3"),
+                ("012", "head -c 3 /photos/digits"), ("0123456", "head -c -3 /photos/digits"),
+                ("789", "tail -c3 /photos/digits"), ("23456789", "tail -c +3 /photos/digits"),
+                ("0123456789", "tail --bytes 1KiB /photos/digits"),
+                ("0123456789", "head -c 8E /photos/digits"),
+                ("", "tail -c +11 /photos/digits"), ("", "head -c 1b /photos/empty")]:
+            if "8E" in command:
+                self.assert_fails(2, "no number of bytes: 8E", *command.split())
+            else:
+                self.assertEqual(self.output(*command.split()), text, command)
+        out, error = self.run_to_end(16, "cat", "/photos/none", "/photos/letters")
+        self.assertEqual((out, error.count("none: not found")), ("abc", 1))
+        self.store("long", "l" * 3 * MIB)
+        for command in ["get /photos/long -", "cat /photos/long /photos/long"]:
+            program = self.start(*command.split())
+            program.stdout.read(1)
+            program.stdout.close()
+            self.assertEqual((program.stderr.read(), program.wait()), ("", 141))
+            program.stderr.close()
