@@ -9,7 +9,8 @@
 namespace b2drive::cli {
 
 std::string Shown(const std::string& text) {
-  return StdoutIsTerminal() ? EscapeControls(text) : text;
+  static const bool escapes = StdoutIsTerminal();
+  return escapes ? EscapeControls(text) : text;
 }
 
 Json ToJson(const Entry& entry, const std::string& path) {

@@ -12,6 +12,8 @@
 
 #include "host/cli/command.h"
 #include "host/cli/context.h"
+#include "host/cli/help_formatter.h"
+#include "host/cli/usage_error.h"
 #include "host/common/errors.h"
 #include "host/terminal/interrupt.h"
 #include "host/terminal/output_style.h"
@@ -29,8 +31,8 @@ constexpr char kDescription[] =
 std::string Footer() {
   std::ostringstream text;
   text << "Account: B2_APPLICATION_KEY_ID and B2_APPLICATION_KEY (B2_ACCOUNT_ID for the account, "
-          "when it\ncannot be read from the key ID); else the file b2drive/account in "
-          "$XDG_CONFIG_HOME or ~/.config,\nmode 0600, with the lines\n"
+          "when it cannot be read from the key ID); else the file b2drive/account in "
+          "$XDG_CONFIG_HOME or ~/.config, mode 0600, with the lines\n"
           "  application_key_id = ...\n  application_key = ...\n"
           "else b2drive asks on the terminal.\n\nExit codes:\n";
   for (const ExitCodeText& row : ExitCodes()) {
@@ -120,20 +122,35 @@ int RunSelected(const Selected& selected, const GlobalOptions& options) {
   return static_cast<int>(exit_code);
 }
 
+void PrintShortUsage(const CLI::App& app) {
+  std::cerr << UsageLine(app, app.get_name()) << "\n\n"
+            << "b2drive --help shows the commands, b2drive help COMMAND one of them.\n";
+}
+
 // Whether JSON is wanted is read from the arguments, which cannot be parsed.
-int ReportUsage(const CLI::ParseError& error, const std::vector<std::string>& arguments) {
+ExitCode ReportUsage(const CLI::App& app, const CLI::ParseError& error,
+                     const std::vector<std::string>& arguments) {
   OutputStyle style;
   style.json = std::ranges::count(arguments, "--json") > 0;
   SetOutputStyle(style);
-  Report("", HostError(ExitCode::kUsage, std::string(error.what()) + " (see b2drive --help)"));
-  return static_cast<int>(ExitCode::kUsage);
+  const bool no_command = app.get_subcommands().empty() && app.remaining().empty() &&
+                          error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+  if (no_command && !style.json) {
+    PrintShortUsage(app);
+  } else {
+    Report("", HostError(ExitCode::kUsage, UsageErrorText(app, error)));
+  }
+  return ExitCode::kUsage;
 }
 
 }  // namespace
 
+std::string VersionText() { return "b2drive " B2DRIVE_VERSION; }
+
 int Run(int argc, char** argv, const AddCommandsTo& add_commands) {
   CLI::App app(kDescription, "b2drive");
-  app.set_version_flag("--version", "b2drive " B2DRIVE_VERSION);
+  app.formatter(std::make_shared<HelpFormatter>());
+  app.set_version_flag("--version", VersionText());
   app.require_subcommand(1);
   app.fallthrough();
   GlobalOptions options;
@@ -146,7 +163,7 @@ int Run(int argc, char** argv, const AddCommandsTo& add_commands) {
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
-    return ReportUsage(error, std::vector<std::string>(argv + 1, argv + argc));
+    return static_cast<int>(ReportUsage(app, error, {argv + std::min(argc, 1), argv + argc}));
   }
   return RunSelected(selected, options);
 }

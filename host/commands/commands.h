@@ -9,6 +9,8 @@ void AddCommands(CLI::App& app, Selected& selected);
 
 void AddCatCommand(CLI::App& app, Selected& selected);
 void AddDecodeLogCommand(CLI::App& app, Selected& selected);
+void AddDuCommand(CLI::App& app, Selected& selected);
+void AddFindCommand(CLI::App& app, Selected& selected);
 void AddFormsCommand(CLI::App& app, Selected& selected);
 void AddGetCommand(CLI::App& app, Selected& selected);
 void AddHeadCommand(CLI::App& app, Selected& selected);
@@ -22,5 +24,6 @@ void AddRmdirCommand(CLI::App& app, Selected& selected);
 void AddStatCommand(CLI::App& app, Selected& selected);
 void AddStatusCommand(CLI::App& app, Selected& selected);
 void AddTailCommand(CLI::App& app, Selected& selected);
+void AddVersionCommand(CLI::App& app, Selected& selected);
 
 }  // namespace b2drive::cli

@@ -30,7 +30,7 @@ class ReadingTest(B2DriveCase):
         self.store("folder/x")
         self.write("local")
         for code, line, command in [
-                (2, "not expected: b", "ls a b"),
+                (2, "stat: b: not expected", "stat a b"),
                 (2, "not in range", "get /photos/file --offset -1"),
                 (2, "b2drive: rm /: the root", "rm /"),
                 (2, "several slashes in a row", "rm -r --yes /photos//"),
