@@ -55,7 +55,7 @@ const Account& Context::account() {
 std::unique_ptr<Session> Context::Connect() {
   SessionOptions settings;
   settings.proxy = ChosenProxy(options_.proxy);
-  settings.limit_kb = options_.limit_kb;
+  settings.limit = options_.limit;
   settings.log_bodies = !options_.log_bodies.empty();
   PluginLibrary& plugin = library();
   return std::make_unique<Session>(plugin, account(), settings);

@@ -22,7 +22,7 @@ struct GlobalOptions {
   std::string progress = "auto";     // or none or json
   std::string plugin;                // empty: the one shipped with the program
   std::optional<std::string> proxy;  // else the environment's
-  std::optional<long long> limit_kb;
+  std::int64_t limit = 0;            // bytes a second of all transfers together; 0: none
   std::string log_bodies;
   int retries = 10;  // of a call that failed for a passing reason
 };
@@ -43,6 +43,7 @@ class Context {
   Storage storage() { return Storage(drive()); }
   // Whether a program reads what is printed.
   bool json() const { return options_.json; }
+  std::int64_t limit() const { return options_.limit; }
   Transfers& transfers() { return transfers_; }
   // Where a command tells what it changes.
   Changes& changes() { return changes_; }

@@ -58,9 +58,16 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
                  "http://host:port; http+forward://, socks4:// and socks5:// work as well. One "
                  "with user:password@ goes into B2DRIVE_PROXY, where others cannot see it")
       ->type_name("URL");
-  app.add_option("--limit", options.limit_kb, "Most KB/s to move, 0 for no limit")
-      ->check(CLI::Range(0LL, 1'000'000'000LL))
-      ->type_name("KB/s");
+  app.add_option_function<std::string>(
+         "--limit",
+         [&options](const std::string& text) {
+           const auto rate = ParseRate(text);
+           if (!rate) throw CLI::ValidationError("--limit", text + ": no rate such as 512K or 10M");
+           options.limit = *rate;
+         },
+         "Most bytes a second to move, by all transfers together: 512K, 10M, 1G; a bare number is "
+         "in K; 0 for no limit")
+      ->type_name("RATE");
   app.add_option("--retries", options.retries,
                  "How often a call that failed for a passing reason is made again; the waits "
                  "double from half a second to half a minute")
@@ -114,7 +121,7 @@ int RunSelected(const Selected& selected, const GlobalOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // a limit is a failed write
   SetOutputStyle(StyleOf(options));
-  Transfers transfers;
+  Transfers transfers(options.limit);
   Interrupt interrupt([&] { return transfers.Cancel(); });
   Context context(options, transfers);
   ExitCode exit_code = ExitCode::kFailed;

@@ -1,7 +1,10 @@
+#include <algorithm>
 #include <limits>
 
+#include "host/cli/filter_options.h"
 #include "host/cli/progress.h"
 #include "host/commands/commands.h"
+#include "host/commands/get_tree.h"
 #include "host/commands/print_file.h"
 #include "host/transfer/download.h"
 
@@ -17,6 +20,9 @@ struct GetOptions {
   std::string path;
   std::string local;
   DownloadOptions how;
+  bool recursive = false;
+  std::size_t jobs = 16;
+  Filter filter;
 };
 
 fs::path LocalTarget(const GetOptions& options, const std::string& name) {
@@ -28,13 +34,30 @@ fs::path LocalTarget(const GetOptions& options, const std::string& name) {
 
 ExitCode Print(Context& context, const Entry& file, const std::string& path,
                const DownloadOptions& how) {
-  const bool read = PrintFile(context, file, path, how.offset, how.length.value_or(file.size));
-  return read ? ExitCode::kSuccess : ExitCode::kBrokenPipe;
+  context.changes().LeaveStandardOutput();
+  const std::uint64_t rest = file.size - std::min(how.offset, file.size);
+  const std::uint64_t length = std::min(how.length.value_or(rest), rest);
+  if (!PrintFile(context, file, path, how.offset, length)) return ExitCode::kBrokenPipe;
+  context.changes().Tell({"get", path, "-", length, file.id});
+  return ExitCode::kSuccess;
+}
+
+ExitCode GetFolder(Context& context, const Entry& folder, const std::string& path,
+                   const GetOptions& options) {
+  if (options.local == "-") {
+    throw HostError(ExitCode::kWrongKind, path, "is a folder, which cannot be printed");
+  }
+  const TreeDownloadOptions how{options.jobs, options.how.connections};
+  return GetTree(context, {folder, path}, options.local, how, options.filter);
 }
 
 ExitCode RunGet(Context& context, const GetOptions& options) {
   const PathArgument argument(options.path);
-  const Entry file = context.index().FindFile(argument);
+  const Entry file = context.index().Find(argument);
+  if (file.folder && options.recursive) return GetFolder(context, file, argument.path, options);
+  if (file.folder) {
+    throw HostError(ExitCode::kWrongKind, argument.path, "is a folder; use get -r");
+  }
   if (options.local == "-") return Print(context, file, argument.path, options.how);
   context.changes().Expect();
   const fs::path target = LocalTarget(options, file.name);
@@ -48,6 +71,18 @@ ExitCode RunGet(Context& context, const GetOptions& options) {
   return ExitCode::kSuccess;
 }
 
+void AddTreeOptions(CLI::App* get, GetOptions& options) {
+  get->add_flag("-r,--recursive", options.recursive,
+                "Copy a folder or bucket with everything in it, by the rules of cp")
+      ->excludes("--offset")
+      ->excludes("--length");
+  get->add_option("-j,--jobs", options.jobs, "With -r: files at the same time")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64))
+      ->type_name("N");
+  AddFilterOptions(get, options.filter);
+}
+
 }  // namespace
 
 void AddGetCommand(CLI::App& app, Selected& selected) {
@@ -55,9 +90,8 @@ void AddGetCommand(CLI::App& app, Selected& selected) {
   CLI::App* get = app.add_subcommand(
       "get", "Copy a file here; it appears under its name only when it is complete");
   get->footer(
-      "Until it is complete it stands in NAME.part beside it. When get is interrupted or fails, "
-      "the\n"
-      "same get goes on there with what is missing, unless the file has changed on the service.");
+      "Until it is complete it stands in NAME.part. When get is interrupted or fails, the next\n"
+      "get goes on there with what is missing, unless the file has changed on the service.");
   get->add_option("PATH", options->path)->required();
   get->add_option("LOCAL", options->local, "File or folder to write to; - is standard output");
   get->add_option("--offset", options->how.offset, "First byte to copy")
@@ -71,6 +105,7 @@ void AddGetCommand(CLI::App& app, Selected& selected) {
       ->capture_default_str()
       ->check(CLI::Range(1, 32))
       ->type_name("N");
+  AddTreeOptions(get, *options);
   Choose(get, selected, options, RunGet);
 }
 

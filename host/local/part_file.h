@@ -10,32 +10,34 @@
 #include "host/common/errors.h"
 #include "host/common/thread_safety.h"
 #include "host/common/unique_fd.h"
+#include "host/local/local_target.h"
 #include "host/local/part_record.h"
 #include "host/terminal/interrupt.h"
 
 namespace b2drive {
 
-// Where a part stands: as NAME.part, or under a hidden name of the folder, for when a file of that
-// name is wanted as well. Names that would be too long are hidden by themselves.
+// Where a part file stands: at NAME.part, or at a short hidden name beside NAME, for when NAME.part
+// is wanted as well. Where NAME.part would be too long it is the hidden name anyway.
 enum class PartName { kBeside, kHidden };
 
 // A file that appears under its name only when it is complete. Until Commit its bytes stand beside
-// it in a part, for nobody else to read, with a record of what is there: the next one with the same
-// contents goes on with what is missing. A part in which nothing came is removed on every way out.
+// it in a part file, for nobody else to read, with a record of what is there: the next one with the
+// same contents goes on with what is missing. One in which nothing came is removed on every way
+// out.
 //
-// What is recorded survives the end of the program, and what was secured survives the machine's.
-// A part of other contents is thrown away. Write, Note, kept and KeptNote may be called by any
-// number of threads.
+// What was noted survives the end of the program, and what was secured since that of the machine.
+// A part file of other contents is thrown away. Any number of threads may call Write, Note, kept
+// and KeptNote.
 class PartFile {
  public:
   // Throws kWrongKind when `target` exists and is no regular file, kExists when something stands at
-  // the part's name that is no part, kLocalFile when it cannot be made or is in use.
-  PartFile(std::filesystem::path target, PartContents contents, PartName name = PartName::kBeside);
+  // the part file's name that is none, kLocalFile when it cannot be made or is in use.
+  PartFile(LocalTarget target, PartContents contents, PartName name = PartName::kBeside);
   ~PartFile();
   PartFile(const PartFile&) = delete;
   PartFile& operator=(const PartFile&) = delete;
 
-  const std::filesystem::path& target() const { return target_; }
+  const LocalTarget& target() const { return target_; }
 
   struct Span {
     std::uint64_t begin = 0;
@@ -63,21 +65,23 @@ class PartFile {
   int Resume() B2_REQUIRES(mutex_);
   int Begin() B2_REQUIRES(mutex_);
   int Secure();
-  void Move(const std::filesystem::path& to);
+  void Move(const LocalTarget& to);
+  void Unlink(const LocalTarget& at) const;
   HostError Failed(int error) const;
+  HostError Spoiled(int error);
   bool IsShort() const;
   bool IsUseless() const B2_REQUIRES(mutex_);
   void RemoveUseless();
 
-  const std::filesystem::path target_;
-  const std::filesystem::path whole_;  // the name for the moment of putting it in place
-  const std::uint64_t length_;         // bytes
+  const LocalTarget target_;
+  const LocalTarget whole_;     // the name for the moment of putting it in place
+  const std::uint64_t length_;  // bytes
   mutable Mutex mutex_;
   PartRecord record_ B2_GUARDED_BY(mutex_);
   std::uint64_t unsecured_ B2_GUARDED_BY(mutex_) = 0;  // bytes that came since
   bool securing_ B2_GUARDED_BY(mutex_) = false;
-  // Where the bytes are now; the caller of Commit alone changes it.
-  std::filesystem::path path_;
+  // Where the bytes are now, nowhere at first; the caller of Commit alone changes it.
+  LocalTarget at_;
   UniqueFd fd_;  // locked
   const InterruptCleanup at_exit_;
 };

@@ -19,7 +19,7 @@ namespace {
 class PieceSink final : public FetchSink {
  public:
   PieceSink(std::uint64_t start, std::uint64_t length, const RangeSink& sink,
-            _FS_TRANSFER& transfer)
+            const ActiveTransfer& transfer)
       : FetchSink(static_cast<long long>(start), transfer),
         start_(start),
         length_(length),
@@ -126,7 +126,7 @@ void PatientDrive::Read(const RangeRequest& request, const RangeSink& sink) {
   Call(request.path, Allowed(request.path), [&](Drive& drive, Attempts& attempts) {
     const std::uint64_t before = reached;
     ActiveTransfer transfer(transfers_, request.path);
-    PieceSink piece(before, end - before, counting, transfer.state());
+    PieceSink piece(before, end - before, counting, transfer);
     try {
       drive.Read(request.file, request.path, before, end - before, piece, transfer);
     } catch (const HostError& error) {
@@ -218,6 +218,8 @@ void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
     throw HostError(ExitCode::kNetwork, path, "not deleted yet", AERROR::TIMEDOUT);
   });
 }
+
+std::uint64_t PatientDrive::PartSize() { return live_.Current()->sign_in_answer().part_size; }
 
 std::uint64_t PatientDrive::TotalBytes() {
   return Call("/", Allowed("/", 0), [&](Drive& drive, Attempts&) { return drive.TotalBytes(); });

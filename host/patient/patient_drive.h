@@ -78,6 +78,9 @@ class PatientDrive {
 
   std::uint64_t TotalBytes();
 
+  // Bytes of a part of large files; 0 when it is not known.
+  std::uint64_t PartSize();
+
  private:
   template <typename Operation>
   auto Call(const std::string& path, Attempts attempts, Operation operation);

@@ -32,7 +32,7 @@ HostError Explain(const HostError& failure, const std::string& path, const Refus
 Entry TryUpload(Drive& drive, const UploadSource& source, Transfers& transfers,
                 UploadControl& control, const Attempts& allowed) {
   ActiveTransfer transfer(transfers, source.path);
-  FileCache contents(source.fd);
+  FileCache contents(source.fd, transfer);
   const UploadControl::Attached attached(control, transfer);
   RefusalLimit limit(transfer, control, allowed);
   try {

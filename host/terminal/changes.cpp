@@ -82,13 +82,14 @@ void Changes::PrintRecord(const Json& record) {
   PrintToTerminal(JsonText(record, StderrIsTerminal()));
 }
 
-// One name made or deleted needs no words.
+// One name made or deleted needs no words, and contents on the same terminal want none.
 bool Changes::ShowsSummary(ExitCode exit_code) const {
   if (counts_.empty() && (!expected_ || exit_code != ExitCode::kSuccess)) return false;
   if (TheOutputStyle().verbose) return true;
   std::size_t all = 0;
   for (const auto& [action, count] : counts_) all += count.files + count.folders;
-  return !TheOutputStyle().quiet && StderrIsTerminal() && (all != 1 || bytes_ > 0);
+  return !TheOutputStyle().quiet && standard_output_ && StderrIsTerminal() &&
+         (all != 1 || bytes_ > 0);
 }
 
 std::string Changes::SummaryText(double seconds, std::int64_t moved) const {

@@ -34,8 +34,18 @@ class LeftoverNote {
 
 }  // namespace
 
+// The plug-in would send it as a large file of one part, of which the service wants two.
+void Storage::RefuseOnePart(const std::string& path, std::uint64_t size) {
+  if (size == 0 || size != drive_.PartSize()) return;
+  throw HostError(ExitCode::kFailed, path,
+                  "nothing was sent: exactly " + std::to_string(size) +
+                      " bytes, the size of a part, is the one size that cannot be stored; make "
+                      "the file a byte longer or shorter");
+}
+
 Entry Storage::PutFile(const std::string& parent_id, const std::string& path,
                        const LocalSource& source) {
+  RefuseOnePart(path, source.size);
   UploadControl control;
   const LeftoverNote note(control, path);
   bool found = false;

@@ -22,6 +22,7 @@ class Storage {
   bool RemoveMarker(const Entry& folder, const std::string& path);
 
  private:
+  void RefuseOnePart(const std::string& path, std::uint64_t size);
   std::optional<Entry> FindStored(const std::string& parent_id, const std::string& path,
                                   const LocalSource& source);
   bool HoldsBytesOf(const LocalSource& source, const Entry& stored, const std::string& path);

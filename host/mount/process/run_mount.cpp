@@ -56,6 +56,7 @@ ExitCode SendRest(FileSystem& files) {
 MountOptions OptionsOf(const MountRequest& request) {
   MountOptions options = ParseMountOptions(request.options);
   options.files.foreign_plugin = request.foreign_plugin;
+  options.files.limit = request.limit;
   if (request.foreign_plugin && !options.files.read_only) {
     Notice("read only: a plug-in of another maker may delete more than it is told to");
     options.MakeReadOnly();
