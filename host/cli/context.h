@@ -10,14 +10,17 @@
 #include "host/plugin/path_index.h"
 #include "host/plugin/profiles.h"
 #include "host/plugin/transfers.h"
+#include "host/terminal/changes.h"
 #include "host/transfer/storage.h"
 
 namespace b2drive::cli {
 
 // Options that every command takes.
 struct GlobalOptions {
-  bool verbose = false;
+  int verbosity = 0;  // 1: changes and waits, 2: the plug-in's log lines too
   bool json = false;
+  bool quiet = false;
+  std::string progress = "auto";     // or none or json
   std::string plugin;                // empty: the one shipped with the program
   std::optional<std::string> proxy;  // else the environment's
   std::int64_t limit = 0;            // bytes a second of all transfers together; 0: none
@@ -51,9 +54,10 @@ class Context {
   Storage storage() { return Storage(drive()); }
   // Whether a program reads what is printed.
   bool json() const { return options_.json; }
-  bool verbose() const { return options_.verbose; }
   std::int64_t limit() const { return options_.limit; }
   Transfers& transfers() { return transfers_; }
+  // Where a command tells what it changes.
+  Changes& changes() { return changes_; }
 
   // Whether the plug-in is the one made together with this program.
   bool uses_shipped_plugin() const { return options_.plugin.empty(); }
@@ -64,6 +68,7 @@ class Context {
  private:
   const GlobalOptions options_;
   Transfers& transfers_;
+  Changes changes_;
   // In the order of their dependence.
   std::optional<BodyLog> bodies_;
   std::unique_ptr<HostLog> log_;

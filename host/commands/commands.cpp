@@ -4,6 +4,8 @@ namespace b2drive::cli {
 
 void AddCommands(CLI::App& app, Selected& selected) {
   AddLsCommand(app, selected);
+  AddFindCommand(app, selected);
+  AddDuCommand(app, selected);
   AddStatCommand(app, selected);
   AddCatCommand(app, selected);
   AddHeadCommand(app, selected);
@@ -26,13 +28,8 @@ void AddCommands(CLI::App& app, Selected& selected) {
   AddFormsCommand(app, selected);
   AddDecodeLogCommand(app, selected);
   AddHelpCommand(app, selected);
+  AddVersionCommand(app, selected);
   AddTextsCommand(app, selected);
-  for (CLI::App* command : app.get_subcommands({})) {
-    std::string details = command->get_footer();
-    command->footer((details.empty() ? "" : details + "\n\n") +
-                    "b2drive --help tells of the account, the options for every command and the "
-                    "exit codes.");
-  }
 }
 
 }  // namespace b2drive::cli

@@ -11,6 +11,8 @@ void AddCatCommand(CLI::App& app, Selected& selected);
 void AddCompletionCommand(CLI::App& app, Selected& selected);
 void AddDecodeLogCommand(CLI::App& app, Selected& selected);
 void AddDoctorCommand(CLI::App& app, Selected& selected);
+void AddDuCommand(CLI::App& app, Selected& selected);
+void AddFindCommand(CLI::App& app, Selected& selected);
 void AddFormsCommand(CLI::App& app, Selected& selected);
 void AddGetCommand(CLI::App& app, Selected& selected);
 void AddHeadCommand(CLI::App& app, Selected& selected);
@@ -28,6 +30,7 @@ void AddStatCommand(CLI::App& app, Selected& selected);
 void AddStatusCommand(CLI::App& app, Selected& selected);
 void AddTailCommand(CLI::App& app, Selected& selected);
 void AddTextsCommand(CLI::App& app, Selected& selected);
+void AddVersionCommand(CLI::App& app, Selected& selected);
 void AddWhoamiCommand(CLI::App& app, Selected& selected);
 
 }  // namespace b2drive::cli

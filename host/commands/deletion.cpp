@@ -25,12 +25,11 @@ std::string Summary(const std::vector<Victim>& victims) {
 }  // namespace
 
 void CheckDeletable(const PathArgument& argument) {
-  if (IsRoot(argument.path)) throw HostError(ExitCode::kUsage, "/: the root cannot be deleted");
+  if (IsRoot(argument.path)) throw HostError(ExitCode::kUsage, "/", "the root cannot be deleted");
   if (!argument.ambiguous) return;
-  throw HostError(ExitCode::kUsage,
-                  argument.path +
-                      ": several slashes in a row are another name to the service; nothing was "
-                      "deleted");
+  throw HostError(ExitCode::kUsage, argument.path,
+                  "several slashes in a row are another name to the service; nothing was "
+                  "deleted");
 }
 
 void Count(PatientDrive& drive, const Victim& victim, const Filter& filter, Amount& amount) {

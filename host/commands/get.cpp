@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <limits>
 
 #include "host/cli/filter_options.h"
@@ -33,14 +34,18 @@ fs::path LocalTarget(const GetOptions& options, const std::string& name) {
 
 ExitCode Print(Context& context, const Entry& file, const std::string& path,
                const DownloadOptions& how) {
-  const bool read = PrintFile(context, file, path, how.offset, how.length.value_or(file.size));
-  return read ? ExitCode::kSuccess : ExitCode::kBrokenPipe;
+  context.changes().LeaveStandardOutput();
+  const std::uint64_t rest = file.size - std::min(how.offset, file.size);
+  const std::uint64_t length = std::min(how.length.value_or(rest), rest);
+  if (!PrintFile(context, file, path, how.offset, length)) return ExitCode::kBrokenPipe;
+  context.changes().Tell({"get", path, "-", length, file.id});
+  return ExitCode::kSuccess;
 }
 
 ExitCode GetFolder(Context& context, const Entry& folder, const std::string& path,
                    const GetOptions& options) {
   if (options.local == "-") {
-    throw HostError(ExitCode::kWrongKind, path + ": is a folder, which cannot be printed");
+    throw HostError(ExitCode::kWrongKind, path, "is a folder, which cannot be printed");
   }
   const TreeDownloadOptions how{options.jobs, options.how.connections};
   return GetTree(context, {folder, path}, options.local, how, options.filter);
@@ -51,9 +56,10 @@ ExitCode RunGet(Context& context, const GetOptions& options) {
   const Entry file = context.index().Find(argument);
   if (file.folder && options.recursive) return GetFolder(context, file, argument.path, options);
   if (file.folder) {
-    throw HostError(ExitCode::kWrongKind, argument.path + ": is a folder; use get -r");
+    throw HostError(ExitCode::kWrongKind, argument.path, "is a folder; use get -r");
   }
   if (options.local == "-") return Print(context, file, argument.path, options.how);
+  context.changes().Expect();
   const fs::path target = LocalTarget(options, file.name);
   FileDownload download(context.drive(), {file, argument.path}, target, options.how);
   {
@@ -61,6 +67,7 @@ ExitCode RunGet(Context& context, const GetOptions& options) {
     download.Run();
   }
   SecureNames(target.parent_path());
+  context.changes().Tell({"get", argument.path, target, download.length(), file.id});
   return ExitCode::kSuccess;
 }
 

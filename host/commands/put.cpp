@@ -20,16 +20,17 @@ struct PutOptions {
   std::vector<std::string> paths;  // the sources, then the target
 };
 
-void Store(Storage storage, Upload& upload) {
+void Store(Context& context, Upload& upload) {
   LocalSource opened = upload.spooled ? std::move(*upload.spooled) : OpenSource(upload.local);
-  storage.PutFile(upload.folder->id, upload.path(), opened);
+  const Entry stored = context.storage().PutFile(upload.folder->id, upload.path(), opened);
+  context.changes().Tell({"put", upload.path(), upload.local, opened.size, stored.id});
 }
 
 void AddSource(UploadPlan& plan, const std::string& source, bool recursive) {
   if (source == "-") return plan.AddStandardInput();
   std::error_code error;
   if (!fs::is_directory(source, error)) return plan.AddFile(source);
-  if (!recursive) throw HostError(ExitCode::kWrongKind, source + ": is a folder; use put -r");
+  if (!recursive) throw HostError(ExitCode::kWrongKind, source, "is a folder; use put -r");
   plan.AddFolder(source);
 }
 
@@ -37,13 +38,14 @@ void MakePlan(UploadPlan& plan, const PutOptions& options) {
   const std::span sources(options.paths.begin(), options.paths.end() - 1);
   const bool several = sources.size() > 1;
   if (several && std::ranges::count(sources, "-") > 0) {
-    throw HostError(ExitCode::kUsage, "-: standard input cannot be put together with files");
+    throw HostError(ExitCode::kUsage, "-", "standard input cannot be put together with files");
   }
   plan.SetTarget(PathArgument(options.paths.back()), several, options.parents);
   for (const std::string& source : sources) AddSource(plan, source, options.recursive);
 }
 
 ExitCode RunPut(Context& context, const PutOptions& options) {
+  context.changes().Expect();
   UploadPlan plan(context.index(), options.filter);
   MakePlan(plan, options);
   std::vector<Upload>& uploads = plan.uploads();
@@ -54,9 +56,14 @@ ExitCode RunPut(Context& context, const PutOptions& options) {
   Crew crew(context.transfers(), "put", "files were stored",
             uploads.size() + plan.refusals().size(), options.jobs);
   for (const HostError& refusal : plan.refusals()) crew.Fail(refusal);
-  ProgressBar bar(context.transfers(), name, total);
-  plan.MakeFolders(context.storage(), crew);
-  for (Upload& upload : uploads) crew.Run([&] { Store(context.storage(), upload); });
+  ProgressBar bar(context.transfers(), name, total, uploads.size());
+  plan.MakeFolders(context.storage(), crew, context.changes());
+  for (Upload& upload : uploads) {
+    crew.Run([&] {
+      const ProgressBar::File file(bar, upload.name);
+      Store(context, upload);
+    });
+  }
   return crew.Finish();
 }
 

@@ -36,8 +36,8 @@ Victim ChooseVictim(PathIndex& index, const PathArgument& argument, bool recursi
   CheckDeletable(argument);
   Victim victim{argument.path, index.Find(argument)};
   if (victim.entry.folder && !recursive) {
-    throw HostError(ExitCode::kWrongKind,
-                    argument.path + ": is a folder; use rm -r, or rmdir when it is empty");
+    throw HostError(ExitCode::kWrongKind, argument.path,
+                    "is a folder; use rm -r, or rmdir when it is empty");
   }
   return victim;
 }
@@ -49,8 +49,8 @@ void RefuseLongerNames(PathIndex& index, const Victim& victim) {
   if (names.empty()) return;
   std::string text;
   for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-  throw HostError(ExitCode::kWouldDeleteMore,
-                  victim.path + ": this plug-in could delete other names too: " + text +
+  throw HostError(ExitCode::kWouldDeleteMore, victim.path,
+                  "this plug-in could delete other names too: " + text +
                       "; if it deletes exactly, say --exact-delete-supported");
 }
 
@@ -60,14 +60,15 @@ void DeleteOneFile(Context& context, const Victim& victim) {
     throw ServiceFailure(victim.path, AERROR::SHARING_VIOLATION, {});
   }
   DeleteStoredFile(context.drive(), context.index(), now, victim.path);
+  context.changes().Tell({"rm", victim.path, "", now.size, now.id});
 }
 
 // The identifier of such a folder would be the bucket's.
 void RefuseNamesWithSlash(const std::string& bucket, const Listing& children) {
   if (std::ranges::any_of(children, [](const Entry& child) { return child.name.empty(); })) {
-    throw HostError(ExitCode::kFailed, bucket +
-                                           ": holds names that begin with a slash, which cannot be "
-                                           "deleted here; nothing in it was deleted");
+    throw HostError(ExitCode::kFailed, bucket,
+                    "holds names that begin with a slash, which cannot be "
+                    "deleted here; nothing in it was deleted");
   }
 }
 
@@ -90,12 +91,16 @@ ExitCode DeleteTree(Context& context, const Victim& victim, const RmOptions& opt
   RefuseNamesWithSlash(victim.path, children);
   ExitCode code = ExitCode::kSuccess;
   if (DeletesExactly(context, options)) {
-    TreeDeletion deletion(context.drive(), context.index(), context.transfers(), options.filter);
+    TreeDeletion deletion(context.drive(), context.index(), context.transfers(), options.filter,
+                          context.changes());
     code = deletion.Run(victim.entry, victim.path);
   } else if (bucket) {
     EmptyBucket(context, victim.path, children);
   }
-  if (all && code == ExitCode::kSuccess) DeleteFolder(context.drive(), victim);
+  if (all && code == ExitCode::kSuccess) {
+    DeleteFolder(context.drive(), victim);
+    context.changes().Tell({"rm", victim.path, "", std::nullopt, victim.entry.id});
+  }
   return code;
 }
 
@@ -115,6 +120,7 @@ std::vector<Victim> ChooseVictims(Context& context, const RmOptions& options) {
 }
 
 ExitCode RunRm(Context& context, const RmOptions& options) {
+  context.changes().Expect();
   const std::vector<Victim> victims = ChooseVictims(context, options);
   Amount amount;
   if (!options.yes) {

@@ -30,7 +30,7 @@ LocalSource OpenSource(const fs::path& file) {
   struct stat status {};
   if (!source.fd || fstat(source.fd.get(), &status) != 0) throw LocalFailure(file.string(), errno);
   if (!S_ISREG(status.st_mode)) {
-    throw HostError(ExitCode::kWrongKind, file.string() + ": not a regular file");
+    throw HostError(ExitCode::kWrongKind, file.string(), "not a regular file");
   }
   source.size = static_cast<std::uint64_t>(status.st_size);
   return source;
@@ -42,10 +42,10 @@ LocalSource SpoolStandardInput() {
   for (;;) {
     ssize_t got = read(STDIN_FILENO, buffer.data(), buffer.size());
     if (got == 0) return source;
-    if (got < 0 && errno != EINTR) throw LocalFailure("standard input", errno);
+    if (got < 0 && errno != EINTR) throw LocalFailure("standard input", errno).About("-");
     if (got < 0) continue;
     const int error = WriteAll(source.fd.get(), {buffer.data(), static_cast<std::size_t>(got)});
-    if (error != 0) throw LocalFailure("temporary file", error);
+    if (error != 0) throw LocalFailure("temporary file", error).About("-");
     source.size += static_cast<std::uint64_t>(got);
   }
 }

@@ -27,7 +27,7 @@ mode_t ModeFor(const LocalTarget& target) {
   const int how = target.in_open_folder() ? AT_SYMLINK_NOFOLLOW : 0;
   if (fstatat(target.folder, target.path.c_str(), &status, how) == 0) {
     if (S_ISREG(status.st_mode)) return status.st_mode & 0777;
-    throw HostError(ExitCode::kWrongKind, target.Shown() + ": exists and is no regular file");
+    throw HostError(ExitCode::kWrongKind, target.Shown(), "exists and is no regular file");
   }
   if (errno != ENOENT) throw LocalFailure(target.Shown(), errno);
   return ModeOfNewFiles();
@@ -96,12 +96,12 @@ UniqueFd OpenLocked(const LocalTarget& at, int flags) {
     if (!fd) return fd;
     if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
       if (errno != EWOULDBLOCK) throw LocalFailure(at.Shown(), errno);
-      throw HostError(ExitCode::kLocalFile, at.Shown() + ": another b2drive is fetching it");
+      throw HostError(ExitCode::kLocalFile, at.Shown(), "another b2drive is fetching it");
     }
     // Whoever had it before may have put it in place or removed it.
     if (StandsAt(fd.get(), at)) return fd;
   }
-  throw HostError(ExitCode::kLocalFile, at.Shown() + ": changes all the time");
+  throw HostError(ExitCode::kLocalFile, at.Shown(), "changes all the time");
 }
 
 }  // namespace
@@ -290,7 +290,7 @@ void PartFile::Unlink(const LocalTarget& at) const { unlinkat(at.folder, at.path
 void PartFile::Move(const LocalTarget& to) {
   Lock lock(mutex_);
   if (!StandsAt(fd_.get(), at_)) {
-    throw HostError(ExitCode::kLocalFile, at_.Shown() + ": someone else replaced it meanwhile");
+    throw HostError(ExitCode::kLocalFile, at_.Shown(), "someone else replaced it meanwhile");
   }
   if (renameat(at_.folder, at_.path.c_str(), to.folder, to.path.c_str()) != 0) {
     throw LocalFailure(to.Shown(), errno);

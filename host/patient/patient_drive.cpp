@@ -227,13 +227,17 @@ void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
     std::optional<Entry> left = still_there();
     if (!left) return;
     if (changed) throw FsError(ESTALE, *failure);
-    if (left->id != file.id) throw FsError(ESTALE, path + ": changed meanwhile by someone else");
+    if (left->id != file.id) {
+      throw FsError(ESTALE,
+                    HostError(ExitCode::kFailed, path, "changed meanwhile by someone else"));
+    }
     const bool gone = answer.status == 400 || answer.status == 404;  // one of several versions
     if (failure && !gone && Diagnose(*failure, answer).remedy == Remedy::kNone) {
       throw FsError(Diagnose(*failure, answer).number, *failure);
     }
-    if (failure) throw HostError(failure->exit_code(), failure->what(), AERROR::TIMEDOUT);
-    throw HostError(ExitCode::kNetwork, path + ": not deleted yet", AERROR::TIMEDOUT);
+    if (failure)
+      throw HostError(failure->exit_code(), failure->what(), AERROR::TIMEDOUT).About(path);
+    throw HostError(ExitCode::kNetwork, path, "not deleted yet", AERROR::TIMEDOUT);
   });
 }
 

@@ -65,7 +65,7 @@ void Session::Connect(const Account& account, bool log_bodies) {
       throw HostError(ExitCode::kSignInRefused,
                       "sign in: the service answered 401: check the application key", code);
     }
-    throw ServiceFailure("sign in", code, HostLog::LastAnswer());
+    throw ServiceFailure("sign in", code, HostLog::LastAnswer()).About("");
   }
   sign_in_answer_ = HostLog::LastSignIn();
   if (!log_bodies) protocol_->SetOpt("verbose", "off");

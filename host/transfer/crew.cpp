@@ -59,11 +59,11 @@ void Crew::Fail(const HostError& error) {
     return;
   }
   TellFirst();
-  Report(command_, error.what());
+  Report(command_, error);
 }
 
 void Crew::TellFirst() {
-  if (untold_) Report(command_, untold_->what());
+  if (untold_) Report(command_, *untold_);
   untold_.reset();
 }
 
@@ -80,7 +80,7 @@ ExitCode Crew::Finish() {
   if (transfers_.canceled()) {
     throw HostError(ExitCode::kInterrupted, Count() + "; these stay, the rest was not done");
   }
-  Report(command_, Count());
+  Report(command_, HostError(ExitCode::kPartly, Count()));
   return ExitCode::kPartly;
 }
 

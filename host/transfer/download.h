@@ -37,7 +37,8 @@ class FileDownload {
   FileDownload(PatientDrive& drive, RemoteFile file, const LocalTarget& target,
                const DownloadOptions& options = {});
 
-  // Bytes that are to be fetched.
+  // Bytes of the local file, and those that are still to be fetched.
+  std::uint64_t length() const { return length_; }
   std::uint64_t missing() const { return length_ - part_.kept(); }
 
   // Fetches what is missing and puts the file in place. Throws HostError: of what failed first, or

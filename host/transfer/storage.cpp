@@ -23,7 +23,7 @@ class LeftoverNote {
   }
 
  private:
-  void Say() const { Report("put", path_ + ": " + kLeftover); }
+  void Say() const { Note("put", path_ + ": " + kLeftover); }
 
   const UploadControl& control_;
   const std::string& path_;
@@ -37,24 +37,27 @@ class LeftoverNote {
 // The plug-in would send it as a large file of one part, of which the service wants two.
 void Storage::RefuseOnePart(const std::string& path, std::uint64_t size) {
   if (size == 0 || size != drive_.PartSize()) return;
-  throw HostError(ExitCode::kFailed,
-                  path + ": nothing was sent: exactly " + std::to_string(size) +
+  throw HostError(ExitCode::kFailed, path,
+                  "nothing was sent: exactly " + std::to_string(size) +
                       " bytes, the size of a part, is the one size that cannot be stored; make "
                       "the file a byte longer or shorter");
 }
 
-void Storage::PutFile(const std::string& parent_id, const std::string& path,
-                      const LocalSource& source) {
+Entry Storage::PutFile(const std::string& parent_id, const std::string& path,
+                       const LocalSource& source) {
   RefuseOnePart(path, source.size);
   UploadControl control;
   const LeftoverNote note(control, path);
   bool found = false;
-  drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries, [&] {
+  const auto find_stored = [&] {
     auto stored = FindStored(parent_id, path, source);
     found = stored.has_value();
     return stored;
-  });
+  };
+  Entry stored = drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries,
+                               find_stored);
   note.Succeed(found);
+  return stored;
 }
 
 std::optional<Entry> Storage::FindStored(const std::string& parent_id, const std::string& path,

@@ -55,6 +55,7 @@ void TreeDeletion::Visit(const RemoteItem& item, const std::string& path, Crew& 
   crew.Run([this, item, full = Join(path, item.path)] {
     try {
       DeleteStoredFile(drive_, index_, item.entry, full);
+      changes_.Tell({"rm", full, "", item.entry.size, item.entry.id});
     } catch (...) {
       Keep(FolderOf(item.path));
       throw;
@@ -80,8 +81,10 @@ ExitCode TreeDeletion::DeleteFolders(const Entry& folder, const std::string& pat
   Crew crew(transfers_, "rm", "folders were deleted", whole.size(), kDeletions);
   for (const std::string& inner : whole) {
     crew.Run([&] {
-      drive_.DeleteFolder({NameOf(Join(path, inner)), Join(folder.id, inner), true, 0, {}},
-                          Join(path, inner));
+      const std::string full = Join(path, inner);
+      const Entry entry{NameOf(full), Join(folder.id, inner), true, 0, {}};
+      drive_.DeleteFolder(entry, full);
+      changes_.Tell({"rm", full, "", std::nullopt, entry.id});
     });
   }
   return crew.Finish();

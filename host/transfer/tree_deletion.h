@@ -5,6 +5,7 @@
 
 #include "host/common/thread_safety.h"
 #include "host/plugin/path_index.h"
+#include "host/terminal/changes.h"
 #include "host/transfer/crew.h"
 #include "host/transfer/filter.h"
 #include "host/transfer/remote_tree.h"
@@ -22,8 +23,8 @@ class TreeDeletion {
  public:
   // All must outlive the object. The library must delete exactly the file that it is told to.
   TreeDeletion(PatientDrive& drive, PathIndex& index, const Transfers& transfers,
-               const Filter& filter)
-      : drive_(drive), index_(index), transfers_(transfers), filter_(filter) {}
+               const Filter& filter, Changes& changes)
+      : drive_(drive), index_(index), transfers_(transfers), filter_(filter), changes_(changes) {}
 
   // Files and folders of a failure are told and stay, and the rest goes: kPartly. After kSuccess
   // all that the filter takes is gone: without a filter, of a folder it is left to the caller to
@@ -40,6 +41,7 @@ class TreeDeletion {
   PathIndex& index_;
   const Transfers& transfers_;
   const Filter& filter_;
+  Changes& changes_;
   std::set<std::string> folders_;  // relative to the folder, as RemoteItem::path
   Mutex mutex_;
   std::set<std::string> kept_ B2_GUARDED_BY(mutex_);  // folders that something is left in

@@ -21,19 +21,21 @@ std::string Above(const std::string& names) {
 
 TreeDownload::TreeDownload(PatientDrive& drive, const Transfers& transfers,
                            const LocalFolders& local, const Filter& filter,
-                           const TreeDownloadOptions& options)
+                           const TreeDownloadOptions& options, Watch watch, Changes& changes)
     : drive_(drive),
       transfers_(transfers),
       local_(local),
       filter_(filter),
       options_(options),
+      watch_(std::move(watch)),
+      changes_(changes),
       crew_(transfers, "get", "files were fetched", 0, options.jobs) {}
 
-ExitCode TreeDownload::Run(const RemoteFile& folder, const std::string& below, const Found& found) {
+ExitCode TreeDownload::Run(const RemoteFile& folder, const std::string& below) {
   local_.Open(below);
   try {
     WalkRemoteTree(drive_, folder.entry, folder.path, filter_, [&](const RemoteItem& item) {
-      Visit(item, {folder.path + "/" + item.path, Below(below, item.path)}, found);
+      Visit(item, {folder.path + "/" + item.path, Below(below, item.path)});
     });
   } catch (const HostError& error) {
     crew_.Fail(error);
@@ -41,7 +43,7 @@ ExitCode TreeDownload::Run(const RemoteFile& folder, const std::string& below, c
   return crew_.Finish();
 }
 
-void TreeDownload::Visit(const RemoteItem& item, const Place& place, const Found& found) {
+void TreeDownload::Visit(const RemoteItem& item, const Place& place) {
   if (transfers_.canceled()) throw Interrupted(place.path);
   // Of what is in a refused folder nothing is said.
   bool refused = refused_.contains(Above(item.path));
@@ -56,7 +58,7 @@ void TreeDownload::Visit(const RemoteItem& item, const Place& place, const Found
     if (refused && !item.entry.name.empty()) refused_.insert(item.path);
   } else if (!refused) {
     crew_.Expect(1);
-    found(item.entry.size);
+    watch_.found(item.entry.size);
     crew_.Run([this, entry = item.entry, place] { Fetch(entry, place); });
   }
 }
@@ -64,7 +66,7 @@ void TreeDownload::Visit(const RemoteItem& item, const Place& place, const Found
 // Throws what keeps the item from being here. Folders are made at once.
 void TreeDownload::Admit(const RemoteItem& item, const Place& place) {
   if (const char* const why = WhyNot(item, place.local)) {
-    throw HostError(ExitCode::kLocalFile, place.path + ": " + why);
+    throw HostError(ExitCode::kLocalFile, place.path, why);
   }
   if (item.entry.folder) local_.Open(place.local);
 }
@@ -79,6 +81,7 @@ const char* TreeDownload::WhyNot(const RemoteItem& item, const std::string& loca
 }
 
 void TreeDownload::Fetch(const Entry& entry, const Place& place) const {
+  const std::shared_ptr<void> in_work = watch_.begins(entry.name);
   const std::string above = Above(place.local);
   const UniqueFd folder = local_.Open(above);
   DownloadOptions options;
@@ -86,6 +89,7 @@ void TreeDownload::Fetch(const Entry& entry, const Place& place) const {
   options.part_name = PartName::kHidden;
   const LocalTarget target(folder.get(), entry.name, local_.PathOf(above));
   FileDownload(drive_, {entry, place.path}, target, options).Run();
+  changes_.Tell({"get", place.path, local_.PathOf(place.local), entry.size, entry.id});
 }
 
 }  // namespace b2drive

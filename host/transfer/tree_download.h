@@ -1,10 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 
 #include "host/local/local_folders.h"
+#include "host/terminal/changes.h"
 #include "host/transfer/crew.h"
 #include "host/transfer/download.h"
 #include "host/transfer/filter.h"
@@ -22,16 +24,21 @@ struct TreeDownloadOptions {
 // listed first wins. For one use.
 class TreeDownload {
  public:
-  // Is told of the bytes of each file that is found; from any thread, one at a time.
-  using Found = std::function<void(std::uint64_t bytes)>;
+  struct Watch {
+    // Is told of the bytes of each file that is found; from any thread, one at a time.
+    std::function<void(std::uint64_t bytes)> found;
+    // Is told the name of a file that begins, by any thread, and gives what lives until it ends.
+    std::function<std::shared_ptr<void>(const std::string& name)> begins;
+  };
 
   // All must outlive the object. Nothing outside of `local` is written.
   TreeDownload(PatientDrive& drive, const Transfers& transfers, const LocalFolders& local,
-               const Filter& filter, const TreeDownloadOptions& options);
+               const Filter& filter, const TreeDownloadOptions& options, Watch watch,
+               Changes& changes);
 
   // Puts what the filter takes in `folder` into the folder `below` of the local one: names with
   // slashes between them, or none. kPartly when something failed; throws as Crew::Finish.
-  ExitCode Run(const RemoteFile& folder, const std::string& below, const Found& found);
+  ExitCode Run(const RemoteFile& folder, const std::string& below);
 
  private:
   struct Place {
@@ -39,7 +46,7 @@ class TreeDownload {
     std::string local;  // in the local folder
   };
 
-  void Visit(const RemoteItem& item, const Place& place, const Found& found);
+  void Visit(const RemoteItem& item, const Place& place);
   void Admit(const RemoteItem& item, const Place& place);
   const char* WhyNot(const RemoteItem& item, const std::string& local);
   void Fetch(const Entry& entry, const Place& place) const;
@@ -49,6 +56,8 @@ class TreeDownload {
   const LocalFolders& local_;
   const Filter& filter_;
   const TreeDownloadOptions options_;
+  const Watch watch_;
+  Changes& changes_;
   std::set<std::string> taken_;    // names in the tree that something has
   std::set<std::string> refused_;  // folders whose contents are left out
   Crew crew_;

@@ -23,11 +23,10 @@ std::string BucketOf(const std::string& path) { return path.substr(0, path.find(
 
 void RequireBucket(PathIndex& index, const std::string& path) {
   if (IsRoot(path)) {
-    throw HostError(ExitCode::kWrongKind, "/: holds buckets only; name one: /BUCKET/...");
+    throw HostError(ExitCode::kWrongKind, "/", "holds buckets only; name one: /BUCKET/...");
   }
   if (index.LookupFolder(BucketOf(path))) return;
-  throw HostError(ExitCode::kNotFound,
-                  BucketOf(path) + ": no such bucket; b2drive mkdir makes one");
+  throw HostError(ExitCode::kNotFound, BucketOf(path), "no such bucket; b2drive mkdir makes one");
 }
 
 std::vector<fs::directory_entry> SortedEntries(const fs::path& folder) {
@@ -87,8 +86,8 @@ void UploadPlan::OrRefuse(Action action) {
 
 void UploadPlan::AddStandardInput() {
   if (name_.empty()) {
-    throw HostError(ExitCode::kWrongKind,
-                    target_->path + ": is a folder; standard input needs a file name");
+    throw HostError(ExitCode::kWrongKind, target_->path,
+                    "is a folder; standard input needs a file name");
   }
   CheckName(Join(target_->path, name_));
   LocalSource source = SpoolStandardInput();
@@ -121,7 +120,7 @@ void UploadPlan::WalkInto(TargetFolder& target, const fs::directory_entry& entry
   const bool special = entry.is_symlink() || (!entry.is_directory() && !entry.is_regular_file());
   if (!filter_.Takes(inner, !special && entry.is_directory())) return;
   if (special) {
-    Report("put", entry.path().string() + ": left out, neither a file nor a folder");
+    Note("put", entry.path().string() + ": left out, neither a file nor a folder");
   } else if (entry.is_directory()) {
     CheckName(Join(target.path, name));
     Walk(target.Inner(name), entry.path(), inner + "/");
@@ -138,18 +137,20 @@ void UploadPlan::Add(const fs::path& local, TargetFolder& folder, const std::str
   uploads_.push_back({local, std::nullopt, &folder, name, size});
 }
 
-void UploadPlan::MakeFolders(Storage storage, Crew& crew) {
-  MakeInner(existing_, false, storage, crew);
+void UploadPlan::MakeFolders(Storage storage, Crew& crew, Changes& changes) {
+  MakeInner(existing_, false, {storage, crew, changes});
 }
 
 // In a folder that was missing nobody needs to look.
-void UploadPlan::MakeInner(const TargetFolder& folder, bool missing, Storage storage, Crew& crew) {
+void UploadPlan::MakeInner(const TargetFolder& folder, bool missing, const FolderMaking& how) {
   for (const auto& named : folder.inner) {
     const TargetFolder& inner = named.second;
-    crew.RunUncounted([this, missing, storage, &crew, &folder, &inner]() mutable {
+    how.crew.RunUncounted([this, missing, how, &folder, &inner]() mutable {
       missing = missing || !index_.LookupFolder(inner.path);
-      MakeInner(inner, missing, storage, crew);
-      if (missing) storage.MakeFolder({"", folder.id, true, 0, {}}, inner.path);
+      MakeInner(inner, missing, how);
+      if (!missing) return;
+      const Entry made = how.storage.MakeFolder({"", folder.id, true, 0, {}}, inner.path);
+      how.changes.Tell({"mkdir", inner.path, "", std::nullopt, made.id});
     });
   }
 }

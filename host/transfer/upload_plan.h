@@ -8,6 +8,7 @@
 
 #include "host/local/local_file.h"
 #include "host/plugin/path_index.h"
+#include "host/terminal/changes.h"
 #include "host/transfer/crew.h"
 #include "host/transfer/filter.h"
 #include "host/transfer/storage.h"
@@ -59,9 +60,15 @@ class UploadPlan {
   const std::vector<HostError>& refusals() const { return refusals_; }
 
   // Makes what is missing of the folders. `crew` runs it; the plan must outlive that.
-  void MakeFolders(Storage storage, Crew& crew);
+  void MakeFolders(Storage storage, Crew& crew, Changes& changes);
 
  private:
+  struct FolderMaking {
+    mutable Storage storage;
+    Crew& crew;
+    Changes& changes;
+  };
+
   void SetFolder(std::string path, bool parents);
   std::string NameFor(const std::filesystem::path& local) const;
   template <typename Action>
@@ -71,7 +78,7 @@ class UploadPlan {
   void WalkInto(TargetFolder& target, const std::filesystem::directory_entry& entry,
                 const std::string& below);
   void Add(const std::filesystem::path& local, TargetFolder& folder, const std::string& name);
-  void MakeInner(const TargetFolder& folder, bool missing, Storage storage, Crew& crew);
+  void MakeInner(const TargetFolder& folder, bool missing, const FolderMaking& how);
 
   PathIndex& index_;
   const Filter& filter_;

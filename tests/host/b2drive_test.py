@@ -31,7 +31,7 @@ class ReadingTest(B2DriveCase):
         self.store("folder/x")
         self.write("local")
         for code, line, command in [
-                (2, "not expected: b", "ls a b"),
+                (2, "stat: b: not expected", "stat a b"),
                 (2, "not in range", "get /photos/file --offset -1"),
                 (2, "b2drive: rm /: the root", "rm /"),
                 (2, "several slashes in a row", "rm -r --yes /photos//"),
@@ -94,7 +94,7 @@ class ReadingTest(B2DriveCase):
 
     def test_logs_are_readable_and_hold_no_secret(self):
         self.store("file")
-        out, error = self.run_to_end(0, "--verbose", "--log-bodies", "log", "ls", "/photos")
+        out, error = self.run_to_end(0, "-vv", "--log-bodies", "log", "ls", "/photos")
         self.assertIn(" INFO  [PROTOCOL  ] GetFileList_ObjectList >> HTTPS POST", error)
         self.assertIn("session tokens", error)
         log = self.work / "log"
