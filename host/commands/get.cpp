@@ -55,9 +55,8 @@ void AddGetCommand(CLI::App& app, Selected& selected) {
   CLI::App* get = app.add_subcommand(
       "get", "Copy a file here; it appears under its name only when it is complete");
   get->footer(
-      "Until it is complete it stands in NAME.part beside it. When get is interrupted or fails, "
-      "the\n"
-      "same get goes on there with what is missing, unless the file has changed on the service.");
+      "Until it is complete it stands in NAME.part. When get is interrupted or fails, the next\n"
+      "get goes on there with what is missing, unless the file has changed on the service.");
   get->add_option("PATH", options->path)->required();
   get->add_option("LOCAL", options->local, "File or folder to write to; - is standard output");
   get->add_option("--offset", options->how.offset, "First byte to copy")

@@ -18,7 +18,7 @@ namespace b2drive {
 namespace fs = std::filesystem;
 namespace {
 
-// Bytes that a power cut may take. A part that is shorter is fetched again instead of secured.
+// Bytes that a power cut may take. What is shorter is fetched again rather than secured.
 constexpr std::uint64_t kSecureEvery = 64UL * 1024 * 1024;
 
 mode_t ModeOfNewFiles() {
@@ -77,7 +77,7 @@ bool IsOurs(int fd, const fs::path& path) {
 
 HostError NoPart(const fs::path& path) {
   return {ExitCode::kExists,
-          path.string() + ": is no part that b2drive made; move it away, or fetch to another name"};
+          path.string() + ": is no part file of b2drive; move it away or fetch to another name"};
 }
 
 HostError CannotOpen(const fs::path& target, const fs::path& part, int error) {
@@ -184,6 +184,14 @@ HostError PartFile::Failed(int error) const {
   return LocalFailure("writing " + target_.string(), error);
 }
 
+// What should have been on disk may be lost.
+HostError PartFile::Spoiled(int error) {
+  Lock lock(mutex_);
+  unlink(path_.c_str());
+  path_.clear();
+  return Failed(error);
+}
+
 bool PartFile::IsShort() const { return length_ < kSecureEvery; }
 
 bool PartFile::IsUseless() const { return record_.kept() == 0 || (path_ == whole_ && IsShort()); }
@@ -212,8 +220,8 @@ std::string PartFile::KeptNote() const {
   Lock lock(mutex_);
   if (path_.empty() || path_ == target_ || IsUseless()) return "";
   return FormatBytes(static_cast<double>(record_.kept())) + " of " +
-         FormatBytes(static_cast<double>(record_.length())) + " are kept in " + path_.string() +
-         ", where the next get goes on";
+         FormatBytes(static_cast<double>(length_)) + " are kept in " + path_.string() +
+         "; the next get goes on with the rest";
 }
 
 int PartFile::Write(std::uint64_t offset, const char* data, std::size_t count) {
@@ -264,18 +272,14 @@ void PartFile::Commit() {
   if (path_ != whole_) {
     const int error = IsShort() ? 0 : Secure();
     if (error != 0) throw Failed(error);
-    // A part without its record would not be known again. Under this name it is.
+    // Without its record nobody would know it again; under this name it is known.
     Move(whole_);
   }
   if (ftruncate(fd_.get(), static_cast<off_t>(length_)) != 0) throw Failed(errno);
   // Where modes cannot be set the file keeps what the file system gave it.
   (void)fchmod(fd_.get(), mode);
   // Here a full disk may show that took the bytes before.
-  if (fsync(fd_.get()) != 0) {
-    const int error = errno;
-    unlink(whole_.c_str());
-    throw Failed(error);
-  }
+  if (fsync(fd_.get()) != 0) throw Spoiled(errno);
   Move(target_);
 }
 

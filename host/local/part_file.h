@@ -15,21 +15,22 @@
 
 namespace b2drive {
 
-// Where a part stands: as NAME.part, or under a hidden name of the folder, for when a file of that
-// name is wanted as well. Names that would be too long are hidden by themselves.
+// Where a part file stands: at NAME.part, or at a short hidden name beside NAME, for when NAME.part
+// is wanted as well. Where NAME.part would be too long it is the hidden name anyway.
 enum class PartName { kBeside, kHidden };
 
 // A file that appears under its name only when it is complete. Until Commit its bytes stand beside
-// it in a part, for nobody else to read, with a record of what is there: the next one with the same
-// contents goes on with what is missing. A part in which nothing came is removed on every way out.
+// it in a part file, for nobody else to read, with a record of what is there: the next one with the
+// same contents goes on with what is missing. One in which nothing came is removed on every way
+// out.
 //
-// What is recorded survives the end of the program, and what was secured survives the machine's.
-// A part of other contents is thrown away. Write, Note, kept and KeptNote may be called by any
-// number of threads.
+// What was noted survives the end of the program, and what was secured since that of the machine.
+// A part file of other contents is thrown away. Any number of threads may call Write, Note, kept
+// and KeptNote.
 class PartFile {
  public:
   // Throws kWrongKind when `target` exists and is no regular file, kExists when something stands at
-  // the part's name that is no part, kLocalFile when it cannot be made or is in use.
+  // the part file's name that is none, kLocalFile when it cannot be made or is in use.
   PartFile(std::filesystem::path target, PartContents contents, PartName name = PartName::kBeside);
   ~PartFile();
   PartFile(const PartFile&) = delete;
@@ -65,6 +66,7 @@ class PartFile {
   int Secure();
   void Move(const std::filesystem::path& to);
   HostError Failed(int error) const;
+  HostError Spoiled(int error);
   bool IsShort() const;
   bool IsUseless() const B2_REQUIRES(mutex_);
   void RemoveUseless();

@@ -8,7 +8,7 @@
 
 namespace b2drive {
 
-// What a part is to hold: bytes from `offset` on of one version of a file.
+// What a part file is to hold: bytes from `offset` on of one version of a file.
 struct PartContents {
   std::string id;
   std::uint64_t size = 0;  // of the whole file
@@ -17,15 +17,15 @@ struct PartContents {
   std::uint64_t range = 0;  // bytes that one request fetches
 };
 
-// How far each range of a part is. It stands in one page behind the bytes, so that no kill of the
-// program leaves half of one; a range's entry lies within one sector of the disk.
+// How far each range of a part file is. It stands in one page behind the bytes, so that no kill of
+// the program leaves half of one; a range's entry lies within one sector of the disk.
 class PartRecord {
  public:
   static constexpr std::size_t kPage = 4096;
   static constexpr std::size_t kMostRanges = 192;
 
   PartRecord() = default;
-  // Of a part with nothing in it. Throws kFailed for contents that no record can describe.
+  // Of a part file with nothing in it. Throws kFailed for contents that no record can describe.
   explicit PartRecord(const PartContents& contents);
 
   // The record at the end of a file; none when there is none.

@@ -29,11 +29,11 @@ struct DownloadOptions {
 };
 
 // One file on its way to a local one, which appears under its name when it is complete. What came
-// stays in a part when the download ends early, and the next one goes on there (PartFile). One
-// thread uses an object; any number of them may run at the same time.
+// stays in a part file when the download ends early, and the next one goes on there. One thread
+// uses an object; any number of them may run at the same time.
 class FileDownload {
  public:
-  // Finds or makes the part. Throws what PartFile's constructor throws.
+  // Finds or makes the part file. Throws what PartFile's constructor throws.
   FileDownload(PatientDrive& drive, RemoteFile file, const std::filesystem::path& target,
                const DownloadOptions& options = {});
 
@@ -57,7 +57,7 @@ class FileDownload {
   PatientDrive& drive_;
   const RemoteFile file_;
   const std::size_t connections_;
-  const std::uint64_t offset_;  // of the first byte in the part
+  const std::uint64_t offset_;  // of the first byte in the part file
   const std::uint64_t length_;  // bytes
   PartFile part_;
   std::atomic<bool> failed_{false};

@@ -1,6 +1,7 @@
 """The commands of b2drive."""
 
 import json
+import os
 import stat
 
 from b2drive_case import KEY, NAMES, PROXY_PASSWORD, B2DriveCase, entry
@@ -66,7 +67,7 @@ class ReadingTest(B2DriveCase):
         self.assert_fails(3, "Frameworks/cacert.pem", "ls")
 
     def test_what_is_fetched_replaces_a_file_only_whole(self):
-        longest = "n" * 250
+        longest = "n" * 255
         self.store(longest, "x" * 5000)
         self.output("get", "/photos/" + longest)
         self.assertEqual((self.work / longest).stat().st_size, 5000)
@@ -197,4 +198,4 @@ class WritingTest(B2DriveCase):
             self.assertRegex(error, said)
         self.assertEqual(older.read_text(), "older")
         self.assert_stored("big")
-        self.assertEqual(len(list(self.work.iterdir())), 2)
+        self.assertLessEqual(set(os.listdir(self.work)), {"got", "got.part", "put"})

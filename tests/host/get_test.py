@@ -9,24 +9,19 @@ from b2drive_case import B2DriveCase
 
 READ = "b2_download_file_by_id"
 MIB = 1 << 20
-PAGE = 4096
-SLOWLY = {"call": READ, "times": -1, "drip": 8 * MIB}
+RANGE = 16 * MIB
+PAGE, BOOT = 4096, 128
 
 
-class Part:
-    """What stands in a part: its bytes, and what its record says of each range."""
+class Record:
+    """What a part file's last page says of each range."""
 
-    def __init__(self, path, range_size=16 * MIB):
-        data = path.read_bytes()
-        self.bytes, self.page = data[:-PAGE], data[-PAGE:]
-        numbers = struct.unpack("<384Q", self.page[:3072])
-        self.reached = [(i * range_size, n) for i, n in enumerate(numbers[::2])]
-        self.kept, self.secured = sum(numbers[::2]), sum(numbers[1::2])
-
-    def came(self, content):
-        """Bytes that are there, in the record or not."""
-        return sum(PAGE for at in range(0, len(content), PAGE)
-                   if self.bytes[at:at + PAGE] == content[at:at + PAGE])
+    def __init__(self, path):
+        with path.open("rb") as file:
+            file.seek(max(0, path.stat().st_size - PAGE))
+            self.page = file.read(PAGE).ljust(PAGE, b"\0")
+        self.ranges = list(struct.iter_unpack("<QQ", self.page[:3072]))
+        self.kept, self.secured = map(sum, zip(*self.ranges))
 
 
 class GetTest(B2DriveCase):
@@ -47,48 +42,45 @@ class GetTest(B2DriveCase):
                   for name, value in request["headers"] if name.lower() == "range"]
         return sum(int(last) - int(first) + 1 for first, last in (r.groups() for r in ranges))
 
-    def kill_at(self, kept, program):
-        while not (self.part.exists() and self.part.stat().st_size % PAGE == 0 and
-                   self.part.stat().st_size > 0 and Part(self.part).kept >= kept):
+    def kill_when(self, it_is_time):
+        """Kills a slow get; gives the record that is left."""
+        self.service.fault(call=READ, times=-1, drip=8 * MIB)
+        program = self.start("get", "/photos/big")
+        while not self.part.exists() or not it_is_time(Record(self.part)):
             self.assertIsNone(program.poll())
-            time.sleep(0.02)
+            time.sleep(0.01)
         program.kill()
         program.communicate()
         self.assertFalse(self.got.exists())
-        return Part(self.part)
+        self.heal()
+        return Record(self.part)
 
     def test_killed_at_any_moment_it_goes_on_with_what_is_missing(self):
-        content = self.store_big()
-        self.service.fault(**SLOWLY)
-        twice = 0
+        content, twice = self.store_big(), 0
         for twentieths in 1, 5, 9, 13:
-            part = self.kill_at(len(content) * twentieths // 20,
-                                self.start("get", "/photos/big"))
-            twice += part.came(content) - part.kept
-            for at, count in part.reached:
-                self.assertEqual(part.bytes[at:at + count], content[at:at + count])
+            record = self.kill_when(lambda now: now.kept * 20 >= len(content) * twentieths)
+            data = self.part.read_bytes()
+            for at, (reached, _) in zip(range(0, len(content), RANGE), record.ranges):
+                self.assertEqual(data[at:at + reached], content[at:at + reached])
+            twice += sum(PAGE for at in range(0, len(content), PAGE)
+                         if data[at:at + PAGE] == content[at:at + PAGE]) - record.kept
         self.assertLessEqual(twice, len(content) // 20)
-        self.heal()
         self.output("get", "/photos/big")
-        self.assertEqual(self.asked(), len(content) - part.kept)
+        self.assertEqual(self.asked(), len(content) - record.kept)
         self.assertEqual(self.got.read_bytes(), content)
         self.assertEqual(os.listdir(self.work), ["big"])
 
     def test_after_a_power_cut_only_what_was_on_disk_counts(self):
         content = self.store_big()
-        self.service.fault(**SLOWLY)
-        part = self.kill_at(80 * MIB, self.start("get", "/photos/big"))
-        self.assertGreaterEqual(part.secured, 64 * MIB - 8 * MIB)
+        record = self.kill_when(lambda now: now.secured > 0)
         with self.part.open("r+b") as file:
-            for i, (at, count) in enumerate(part.reached[:6]):
-                lost = struct.unpack_from("<Q", part.page, i * 16 + 8)[0]
-                file.seek(at + lost)
-                file.write(bytes(count - lost))
-            file.seek(-128, os.SEEK_END)
+            for at, (reached, secured) in zip(range(0, len(content), RANGE), record.ranges):
+                file.seek(at + secured)
+                file.write(bytes(reached - secured))
+            file.seek(-BOOT, os.SEEK_END)
             file.write(b"another boot\0")
-        self.heal()
         self.output("get", "/photos/big")
-        self.assertEqual(self.asked(), len(content) - part.secured)
+        self.assertEqual(self.asked(), len(content) - record.secured)
         self.assertEqual(self.got.read_bytes(), content)
 
     def test_a_failure_keeps_what_came_of_this_version_alone(self):
@@ -96,8 +88,8 @@ class GetTest(B2DriveCase):
         for version in content, content[:MIB]:
             self.service.fault(call=READ, cutAfter=20 * MIB)
             error = self.run_to_end(12, "get", "--connections=1", "/photos/big")[1]
-            self.assertRegex(error, r" of 35 MB are kept in big.part, where the next get goes on")
-            kept = Part(self.part).kept
+            self.assertRegex(error, " of 35 MB are kept in big.part; the next get goes on with")
+            kept = Record(self.part).kept
             if version is not content:
                 self.service.add("big", version)
                 kept = 0
@@ -109,10 +101,10 @@ class GetTest(B2DriveCase):
         self.store("x", "contents")
         mine, part = self.write("mine", "mine"), self.work / "x.part"
         for prepare, code, line in [
-                (lambda: self.write("x.part", "mine"), 9, "x.part: is no part that b2drive made"),
-                (lambda: part.symlink_to("mine"), 9, "x.part: is no part that b2drive made"),
-                (lambda: os.link(mine, part), 9, "x.part: is no part that b2drive made"),
-                (lambda: os.mkfifo(part), 9, "x.part: is no part that b2drive made")]:
+                (lambda: self.write("x.part", "mine"), 9, "x.part: is no part file of b2drive"),
+                (lambda: part.symlink_to("mine"), 9, "x.part: is no part file of b2drive"),
+                (lambda: os.link(mine, part), 9, "x.part: is no part file of b2drive"),
+                (lambda: os.mkfifo(part), 9, "x.part: is no part file of b2drive")]:
             prepare()
             self.assert_fails(code, line, "get", "/photos/x")
             part.unlink()
