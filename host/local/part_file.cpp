@@ -21,96 +21,97 @@ namespace {
 // Bytes that a power cut may take. What is shorter is fetched again rather than secured.
 constexpr std::uint64_t kSecureEvery = 64UL * 1024 * 1024;
 
-mode_t ModeOfNewFiles() {
-  mode_t mask = umask(077);
-  umask(mask);
-  return 0666 & ~mask;
-}
-
 // What the file in place of `target` is to have. Throws for what cannot be replaced.
-mode_t ModeFor(const fs::path& target) {
+mode_t ModeFor(const LocalTarget& target) {
   struct stat status {};
-  if (stat(target.c_str(), &status) == 0) {
+  const int how = target.in_open_folder() ? AT_SYMLINK_NOFOLLOW : 0;
+  if (fstatat(target.folder, target.path.c_str(), &status, how) == 0) {
     if (S_ISREG(status.st_mode)) return status.st_mode & 0777;
-    throw HostError(ExitCode::kWrongKind, target.string(), "exists and is no regular file");
+    throw HostError(ExitCode::kWrongKind, target.Shown(), "exists and is no regular file");
   }
-  if (errno != ENOENT) throw LocalFailure(target.string(), errno);
+  if (errno != ENOENT) throw LocalFailure(target.Shown(), errno);
   return ModeOfNewFiles();
 }
 
 // A short name beside `target` that depends on `text` only.
-fs::path HiddenName(const fs::path& target, std::string_view text, const char* ending) {
+LocalTarget HiddenName(const LocalTarget& target, std::string_view text, const char* ending) {
   std::uint64_t hash = 0xcbf29ce484222325;
   for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
   char name[64];
   std::snprintf(name, sizeof name, ".b2drive-%016llx%s", static_cast<unsigned long long>(hash),
                 ending);
-  return target.parent_path() / name;
+  return target.Beside(name);
 }
 
-std::string WholeText(const fs::path& target, const PartContents& contents) {
-  return target.filename().string() + "\n" + contents.id + "\n" + std::to_string(contents.offset) +
-         "\n" + std::to_string(contents.length);
+std::string WholeText(const LocalTarget& target, const PartContents& contents) {
+  return target.path.filename().string() + "\n" + contents.id + "\n" +
+         std::to_string(contents.offset) + "\n" + std::to_string(contents.length);
 }
 
-// Whether `path` is what `fd` has open.
-bool StandsAt(int fd, const fs::path& path) {
+bool LooksAt(const LocalTarget& at, struct stat& status) {
+  return fstatat(at.folder, at.path.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+// Whether what is there is what `fd` has open.
+bool StandsAt(int fd, const LocalTarget& at) {
   struct stat open_one {};
   struct stat named {};
-  return fstat(fd, &open_one) == 0 && lstat(path.c_str(), &named) == 0 &&
-         open_one.st_dev == named.st_dev && open_one.st_ino == named.st_ino;
+  return fstat(fd, &open_one) == 0 && LooksAt(at, named) && open_one.st_dev == named.st_dev &&
+         open_one.st_ino == named.st_ino;
 }
 
 // Whether someone else could have put it there for us: as in /tmp.
-bool IsPlanted(const struct stat& status, const fs::path& path) {
+bool IsPlanted(const struct stat& status, const LocalTarget& at) {
   struct stat folder {};
-  const fs::path parent = path.parent_path();
-  return status.st_uid != geteuid() && stat(parent.empty() ? "." : parent.c_str(), &folder) == 0 &&
+  const fs::path parent = at.path.parent_path();
+  return status.st_uid != geteuid() &&
+         fstatat(at.folder, parent.empty() ? "." : parent.c_str(), &folder, 0) == 0 &&
          (folder.st_mode & S_ISVTX) != 0;
 }
 
-bool IsOurs(int fd, const fs::path& path) {
+bool IsOurs(int fd, const LocalTarget& at) {
   struct stat status {};
   return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
-         !IsPlanted(status, path);
+         !IsPlanted(status, at);
 }
 
-HostError NoPart(const fs::path& path) {
+HostError NoPart(const LocalTarget& at) {
   return {ExitCode::kExists,
-          path.string() + ": is no part file of b2drive; move it away or fetch to another name"};
+          at.Shown() + ": is no part file of b2drive; move it away or fetch to another name"};
 }
 
-HostError CannotOpen(const fs::path& target, const fs::path& part, int error) {
+HostError CannotOpen(const LocalTarget& target, const LocalTarget& part, int error) {
   if (error == ELOOP || error == EISDIR) return NoPart(part);
   struct stat status {};
-  return LocalFailure(lstat(part.c_str(), &status) == 0 ? part : target, error);
+  return LocalFailure((LooksAt(part, status) ? part : target).Shown(), error);
 }
 
-// Opens and locks what stands at `path`; nothing and an errno when it cannot be opened.
-UniqueFd OpenLocked(const fs::path& path, int flags) {
+// Opens and locks what stands there; nothing and an errno when it cannot be opened.
+UniqueFd OpenLocked(const LocalTarget& at, int flags) {
   constexpr int kTries = 10;
   for (int i = 0; i < kTries; ++i) {
     // What is no regular file is refused later and must not block here.
     const int how = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | flags;
-    UniqueFd fd(open(path.c_str(), how, 0600));
+    UniqueFd fd(openat(at.folder, at.path.c_str(), how, 0600));
     if (!fd) return fd;
     if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
-      if (errno != EWOULDBLOCK) throw LocalFailure(path.string(), errno);
-      throw HostError(ExitCode::kLocalFile, path.string(), "another b2drive is fetching it");
+      if (errno != EWOULDBLOCK) throw LocalFailure(at.Shown(), errno);
+      throw HostError(ExitCode::kLocalFile, at.Shown(), "another b2drive is fetching it");
     }
     // Whoever had it before may have put it in place or removed it.
-    if (StandsAt(fd.get(), path)) return fd;
+    if (StandsAt(fd.get(), at)) return fd;
   }
-  throw HostError(ExitCode::kLocalFile, path.string(), "changes all the time");
+  throw HostError(ExitCode::kLocalFile, at.Shown(), "changes all the time");
 }
 
 }  // namespace
 
-PartFile::PartFile(fs::path target, PartContents contents, PartName name)
+PartFile::PartFile(LocalTarget target, PartContents contents, PartName name)
     : target_(std::move(target)),
       whole_(HiddenName(target_, WholeText(target_, contents), ".whole")),
       length_(contents.length),
       record_(contents),
+      at_(target_.At({})),
       at_exit_([this] {
         const std::string note = KeptNote();
         RemoveUseless();
@@ -137,30 +138,30 @@ bool PartFile::TakeWhole() {
   const bool complete =
       SizeOf(fd.get()) == length_ || (found && record.Continue(*found) && record.IsComplete());
   if (!complete || IsShort() || !IsOurs(fd.get(), whole_)) {
-    unlink(whole_.c_str());
+    Unlink(whole_);
     return false;
   }
   record_.Fill();
   fd_ = std::move(fd);
-  path_ = whole_;
+  at_ = whole_;
   return true;
 }
 
 void PartFile::TakePart(PartName name) {
-  const std::string file_name = target_.filename();
-  const fs::path hidden = HiddenName(target_, file_name, ".part");
-  fs::path path = name == PartName::kBeside ? fs::path(target_.string() + ".part") : hidden;
-  UniqueFd fd = OpenLocked(path, O_CREAT);
+  const std::string file_name = target_.path.filename();
+  const LocalTarget hidden = HiddenName(target_, file_name, ".part");
+  LocalTarget at = name == PartName::kBeside ? target_.Beside(file_name + ".part") : hidden;
+  UniqueFd fd = OpenLocked(at, O_CREAT);
   if (!fd && errno == ENAMETOOLONG) {
-    path = hidden;
-    fd = OpenLocked(path, O_CREAT);
+    at = hidden;
+    fd = OpenLocked(at, O_CREAT);
   }
-  if (!fd) throw CannotOpen(target_, path, errno);
+  if (!fd) throw CannotOpen(target_, at, errno);
   const auto found = PartRecord::Read(fd.get());
-  if (!IsOurs(fd.get(), path) || (!found && SizeOf(fd.get()) > 0)) throw NoPart(path);
+  if (!IsOurs(fd.get(), at) || (!found && SizeOf(fd.get()) > 0)) throw NoPart(at);
   Lock lock(mutex_);
   fd_ = std::move(fd);
-  path_ = path;
+  at_ = at;
   const int error = found && record_.Continue(*found) ? Resume() : Begin();
   if (error != 0) throw Failed(error);
 }
@@ -181,24 +182,26 @@ int PartFile::Begin() {
 }
 
 HostError PartFile::Failed(int error) const {
-  return LocalFailure("writing " + target_.string(), error);
+  return LocalFailure("writing " + target_.Shown(), error);
 }
 
 // What should have been on disk may be lost.
 HostError PartFile::Spoiled(int error) {
   Lock lock(mutex_);
-  unlink(path_.c_str());
-  path_.clear();
+  Unlink(at_);
+  at_.path.clear();
   return Failed(error);
 }
 
 bool PartFile::IsShort() const { return length_ < kSecureEvery; }
 
-bool PartFile::IsUseless() const { return record_.kept() == 0 || (path_ == whole_ && IsShort()); }
+bool PartFile::IsUseless() const {
+  return record_.kept() == 0 || (at_.path == whole_.path && IsShort());
+}
 
 void PartFile::RemoveUseless() {
   Lock lock(mutex_);
-  if (!path_.empty() && path_ != target_ && IsUseless()) unlink(path_.c_str());
+  if (!at_.path.empty() && at_.path != target_.path && IsUseless()) Unlink(at_);
 }
 
 std::vector<PartFile::Span> PartFile::Missing() const {
@@ -218,9 +221,9 @@ std::uint64_t PartFile::kept() const {
 
 std::string PartFile::KeptNote() const {
   Lock lock(mutex_);
-  if (path_.empty() || path_ == target_ || IsUseless()) return "";
+  if (at_.path.empty() || at_.path == target_.path || IsUseless()) return "";
   return FormatBytes(static_cast<double>(record_.kept())) + " of " +
-         FormatBytes(static_cast<double>(length_)) + " are kept in " + path_.string() +
+         FormatBytes(static_cast<double>(length_)) + " are kept in " + at_.Shown() +
          "; the next get goes on with the rest";
 }
 
@@ -266,10 +269,9 @@ int PartFile::Secure() {
 void PartFile::Commit() {
   const mode_t mode = ModeFor(target_);
   if (!Missing().empty()) {
-    throw HostError(ExitCode::kFailed,
-                    target_.string() + ": bytes are missing in " + path_.string());
+    throw HostError(ExitCode::kFailed, target_.Shown() + ": bytes are missing in " + at_.Shown());
   }
-  if (path_ != whole_) {
+  if (at_.path != whole_.path) {
     const int error = IsShort() ? 0 : Secure();
     if (error != 0) throw Failed(error);
     // Without its record nobody would know it again; under this name it is known.
@@ -283,13 +285,17 @@ void PartFile::Commit() {
   Move(target_);
 }
 
-void PartFile::Move(const fs::path& to) {
+void PartFile::Unlink(const LocalTarget& at) const { unlinkat(at.folder, at.path.c_str(), 0); }
+
+void PartFile::Move(const LocalTarget& to) {
   Lock lock(mutex_);
-  if (!StandsAt(fd_.get(), path_)) {
-    throw HostError(ExitCode::kLocalFile, path_.string(), "someone else replaced it meanwhile");
+  if (!StandsAt(fd_.get(), at_)) {
+    throw HostError(ExitCode::kLocalFile, at_.Shown(), "someone else replaced it meanwhile");
   }
-  if (rename(path_.c_str(), to.c_str()) != 0) throw LocalFailure(to.string(), errno);
-  path_ = to;
+  if (renameat(at_.folder, at_.path.c_str(), to.folder, to.path.c_str()) != 0) {
+    throw LocalFailure(to.Shown(), errno);
+  }
+  at_ = to;
 }
 
 void SecureNames(const fs::path& folder) {

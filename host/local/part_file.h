@@ -10,6 +10,7 @@
 #include "host/common/errors.h"
 #include "host/common/thread_safety.h"
 #include "host/common/unique_fd.h"
+#include "host/local/local_target.h"
 #include "host/local/part_record.h"
 #include "host/terminal/interrupt.h"
 
@@ -31,12 +32,12 @@ class PartFile {
  public:
   // Throws kWrongKind when `target` exists and is no regular file, kExists when something stands at
   // the part file's name that is none, kLocalFile when it cannot be made or is in use.
-  PartFile(std::filesystem::path target, PartContents contents, PartName name = PartName::kBeside);
+  PartFile(LocalTarget target, PartContents contents, PartName name = PartName::kBeside);
   ~PartFile();
   PartFile(const PartFile&) = delete;
   PartFile& operator=(const PartFile&) = delete;
 
-  const std::filesystem::path& target() const { return target_; }
+  const LocalTarget& target() const { return target_; }
 
   struct Span {
     std::uint64_t begin = 0;
@@ -64,22 +65,23 @@ class PartFile {
   int Resume() B2_REQUIRES(mutex_);
   int Begin() B2_REQUIRES(mutex_);
   int Secure();
-  void Move(const std::filesystem::path& to);
+  void Move(const LocalTarget& to);
+  void Unlink(const LocalTarget& at) const;
   HostError Failed(int error) const;
   HostError Spoiled(int error);
   bool IsShort() const;
   bool IsUseless() const B2_REQUIRES(mutex_);
   void RemoveUseless();
 
-  const std::filesystem::path target_;
-  const std::filesystem::path whole_;  // the name for the moment of putting it in place
-  const std::uint64_t length_;         // bytes
+  const LocalTarget target_;
+  const LocalTarget whole_;     // the name for the moment of putting it in place
+  const std::uint64_t length_;  // bytes
   mutable Mutex mutex_;
   PartRecord record_ B2_GUARDED_BY(mutex_);
   std::uint64_t unsecured_ B2_GUARDED_BY(mutex_) = 0;  // bytes that came since
   bool securing_ B2_GUARDED_BY(mutex_) = false;
-  // Where the bytes are now; the caller of Commit alone changes it.
-  std::filesystem::path path_;
+  // Where the bytes are now, nowhere at first; the caller of Commit alone changes it.
+  LocalTarget at_;
   UniqueFd fd_;  // locked
   const InterruptCleanup at_exit_;
 };

@@ -34,8 +34,8 @@ PartContents ContentsOf(const Entry& entry, std::uint64_t offset, std::uint64_t 
 
 }  // namespace
 
-FileDownload::FileDownload(PatientDrive& drive, RemoteFile file,
-                           const std::filesystem::path& target, const DownloadOptions& options)
+FileDownload::FileDownload(PatientDrive& drive, RemoteFile file, const LocalTarget& target,
+                           const DownloadOptions& options)
     : drive_(drive),
       file_(std::move(file)),
       connections_(options.connections),
@@ -94,7 +94,7 @@ void FileDownload::FetchSpan(const Span& span) {
     const std::uint64_t length = span.end - span.begin;
     drive_.Read({file_.entry, file_.path, offset_ + span.begin, length}, store);
     const int error = checked ? 0 : part_.Note(span.begin, span.end);
-    if (error != 0) Fail(LocalFailure("writing " + part_.target().string(), error));
+    if (error != 0) Fail(LocalFailure("writing " + part_.target().Shown(), error));
   } catch (const HostError& error) {
     Fail(error);
   } catch (const std::exception& error) {

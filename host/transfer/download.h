@@ -34,7 +34,7 @@ struct DownloadOptions {
 class FileDownload {
  public:
   // Finds or makes the part file. Throws what PartFile's constructor throws.
-  FileDownload(PatientDrive& drive, RemoteFile file, const std::filesystem::path& target,
+  FileDownload(PatientDrive& drive, RemoteFile file, const LocalTarget& target,
                const DownloadOptions& options = {});
 
   // Bytes of the local file, and those that are still to be fetched.
