@@ -15,6 +15,7 @@ void AddCommands(CLI::App& app, Selected& selected) {
   AddMkdirCommand(app, selected);
   AddRmdirCommand(app, selected);
   AddRmCommand(app, selected);
+  AddSyncCommand(app, selected);
 #ifdef B2_WITH_MOUNT
   AddMountCommand(app, selected);
   AddStatusCommand(app, selected);

@@ -28,6 +28,7 @@ void AddRmCommand(CLI::App& app, Selected& selected);
 void AddRmdirCommand(CLI::App& app, Selected& selected);
 void AddStatCommand(CLI::App& app, Selected& selected);
 void AddStatusCommand(CLI::App& app, Selected& selected);
+void AddSyncCommand(CLI::App& app, Selected& selected);
 void AddTailCommand(CLI::App& app, Selected& selected);
 void AddTextsCommand(CLI::App& app, Selected& selected);
 void AddVersionCommand(CLI::App& app, Selected& selected);

@@ -36,12 +36,13 @@ LocalFolders::LocalFolders(const fs::path& root) : root_(root) {
   if (!fd_) throw LocalFailure(root.string(), errno);
 }
 
-UniqueFd LocalFolders::Open(std::string_view path) const {
+UniqueFd LocalFolders::Open(std::string_view path, Missing missing) const {
   UniqueFd folder(openat(fd_.get(), ".", kFolder));
   if (!folder) throw LocalFailure(root_.string(), errno);
   for (std::size_t at = 0; at < path.size();) {
     const std::size_t end = std::min(path.find('/', at), path.size());
-    folder = Enter(folder.get(), std::string(path.substr(at, end - at)), path.substr(0, end));
+    folder =
+        Enter(folder.get(), std::string(path.substr(at, end - at)), path.substr(0, end), missing);
     at = end + 1;
   }
   return folder;
@@ -55,13 +56,14 @@ void LocalFolders::Secure() const {
 #endif
 }
 
-UniqueFd LocalFolders::Enter(int folder, const std::string& name, std::string_view path) const {
+UniqueFd LocalFolders::Enter(int folder, const std::string& name, std::string_view path,
+                             Missing missing) const {
   const std::string shown = PathOf(path).string();
   if (const char* const why = WhyNoName(name)) {
     throw HostError(ExitCode::kLocalFile, shown + ": " + why);
   }
   UniqueFd inner(openat(folder, name.c_str(), kFolder | O_NOFOLLOW));
-  if (!inner && errno == ENOENT) {
+  if (!inner && errno == ENOENT && missing == Missing::kMake) {
     if (mkdirat(folder, name.c_str(), kMode) != 0 && errno != EEXIST) {
       throw LocalFailure(shown, errno);
     }

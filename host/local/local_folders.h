@@ -22,7 +22,9 @@ class LocalFolders {
 
   // Opens the folder at `path`, names below the root with slashes between them or none, and makes
   // what is missing of them. Throws kLocalFile; kWrongKind when a file or a link stands in the way.
-  UniqueFd Open(std::string_view path) const;
+  UniqueFd Open(std::string_view path) const { return Open(path, Missing::kMake); }
+  // The same, but what is missing is a failure, too.
+  UniqueFd OpenExisting(std::string_view path) const { return Open(path, Missing::kRefuse); }
 
   // Puts the names of all that was made on disk, if the file system can.
   void Secure() const;
@@ -31,7 +33,10 @@ class LocalFolders {
   std::filesystem::path PathOf(std::string_view path) const { return root_ / path; }
 
  private:
-  UniqueFd Enter(int folder, const std::string& name, std::string_view path) const;
+  enum class Missing { kMake, kRefuse };
+
+  UniqueFd Open(std::string_view path, Missing missing) const;
+  UniqueFd Enter(int folder, const std::string& name, std::string_view path, Missing missing) const;
 
   const std::filesystem::path root_;
   UniqueFd fd_;

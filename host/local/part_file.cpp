@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <utility>
@@ -266,7 +267,7 @@ int PartFile::Secure() {
   return failure != 0 ? failure : error;
 }
 
-void PartFile::Commit() {
+void PartFile::Commit(const std::optional<timespec>& modified) {
   const mode_t mode = ModeFor(target_);
   if (!Missing().empty()) {
     throw HostError(ExitCode::kFailed, target_.Shown() + ": bytes are missing in " + at_.Shown());
@@ -280,6 +281,8 @@ void PartFile::Commit() {
   if (ftruncate(fd_.get(), static_cast<off_t>(length_)) != 0) throw Failed(errno);
   // Where modes cannot be set the file keeps what the file system gave it.
   (void)fchmod(fd_.get(), mode);
+  const std::array times = {timespec{0, UTIME_OMIT}, modified.value_or(timespec{0, UTIME_OMIT})};
+  (void)futimens(fd_.get(), times.data());
   // Here a full disk may show that took the bytes before.
   if (fsync(fd_.get()) != 0) throw Spoiled(errno);
   Move(target_);

@@ -3,7 +3,9 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -56,8 +58,8 @@ class PartFile {
 
   // Puts the file in place, over an older one, whose mode it takes. Once its bytes are on disk, so
   // that a power cut leaves the old file or the new one. Throws kLocalFile; kFailed when bytes are
-  // missing.
-  void Commit();
+  // missing. It gets the time `modified`, where the file system can.
+  void Commit(const std::optional<timespec>& modified = {});
 
  private:
   bool TakeWhole();

@@ -41,13 +41,14 @@ FileDownload::FileDownload(PatientDrive& drive, RemoteFile file, const LocalTarg
       connections_(options.connections),
       offset_(options.offset),
       length_(LengthOf(file_.entry, options)),
+      modified_(options.modified),
       part_(target, ContentsOf(file_.entry, offset_, length_), options.part_name) {}
 
 void FileDownload::Run() {
   try {
     Fetch(Spans());
     ThrowFailure();
-    part_.Commit();
+    part_.Commit(modified_);
   } catch (const HostError& error) {
     const std::string note = part_.KeptNote();
     if (note.empty()) throw;

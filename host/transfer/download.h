@@ -26,6 +26,7 @@ struct DownloadOptions {
   // Which bytes of it; beyond its end there are none.
   std::uint64_t offset = 0;
   std::optional<std::uint64_t> length;
+  std::optional<timespec> modified;  // the time that it gets; else that of its last byte here
 };
 
 // One file on its way to a local one, which appears under its name when it is complete. What came
@@ -59,6 +60,7 @@ class FileDownload {
   const std::size_t connections_;
   const std::uint64_t offset_;  // of the first byte in the part file
   const std::uint64_t length_;  // bytes
+  const std::optional<timespec> modified_;
   PartFile part_;
   std::atomic<bool> failed_{false};
   Mutex mutex_;

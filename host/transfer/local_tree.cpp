@@ -23,6 +23,11 @@ LocalItem::Kind KindOf(mode_t mode) {
   return S_ISREG(mode) ? LocalItem::Kind::kFile : LocalItem::Kind::kOther;
 }
 
+// Left behind by a download that was cut short, which goes on with it the next time.
+bool IsHiddenPart(std::string_view name) {
+  return name.starts_with(".b2drive-") && (name.ends_with(".part") || name.ends_with(".whole"));
+}
+
 class Walk {
  public:
   Walk(const std::filesystem::path& root, const Filter& filter) : root_(root), filter_(filter) {}
@@ -58,7 +63,7 @@ class Walk {
       const dirent* const entry = readdir(stream.get());
       if (entry == nullptr) return errno;
       const std::string_view name = entry->d_name;
-      if (name != "." && name != "..") names.emplace_back(name);
+      if (name != "." && name != ".." && !IsHiddenPart(name)) names.emplace_back(name);
     }
   }
 
@@ -98,7 +103,7 @@ class Walk {
 LocalTree ReadLocalTree(const std::filesystem::path& root, const Filter& filter) {
   const UniqueFd folder(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder && errno == ENOTDIR) {
-    throw HostError(ExitCode::kWrongKind, root.string() + ": is a file, not a folder");
+    throw HostError(ExitCode::kWrongKind, root.string(), "is a file, not a folder");
   }
   if (!folder) throw LocalFailure(root.string(), errno);
   Walk walk(root, filter);

@@ -28,8 +28,9 @@ struct LocalTree {
   std::vector<HostError> failures;
 };
 
-// What the filter takes in the folder `root`. Symbolic links are not followed, but for `root`
-// itself. Throws kLocalFile when `root` cannot be opened, kWrongKind when it is no folder.
+// What the filter takes in the folder `root`, without the hidden part files that a download left
+// there. Symbolic links are not followed, but for `root` itself. Throws kLocalFile when `root`
+// cannot be opened, kWrongKind when it is no folder.
 LocalTree ReadLocalTree(const std::filesystem::path& root, const Filter& filter);
 
 }  // namespace b2drive

@@ -69,8 +69,8 @@ class Walk {
   static void RefuseEndless(const std::string& path) {
     const std::size_t bucket = std::min(path.find('/', 1), path.size());
     if (path.size() - bucket <= kLongestPath) return;
-    throw HostError(ExitCode::kFailed,
-                    path.substr(0, bucket) + ": folders go deeper there than names can be long");
+    throw HostError(ExitCode::kFailed, path.substr(0, bucket),
+                    "folders go deeper there than names can be long");
   }
 
   PatientDrive& drive_;

@@ -21,11 +21,13 @@ class Storage {
   // Deletes what keeps an empty folder, and nothing else. False when it has no such object.
   bool RemoveMarker(const Entry& folder, const std::string& path);
 
+  // Whether the stored file, which is at `path` and has the source's size, has its bytes, too.
+  bool HoldsBytesOf(const LocalSource& source, const Entry& stored, const std::string& path);
+
  private:
   void RefuseOnePart(const std::string& path, std::uint64_t size);
   std::optional<Entry> FindStored(const std::string& parent_id, const std::string& path,
                                   const LocalSource& source);
-  bool HoldsBytesOf(const LocalSource& source, const Entry& stored, const std::string& path);
 
   PatientDrive& drive_;
 };

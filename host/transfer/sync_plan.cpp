@@ -117,7 +117,7 @@ void Planner::CheckLocal(const SyncNode& node) const {
   if (why == nullptr && node.kind == Kind::kFile && source_.At(node.path).folder != nullptr) {
     why = "a folder has the same name";
   }
-  if (why != nullptr) throw HostError(ExitCode::kLocalFile, RemotePath(node) + ": " + why);
+  if (why != nullptr) throw HostError(ExitCode::kLocalFile, RemotePath(node), why);
 }
 
 void Planner::Refuse(const SyncNode& node, const HostError& error) {
@@ -134,11 +134,10 @@ bool Planner::FindsRoom(const SyncNode& node) {
     waiting_.insert(node.path);
     return true;
   }
-  std::string text = LocalPath(node) + ": is not a " +
-                     (node.kind == Kind::kFolder ? "folder" : "file") +
-                     " as on the drive; remove it";
-  if (place.other == nullptr) text += ", or use --delete";
-  Refuse(node, {ExitCode::kWrongKind, text});
+  const std::string kind = node.kind == Kind::kFolder ? "folder" : "file";
+  const std::string other_way = place.other == nullptr ? ", or use --delete" : "";
+  Refuse(node, HostError(ExitCode::kWrongKind, LocalPath(node),
+                         "is not a " + kind + " as on the drive; remove it" + other_way));
   return false;
 }
 

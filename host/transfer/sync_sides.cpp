@@ -38,4 +38,6 @@ std::string_view FolderIn(std::string_view path) {
   return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
 }
 
+std::string NameIn(std::string_view path) { return std::string(path.substr(path.rfind('/') + 1)); }
+
 }  // namespace b2drive

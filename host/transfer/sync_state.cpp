@@ -111,8 +111,8 @@ void SyncState::Reserve() {
   if (!lock_) throw LocalFailure(name, errno);
   if (flock(lock_.get(), LOCK_EX | LOCK_NB) == 0) return;
   if (errno != EWOULDBLOCK) throw LocalFailure(name, errno);
-  throw HostError(ExitCode::kFailed, pair_.local.string() + ": is being synced with " + pair_.path +
-                                         " by another b2drive; let it end first");
+  throw HostError(ExitCode::kFailed, pair_.local.string(),
+                  "is being synced with " + pair_.path + " by another b2drive; let it end first");
 }
 
 std::string SyncState::Head() const {
