@@ -42,7 +42,7 @@ std::string Footer() {
   return text.str();
 }
 
-void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
+void AddOutputOptions(CLI::App& app, GlobalOptions& options) {
   CLI::Option* verbose = app.add_flag("-v,--verbose", options.verbosity,
                                       "Tell each change and each wait; twice: the plug-in's log "
                                       "lines, too");
@@ -54,6 +54,10 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
       ->capture_default_str()
       ->check(CLI::IsMember({"auto", "none", "json"}))
       ->type_name("auto|none|json");
+}
+
+void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
+  AddOutputOptions(app, options);
   app.add_option("--plugin", options.plugin, "Another plug-in library")->type_name("FILE");
   app.add_option("--proxy", options.proxy,
                  "http://host:port; http+forward://, socks4:// and socks5:// work as well. One "

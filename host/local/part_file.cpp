@@ -1,17 +1,16 @@
 #include "host/local/part_file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <utility>
 
 #include "host/common/errors.h"
 #include "host/local/local_io.h"
+#include "host/local/part_place.h"
 #include "host/terminal/terminal.h"
 #include "host/terminal/text_format.h"
 
@@ -34,75 +33,9 @@ mode_t ModeFor(const LocalTarget& target) {
   return ModeOfNewFiles();
 }
 
-// A short name beside `target` that depends on `text` only.
-LocalTarget HiddenName(const LocalTarget& target, std::string_view text, const char* ending) {
-  std::uint64_t hash = 0xcbf29ce484222325;
-  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
-  char name[64];
-  std::snprintf(name, sizeof name, ".b2drive-%016llx%s", static_cast<unsigned long long>(hash),
-                ending);
-  return target.Beside(name);
-}
-
 std::string WholeText(const LocalTarget& target, const PartContents& contents) {
   return target.path.filename().string() + "\n" + contents.id + "\n" +
          std::to_string(contents.offset) + "\n" + std::to_string(contents.length);
-}
-
-bool LooksAt(const LocalTarget& at, struct stat& status) {
-  return fstatat(at.folder, at.path.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-// Whether what is there is what `fd` has open.
-bool StandsAt(int fd, const LocalTarget& at) {
-  struct stat open_one {};
-  struct stat named {};
-  return fstat(fd, &open_one) == 0 && LooksAt(at, named) && open_one.st_dev == named.st_dev &&
-         open_one.st_ino == named.st_ino;
-}
-
-// Whether someone else could have put it there for us: as in /tmp.
-bool IsPlanted(const struct stat& status, const LocalTarget& at) {
-  struct stat folder {};
-  const fs::path parent = at.path.parent_path();
-  return status.st_uid != geteuid() &&
-         fstatat(at.folder, parent.empty() ? "." : parent.c_str(), &folder, 0) == 0 &&
-         (folder.st_mode & S_ISVTX) != 0;
-}
-
-bool IsOurs(int fd, const LocalTarget& at) {
-  struct stat status {};
-  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
-         !IsPlanted(status, at);
-}
-
-HostError NoPart(const LocalTarget& at) {
-  return {ExitCode::kExists,
-          at.Shown() + ": is no part file of b2drive; move it away or fetch to another name"};
-}
-
-HostError CannotOpen(const LocalTarget& target, const LocalTarget& part, int error) {
-  if (error == ELOOP || error == EISDIR) return NoPart(part);
-  struct stat status {};
-  return LocalFailure((LooksAt(part, status) ? part : target).Shown(), error);
-}
-
-// Opens and locks what stands there; nothing and an errno when it cannot be opened.
-UniqueFd OpenLocked(const LocalTarget& at, int flags) {
-  constexpr int kTries = 10;
-  for (int i = 0; i < kTries; ++i) {
-    // What is no regular file is refused later and must not block here.
-    const int how = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | flags;
-    UniqueFd fd(openat(at.folder, at.path.c_str(), how, 0600));
-    if (!fd) return fd;
-    if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
-      if (errno != EWOULDBLOCK) throw LocalFailure(at.Shown(), errno);
-      throw HostError(ExitCode::kLocalFile, at.Shown(), "another b2drive is fetching it");
-    }
-    // Whoever had it before may have put it in place or removed it.
-    if (StandsAt(fd.get(), at)) return fd;
-  }
-  throw HostError(ExitCode::kLocalFile, at.Shown(), "changes all the time");
 }
 
 }  // namespace
@@ -287,8 +220,6 @@ void PartFile::Commit(const std::optional<timespec>& modified) {
   if (fsync(fd_.get()) != 0) throw Spoiled(errno);
   Move(target_);
 }
-
-void PartFile::Unlink(const LocalTarget& at) const { unlinkat(at.folder, at.path.c_str(), 0); }
 
 void PartFile::Move(const LocalTarget& to) {
   Lock lock(mutex_);

@@ -68,7 +68,6 @@ class PartFile {
   int Begin() B2_REQUIRES(mutex_);
   int Secure();
   void Move(const LocalTarget& to);
-  void Unlink(const LocalTarget& at) const;
   HostError Failed(int error) const;
   HostError Spoiled(int error);
   bool IsShort() const;

@@ -13,6 +13,7 @@
 
 #include "base/numbers.h"
 #include "host/common/errors.h"
+#include "host/common/stable_hash.h"
 #include "host/local/local_io.h"
 
 namespace b2drive {
@@ -62,15 +63,6 @@ class Fields {
   bool failed_ = false;
 };
 
-// The same in every run and build, unlike std::hash (FNV-1a).
-std::string HashOf(std::string_view text) {
-  std::uint64_t hash = 0xcbf29ce484222325;
-  for (const char byte : text) hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
-  char digits[17];
-  std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(hash));
-  return digits;
-}
-
 std::string KeyOf(const SyncPair& pair) {
   std::string key;
   Add(key, pair.account_id);
@@ -100,7 +92,7 @@ fs::path SyncState::DefaultFolder() {
 }
 
 SyncState::SyncState(const fs::path& folder, SyncPair pair)
-    : pair_(std::move(pair)), file_(folder / HashOf(KeyOf(pair_))) {}
+    : pair_(std::move(pair)), file_(folder / StableHash(KeyOf(pair_))) {}
 
 void SyncState::Reserve() {
   std::error_code error;

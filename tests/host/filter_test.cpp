@@ -9,52 +9,53 @@
 namespace b2drive {
 namespace {
 
-// What rsync takes of these paths, too.
+struct Row {
+  std::vector<std::string> rules;  // + or - and the pattern
+  std::string left_out;            // of the paths below
+};
+const std::vector<std::string> kPaths = {"a",   "a.o",   "[x]",     "dir/",  "dir/a",
+                                         "x*y", "x/dir", "x/dir/a", "x/b.o", "ä"};
+const Row kRows[] = {{{}, ""},
+                     {{"-a"}, "a dir/a x/dir/a"},
+                     {{"-/a"}, "a"},
+                     {{"-dir"}, "dir/ x/dir"},
+                     {{"-dir/"}, "dir/"},
+                     {{"-/dir/"}, "dir/"},
+                     {{"-dir/a"}, "dir/a x/dir/a"},
+                     {{"-/dir/a"}, "dir/a"},
+                     {{"-*.o"}, "a.o x/b.o"},
+                     {{"-/*.o"}, "a.o"},
+                     {{"-x/*"}, "x/dir x/b.o"},
+                     {{"-x/**"}, "x/dir x/dir/a x/b.o"},
+                     {{"-dir/***"}, "dir/ dir/a x/dir/a"},
+                     {{"-**/a"}, "a dir/a x/dir/a"},
+                     {{"-x**a"}, "x/dir/a"},
+                     {{"-/**/a"}, "dir/a x/dir/a"},
+                     {{"-?"}, "a dir/a x/dir/a"},
+                     {{"-??"}, "ä"},
+                     {{"-[!a-w]*"}, "[x] x*y ä"},
+                     {{"-[[:alpha:]]"}, "a dir/a x/dir/a"},
+                     {{"-[x]"}, ""},
+                     {{"-\\[x\\]"}, "[x]"},
+                     {{"-\\[x]*"}, "[x]"},
+                     {{"-x\\*y"}, "x*y"},
+                     {{"-[x", "-a["}, ""},
+                     {{"-x/*/*", "-//a"}, "x/dir/a"},
+                     {{"+*.o", "-a*"}, "a dir/a x/dir/a"},
+                     {{"-*.o", "+*.o"}, "a.o x/b.o"},
+                     {{"+*/", "-a*"}, "a a.o dir/a x/dir/a"},
+                     {{"-+ a", "-a*"}, "a.o"},
+                     {{"-a", "-!", "-ä"}, "ä"}};
+
+// rsync takes the same.
 TEST(Filter, TakesWhatTheFirstMatchingRuleSays) {
-  struct Row {
-    std::vector<std::string> rules;  // + or - and the pattern
-    std::string left_out;            // of the paths below
-  };
-  const std::vector<std::string> paths = {"a",   "a.o",   "[x]",     "dir/",  "dir/a",
-                                          "x*y", "x/dir", "x/dir/a", "x/b.o", "ä"};
-  const Row rows[] = {{{}, ""},
-                      {{"-a"}, "a dir/a x/dir/a"},
-                      {{"-/a"}, "a"},
-                      {{"-dir"}, "dir/ x/dir"},
-                      {{"-dir/"}, "dir/"},
-                      {{"-/dir/"}, "dir/"},
-                      {{"-dir/a"}, "dir/a x/dir/a"},
-                      {{"-/dir/a"}, "dir/a"},
-                      {{"-*.o"}, "a.o x/b.o"},
-                      {{"-/*.o"}, "a.o"},
-                      {{"-x/*"}, "x/dir x/b.o"},
-                      {{"-x/**"}, "x/dir x/dir/a x/b.o"},
-                      {{"-dir/***"}, "dir/ dir/a x/dir/a"},
-                      {{"-**/a"}, "a dir/a x/dir/a"},
-                      {{"-x**a"}, "x/dir/a"},
-                      {{"-/**/a"}, "dir/a x/dir/a"},
-                      {{"-?"}, "a dir/a x/dir/a"},
-                      {{"-??"}, "ä"},
-                      {{"-[!a-w]*"}, "[x] x*y ä"},
-                      {{"-[[:alpha:]]"}, "a dir/a x/dir/a"},
-                      {{"-[x]"}, ""},
-                      {{"-\\[x\\]"}, "[x]"},
-                      {{"-\\[x]*"}, "[x]"},
-                      {{"-x\\*y"}, "x*y"},
-                      {{"-[x", "-a["}, ""},
-                      {{"-x/*/*", "-//a"}, "x/dir/a"},
-                      {{"+*.o", "-a*"}, "a dir/a x/dir/a"},
-                      {{"-*.o", "+*.o"}, "a.o x/b.o"},
-                      {{"+*/", "-a*"}, "a a.o dir/a x/dir/a"},
-                      {{"-+ a", "-a*"}, "a.o"},
-                      {{"-a", "-!", "-ä"}, "ä"}};
-  for (const Row& row : rows) {
+  for (const Row& row : kRows) {
     Filter filter;
     for (const std::string& rule : row.rules) {
       rule[0] == '+' ? filter.Include(rule.substr(1)) : filter.Exclude(rule.substr(1));
     }
     std::string left_out;
-    for (const std::string& path : paths) {
+    for (const std::string& path : kPaths) {
       const bool folder = path.ends_with('/');
       if (filter.Takes(path.substr(0, path.size() - (folder ? 1 : 0)), folder)) continue;
       left_out += (left_out.empty() ? "" : " ") + path;

@@ -74,47 +74,48 @@ std::string Plan(SyncDirection direction, const std::string& here, const std::st
   return text;
 }
 
+struct Row {
+  std::string here, there, synced, options, up, down;
+};
+const std::string kOtherKind = "; L/x: is not a ";
+const std::string kRemove = " as on the drive; remove it, or use --delete";
+const Row kRows[] = {
+    {"a=1@9", "", "", "", ">a", ""},
+    {"", "a=1@9", "", "", "", ">a"},
+    {"a=1@9", "a=2@9", "", "", ">a", ">a"},
+    {"a=1@9", "a=1@9", "", "", "", ""},
+    {"a=1@9", "a=1@8", "", "", ">a", ""},
+    {"a=1@8", "a=1@9", "", "", "", ">a"},
+    {"a=1@9.1", "a=1@9", "", "", ">a", ">a"},
+    {"a=1@9", "a=1@8", "a=1@9:a=1@8", "", "", ""},
+    {"a=1@8", "a=1@9", "a=1@8:a=1@9", "", "", ""},
+    {"a=1@9.1", "a=1@9", "a=1@9.1:a=1@9", "", "", ""},
+    {"a=1@7", "a=1@9", "a=1@8:a=1@9", "", ">a", ">a"},
+    {"a=1@8", "a=1@5", "a=1@8:a=1@9", "", ">a", ">a"},
+    {"a=2@8", "a=1@9", "a=1@8:a=1@9", "", ">a", ">a"},
+    {"a=1@8", "a=1@9", "a=1@8:a=1@9", "checksum", "?a", "?a"},
+    {"a=1@8", "a=2@9", "a=1@8:a=2@9", "checksum", ">a", ">a"},
+    {"d/ d/e/ f/ f/a=1@9", "", "", "", "+d/e >f/a", ""},
+    {"", "d/ d/e/ d/e/a=1@9", "", "", "", "+d +d/e >d/e/a"},
+    {"d/", "d/ d/a=1@9", "", "", "", ">d/a"},
+    {"d/", "d/ d/a=1@9", "", "delete", "+d | -d/a", ">d/a | "},
+    {"d/ d/a=1@9 e=1@9", "e=1@9", "", "delete", ">d/a | ", " | -d/a -d"},
+    {"x=1@9", "x/ x/a=1@9", "", "", ">x", kOtherKind + "folder" + kRemove},
+    {"x=1@9", "x/ x/a=1@9", "", "delete", ">x | -x/a -x", " | -x | +x >x/a"},
+    {"x/ x/a=1@9", "x=1@9", "", "", ">x/a", kOtherKind + "file" + kRemove},
+    {"x/ x/a=1@9", "x=1@9", "", "delete", ">x/a | -x", " | -x/a -x | >x"},
+    {"x!", "x=1@9", "", "delete", " | ; noted 1",
+     " | " + kOtherKind + "file as on the drive; remove it"},
+    {"x!", "x/ x/a=1@9", "", "delete", " | ; noted 1",
+     " | " + kOtherKind + "folder as on the drive; remove it"},
+    {"l!", "", "", "delete", " | ; noted 1", " | "},
+    {"", "x=1@9 x/ x/a=1@9", "", "", "", "+x >x/a; /b/r/x: a folder has the same name"},
+    {"", "../ ../a=1@9 b=1@9", "", "", "", ">b; /b/r/..: would lead elsewhere"},
+    {"", "d/ d//", "", "delete", " | -d", "+d | ; /b/r/d/: an empty name"},
+    {"\x1b/ \x1b/a=1@9 b=1@9", "", "", "", ">b; /b/r/\x1b: the service stores no such name", ""}};
+
 TEST(SyncPlan, MakesTheTargetLikeTheSource) {
-  struct Row {
-    std::string here, there, synced, options, up, down;
-  };
-  const std::string other_kind = "; L/x: is not a ";
-  const std::string remove = " as on the drive; remove it, or use --delete";
-  const Row rows[] = {
-      {"a=1@9", "", "", "", ">a", ""},
-      {"", "a=1@9", "", "", "", ">a"},
-      {"a=1@9", "a=2@9", "", "", ">a", ">a"},
-      {"a=1@9", "a=1@9", "", "", "", ""},
-      {"a=1@9", "a=1@8", "", "", ">a", ""},
-      {"a=1@8", "a=1@9", "", "", "", ">a"},
-      {"a=1@9.1", "a=1@9", "", "", ">a", ">a"},
-      {"a=1@9", "a=1@8", "a=1@9:a=1@8", "", "", ""},
-      {"a=1@8", "a=1@9", "a=1@8:a=1@9", "", "", ""},
-      {"a=1@9.1", "a=1@9", "a=1@9.1:a=1@9", "", "", ""},
-      {"a=1@7", "a=1@9", "a=1@8:a=1@9", "", ">a", ">a"},
-      {"a=1@8", "a=1@5", "a=1@8:a=1@9", "", ">a", ">a"},
-      {"a=2@8", "a=1@9", "a=1@8:a=1@9", "", ">a", ">a"},
-      {"a=1@8", "a=1@9", "a=1@8:a=1@9", "checksum", "?a", "?a"},
-      {"a=1@8", "a=2@9", "a=1@8:a=2@9", "checksum", ">a", ">a"},
-      {"d/ d/e/ f/ f/a=1@9", "", "", "", "+d/e >f/a", ""},
-      {"", "d/ d/e/ d/e/a=1@9", "", "", "", "+d +d/e >d/e/a"},
-      {"d/", "d/ d/a=1@9", "", "", "", ">d/a"},
-      {"d/", "d/ d/a=1@9", "", "delete", "+d | -d/a", ">d/a | "},
-      {"d/ d/a=1@9 e=1@9", "e=1@9", "", "delete", ">d/a | ", " | -d/a -d"},
-      {"x=1@9", "x/ x/a=1@9", "", "", ">x", other_kind + "folder" + remove},
-      {"x=1@9", "x/ x/a=1@9", "", "delete", ">x | -x/a -x", " | -x | +x >x/a"},
-      {"x/ x/a=1@9", "x=1@9", "", "", ">x/a", other_kind + "file" + remove},
-      {"x/ x/a=1@9", "x=1@9", "", "delete", ">x/a | -x", " | -x/a -x | >x"},
-      {"x!", "x=1@9", "", "delete", " | ; noted 1",
-       " | " + other_kind + "file as on the drive; remove it"},
-      {"x!", "x/ x/a=1@9", "", "delete", " | ; noted 1",
-       " | " + other_kind + "folder as on the drive; remove it"},
-      {"l!", "", "", "delete", " | ; noted 1", " | "},
-      {"", "x=1@9 x/ x/a=1@9", "", "", "", "+x >x/a; /b/r/x: a folder has the same name"},
-      {"", "../ ../a=1@9 b=1@9", "", "", "", ">b; /b/r/..: would lead elsewhere"},
-      {"", "d/ d//", "", "delete", " | -d", "+d | ; /b/r/d/: an empty name"},
-      {"\x1b/ \x1b/a=1@9 b=1@9", "", "", "", ">b; /b/r/\x1b: the service stores no such name", ""}};
-  for (const Row& row : rows) {
+  for (const Row& row : kRows) {
     SCOPED_TRACE(row.here + " - " + row.there + " - " + row.synced + " " + row.options);
     EXPECT_EQ(Plan(SyncDirection::kUp, row.here, row.there, row.synced, row.options), row.up);
     EXPECT_EQ(Plan(SyncDirection::kDown, row.here, row.there, row.synced, row.options), row.down);
