@@ -76,6 +76,11 @@ json SetLatency(Core& core, const json& body) {
   return json::object();
 }
 
+json SetLink(Core& core, const json& body) {
+  core.link.Set(ParseLink(body.at("link").get<std::string>()));
+  return json::object();
+}
+
 struct Row {
   std::string_view method;
   std::string_view path;
@@ -91,6 +96,7 @@ constexpr std::array<Row, 8> kRows{{
     {"POST", "/expire", Expire},
     {"POST", "/expire/upload-urls", ExpireUploadUrls},
     {"POST", "/latency", SetLatency},
+    {"POST", "/link", SetLink},
 }};
 
 }  // namespace

@@ -13,12 +13,15 @@ class Pauses {
  public:
   // False when cut short, at once after Cut.
   bool Wait(std::chrono::milliseconds duration);
-  void Cut();
+  bool WaitUntil(std::chrono::steady_clock::time_point end);
+  // Whether anybody was waiting.
+  bool Cut();
 
  private:
   Mutex mutex_;
   Condition cut_changed_;
   bool cut_ B2_GUARDED_BY(mutex_) = false;
+  int waiting_ B2_GUARDED_BY(mutex_) = 0;
 };
 
 // How often a call that failed for a passing reason is made again. The waits double from half a

@@ -9,7 +9,6 @@
 #include "host/common/path.h"
 #include "host/common/waiting.h"
 #include "host/patient/diagnosis.h"
-#include "host/patient/upload_attempt.h"
 #include "host/plugin/answer_watch.h"
 
 namespace b2drive {
@@ -19,7 +18,7 @@ namespace {
 class PieceSink final : public FetchSink {
  public:
   PieceSink(std::uint64_t start, std::uint64_t length, const RangeSink& sink,
-            _FS_TRANSFER& transfer)
+            const ActiveTransfer& transfer)
       : FetchSink(static_cast<long long>(start), transfer),
         start_(start),
         length_(length),
@@ -109,6 +108,11 @@ auto PatientDrive::Call(const std::string& path, Attempts attempts, Operation op
   }
 }
 
+std::shared_ptr<Session> PatientDrive::SignIn() {
+  const std::string subject = "sign in";
+  return Call(subject, Allowed(subject), [this](Drive&, Attempts&) { return live_.Current(); });
+}
+
 Listing PatientDrive::List(const std::string& folder_id, const std::string& path) {
   return Call(path, Allowed(path),
               [&](Drive& drive, Attempts&) { return drive.List(folder_id, path); });
@@ -126,7 +130,7 @@ void PatientDrive::Read(const RangeRequest& request, const RangeSink& sink) {
   Call(request.path, Allowed(request.path), [&](Drive& drive, Attempts& attempts) {
     const std::uint64_t before = reached;
     ActiveTransfer transfer(transfers_, request.path);
-    PieceSink piece(before, end - before, counting, transfer.state());
+    PieceSink piece(before, end - before, counting, transfer);
     try {
       drive.Read(request.file, request.path, before, end - before, piece, transfer);
     } catch (const HostError& error) {
@@ -139,18 +143,24 @@ void PatientDrive::Read(const RangeRequest& request, const RangeSink& sink) {
   });
 }
 
-Entry PatientDrive::Upload(const std::string& parent_id, const std::string& path, int fd,
-                           std::uint64_t size, UploadControl& control, int retries,
-                           const Finder& find_stored) {
-  const Attempts allowed = Allowed(path, retries);
-  const std::string name = NameOf(path);
+Entry PatientDrive::Send(const UploadSource& source, UploadControl& control, int retries,
+                         const Finder& find_stored) {
+  const Attempts allowed = Allowed(source.path, retries);
+  const Doubt doubt = find_stored ? Doubt::kLook : Doubt::kSendAgain;
   bool repeated = false;
-  return Call(path, allowed, [&](Drive& drive, Attempts&) {
+  return Call(source.path, allowed, [&](Drive& drive, Attempts&) {
     if (std::exchange(repeated, true) && find_stored) {
       if (auto stored = find_stored()) return *stored;
     }
-    return TryUpload(drive, {parent_id, name, path, fd, size}, transfers_, control, allowed);
+    return TryUpload(drive, source, transfers_, control, allowed, doubt);
   });
+}
+
+Entry PatientDrive::Upload(const std::string& parent_id, const std::string& path, int fd,
+                           std::uint64_t size, UploadControl& control, int retries,
+                           const Finder& find_stored) {
+  const std::string name = NameOf(path);
+  return Send({parent_id, name, path, fd, size}, control, retries, find_stored);
 }
 
 bool PatientDrive::HasMarker(const std::string& folder_id, const std::string& path) {
@@ -158,14 +168,26 @@ bool PatientDrive::HasMarker(const std::string& folder_id, const std::string& pa
               [&](Drive& drive, Attempts&) { return drive.HasMarker(folder_id, path); });
 }
 
-// Not by the library's own call, which takes no handle and so could not be ended.
-Entry PatientDrive::MakeMarker(const std::string& folder_id, const std::string& path,
-                               UploadControl& control) {
-  const Attempts allowed = Allowed(path);
-  const std::string name = kMarkerName;
-  return Call(path, allowed, [&](Drive& drive, Attempts&) {
-    return TryUpload(drive, {folder_id, name, path, -1, 0}, transfers_, control, allowed);
+std::optional<Entry> PatientDrive::MakeMarker(const std::string& folder_id, const std::string& path,
+                                              UploadControl& control) {
+  bool found = false;
+  const Entry made = SendMarker(folder_id, path, control, [&] {
+    found = HasMarker(folder_id, path);
+    return found ? std::optional(Entry{}) : std::nullopt;
   });
+  return found ? std::nullopt : std::optional(made);
+}
+
+Entry PatientDrive::RewriteMarker(const std::string& folder_id, const std::string& path,
+                                  UploadControl& control) {
+  return SendMarker(folder_id, path, control, {});
+}
+
+// Not by the library's own call, which takes no handle and so could not be ended.
+Entry PatientDrive::SendMarker(const std::string& folder_id, const std::string& path,
+                               UploadControl& control, const Finder& find_stored) {
+  const std::string name = kMarkerName;
+  return Send({folder_id, name, path, -1, 0}, control, kAllRetries, find_stored);
 }
 
 Entry PatientDrive::MakeBucket(const std::string& name, const std::string& path) {
@@ -205,15 +227,21 @@ void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
     std::optional<Entry> left = still_there();
     if (!left) return;
     if (changed) throw FsError(ESTALE, *failure);
-    if (left->id != file.id) throw FsError(ESTALE, path + ": changed meanwhile by someone else");
+    if (left->id != file.id) {
+      throw FsError(ESTALE,
+                    HostError(ExitCode::kFailed, path, "changed meanwhile by someone else"));
+    }
     const bool gone = answer.status == 400 || answer.status == 404;  // one of several versions
     if (failure && !gone && Diagnose(*failure, answer).remedy == Remedy::kNone) {
       throw FsError(Diagnose(*failure, answer).number, *failure);
     }
-    if (failure) throw HostError(failure->exit_code(), failure->what(), AERROR::TIMEDOUT);
-    throw HostError(ExitCode::kNetwork, path + ": not deleted yet", AERROR::TIMEDOUT);
+    if (failure)
+      throw HostError(failure->exit_code(), failure->what(), AERROR::TIMEDOUT).About(path);
+    throw HostError(ExitCode::kNetwork, path, "not deleted yet", AERROR::TIMEDOUT);
   });
 }
+
+std::uint64_t PatientDrive::PartSize() { return live_.Current()->sign_in_answer().part_size; }
 
 std::uint64_t PatientDrive::TotalBytes() {
   return Call("/", Allowed("/", 0), [&](Drive& drive, Attempts&) { return drive.TotalBytes(); });

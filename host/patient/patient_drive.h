@@ -8,6 +8,7 @@
 #include "host/common/fs_error.h"
 #include "host/common/retry.h"
 #include "host/patient/live_session.h"
+#include "host/patient/upload_attempt.h"
 #include "host/patient/upload_control.h"
 #include "host/plugin/drive.h"
 
@@ -50,6 +51,9 @@ class PatientDrive {
   // Gives what an item is now; none when it is not there.
   using Finder = std::function<std::optional<Entry>()>;
 
+  // Gives the session in use, made if need be.
+  std::shared_ptr<Session> SignIn();
+
   Listing List(const std::string& folder_id, const std::string& path);
 
   // Delivers the range piece by piece, after a failure from the byte reached.
@@ -63,8 +67,13 @@ class PatientDrive {
 
   // Whether the folder would stay without its files.
   bool HasMarker(const std::string& folder_id, const std::string& path);
-  // Makes the folder's marker object; its entry is the object's.
-  Entry MakeMarker(const std::string& folder_id, const std::string& path, UploadControl& control);
+  // Makes the folder's marker object and gives its entry; none when it was found to be there after
+  // an answer that was lost.
+  std::optional<Entry> MakeMarker(const std::string& folder_id, const std::string& path,
+                                  UploadControl& control);
+  // Writes the marker once more: no listing shows it, and this gives its identifier.
+  Entry RewriteMarker(const std::string& folder_id, const std::string& path,
+                      UploadControl& control);
 
   Entry MakeBucket(const std::string& name, const std::string& path);
   void DeleteBucket(const Entry& bucket, const std::string& path);
@@ -78,9 +87,16 @@ class PatientDrive {
 
   std::uint64_t TotalBytes();
 
+  // Bytes of a part of large files; 0 when it is not known.
+  std::uint64_t PartSize();
+
  private:
   template <typename Operation>
   auto Call(const std::string& path, Attempts attempts, Operation operation);
+  Entry Send(const UploadSource& source, UploadControl& control, int retries,
+             const Finder& find_stored);
+  Entry SendMarker(const std::string& folder_id, const std::string& path, UploadControl& control,
+                   const Finder& find_stored);
   Attempts Allowed(const std::string& path, int retries = kAllRetries);
   void WaitOrRenew(const std::string& path, const HostError& error,
                    const std::shared_ptr<Session>& session, int& renewals, Attempts& attempts);

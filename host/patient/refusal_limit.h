@@ -8,15 +8,22 @@
 
 namespace b2drive {
 
+// Who can look whether an upload was stored after all.
+enum class Doubt { kLook, kSendAgain };
+
 // The plug-in sends a refused upload again at once and for ever. While this lives it waits between
-// the attempts of the calling thread's upload, and gives the transfer up when there are no more.
+// the attempts of the calling thread's upload, and gives the transfer up when there are no more, or
+// when the file may be stored in spite of the refusal and the caller can look.
 class RefusalLimit {
  public:
   // Both must outlive the object. `control` is told when a large file is begun.
-  RefusalLimit(const ActiveTransfer& transfer, UploadControl& control, Attempts attempts);
+  RefusalLimit(const ActiveTransfer& transfer, UploadControl& control, Attempts attempts,
+               Doubt doubt);
 
   // The refusal after which the transfer was given up.
   const std::optional<Answer>& last_straw() const { return last_straw_; }
+  // Whether another attempt may follow once the caller has looked.
+  bool in_doubt() const { return in_doubt_; }
 
  private:
   void Note(const Answer& answer);
@@ -24,6 +31,8 @@ class RefusalLimit {
   const ActiveTransfer& transfer_;
   UploadControl& control_;
   Attempts attempts_;
+  const Doubt doubt_;
+  bool in_doubt_ = false;
   std::optional<Answer> last_straw_;
   AnswerWatch watch_;
 };

@@ -4,7 +4,6 @@
 #include <cerrno>
 
 #include "host/common/fs_error.h"
-#include "host/patient/refusal_limit.h"
 #include "host/plugin/file_cache.h"
 #include "host/plugin/service_failure.h"
 
@@ -30,11 +29,11 @@ HostError Explain(const HostError& failure, const std::string& path, const Refus
 }  // namespace
 
 Entry TryUpload(Drive& drive, const UploadSource& source, Transfers& transfers,
-                UploadControl& control, const Attempts& allowed) {
+                UploadControl& control, const Attempts& allowed, Doubt doubt) {
   ActiveTransfer transfer(transfers, source.path);
-  FileCache contents(source.fd);
+  FileCache contents(source.fd, transfer);
   const UploadControl::Attached attached(control, transfer);
-  RefusalLimit limit(transfer, control, allowed);
+  RefusalLimit limit(transfer, control, allowed, doubt);
   try {
     Entry stored =
         drive.Upload(source.parent_id, source.name, source.path, source.size, contents, transfer);
@@ -49,6 +48,10 @@ Entry TryUpload(Drive& drive, const UploadSource& source, Transfers& transfers,
     transfer.state().offset = 0;  // nothing of it is stored
     if (control.given_up()) throw FsError(ECANCELED, error);
     if (contents.error_number() != 0 || transfers.canceled()) throw FsError(EIO, error);
+    if (limit.in_doubt()) {
+      HostLog::NoteAnswer(*limit.last_straw());  // what followed is the plug-in's own giving up
+      throw Explain(error, source.path, limit, control);
+    }
     if (error.code() == AERROR::UPLOAD_CANCELED) {
       throw FsError(EIO, Explain(error, source.path, limit, control));
     }

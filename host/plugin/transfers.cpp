@@ -7,9 +7,9 @@ namespace b2drive {
 bool Transfers::Cancel() {
   Lock lock(mutex_);
   canceled_ = true;
-  pauses_.Cut();
+  const bool waited = pauses_.Cut();
   for (const auto& transfer : active_) transfer->state = TRANSFER_CANCELED;
-  return !active_.empty();
+  return waited || !active_.empty();
 }
 
 std::int64_t Transfers::BytesDone() const {
@@ -30,6 +30,11 @@ ActiveTransfer::~ActiveTransfer() {
   Lock lock(transfers_.mutex_);
   transfers_.active_.erase(handle_->transfer);
   transfers_.finished_bytes_ += handle_->transfer->offset;
+}
+
+std::size_t ActiveTransfer::AwaitTurn(std::size_t wanted) const {
+  const std::size_t granted = transfers_.limit_.Take(wanted, transfers_.pauses_);
+  return state().state >= TRANSFER_CANCELED ? 0 : granted;
 }
 
 }  // namespace b2drive

@@ -1,10 +1,12 @@
 #include "host/terminal/terminal.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 
@@ -44,11 +46,14 @@ class EchoOff {
 std::string ReadLine(int fd) {
   std::string line;
   char byte = 0;
-  while (read(fd, &byte, 1) == 1 && byte != '\n') line += byte;
+  constexpr std::size_t kMostBytes = 65536;
+  while (line.size() < kMostBytes && read(fd, &byte, 1) == 1 && byte != '\n') line += byte;
   return line;
 }
 
 }  // namespace
+
+std::string ReadInputLine() { return ReadLine(STDIN_FILENO); }
 
 bool StdinIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 
@@ -64,6 +69,20 @@ int TerminalColumns() {
 void PrintToTerminal(const std::string& line) {
   std::string text = (StderrIsTerminal() ? "\r\033[K" : "") + line + "\n";
   std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+void PrintToOutput(const std::string& line) {
+  if (StdoutIsTerminal() && StderrIsTerminal()) std::fputs("\r\033[K", stderr);
+  std::cout << line << "\n" << std::flush;
+}
+
+int FlushOutput() {
+  errno = 0;
+  std::cout.flush();
+  if (std::cout) return 0;
+  pollfd output{STDOUT_FILENO, POLLOUT, 0};  // the failure may be long past
+  if (poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0) return EPIPE;
+  return errno != 0 ? errno : EIO;
 }
 
 bool Confirm(const std::string& question) {

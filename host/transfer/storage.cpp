@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/local/local_io.h"
+#include "host/terminal/interrupt.h"
 #include "host/terminal/report.h"
 
 namespace b2drive {
@@ -22,7 +23,7 @@ class LeftoverNote {
   }
 
  private:
-  void Say() const { Report("put", path_ + ": " + kLeftover); }
+  void Say() const { Note("put", path_ + ": " + kLeftover); }
 
   const UploadControl& control_;
   const std::string& path_;
@@ -33,17 +34,30 @@ class LeftoverNote {
 
 }  // namespace
 
-void Storage::PutFile(const std::string& parent_id, const std::string& path,
-                      const LocalSource& source) {
+// The plug-in would send it as a large file of one part, of which the service wants two.
+void Storage::RefuseOnePart(const std::string& path, std::uint64_t size) {
+  if (size == 0 || size != drive_.PartSize()) return;
+  throw HostError(ExitCode::kFailed, path,
+                  "nothing was sent: exactly " + std::to_string(size) +
+                      " bytes, the size of a part, is the one size that cannot be stored; make "
+                      "the file a byte longer or shorter");
+}
+
+Entry Storage::PutFile(const std::string& parent_id, const std::string& path,
+                       const LocalSource& source) {
+  RefuseOnePart(path, source.size);
   UploadControl control;
   const LeftoverNote note(control, path);
   bool found = false;
-  drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries, [&] {
+  const auto find_stored = [&] {
     auto stored = FindStored(parent_id, path, source);
     found = stored.has_value();
     return stored;
-  });
+  };
+  Entry stored = drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries,
+                               find_stored);
   note.Succeed(found);
+  return stored;
 }
 
 std::optional<Entry> Storage::FindStored(const std::string& parent_id, const std::string& path,
@@ -87,7 +101,7 @@ Entry Storage::MakeFolder(const Entry& parent, const std::string& path) {
 bool Storage::RemoveMarker(const Entry& folder, const std::string& path) {
   if (!drive_.HasMarker(folder.id, path)) return false;
   UploadControl control;
-  const Entry marker = drive_.MakeMarker(folder.id, path, control);
+  const Entry marker = drive_.RewriteMarker(folder.id, path, control);
   drive_.DeleteFile(marker, path, [&]() -> std::optional<Entry> {
     return drive_.HasMarker(folder.id, path) ? std::optional(marker) : std::nullopt;
   });

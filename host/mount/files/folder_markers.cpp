@@ -55,10 +55,11 @@ Entry FolderMarkers::MarkerOf(const std::string& path, const std::string& id) {
     auto known = markers_.find(path);
     if (known != markers_.end() && known->second) return *known->second;
   }
-  return MakeMarker(id, path);
+  UploadControl control;
+  return remote_.RewriteMarker(id, path, control);
 }
 
-Entry FolderMarkers::MakeMarker(const std::string& id, const std::string& path) {
+std::optional<Entry> FolderMarkers::MakeMarker(const std::string& id, const std::string& path) {
   UploadControl control;
   return remote_.MakeMarker(id, path, control);
 }
@@ -85,8 +86,7 @@ void FolderMarkers::EnsureMarker(const std::string& folder) {
     if (markers_.contains(folder)) return;
   }
   const std::string id = directory_.FolderId(folder);
-  NoteMarker(folder,
-             remote_.HasMarker(id, folder) ? std::nullopt : std::optional(MakeMarker(id, folder)));
+  NoteMarker(folder, remote_.HasMarker(id, folder) ? std::nullopt : MakeMarker(id, folder));
 }
 
 }  // namespace b2drive::mount

@@ -31,7 +31,7 @@ class FolderMarkers {
 
  private:
   void EnsureMarker(const std::string& folder);
-  Entry MakeMarker(const std::string& id, const std::string& path);
+  std::optional<Entry> MakeMarker(const std::string& id, const std::string& path);
   Entry MarkerOf(const std::string& path, const std::string& id);
   void NoteMarker(const std::string& path, const std::optional<Entry>& marker);
 
