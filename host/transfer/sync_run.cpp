@@ -52,8 +52,7 @@ ExitCode SyncRun::DoAll(const std::vector<SyncAction>& actions, const char* done
 
 void SyncRun::DoOne(const SyncAction& action) {
   if (action.compare && !steps_.Differs(action)) return;
-  if (!rules_.dry_run) steps_.Do(action);
-  tell_(action);
+  if (rules_.dry_run || steps_.Do(action)) tell_(action);
 }
 
 }  // namespace b2drive
