@@ -4,8 +4,8 @@
 
 namespace b2drive::cli {
 
-// Parses the arguments of `app`, each as it is: CLI11 alone would take "[a,b]" for two. To be called
-// once. Throws CLI::Error.
+// Parses the arguments of `app`, each as it is: CLI11 alone would take "[a,b]" for two. To be
+// called once. Throws CLI::Error.
 void ParseArguments(CLI::App& app, int argc, char** argv);
 
 }  // namespace b2drive::cli
