@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/cli/arguments.h"
 #include "host/cli/command.h"
 #include "host/cli/context.h"
 #include "host/cli/help_formatter.h"
@@ -174,7 +175,7 @@ int Run(int argc, char** argv, const AddCommandsTo& add_commands) {
   add_commands(app, selected);
   app.footer(Footer());  // commands made later would take it over
   try {
-    app.parse(argc, argv);
+    ParseArguments(app, argc, argv);
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {

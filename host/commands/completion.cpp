@@ -63,7 +63,7 @@ std::vector<std::string> PathsFor(Context& context, const ExpectedWord& expected
                             : current.empty()          ? "/"
                                                        : "";
   std::vector<std::string> paths;
-  for (const std::string& name : NamesIn(context, PathArgument(typed).path)) {
+  for (const std::string& name : NamesIn(context, PathArgument(typed.empty() ? "/" : typed).path)) {
     paths.push_back(typed + name);
   }
   return paths;

@@ -99,6 +99,7 @@ void AddDuCommand(CLI::App& app, Selected& selected) {
   du->set_help_flag("--help", "Print this help message and exit");
   du->add_flag("-h", options->human, "Sizes as 1.2 MB");
   du->add_option("-d,--max-depth", options->depth, "Folders down to this depth only; 0: the sum")
+      ->check(CLI::Range(0, 1 << 20))
       ->type_name("N");
   du->add_flag("-s,--summarize", options->sum, "The sum only, as -d 0");
   AddFilterOptions(du, options->filter);

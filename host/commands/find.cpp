@@ -96,7 +96,8 @@ ExitCode RunFind(Context& context, const FindOptions& options) {
     const PathArgument argument(options.paths[at]);
     const Entry start = context.index().Find(argument);
     if (!start.folder) {
-      if (test.Passes(start)) Print(argument.path, start, context.json());
+      if (options.filter.Takes(start.name, false) && test.Passes(start))
+        Print(argument.path, start, context.json());
       return;
     }
     for (const RemoteItem& item :
@@ -109,18 +110,23 @@ ExitCode RunFind(Context& context, const FindOptions& options) {
   });
 }
 
+CLI::Option* AddTest(CLI::App* find, const char* name, std::string& value, const char* what) {
+  const auto refuse = [](const std::string& text) { return text.empty() ? "is empty" : ""; };
+  return find->add_option(name, value, what)->check(refuse, "", "");
+}
+
 }  // namespace
 
 void AddFindCommand(CLI::App& app, Selected& selected) {
   auto options = std::make_shared<FindOptions>();
   CLI::App* find = app.add_subcommand("find", "Print the paths of files and folders in a tree");
   find->footer("Of several tests all must hold. The folder PATH itself is not printed.");
-  find->add_option("--name", options->name, "Whose name, the last of the path, matches")
+  AddTest(find, "--name", options->name, "Whose name, the last of the path, matches")
       ->type_name("GLOB");
-  find->add_option("--size", options->size, "Files of more (+) or less (-) or just so many bytes")
+  AddTest(find, "--size", options->size, "Files of more (+) or less (-) or just so many bytes")
       ->type_name("[+-]N[K|M|G]");
-  find->add_option("--newer", options->newer,
-                   "Files stored after this local file changed, or after a time (UTC)")
+  AddTest(find, "--newer", options->newer,
+          "Files stored after this local file changed, or after a time (UTC)")
       ->type_name("FILE|TIME");
   find->add_option("--type", options->type, "Files (f) or folders (d) only")
       ->check(CLI::IsMember({"f", "d"}))

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cctype>
 #include <iostream>
 
 #include "host/cli/entry_json.h"
@@ -56,7 +58,12 @@ ExitCode RunLogin(Context& context, const LoginOptions& options) {
   if (!options.force) ConfirmReplacement(profile, file, account.key_id);
   context.SetAccount({account, "profile " + profile});
   const std::string account_id = context.drive().SignIn()->sign_in_answer().account_id;
-  if (!account_id.empty() && account_id != account.AccountId()) account.account_id = account_id;
+  // What the service says must not become lines of the file.
+  const bool plain = std::ranges::all_of(
+      account_id, [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; });
+  if (!account_id.empty() && plain && account_id != account.AccountId()) {
+    account.account_id = account_id;
+  }
   WriteAccountFile(file, account);
   if (context.json()) {
     PrintJson({{"profile", profile}, {"key_id", account.key_id}, {"file", file.string()}});

@@ -26,7 +26,7 @@ bool PrintFile(Context& context, const Entry& file, const std::string& path, std
     throw;
   }
   const int error = writer.Finish();
-  if (error != 0 && error != EPIPE) throw LocalFailure("writing " + path, error);
+  if (error != 0 && error != EPIPE) throw LocalFailure("standard output", error);
   return error == 0;
 }
 

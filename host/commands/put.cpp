@@ -53,10 +53,10 @@ ExitCode RunPut(Context& context, const PutOptions& options) {
   for (const Upload& upload : uploads) total += static_cast<std::int64_t>(upload.size);
   const std::string name =
       uploads.size() == 1 ? uploads.front().name : std::to_string(uploads.size()) + " files";
+  ProgressBar bar(context.transfers(), name, total, uploads.size());
   Crew crew(context.transfers(), "put", "files were stored",
             uploads.size() + plan.refusals().size(), options.jobs);
   for (const HostError& refusal : plan.refusals()) crew.Fail(refusal);
-  ProgressBar bar(context.transfers(), name, total, uploads.size());
   plan.MakeFolders(context.storage(), crew, context.changes());
   for (Upload& upload : uploads) {
     crew.Run([&] {

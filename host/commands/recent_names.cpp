@@ -3,13 +3,13 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "host/common/stable_hash.h"
 #include "host/local/local_io.h"
 #include "host/local/private_file.h"
 #include "host/terminal/text_format.h"
@@ -34,9 +34,7 @@ fs::path Folder() {
 
 // One file an account holds the latest folder.
 fs::path FileFor(const std::string& key_id) {
-  char name[40];
-  std::snprintf(name, sizeof name, "completion-%016zx", std::hash<std::string>()(key_id));
-  return Folder() / name;
+  return Folder() / ("completion-" + StableHash(key_id));
 }
 
 bool IsMine(const fs::path& file) {

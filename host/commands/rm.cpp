@@ -20,8 +20,9 @@ struct RmOptions {
 constexpr char kDetails[] =
     "All versions of a file go, and with a folder also its hidden files. When one of the\n"
     "paths is wrong nothing is deleted. A file that got a newer version while rm asked stays.\n"
-    "With --include or --exclude the files go that these take, and all folders stay; the names\n"
-    "that they are compared with begin in PATH.\n"
+    "With --include or --exclude the files go that these take, and no folder; the names that\n"
+    "they are compared with begin in PATH. A folder that nothing but its files keeps is gone\n"
+    "with the last of them.\n"
     "Names with an empty part, such as a//b, cannot be given: rm -r a deletes them. Those that\n"
     "begin with a slash stay, and their bucket with them.\n"
     "Some plug-ins delete with a file every name that begins with its name: with a also\n"
@@ -98,6 +99,9 @@ ExitCode DeleteTree(Context& context, const Victim& victim, const RmOptions& opt
     EmptyBucket(context, victim.path, children);
   }
   if (all && code == ExitCode::kSuccess) {
+    if (DeletesExactly(context, options) && !bucket) {
+      RequireEmptied(context.drive(), victim.entry, victim.path);
+    }
     DeleteFolder(context.drive(), victim);
     context.changes().Tell({"rm", victim.path, "", std::nullopt, victim.entry.id});
   }
@@ -113,8 +117,10 @@ std::vector<Victim> ChooseVictims(Context& context, const RmOptions& options) {
   }
   std::vector<Victim> victims;
   for (const std::string& path : options.paths) {
-    victims.push_back(ChooseVictim(context.index(), PathArgument(path), options.recursive));
-    if (!exact) RefuseLongerNames(context.index(), victims.back());
+    Victim victim = ChooseVictim(context.index(), PathArgument(path), options.recursive);
+    if (!victim.entry.folder && !options.filter.Takes(victim.entry.name, false)) continue;
+    if (!exact) RefuseLongerNames(context.index(), victim);
+    victims.push_back(std::move(victim));
   }
   return victims;
 }

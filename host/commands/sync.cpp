@@ -15,10 +15,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kDetails[] =
-    "A file is sent when its size differs or when it changed since it was synced last, which is\n"
-    "remembered in $XDG_STATE_HOME (or ~/.local/state) in b2drive/sync. What was never synced is\n"
-    "sent, too, when it is newer than the one on the other side. Folders are made, empty ones "
-    "too.\n"
+    "A file is copied when it changed on either side since it was synced last, which is\n"
+    "remembered in $XDG_STATE_HOME (or ~/.local/state) in b2drive/sync: what changed on the side\n"
+    "that is copied to is overwritten. What was never synced is copied when the sizes differ or\n"
+    "when it is newer than the one on the other side. Folders are made, empty ones too.\n"
     "With --delete what the source has not goes, last of all, and only when all else went well "
     "and\n"
     "no more than --max-delete of the target's files would go. What a filter leaves out stays.\n"
@@ -92,8 +92,12 @@ ExitCode RunSync(Context& context, const SyncOptions& options) {
     const ExitCode code = CarryOut(context, options, trees, plan, book);
     book.Save();
     return code;
-  } catch (const HostError&) {
-    book.Save();
+  } catch (...) {
+    try {
+      book.Save();
+    } catch (const HostError& error) {
+      Report(options.command(), error);
+    }
     throw;
   }
 }

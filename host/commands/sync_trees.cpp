@@ -45,8 +45,9 @@ Entry FindDriveFolder(PathIndex& index, const SyncOptions& options, const std::s
 
 // Names below it are put behind a slash.
 fs::path WithoutLastSlash(const fs::path& path) {
-  const fs::path normal = path.lexically_normal();
-  return normal.has_filename() || !normal.has_relative_path() ? normal : normal.parent_path();
+  std::string text = path.native();
+  while (text.size() > 1 && text.ends_with('/')) text.pop_back();
+  return text;
 }
 
 void FindLocalFolder(const SyncOptions& options, SyncTrees& trees) {

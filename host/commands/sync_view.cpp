@@ -48,10 +48,10 @@ Change ToChange(const SyncAction& action, const SyncOptions& options, const Sync
   return change;
 }
 
-void ShownSteps::Do(const SyncAction& action) {
+bool ShownSteps::Do(const SyncAction& action) {
   if (action.kind != Kind::kSend) return steps_.Do(action);
   const ProgressBar::File file(bar_, NameIn(action.path));
-  steps_.Do(action);
+  return steps_.Do(action);
 }
 
 SyncAmount AmountToSend(const SyncPlan& plan, SyncDirection direction) {

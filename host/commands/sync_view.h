@@ -18,7 +18,7 @@ class ShownSteps final : public SyncSteps {
   ShownSteps(SyncSteps& steps, ProgressBar& bar) : steps_(steps), bar_(bar) {}
 
   bool Differs(const SyncAction& action) override { return steps_.Differs(action); }
-  void Do(const SyncAction& action) override;
+  bool Do(const SyncAction& action) override;
   bool FoldersMustBeEmpty() const override { return steps_.FoldersMustBeEmpty(); }
 
  private:

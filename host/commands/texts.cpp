@@ -35,10 +35,17 @@ void WritePages(const CLI::App& command, const TextsOptions& options) {
   }
 }
 
+void RemovePages(const fs::path& folder) {
+  std::error_code missing;
+  for (const fs::directory_entry& page : fs::directory_iterator(folder, missing)) {
+    if (page.path().filename().native().starts_with("b2drive")) fs::remove(page.path());
+  }
+}
+
 ExitCode RunTexts(Context&, const TextsOptions& options) {
   const std::pair<const char*, const char*> scripts[] = {
       {"bash", "b2drive"}, {"zsh", "_b2drive"}, {"fish", "b2drive.fish"}};
-  fs::remove_all(options.folder / "man");  // pages of commands that are gone
+  RemovePages(options.folder / "man");  // of commands that are gone, too
   WritePages(*options.app, options);
   for (const auto& [shell, file] : scripts) {
     WriteText(options.folder / shell / file, CompletionScript(shell));

@@ -20,11 +20,16 @@ constexpr mode_t kMode = 0777;
 
 }  // namespace
 
+bool IsPartName(std::string_view name) {
+  return name.starts_with(".b2drive-") && (name.ends_with(".part") || name.ends_with(".whole"));
+}
+
 const char* WhyNoName(std::string_view name) {
   if (name.empty()) return "an empty name";
   if (name == "." || name == "..") return "would lead elsewhere";
   if (name.find('/') != name.npos) return "has a slash";
   if (name.find('\0') != name.npos) return "has a zero byte";
+  if (IsPartName(name)) return "is a name that b2drive's own part files have";
   if (name.size() > NAME_MAX) return "is too long for a name";
   return nullptr;
 }

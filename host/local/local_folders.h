@@ -8,6 +8,9 @@
 
 namespace b2drive {
 
+// What a download that was cut short leaves beside a file, and goes on with the next time.
+bool IsPartName(std::string_view name);
+
 // Why nothing on this system can have that name; null when something can.
 const char* WhyNoName(std::string_view name);
 

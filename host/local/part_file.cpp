@@ -9,9 +9,10 @@
 #include <utility>
 
 #include "host/common/errors.h"
+#include "host/local/local_folders.h"
 #include "host/local/local_io.h"
 #include "host/local/part_place.h"
-#include "host/terminal/terminal.h"
+#include "host/terminal/report.h"
 #include "host/terminal/text_format.h"
 
 namespace b2drive {
@@ -49,9 +50,10 @@ PartFile::PartFile(LocalTarget target, PartContents contents, PartName name)
       at_exit_([this] {
         const std::string note = KeptNote();
         RemoveUseless();
-        if (!note.empty()) PrintToTerminal(EscapeControls("b2drive: " + note));
+        if (!note.empty()) b2drive::Note("get", note);
       }) {
   ModeFor(target_);
+  if (IsPartName(target_.path.filename().native())) throw NoPart(target_);
   try {
     if (!TakeWhole()) TakePart(name);
   } catch (...) {
@@ -72,7 +74,7 @@ bool PartFile::TakeWhole() {
   const bool complete =
       SizeOf(fd.get()) == length_ || (found && record.Continue(*found) && record.IsComplete());
   if (!complete || IsShort() || !IsOurs(fd.get(), whole_)) {
-    Unlink(whole_);
+    if (StandsAt(fd.get(), whole_)) Unlink(whole_);
     return false;
   }
   record_.Fill();
@@ -122,7 +124,7 @@ HostError PartFile::Failed(int error) const {
 // What should have been on disk may be lost.
 HostError PartFile::Spoiled(int error) {
   Lock lock(mutex_);
-  Unlink(at_);
+  if (StandsAt(fd_.get(), at_)) Unlink(at_);
   at_.path.clear();
   return Failed(error);
 }
@@ -135,7 +137,8 @@ bool PartFile::IsUseless() const {
 
 void PartFile::RemoveUseless() {
   Lock lock(mutex_);
-  if (!at_.path.empty() && at_.path != target_.path && IsUseless()) Unlink(at_);
+  const bool is_draft = !at_.path.empty() && at_.path != target_.path;
+  if (is_draft && IsUseless() && StandsAt(fd_.get(), at_)) Unlink(at_);
 }
 
 std::vector<PartFile::Span> PartFile::Missing() const {
@@ -158,7 +161,7 @@ std::string PartFile::KeptNote() const {
   if (at_.path.empty() || at_.path == target_.path || IsUseless()) return "";
   return FormatBytes(static_cast<double>(record_.kept())) + " of " +
          FormatBytes(static_cast<double>(length_)) + " are kept in " + at_.Shown() +
-         "; the next get goes on with the rest";
+         "; the next time it goes on with the rest";
 }
 
 int PartFile::Write(std::uint64_t offset, const char* data, std::size_t count) {
@@ -200,7 +203,8 @@ int PartFile::Secure() {
   return failure != 0 ? failure : error;
 }
 
-void PartFile::Commit(const std::optional<timespec>& modified) {
+void PartFile::Commit(const std::optional<timespec>& modified,
+                      const std::function<void()>& may_replace) {
   const mode_t mode = ModeFor(target_);
   if (!Missing().empty()) {
     throw HostError(ExitCode::kFailed, target_.Shown() + ": bytes are missing in " + at_.Shown());
@@ -218,6 +222,7 @@ void PartFile::Commit(const std::optional<timespec>& modified) {
   (void)futimens(fd_.get(), times.data());
   // Here a full disk may show that took the bytes before.
   if (fsync(fd_.get()) != 0) throw Spoiled(errno);
+  if (may_replace) may_replace();
   Move(target_);
 }
 

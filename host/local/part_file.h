@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -58,8 +59,10 @@ class PartFile {
 
   // Puts the file in place, over an older one, whose mode it takes. Once its bytes are on disk, so
   // that a power cut leaves the old file or the new one. Throws kLocalFile; kFailed when bytes are
-  // missing. It gets the time `modified`, where the file system can.
-  void Commit(const std::optional<timespec>& modified = {});
+  // missing. It gets the time `modified`, where the file system can. `may_replace` is called just
+  // before the file gets its name; what it throws leaves all as it is.
+  void Commit(const std::optional<timespec>& modified = {},
+              const std::function<void()>& may_replace = {});
 
  private:
   bool TakeWhole();

@@ -45,7 +45,9 @@ void MakeFolders(const fs::path& folder) {
   if (mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST) return;
   if (errno != ENOENT || folder.empty()) throw LocalFailure(folder.string(), errno);
   MakeFolders(folder.parent_path());
-  if (mkdir(folder.c_str(), 0700) != 0) throw LocalFailure(folder.string(), errno);
+  if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+    throw LocalFailure(folder.string(), errno);
+  }
 }
 
 }  // namespace

@@ -95,8 +95,8 @@ std::string Prompt(const std::string& question, bool hidden) {
   UniqueFd terminal(open("/dev/tty", O_RDWR | O_CLOEXEC));
   if (!terminal) {
     throw HostError(ExitCode::kNoAccount,
-                    "no account: set B2_APPLICATION_KEY_ID and B2_APPLICATION_KEY, or make an "
-                    "account file (see b2drive --help)");
+                    "no account: run b2drive login, or set B2_APPLICATION_KEY_ID and "
+                    "B2_APPLICATION_KEY (see b2drive --help)");
   }
   dprintf(terminal.get(), "%s: ", question.c_str());
   if (!hidden) return ReadLine(terminal.get());

@@ -36,8 +36,6 @@ class Crew {
   // one, or kInterrupted.
   ExitCode Finish();
 
-  std::size_t succeeded() const { return succeeded_; }
-
  private:
   void AwaitRoom();
   void LeaveQueue();

@@ -42,13 +42,14 @@ FileDownload::FileDownload(PatientDrive& drive, RemoteFile file, const LocalTarg
       offset_(options.offset),
       length_(LengthOf(file_.entry, options)),
       modified_(options.modified),
+      may_replace_(options.may_replace),
       part_(target, ContentsOf(file_.entry, offset_, length_), options.part_name) {}
 
 void FileDownload::Run() {
   try {
     Fetch(Spans());
     ThrowFailure();
-    part_.Commit(modified_);
+    part_.Commit(modified_, may_replace_);
   } catch (const HostError& error) {
     const std::string note = part_.KeptNote();
     if (note.empty()) throw;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -26,7 +27,8 @@ struct DownloadOptions {
   // Which bytes of it; beyond its end there are none.
   std::uint64_t offset = 0;
   std::optional<std::uint64_t> length;
-  std::optional<timespec> modified;  // the time that it gets; else that of its last byte here
+  std::optional<timespec> modified;   // the time that it gets; else that of its last byte here
+  std::function<void()> may_replace;  // throws when what has the name by then must stay
 };
 
 // One file on its way to a local one, which appears under its name when it is complete. What came
@@ -61,6 +63,7 @@ class FileDownload {
   const std::uint64_t offset_;  // of the first byte in the part file
   const std::uint64_t length_;  // bytes
   const std::optional<timespec> modified_;
+  const std::function<void()> may_replace_;
   PartFile part_;
   std::atomic<bool> failed_{false};
   Mutex mutex_;

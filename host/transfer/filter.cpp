@@ -82,9 +82,13 @@ void Filter::ExcludeFrom(const std::filesystem::path& file) {
   std::string line;
   while (std::getline(lines, line)) {
     if (line.ends_with('\r')) line.pop_back();
-    if (!line.starts_with('#') && !line.starts_with(';')) Exclude(line);
+    if (!line.empty() && !line.starts_with('#') && !line.starts_with(';')) Exclude(line);
   }
   if (!lines.eof()) throw LocalFailure(file.string(), errno);
+}
+
+bool Filter::TakesAll() const {
+  return !rules_.empty() && std::ranges::all_of(rules_, &Rule::take);
 }
 
 void Filter::Add(std::string_view text, bool take) {
@@ -95,7 +99,7 @@ void Filter::Add(std::string_view text, bool take) {
     text.remove_prefix(2);
   }
   if (text == "!") return rules_.clear();
-  if (text.empty()) return;
+  if (text.empty()) throw HostError(ExitCode::kUsage, "an empty rule");
   if (text.size() > 1 && text.ends_with('/')) {
     rule.folders_only = true;
     text.remove_suffix(1);
@@ -137,7 +141,7 @@ std::vector<Filter::Token> Filter::Tokens(std::string_view pattern) {
       pattern.remove_prefix(1);
       const auto set = front == '?' ? Bytes().set().reset(Index('/')) : TakeSet(pattern);
       add(Token::Kind::kByte, set.value_or(Bytes()));
-      if (!set) break;
+      if (!set) throw HostError(ExitCode::kUsage, "a rule has [ without its ]");
     }
   }
   return tokens;

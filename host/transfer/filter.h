@@ -18,6 +18,7 @@ namespace b2drive {
 class Filter {
  public:
   // One rule, which begins with "+ " or "- " if it means the opposite. "!" drops all earlier ones.
+  // Throws kUsage for an empty one, and for a set without its end.
   void Include(const std::string& rule) { Add(rule, true); }
   void Exclude(const std::string& rule) { Add(rule, false); }
   // Rules to exclude, one a line; "-" is standard input. Empty lines and those that begin with "#"
@@ -25,6 +26,8 @@ class Filter {
   void ExcludeFrom(const std::filesystem::path& file);
 
   bool empty() const { return rules_.empty(); }
+  // Whether there are rules, and none that leaves anything out.
+  bool TakesAll() const;
 
   // Whether `path` is taken: its names from the root of the tree on with slashes between them, and
   // none before the first. Nothing in a folder that is not taken is meant, which is the caller's to

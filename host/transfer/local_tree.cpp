@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "host/common/unique_fd.h"
+#include "host/local/local_folders.h"
 
 namespace b2drive {
 namespace {
@@ -21,11 +22,6 @@ constexpr std::size_t kLongestPath = 1024;
 LocalItem::Kind KindOf(mode_t mode) {
   if (S_ISDIR(mode)) return LocalItem::Kind::kFolder;
   return S_ISREG(mode) ? LocalItem::Kind::kFile : LocalItem::Kind::kOther;
-}
-
-// Left behind by a download that was cut short, which goes on with it the next time.
-bool IsHiddenPart(std::string_view name) {
-  return name.starts_with(".b2drive-") && (name.ends_with(".part") || name.ends_with(".whole"));
 }
 
 class Walk {
@@ -63,7 +59,7 @@ class Walk {
       const dirent* const entry = readdir(stream.get());
       if (entry == nullptr) return errno;
       const std::string_view name = entry->d_name;
-      if (name != "." && name != ".." && !IsHiddenPart(name)) names.emplace_back(name);
+      if (name != "." && name != ".." && !IsPartName(name)) names.emplace_back(name);
     }
   }
 

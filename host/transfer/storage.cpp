@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "host/local/local_io.h"
@@ -75,10 +76,16 @@ bool Storage::HoldsBytesOf(const LocalSource& source, const Entry& stored,
   if (stored.size == 0) return true;
   std::vector<char> mine;
   const auto compare = [&](std::uint64_t offset, const char* data, std::size_t count) {
-    mine.resize(count);
-    const bool same = ReadAt(source.fd.get(), mine.data(), count, offset) == count &&
-                      std::memcmp(mine.data(), data, count) == 0;
-    return same ? 0 : EILSEQ;
+    try {
+      mine.resize(count);
+      const bool same = ReadAt(source.fd.get(), mine.data(), count, offset) == count &&
+                        std::memcmp(mine.data(), data, count) == 0;
+      return same ? 0 : EILSEQ;
+    } catch (const FsError& error) {
+      return error.number();
+    } catch (const std::bad_alloc&) {
+      return ENOMEM;
+    }
   };
   try {
     drive_.Read({stored, path, 0, stored.size}, compare);
@@ -91,6 +98,7 @@ bool Storage::HoldsBytesOf(const LocalSource& source, const Entry& stored,
 
 Entry Storage::MakeFolder(const Entry& parent, const std::string& path) {
   if (IsBucket(path)) return drive_.MakeBucket(NameOf(path), path);
+  CheckName(path);
   Entry folder{NameOf(path), Join(parent.id, NameOf(path)), true, 0, {}};
   UploadControl control;
   drive_.MakeMarker(folder.id, path, control);

@@ -27,18 +27,21 @@ int StatusOf(int folder, const std::string& path, struct stat& status) {
 
 }  // namespace
 
-void SyncDown::Do(const SyncAction& action) {
+bool SyncDown::Do(const SyncAction& action) {
   switch (action.kind) {
     case SyncAction::Kind::kMakeFolder:
       local_.Open(action.path);
-      return;
+      return true;
     case SyncAction::Kind::kSend:
-      return Fetch(action);
+      Fetch(action);
+      return true;
     case SyncAction::Kind::kDeleteFile:
-      return DeleteFile(action);
+      DeleteFile(action);
+      return true;
     case SyncAction::Kind::kDeleteFolder:
       return DeleteFolder(action);
   }
+  return false;
 }
 
 void SyncDown::RequireAsPlanned(int folder, const SyncAction& action) const {
@@ -71,6 +74,7 @@ void SyncDown::Fetch(const SyncAction& action) {
   DownloadOptions options;
   options.part_name = PartName::kHidden;
   options.modified = stored.modified;
+  options.may_replace = [&] { RequireAsPlanned(folder.get(), action); };
   const LocalTarget target(folder.get(), stored.name, local_.PathOf(action.path).parent_path());
   FileDownload(drive_, {stored, PathOf(action)}, target, options).Run();
   struct stat status {};
@@ -92,14 +96,15 @@ void SyncDown::DeleteFile(const SyncAction& action) {
 }
 
 // What the filter leaves out, and what came meanwhile, keeps a folder.
-void SyncDown::DeleteFolder(const SyncAction& action) {
+bool SyncDown::DeleteFolder(const SyncAction& action) {
   const UniqueFd folder = local_.OpenExisting(FolderIn(action.path));
-  if (unlinkat(folder.get(), NameIn(action.path).c_str(), AT_REMOVEDIR) == 0) return;
+  if (unlinkat(folder.get(), NameIn(action.path).c_str(), AT_REMOVEDIR) == 0) return true;
   if (errno == ENOTEMPTY || errno == EEXIST) {
     Note("sync down", Shown(action) + ": is not empty and stays");
   } else if (errno != ENOENT) {
     throw LocalFailure(Shown(action), errno);
   }
+  return false;
 }
 
 }  // namespace b2drive

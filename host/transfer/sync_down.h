@@ -18,13 +18,13 @@ class SyncDown final : public SyncSteps {
       : drive_(drive), storage_(drive), local_(local), path_(std::move(path)), book_(book) {}
 
   bool Differs(const SyncAction& action) override;
-  void Do(const SyncAction& action) override;
+  bool Do(const SyncAction& action) override;
   bool FoldersMustBeEmpty() const override { return true; }
 
  private:
   void Fetch(const SyncAction& action);
   void DeleteFile(const SyncAction& action);
-  void DeleteFolder(const SyncAction& action);
+  bool DeleteFolder(const SyncAction& action);
   // Throws kExists unless what is at the path in the open folder is what was planned with.
   void RequireAsPlanned(int folder, const SyncAction& action) const;
   std::string PathOf(const SyncAction& action) const { return Join(path_, action.path); }

@@ -24,9 +24,9 @@ ExitCode SyncRun::Delete(const SyncPlan& plan) {
   const auto is_folder = [](const SyncAction& action) {
     return action.kind == SyncAction::Kind::kDeleteFolder;
   };
-  const auto files = std::ranges::stable_partition(folders, is_folder);
-  const ExitCode code = DoAll({files.begin(), files.end()}, "files were deleted");
-  folders.erase(files.begin(), files.end());
+  const auto files = std::stable_partition(folders.begin(), folders.end(), is_folder);
+  const ExitCode code = DoAll({files, folders.end()}, "files were deleted");
+  folders.erase(files, folders.end());
   if (code != ExitCode::kSuccess) return code;
   const ExitCode rest = DoAll(folders, "folders were deleted");
   return rest == ExitCode::kSuccess ? DoAll(plan.after_deletions, "changes were made") : rest;
@@ -52,8 +52,7 @@ ExitCode SyncRun::DoAll(const std::vector<SyncAction>& actions, const char* done
 
 void SyncRun::DoOne(const SyncAction& action) {
   if (action.compare && !steps_.Differs(action)) return;
-  if (!rules_.dry_run) steps_.Do(action);
-  tell_(action);
+  if (rules_.dry_run || steps_.Do(action)) tell_(action);
 }
 
 }  // namespace b2drive

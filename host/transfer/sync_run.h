@@ -15,8 +15,9 @@ class SyncSteps {
 
   // Whether the contents on both sides are not the same; when they are, that is remembered.
   virtual bool Differs(const SyncAction& action) = 0;
-  // Does it, and remembers a file that is the same on both sides then.
-  virtual void Do(const SyncAction& action) = 0;
+  // Does it, and remembers a file that is the same on both sides then. False when there was nothing
+  // to do.
+  virtual bool Do(const SyncAction& action) = 0;
   // Whether a folder can be deleted only when what is in it is gone.
   virtual bool FoldersMustBeEmpty() const = 0;
 };

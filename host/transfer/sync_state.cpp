@@ -15,6 +15,7 @@
 #include "host/common/errors.h"
 #include "host/common/stable_hash.h"
 #include "host/local/local_io.h"
+#include "host/local/private_file.h"
 
 namespace b2drive {
 namespace fs = std::filesystem;
@@ -69,10 +70,6 @@ std::string KeyOf(const SyncPair& pair) {
   Add(key, pair.local.native());
   Add(key, pair.path);
   return key;
-}
-
-void SyncToDisk(const fs::path& path, int fd) {
-  if (fsync(fd) != 0) throw LocalFailure("writing " + path.string(), errno);
 }
 
 }  // namespace
@@ -147,13 +144,7 @@ void SyncState::Save(const SyncRecords& records) const {
     Add(text, std::to_string(file.modified.tv_nsec));
   }
   text += Checksum(text);
-  const fs::path next = file_.string() + ".new";  // nobody else's, who would have to have the lock
-  const UniqueFd fd(open(next.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-  if (!fd) throw LocalFailure(next.string(), errno);
-  const int error = WriteAll(fd.get(), text);
-  if (error != 0) throw LocalFailure("writing " + next.string(), error);
-  SyncToDisk(next, fd.get());
-  if (rename(next.c_str(), file_.c_str()) != 0) throw LocalFailure(file_.string(), errno);
+  ReplacePrivateFile(file_, text);
 }
 
 }  // namespace b2drive

@@ -8,20 +8,25 @@
 #include <utility>
 
 #include "host/transfer/sync_sides.h"
+#include "host/transfer/tree_deletion.h"
 
 namespace b2drive {
 
-void SyncUp::Do(const SyncAction& action) {
+bool SyncUp::Do(const SyncAction& action) {
   switch (action.kind) {
     case SyncAction::Kind::kMakeFolder:
       return MakeFolder(action);
     case SyncAction::Kind::kSend:
-      return Send(action);
+      Send(action);
+      return true;
     case SyncAction::Kind::kDeleteFile:
-      return DeleteFile(action);
+      DeleteFile(action);
+      return true;
     case SyncAction::Kind::kDeleteFolder:
       storage_.RemoveMarker(action.remote->entry, PathOf(action));
+      return true;  // without a marker it went with the last of its files
   }
+  return false;
 }
 
 SyncUp::OpenedFile SyncUp::OpenFile(const std::string& path) const {
@@ -71,20 +76,16 @@ void SyncUp::Send(const SyncAction& action) {
                   "changed while it was sent; sync again");
 }
 
-void SyncUp::MakeFolder(const SyncAction& action) {
+bool SyncUp::MakeFolder(const SyncAction& action) {
   const std::string path = PathOf(action);
   const bool is_there = action.remote != nullptr;
-  if (is_there && drive_.HasMarker(action.remote->entry.id, path)) return;
+  if (is_there && drive_.HasMarker(action.remote->entry.id, path)) return false;
   storage_.MakeFolder({"", FolderId(FolderIn(action.path)), true, 0, {}}, path);
+  return true;
 }
 
 void SyncUp::DeleteFile(const SyncAction& action) {
-  const std::string path = PathOf(action);
-  drive_.DeleteFile(action.remote->entry, path, [&]() -> std::optional<Entry> {
-    index_.Forget(ParentOf(path));
-    const auto left = index_.Lookup(path);
-    return left && !left->folder ? left : std::nullopt;
-  });
+  DeleteStoredFile(drive_, index_, action.remote->entry, PathOf(action));
   book_.Forget(action.path);
 }
 

@@ -27,7 +27,7 @@ class SyncUp final : public SyncSteps {
         book_(book) {}
 
   bool Differs(const SyncAction& action) override;
-  void Do(const SyncAction& action) override;
+  bool Do(const SyncAction& action) override;
   bool FoldersMustBeEmpty() const override { return false; }
 
  private:
@@ -39,7 +39,7 @@ class SyncUp final : public SyncSteps {
   OpenedFile OpenFile(const std::string& path) const;
   bool IsChanged(const OpenedFile& file) const;
   void Send(const SyncAction& action);
-  void MakeFolder(const SyncAction& action);
+  bool MakeFolder(const SyncAction& action);
   void DeleteFile(const SyncAction& action);
   std::string PathOf(const SyncAction& action) const { return Join(path_, action.path); }
   std::string FolderId(std::string_view path) const;

@@ -63,6 +63,14 @@ void TreeDeletion::Visit(const RemoteItem& item, const std::string& path, Crew& 
   });
 }
 
+void RequireEmptied(PatientDrive& drive, const Entry& folder, const std::string& path) {
+  WalkRemoteTree(drive, folder, path, {}, [&](const RemoteItem& item) {
+    if (item.entry.folder) return;
+    throw HostError(ExitCode::kNotEmpty, Join(path, item.path),
+                    "came meanwhile; it and its folders stay");
+  });
+}
+
 void TreeDeletion::Keep(const std::string& folder) {
   Lock lock(mutex_);
   std::string at = folder;
@@ -83,6 +91,7 @@ ExitCode TreeDeletion::DeleteFolders(const Entry& folder, const std::string& pat
     crew.Run([&] {
       const std::string full = Join(path, inner);
       const Entry entry{NameOf(full), Join(folder.id, inner), true, 0, {}};
+      RequireEmptied(drive_, entry, full);
       drive_.DeleteFolder(entry, full);
       changes_.Tell({"rm", full, "", std::nullopt, entry.id});
     });

@@ -17,6 +17,9 @@ namespace b2drive {
 void DeleteStoredFile(PatientDrive& drive, PathIndex& index, const Entry& now,
                       const std::string& path);
 
+// Throws kNotEmpty when a file is in the folder: one that came after those that were to go.
+void RequireEmptied(PatientDrive& drive, const Entry& folder, const std::string& path);
+
 // Deletes the files in a folder or bucket, several at once. What no listing shows, hidden files and
 // markers, goes with the folders. For one use.
 class TreeDeletion {

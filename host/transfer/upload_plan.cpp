@@ -5,6 +5,7 @@
 
 #include "host/common/errors.h"
 #include "host/common/name_rules.h"
+#include "host/local/local_folders.h"
 #include "host/terminal/report.h"
 
 namespace b2drive {
@@ -81,6 +82,8 @@ void UploadPlan::OrRefuse(Action action) {
     action();
   } catch (const HostError& error) {
     refusals_.push_back(error);
+  } catch (const fs::filesystem_error& error) {
+    refusals_.push_back(LocalFailure(error.path1().string(), error.code().value()));
   }
 }
 
@@ -96,13 +99,19 @@ void UploadPlan::AddStandardInput() {
 }
 
 void UploadPlan::AddFile(const fs::path& local) {
+  if (!filter_.Takes(local.filename().native(), false)) return;
   OrRefuse([&] { Add(local, *target_, NameFor(local)); });
 }
 
 void UploadPlan::AddFolder(const fs::path& local) {
   OrRefuse([&] {
     const std::string name = NameFor(local);
-    CheckName(Join(target_->path, name));
+    const std::string path = Join(target_->path, name);
+    CheckName(path);
+    const auto found = index_.Lookup(path);
+    if (found && !found->folder) {
+      throw HostError(ExitCode::kWrongKind, path, "is a file, not a folder");
+    }
     Walk(target_->Inner(name), local, "");
   });
 }
@@ -118,7 +127,7 @@ void UploadPlan::WalkInto(TargetFolder& target, const fs::directory_entry& entry
   const std::string name = entry.path().filename().string();
   const std::string inner = below + name;
   const bool special = entry.is_symlink() || (!entry.is_directory() && !entry.is_regular_file());
-  if (!filter_.Takes(inner, !special && entry.is_directory())) return;
+  if (IsPartName(name) || !filter_.Takes(inner, !special && entry.is_directory())) return;
   if (special) {
     Note("put", entry.path().string() + ": left out, neither a file nor a folder");
   } else if (entry.is_directory()) {

@@ -4,6 +4,7 @@
 
 #include <fstream>
 
+#include "host/common/errors.h"
 #include "tests/support/scratch.h"
 
 namespace b2drive {
@@ -39,7 +40,6 @@ const Row kRows[] = {{{}, ""},
                      {{"-\\[x\\]"}, "[x]"},
                      {{"-\\[x]*"}, "[x]"},
                      {{"-x\\*y"}, "x*y"},
-                     {{"-[x", "-a["}, ""},
                      {{"-x/*/*", "-//a"}, "x/dir/a"},
                      {{"+*.o", "-a*"}, "a dir/a x/dir/a"},
                      {{"-*.o", "+*.o"}, "a.o x/b.o"},
@@ -62,6 +62,15 @@ TEST(Filter, TakesWhatTheFirstMatchingRuleSays) {
     }
     EXPECT_EQ(left_out, row.left_out) << testing::PrintToString(row.rules);
   }
+}
+
+TEST(Filter, RefusesRulesThatMeanNothing) {
+  Filter filter;
+  for (const char* rule : {"", "+ ", "[x", "a["}) EXPECT_THROW(filter.Exclude(rule), HostError);
+  filter.Include("a");
+  EXPECT_TRUE(filter.TakesAll());
+  filter.Exclude("b");
+  EXPECT_FALSE(filter.TakesAll());
 }
 
 TEST(Filter, ReadsRulesFromAFile) {

@@ -88,7 +88,7 @@ class GetTest(B2DriveCase):
         for version in content, content[:MIB]:
             self.service.fault(call=READ, cutAfter=20 * MIB)
             error = self.run_to_end(12, "get", "--connections=1", "/photos/big")[1]
-            self.assertRegex(error, " of 35 MB are kept in big.part; the next get goes on with")
+            self.assertRegex(error, " of 35 MB are kept in big.part; the next time it goes on with")
             kept = Record(self.part).kept
             if version is not content:
                 self.service.add("big", version)

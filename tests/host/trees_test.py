@@ -42,6 +42,7 @@ class TreesTest(B2DriveCase):
         self.store("slow", "x" * 90000)
         for call, command in ("b2_upload_file", "put slow /photos/up"), (
                 "b2_download_file_by_id", "get /photos/slow down"):
+            self.service.control("requests", method="DELETE")
             program = self.start("--limit", "1", *command.split())
             while program.poll() is None and not self.calls(call):
                 time.sleep(0.01)
@@ -160,6 +161,29 @@ class TreesTest(B2DriveCase):
         self.assertEqual(len(left & {"a/b/c", "a/b/d", "a/f"}), 1, left)
         self.output("rm", "-ry", "/photos/a")
         self.assertEqual(self.service.page(), "ab")
+
+    def test_what_is_not_meant_stays(self):
+        names = ["a.keep", "b", "[b/a,b/b]", "d/f"]
+        for name in names:
+            self.store(name)
+        self.write("[a]", "right")
+        self.write("a", "wrong")
+        for code, line, command in [
+                (0, "", ["rm", "--exclude", "*.keep", "/photos/a.keep"]),
+                (2, "add --exclude '*'", ["rm", "-ry", "--include", "b", "/photos"]),
+                (2, "an empty rule", ["rm", "-ry", "--exclude", "", "/photos"]),
+                (2, "[ without its ]", ["rm", "-ry", "--exclude", "b[", "/photos"]),
+                (7, "/[photos", ["rm", "-y", "[photos/b,photos/a.keep]"]),
+                (2, "a PATH is empty", ["rm", "-ry", ""]),
+                (2, "is empty", ["find", "--name", "", "/photos"]),
+                (11, "d/f: is a file", ["put", "-r", "tree", "/photos/d/f"]),
+                (1, "elsewhere", ["mkdir", "/photos/.."]),
+                (1, "folders need", ["mkdir", "/photos/.bzEmpty"])]:
+            self.write("tree/x")
+            self.assertIn(line, self.run_to_end(code, *command)[1], command)
+        self.assert_stored(" ".join(sorted(names)))
+        self.output("put", "[a]", "/photos")
+        self.assertEqual(self.service.download("[a]").body, b"right")
 
     def test_rm_deletes_what_the_filter_takes(self):
         for name in "a/x.tmp", "a/b/y.tmp", "a/b/keep", "a/b/.bzEmpty":
