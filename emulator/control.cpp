@@ -87,7 +87,7 @@ struct Row {
   json (*act)(Core& core, const json& body);
 };
 
-constexpr std::array<Row, 8> kRows{{
+constexpr std::array<Row, 9> kRows{{
     {"POST", "/faults", AddFaults},
     {"DELETE", "/faults", ClearFaults},
     {"GET", "/requests", ShowRequests},
