@@ -64,6 +64,8 @@ std::unique_ptr<Session> Context::Connect() {
   settings.proxy = proxy();
   settings.limit = options_.limit;
   settings.log_bodies = !options_.log_bodies.empty();
+  settings.details = details_;
+  settings.upload_connections = upload_connections_;
   PluginLibrary& plugin = library();
   return std::make_unique<Session>(plugin, account(), settings);
 }

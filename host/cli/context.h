@@ -50,6 +50,10 @@ class Context {
   std::optional<_PROXYINFO> proxy() const;
   // One more session, of the caller's own. Any thread may call once `library` was.
   std::unique_ptr<Session> Connect();
+  // At the same time for one large file; before anything connects.
+  void SetUploadConnections(int connections) { upload_connections_ = connections; }
+  // Entries tell what is stored with files; before anything connects.
+  void WantDetails() { details_ = true; }
   PathIndex& index();
   Storage storage() { return Storage(drive()); }
   // Whether a program reads what is printed.
@@ -68,6 +72,8 @@ class Context {
  private:
   const GlobalOptions options_;
   Transfers& transfers_;
+  bool details_ = false;
+  int upload_connections_ = SessionOptions().upload_connections;
   Changes changes_;
   // In the order of their dependence.
   std::optional<BodyLog> bodies_;

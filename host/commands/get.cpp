@@ -37,7 +37,8 @@ ExitCode Print(Context& context, const Entry& file, const std::string& path,
   context.changes().LeaveStandardOutput();
   const std::uint64_t rest = file.size - std::min(how.offset, file.size);
   const std::uint64_t length = std::min(how.length.value_or(rest), rest);
-  if (!PrintFile(context, file, path, how.offset, length)) return ExitCode::kBrokenPipe;
+  const PrintRange range{how.offset, length, how.verify};
+  if (!PrintFile(context, file, path, range)) return ExitCode::kBrokenPipe;
   context.changes().Tell({"get", path, "-", length, file.id});
   return ExitCode::kSuccess;
 }
@@ -47,12 +48,13 @@ ExitCode GetFolder(Context& context, const Entry& folder, const std::string& pat
   if (options.local == "-") {
     throw HostError(ExitCode::kWrongKind, path, "is a folder, which cannot be printed");
   }
-  const TreeDownloadOptions how{options.jobs, options.how.connections};
+  const TreeDownloadOptions how{options.jobs, options.how.connections, options.how.verify};
   return GetTree(context, {folder, path}, options.local, how, options.filter);
 }
 
 ExitCode RunGet(Context& context, const GetOptions& options) {
   const PathArgument argument(options.path);
+  context.WantDetails();
   const Entry file = context.index().Find(argument);
   if (file.folder && options.recursive) return GetFolder(context, file, argument.path, options);
   if (file.folder) {
@@ -92,6 +94,8 @@ void AddGetCommand(CLI::App& app, Selected& selected) {
   get->footer(
       "Until it is complete it stands in NAME.part. When get is interrupted or fails, the next\n"
       "get goes on there with what is missing, unless the file has changed on the service.\n"
+      "It gets the time that ls -l shows, and is compared with the SHA-1 that the service has of\n"
+      "it, if any; what differs is thrown away (exit code 17).\n"
       "With -r a folder goes into the folder LOCAL, or becomes LOCAL when there is none. What "
       "this\n"
       "system cannot hold, or a link stands in the way of, is left out with a line each (exit\n"
@@ -109,6 +113,7 @@ void AddGetCommand(CLI::App& app, Selected& selected) {
       ->capture_default_str()
       ->check(CLI::Range(1, 32))
       ->type_name("N");
+  get->add_flag("!--no-verify", options->how.verify, "Do not compare the SHA-1 of what came");
   AddTreeOptions(get, *options);
   Choose(get, selected, options, RunGet);
 }

@@ -6,20 +6,45 @@
 #include <cerrno>
 
 #include "host/common/byte_count.h"
+#include "host/local/sha1.h"
 #include "host/local/stream_writer.h"
 
 namespace b2drive::cli {
+namespace {
 
-bool PrintFile(Context& context, const Entry& file, const std::string& path, std::uint64_t offset,
-               std::uint64_t length) {
-  offset = std::min(offset, file.size);
-  length = std::min(length, file.size - offset);
+// The hash of a file's bytes as they come; of one whose hash is not known nothing is computed.
+class StreamHash {
+ public:
+  explicit StreamHash(const Entry& file) : wanted_(file.details ? file.details->sha1 : "") {}
+
+  // The start may come twice.
+  void Add(std::uint64_t at, const char* data, std::size_t count) {
+    if (wanted_.empty()) return;
+    if (at == 0) sha1_.Restart();
+    sha1_.Update(data, count);
+  }
+  bool IsRight() { return wanted_.empty() || sha1_.HexDigest() == wanted_; }
+
+ private:
+  const std::string wanted_;
+  Sha1 sha1_;
+};
+
+}  // namespace
+
+bool PrintFile(Context& context, const Entry& file, const std::string& path,
+               const PrintRange& range) {
+  const std::uint64_t offset = std::min(range.offset, file.size);
+  const std::uint64_t length = std::min(range.length, file.size - offset);
   if (length == 0) return true;
   StreamWriter writer(STDOUT_FILENO);
+  StreamHash hash(range.verify && length == file.size ? file : Entry{});
   try {
     context.drive().Read({file, path, offset, length},
                          [&](std::uint64_t at, const char* data, std::size_t count) {
-                           return writer.Write(at - offset, data, count);
+                           const int error = writer.Write(at - offset, data, count);
+                           if (error == 0) hash.Add(at, data, count);
+                           return error;
                          });
   } catch (const FsError& error) {
     if (error.number() == EPIPE) return false;
@@ -27,6 +52,10 @@ bool PrintFile(Context& context, const Entry& file, const std::string& path, std
   }
   const int error = writer.Finish();
   if (error != 0 && error != EPIPE) throw LocalFailure("standard output", error);
+  if (error == 0 && !hash.IsRight()) {
+    throw HostError(ExitCode::kDamaged, path,
+                    "what was printed is not what was stored: the SHA-1 differs");
+  }
   return error == 0;
 }
 

@@ -7,10 +7,17 @@
 
 namespace b2drive::cli {
 
-// Writes `length` bytes from `offset` on of a file, as far as it has them, to standard output, in
-// order. False when nobody reads there any more. Throws HostError.
-bool PrintFile(Context& context, const Entry& file, const std::string& path, std::uint64_t offset,
-               std::uint64_t length);
+// What is to be printed of a file, as far as it has it.
+struct PrintRange {
+  std::uint64_t offset = 0;
+  std::uint64_t length = 0;  // bytes
+  bool verify = true;        // compare the SHA-1 of a whole file, where it is known
+};
+
+// Writes a part of a file to standard output, in order. False when nobody reads there any more.
+// Throws HostError: kDamaged when all is printed and is not what was stored.
+bool PrintFile(Context& context, const Entry& file, const std::string& path,
+               const PrintRange& range);
 
 // What head and tail are to print.
 struct EndOptions {

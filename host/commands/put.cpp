@@ -16,6 +16,7 @@ struct PutOptions {
   bool recursive = false;
   bool parents = false;
   std::size_t jobs = 16;
+  int connections = SessionOptions().upload_connections;
   Filter filter;
   std::vector<std::string> paths;  // the sources, then the target
 };
@@ -24,6 +25,9 @@ void Store(Context& context, Upload& upload) {
   LocalSource opened = upload.spooled ? std::move(*upload.spooled) : OpenSource(upload.local);
   const Entry stored = context.storage().PutFile(upload.folder->id, upload.path(), opened);
   context.changes().Tell({"put", upload.path(), upload.local, opened.size, stored.id});
+  if (!opened.IsChanged()) return;
+  throw HostError(ExitCode::kLocalFile, upload.local,
+                  "changed while it was sent; what is stored is a mixture: put it again");
 }
 
 void AddSource(UploadPlan& plan, const std::string& source, bool recursive) {
@@ -46,6 +50,8 @@ void MakePlan(UploadPlan& plan, const PutOptions& options) {
 
 ExitCode RunPut(Context& context, const PutOptions& options) {
   context.changes().Expect();
+  context.SetUploadConnections(options.connections);
+  context.WantDetails();
   UploadPlan plan(context.index(), options.filter);
   MakePlan(plan, options);
   std::vector<Upload>& uploads = plan.uploads();
@@ -75,15 +81,21 @@ void AddPutCommand(CLI::App& app, Selected& selected) {
   put->footer(
       "Into the folder PATH, or a single source under the name PATH; - reads standard input.\n"
       "Where a file has the name already, the new one becomes its latest version.\n"
-      "Files of 100 MB and more go up in parts. When such an upload is interrupted or fails, its\n"
-      "parts stay on the service as an unfinished large file, which costs storage until it is\n"
-      "canceled there; b2drive says so.\n"
+      "Files of more than 16 MiB go up in parts of that size, several at once. When such an "
+      "upload\n"
+      "is interrupted or fails, the parts that arrived stay on the service, where they cost\n"
+      "storage, and the next put of the same file under the same name goes on with them.\n"
       "--include and --exclude compare the names in each LOCAL.");
   put->add_flag("-r,--recursive", options->recursive, "Store folders with everything in them");
   put->add_flag("-p,--parents", options->parents, "Make the folders of PATH that are missing");
   put->add_option("-j,--jobs", options->jobs, "Files at the same time")
       ->capture_default_str()
       ->check(CLI::Range(1, 64))
+      ->type_name("N");
+  put->add_option("--connections", options->connections,
+                  "At the same time for a file of several parts")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 32))
       ->type_name("N");
   AddFilterOptions(put, options->filter);
   put->add_option("LOCAL... PATH", options->paths)->required()->expected(2, 1 << 20);

@@ -76,6 +76,7 @@ SyncPlan PlanFor(const SyncOptions& options, const SyncTrees& trees, const SyncR
 
 ExitCode RunSync(Context& context, const SyncOptions& options) {
   DeletionLimit::Parse(options.max_delete);
+  context.WantDetails();
   context.changes().Expect();
   SyncTrees trees = FindSyncFolders(context, options);
   SyncState state(SyncState::DefaultFolder(), PairOf(context, trees));
@@ -117,8 +118,8 @@ void AddDirection(CLI::App* sync, Selected& selected, SyncDirection direction) {
       ->capture_default_str()
       ->type_name("N|N%");
   sub->add_flag("--checksum", options->checksum,
-                "Compare the contents of files of one size instead of times. The service does "
-                "not tell a checksum here: the stored files are read");
+                "Compare the contents of files of one size instead of times; where the service "
+                "knows no SHA-1 of a file it is read");
   sub->add_option("-j,--jobs", options->jobs, "Files at the same time")
       ->capture_default_str()
       ->check(CLI::Range(1, 64))

@@ -24,6 +24,7 @@ constexpr std::array kExitCodes = {
     ExitCodeText{ExitCode::kNotConfirmed, "a deletion was not confirmed"},
     ExitCodeText{ExitCode::kWouldDeleteMore, "the deletion could reach other names; see rm --help"},
     ExitCodeText{ExitCode::kPartly, "some of several items failed"},
+    ExitCodeText{ExitCode::kDamaged, "the bytes that came are not those that were stored"},
     ExitCodeText{ExitCode::kInterrupted, "interrupted"},
     ExitCodeText{ExitCode::kBrokenPipe, "the reader of standard output went away"},
 };

@@ -28,6 +28,7 @@ enum class ExitCode : int {
   kNotConfirmed = 14,
   kWouldDeleteMore = 15,
   kPartly = 16,
+  kDamaged = 17,
   kInterrupted = 130,
   kBrokenPipe = 141,
 };

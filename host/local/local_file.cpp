@@ -33,7 +33,16 @@ LocalSource OpenSource(const fs::path& file) {
     throw HostError(ExitCode::kWrongKind, file.string(), "not a regular file");
   }
   source.size = static_cast<std::uint64_t>(status.st_size);
+  source.modified = status.st_mtim;
   return source;
+}
+
+bool LocalSource::IsChanged() const {
+  if (!modified) return false;
+  struct stat status {};
+  if (fstat(fd.get(), &status) != 0) return true;
+  return static_cast<std::uint64_t>(status.st_size) != size ||
+         status.st_mtim.tv_sec != modified->tv_sec || status.st_mtim.tv_nsec != modified->tv_nsec;
 }
 
 LocalSource SpoolStandardInput() {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
+#include <optional>
 
 #include "host/common/unique_fd.h"
 
@@ -11,6 +13,10 @@ namespace b2drive {
 struct LocalSource {
   UniqueFd fd;
   std::uint64_t size = 0;  // bytes
+  std::optional<timespec> modified{};
+
+  // Whether it was written since it was opened, as far as its size and time tell.
+  bool IsChanged() const;
 };
 
 // Throws kLocalFile, or kWrongKind when `file` is no regular file.

@@ -12,6 +12,7 @@
 #include "host/local/local_folders.h"
 #include "host/local/local_io.h"
 #include "host/local/part_place.h"
+#include "host/local/sha1.h"
 #include "host/terminal/report.h"
 #include "host/terminal/text_format.h"
 
@@ -201,6 +202,15 @@ int PartFile::Secure() {
   }
   const int error = record_.Write(fd_.get());
   return failure != 0 ? failure : error;
+}
+
+void PartFile::RequireHash(const std::string& sha1, const std::string& path) {
+  if (Sha1Of(fd_.get(), length_) == sha1) return;
+  Lock lock(mutex_);
+  if (StandsAt(fd_.get(), at_)) Unlink(at_);
+  at_.path.clear();
+  throw HostError(ExitCode::kDamaged, path,
+                  "what came is not what was stored: the SHA-1 differs; nothing of it is kept");
 }
 
 void PartFile::Commit(const std::optional<timespec>& modified,

@@ -57,6 +57,10 @@ class PartFile {
   // Records that what was written from `begin` to `end` is right. 0 or an errno.
   int Note(std::uint64_t begin, std::uint64_t end);
 
+  // Throws kDamaged, and throws away what came, unless it is all of `path` on the drive, whose
+  // bytes have this SHA-1. To be called by one thread, when nothing is missing.
+  void RequireHash(const std::string& sha1, const std::string& path);
+
   // Puts the file in place, over an older one, whose mode it takes. Once its bytes are on disk, so
   // that a power cut leaves the old file or the new one. Throws kLocalFile; kFailed when bytes are
   // missing. It gets the time `modified`, where the file system can. `may_replace` is called just

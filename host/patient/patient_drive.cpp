@@ -146,21 +146,22 @@ void PatientDrive::Read(const RangeRequest& request, const RangeSink& sink) {
 Entry PatientDrive::Send(const UploadSource& source, UploadControl& control, int retries,
                          const Finder& find_stored) {
   const Attempts allowed = Allowed(source.path, retries);
-  const Doubt doubt = find_stored ? Doubt::kLook : Doubt::kSendAgain;
+  const RefusalRules rules{allowed, find_stored ? Doubt::kLook : Doubt::kSendAgain,
+                           patience_.options_are_known};
   bool repeated = false;
   return Call(source.path, allowed, [&](Drive& drive, Attempts&) {
     if (std::exchange(repeated, true) && find_stored) {
       if (auto stored = find_stored()) return *stored;
     }
-    return TryUpload(drive, source, transfers_, control, allowed, doubt);
+    return TryUpload(drive, source, transfers_, control, rules);
   });
 }
 
-Entry PatientDrive::Upload(const std::string& parent_id, const std::string& path, int fd,
-                           std::uint64_t size, UploadControl& control, int retries,
+Entry PatientDrive::Upload(const std::string& parent_id, const std::string& path,
+                           const UploadContents& contents, UploadControl& control, int retries,
                            const Finder& find_stored) {
   const std::string name = NameOf(path);
-  return Send({parent_id, name, path, fd, size}, control, retries, find_stored);
+  return Send({parent_id, name, path, contents}, control, retries, find_stored);
 }
 
 bool PatientDrive::HasMarker(const std::string& folder_id, const std::string& path) {
@@ -187,7 +188,7 @@ Entry PatientDrive::RewriteMarker(const std::string& folder_id, const std::strin
 Entry PatientDrive::SendMarker(const std::string& folder_id, const std::string& path,
                                UploadControl& control, const Finder& find_stored) {
   const std::string name = kMarkerName;
-  return Send({folder_id, name, path, -1, 0}, control, kAllRetries, find_stored);
+  return Send({folder_id, name, path, {}}, control, kAllRetries, find_stored);
 }
 
 Entry PatientDrive::MakeBucket(const std::string& name, const std::string& path) {
@@ -240,8 +241,6 @@ void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
     throw HostError(ExitCode::kNetwork, path, "not deleted yet", AERROR::TIMEDOUT);
   });
 }
-
-std::uint64_t PatientDrive::PartSize() { return live_.Current()->sign_in_answer().part_size; }
 
 std::uint64_t PatientDrive::TotalBytes() {
   return Call("/", Allowed("/", 0), [&](Drive& drive, Attempts&) { return drive.TotalBytes(); });

@@ -31,9 +31,10 @@ inline constexpr int kAllRetries = -1;
 
 struct Patience {
   int retries = 0;  // of a call
-  // Whether the plug-in delivers no byte before it knows that the answer is the range that was
-  // asked for; others tell at the end of a read.
-  bool ranges_are_checked = true;
+  // Whether the plug-in knows the options that a session sets. It then delivers no byte before it
+  // knows that the answer is the range that was asked for, where others tell at the end of a read,
+  // and bounds by itself how often it repeats parts.
+  bool options_are_known = true;
   Attempts::Teller tell;  // of each wait, from any thread
 };
 
@@ -46,7 +47,7 @@ class PatientDrive {
   PatientDrive(LiveSession& live, Transfers& transfers, Patience patience)
       : live_(live), transfers_(transfers), patience_(std::move(patience)) {}
 
-  bool ranges_are_checked() const { return patience_.ranges_are_checked; }
+  bool ranges_are_checked() const { return patience_.options_are_known; }
 
   // Gives what an item is now; none when it is not there.
   using Finder = std::function<std::optional<Entry>()>;
@@ -59,11 +60,12 @@ class PatientDrive {
   // Delivers the range piece by piece, after a failure from the byte reached.
   void Read(const RangeRequest& request, const RangeSink& sink);
 
-  // Stores the `size` bytes behind `fd` under `path`, whose last name it takes. What a large one
-  // leaves behind when it is repeated or fails is noted in `control`. Before it is repeated,
-  // `find_stored`, if any, gives the entry that holds these bytes after all.
-  Entry Upload(const std::string& parent_id, const std::string& path, int fd, std::uint64_t size,
-               UploadControl& control, int retries, const Finder& find_stored = {});
+  // Stores the contents under `path`, whose last name they take. What a large one leaves behind
+  // when it is repeated or fails is noted in `control`. Before it is repeated, `find_stored`, if
+  // any, gives the entry that holds these bytes after all.
+  Entry Upload(const std::string& parent_id, const std::string& path,
+               const UploadContents& contents, UploadControl& control, int retries,
+               const Finder& find_stored = {});
 
   // Whether the folder would stay without its files.
   bool HasMarker(const std::string& folder_id, const std::string& path);
@@ -86,9 +88,6 @@ class PatientDrive {
   void DeleteFile(const Entry& file, const std::string& path, const Finder& still_there);
 
   std::uint64_t TotalBytes();
-
-  // Bytes of a part of large files; 0 when it is not known.
-  std::uint64_t PartSize();
 
  private:
   template <typename Operation>

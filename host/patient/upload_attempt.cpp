@@ -11,10 +11,10 @@ namespace b2drive {
 namespace {
 
 void NoteUnfinished(UploadControl& control, bool stored, const ActiveTransfer& transfer) {
-  const int begun = HostLog::LastAnswer().large_files_begun - (stored ? 1 : 0);
-  if (begun <= 0) return;
+  const Answer& last = HostLog::LastAnswer();
   const auto sent = static_cast<std::uint64_t>(std::max<std::int64_t>(transfer.state().offset, 0));
-  control.NoteUnfinished({begun, static_cast<std::uint64_t>(begun) * sent});
+  control.NoteAttempt(last.large_files_begun, sent);
+  if (stored && !last.IsOfSingleUpload()) control.NoteFinished(sent);
 }
 
 // An upload that was given up failed for what the service said last.
@@ -29,16 +29,17 @@ HostError Explain(const HostError& failure, const std::string& path, const Refus
 }  // namespace
 
 Entry TryUpload(Drive& drive, const UploadSource& source, Transfers& transfers,
-                UploadControl& control, const Attempts& allowed, Doubt doubt) {
+                UploadControl& control, const RefusalRules& rules) {
   ActiveTransfer transfer(transfers, source.path);
-  FileCache contents(source.fd, transfer);
+  const UploadContents& what = source.contents;
+  FileCache contents(what.fd, transfer);
   const UploadControl::Attached attached(control, transfer);
-  RefusalLimit limit(transfer, control, allowed, doubt);
+  RefusalLimit limit(transfer, control, rules);
   try {
-    Entry stored =
-        drive.Upload(source.parent_id, source.name, source.path, source.size, contents, transfer);
+    Entry stored = drive.Upload(source.parent_id, source.name, source.path, what.size,
+                                what.attributes, contents, transfer);
     NoteUnfinished(control, true, transfer);
-    if (stored.size == source.size) return stored;
+    if (stored.size == what.size) return stored;
     throw FsError(EIO, source.path + ": the service stored another size: " +
                            std::to_string(stored.size) + " bytes");
   } catch (const FsError&) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "host/common/thread_safety.h"
@@ -17,6 +18,9 @@ struct Unfinished {
 // Lets another thread give an upload up, and tells what it left behind. Thread-safe.
 class UploadControl {
  public:
+  // `left` is what earlier uploads of the same file left behind.
+  explicit UploadControl(const Unfinished& left = {}) : unfinished_(left) {}
+
   void GiveUp() {
     Lock lock(mutex_);
     given_up_ = true;
@@ -27,10 +31,18 @@ class UploadControl {
     return given_up_;
   }
 
-  void NoteUnfinished(const Unfinished& more) {
+  // An attempt began `files` large files, and sent so many bytes to each of them at most.
+  void NoteAttempt(int files, std::uint64_t bytes) {
     Lock lock(mutex_);
-    unfinished_.files += more.files;
-    unfinished_.bytes += more.bytes;
+    unfinished_.files += files;
+    unfinished_.bytes += static_cast<std::uint64_t>(files) * bytes;
+  }
+  // One of them, of this attempt or of an earlier one, is the file now.
+  void NoteFinished(std::uint64_t bytes) {
+    Lock lock(mutex_);
+    unfinished_.files = std::max(unfinished_.files - 1, 0);
+    unfinished_.bytes -= std::min(unfinished_.bytes, bytes);
+    if (unfinished_.files == 0) unfinished_ = {};
   }
   Unfinished unfinished() const {
     Lock lock(mutex_);

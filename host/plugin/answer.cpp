@@ -39,6 +39,12 @@ bool IsOneOf(std::string_view text, std::span<const char* const> texts) {
   return std::ranges::find(texts, text) != texts.end();
 }
 
+// The name that lives as long as the program; empty for none.
+std::string_view QueryNamed(std::string_view name) {
+  const auto* const found = std::ranges::find(query::kAll, name);
+  return found == query::kAll.end() ? std::string_view() : *found;
+}
+
 bool ReadStatus(std::string_view line, Answer& answer) {
   static constexpr std::array kSchemes = {"https", "HTTPS", "http", "HTTP"};
   static constexpr std::array kMethods = {"GET", "POST", "HEAD"};
@@ -46,13 +52,14 @@ bool ReadStatus(std::string_view line, Answer& answer) {
   if (!Scan(log_lines::kAnswer, line, fields)) return false;
   const auto [name, scheme, method, status] = fields;
   const auto number = base::ParseNumber<int>(status);
-  if (!IsOneOf(name, query::kAll) || !IsOneOf(scheme, kSchemes) || !IsOneOf(method, kMethods) ||
-      !number) {
+  const std::string_view asked = QueryNamed(name);
+  if (asked.empty() || !IsOneOf(scheme, kSchemes) || !IsOneOf(method, kMethods) || !number) {
     return false;
   }
   // The call that follows a failed large upload would hide why it failed.
   if (name == query::kCancelLargeFile) return false;
   answer.status = *number;
+  answer.query = asked;
   answer.transport.clear();
   if (*number == 200 && name == query::kStartLargeFile) ++answer.large_files_begun;
   return true;
@@ -64,16 +71,25 @@ bool ReadTransportFailure(const char* format, std::string_view line, Answer& ans
   if (!Scan(format, line, fields)) return false;
   const auto [name, text, code] = fields;
   const auto number = base::ParseNumber<int>(code);
-  if (!IsOneOf(name, query::kAll) || name == query::kCancelLargeFile || !number ||
-      *number == kNoTransferMade) {
+  const std::string_view asked = QueryNamed(name);
+  if (asked.empty() || name == query::kCancelLargeFile || !number || *number == kNoTransferMade) {
     return false;
   }
   answer.status = 0;
+  answer.query = asked;
   answer.transport = std::string(text) + "(" + std::string(code) + ")";
   return true;
 }
 
 }  // namespace
+
+bool Answer::IsOfLargeFile() const {
+  return query == ::query::kUploadLargeFile || query == ::query::kUploadPartUrl;
+}
+
+bool Answer::IsOfSingleUpload() const {
+  return query == ::query::kUploadSingle || query == ::query::kUploadUrl;
+}
 
 bool ReadAnswer(LOGLEVEL level, std::string_view line, Answer& answer) {
   switch (level) {

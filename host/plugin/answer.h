@@ -11,8 +11,13 @@ namespace b2drive {
 // plug-in's log lines tell more.
 struct Answer {
   int status = 0;             // HTTP status, 0 when none arrived
+  std::string_view query;     // what was asked for, one of query::kAll
   std::string transport;      // why no answer arrived: libcurl's text and code; empty when one did
   int large_files_begun = 0;  // uploads in parts that were begun, and stay if they fail
+
+  // Whether it belongs to a large file that was begun; to an upload by one request.
+  bool IsOfLargeFile() const;
+  bool IsOfSingleUpload() const;
 };
 
 // Reads a log line of the plug-in into `answer`. Lines that say nothing about an answer leave it as

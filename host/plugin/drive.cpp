@@ -8,7 +8,8 @@ namespace {
 
 // What a failed upload left behind.
 std::string Leftover(AERROR code) {
-  if (HostLog::LastAnswer().large_files_begun > 0) return std::string("; ") + kLeftover;
+  const Answer& last = HostLog::LastAnswer();
+  if (last.large_files_begun > 0 || last.IsOfLargeFile()) return std::string("; ") + kLeftover;
   return code == AERROR::UPLOAD_CANCELED ? "; no file was stored" : "";
 }
 
@@ -67,8 +68,11 @@ void Drive::Read(const Entry& file, const std::string& path, std::uint64_t offse
 }
 
 Entry Drive::Upload(const std::string& parent_id, const std::string& name, const std::string& path,
-                    std::uint64_t size, FileCache& contents, const ActiveTransfer& transfer) {
-  _FS_FILE_V2 record = ToRecord({name, "", false, size, {}});
+                    std::uint64_t size, const FileAttributes& attributes, FileCache& contents,
+                    const ActiveTransfer& transfer) {
+  _FS_FILE_V2 record = ToRecord({name, "", false, size});
+  if (attributes.modified) record.second_time = TimeText(*attributes.modified);
+  record.texts.assign(attributes.texts.begin(), attributes.texts.end());
   try {
     Call(path, [&] {
       return protocol_.Upload(parent_id.c_str(), transfer.handle(), &contents, &record,

@@ -15,9 +15,8 @@ namespace b2drive {
 
 // Said of a failed upload that was begun in parts.
 inline constexpr char kLeftover[] =
-    "an unfinished large file may be left on the service, which costs storage: remove it with the "
-    "service's web page or a client that cancels unfinished large files, or let a lifecycle rule "
-    "do so";
+    "the parts that were sent stay on the service as an unfinished large file, which costs "
+    "storage: when the same file is stored again it goes on with them; else cancel it there";
 
 // The operations of a connected protocol object as calls that throw: a HostError that says what the
 // service answered. `path` is what the user knows the item as, for messages only. Any number of
@@ -37,7 +36,8 @@ class Drive {
 
   // Stores `size` bytes of `contents` as the file `name` in the folder `parent_id`.
   Entry Upload(const std::string& parent_id, const std::string& name, const std::string& path,
-               std::uint64_t size, FileCache& contents, const ActiveTransfer& transfer);
+               std::uint64_t size, const FileAttributes& attributes, FileCache& contents,
+               const ActiveTransfer& transfer);
 
   // Makes a folder, or in the root a bucket.
   Entry MakeFolder(const std::string& parent_id, const std::string& name, const std::string& path);

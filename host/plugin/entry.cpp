@@ -1,12 +1,38 @@
 #include "host/plugin/entry.h"
 
+#include <algorithm>
+#include <cstdio>
+#include <string_view>
+
 namespace b2drive {
 namespace {
 
+constexpr long kMillisecond = 1'000'000;  // nanoseconds
+
 timespec ParseTime(const std::string& text) {
   std::tm parts{};
-  if (strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) return {};
-  return {timegm(&parts), 0};
+  const char* const rest = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
+  if (rest == nullptr) return {};
+  int milliseconds = 0;
+  if (std::sscanf(rest, ".%3d", &milliseconds) != 1 || milliseconds < 0) milliseconds = 0;
+  return {timegm(&parts), milliseconds * kMillisecond};
+}
+
+std::shared_ptr<const FileDetails> ReadDetails(const _FS_FILE_V2& record) {
+  if (record.texts.empty()) return nullptr;
+  auto details = std::make_shared<FileDetails>();
+  for (const std::string& text : record.texts) {
+    const std::size_t equals = std::min(text.find('='), text.size() - 1);
+    const std::string_view key(text.data(), equals);
+    std::string value = text.substr(equals + 1);
+    constexpr std::string_view kInfo = "info.";
+    if (key == "sha1") details->sha1 = std::move(value);
+    if (key == "type") details->type = std::move(value);
+    if (key == "action") details->action = std::move(value);
+    if (key.starts_with(kInfo))
+      details->info.emplace_back(key.substr(kInfo.size()), std::move(value));
+  }
+  return details;
 }
 
 }  // namespace
@@ -16,7 +42,13 @@ Entry ToEntry(const _FS_FILE_V2& record) {
     // The times of folders and buckets are those of the listing itself.
     return {record.name, record.id, true, 0, {}};
   }
-  return {record.name, record.id, false, record.size, ParseTime(record.first_time)};
+  return {record.name,
+          record.id,
+          false,
+          record.size,
+          ParseTime(record.second_time),
+          ParseTime(record.first_time),
+          ReadDetails(record)};
 }
 
 _FS_FILE_V2 ToRecord(const Entry& entry) {
@@ -37,9 +69,11 @@ timespec Now() {
 std::string TimeText(const timespec& time) {
   std::tm parts{};
   char text[64];
-  const char* const form = "%Y-%m-%dT%H:%M:%S.000Z";
+  char fraction[24];
   if (gmtime_r(&time.tv_sec, &parts) == nullptr) return "";
-  return {text, std::strftime(text, sizeof text, form, &parts)};
+  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
+  std::snprintf(fraction, sizeof fraction, ".%03ldZ", time.tv_nsec / kMillisecond);
+  return std::string(text, length) + fraction;
 }
 
 }  // namespace b2drive

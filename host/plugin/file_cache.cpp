@@ -8,9 +8,10 @@ namespace b2drive {
 
 AERROR FileCache::Write(long long, const void*, int, int) { return AERROR::NOT_SUPPORTED; }
 
-AERROR FileCache::Read(_FS_HANDLE*, long long offset, void* data, int count, int* read) {
+AERROR FileCache::Read(_FS_HANDLE* handle, long long offset, void* data, int count, int* read) {
   *read = 0;
-  const std::size_t granted = transfer_.AwaitTurn(static_cast<std::size_t>(count));
+  const auto wanted = static_cast<std::size_t>(count);
+  const std::size_t granted = handle == nullptr ? wanted : transfer_.AwaitTurn(wanted);
   if (granted == 0 && count > 0) return AERROR::CANCEL;
   ssize_t got = 0;
   do {

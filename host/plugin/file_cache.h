@@ -7,7 +7,8 @@
 
 namespace b2drive {
 
-// A local file as the source of an upload, read as fast as the limit lets it.
+// A local file as the source of an upload, read as fast as the limit lets it, but for what is not
+// sent and has no handle. Any number of threads may read.
 class FileCache final : public ICacheIO {
  public:
   // Both are borrowed.

@@ -1,5 +1,6 @@
 #include "host/plugin/session.h"
 
+#include <algorithm>
 #include <array>
 
 #include "host/plugin/form_values.h"
@@ -33,18 +34,40 @@ Session::Session(const PluginLibrary& library, const Account& account,
                  const SessionOptions& options)
     : protocol_(library.MakeProtocol(manager_)), drive_(*protocol_) {
   SetOptions(options);
+  SetUploadOptions(options.upload_connections);
   Connect(account, options.log_bodies);
+  SetPartSize();
 }
 
 void Session::SetOptions(const SessionOptions& options) {
   protocol_->SetOpt("exact_delete", "true");
   protocol_->SetOpt("delete_if_unchanged", "true");
   protocol_->SetOpt("strict_answers", "true");
+  protocol_->SetOpt("keep_times", "true");
+  protocol_->SetOpt("file_details", options.details ? "true" : "false");
   // The plug-in's own limit stays off: it is one of each transfer.
   protocol_->SetOpt("low_speed_limit", std::to_string(SlowestShare(options.limit)).c_str());
   if (options.proxy) {
     protocol_->SetOpt("option_fields", OptionFormValues(*options.proxy).c_str());
   }
+}
+
+// A large file is hashed before it is sent, so that whoever fetches it can check it.
+void Session::SetUploadOptions(int connections) {
+  protocol_->SetOpt("reuse_upload_urls", "true");
+  protocol_->SetOpt("resume_uploads", "true");
+  protocol_->SetOpt("verify_uploads", "before");
+  protocol_->SetOpt("upload_connections", std::to_string(connections).c_str());
+}
+
+// Parts as long as the service likes them would keep a file of some 100 MB on one connection, and
+// lose much when one breaks.
+void Session::SetPartSize() {
+  constexpr std::uint64_t kWanted = 16UL * 1024 * 1024;
+  const std::uint64_t liked = sign_in_answer_.part_size;
+  const std::uint64_t size =
+      std::max(liked > 0 ? std::min(liked, kWanted) : kWanted, sign_in_answer_.smallest_part_size);
+  protocol_->SetOpt("upload_part_size", std::to_string(size).c_str());
 }
 
 std::string Session::ServiceName() {

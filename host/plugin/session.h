@@ -11,8 +11,10 @@ namespace b2drive {
 
 struct SessionOptions {
   std::optional<_PROXYINFO> proxy;
-  std::int64_t limit = 0;   // bytes a second that all transfers share; 0: as they come
-  bool log_bodies = false;  // the plug-in logs every answer's body
+  std::int64_t limit = 0;      // bytes a second that all transfers share; 0: as they come
+  bool log_bodies = false;     // the plug-in logs every answer's body
+  bool details = false;        // entries tell what is stored with files
+  int upload_connections = 8;  // at the same time for one large file
 };
 
 // One account, connected from construction to destruction. `library` must outlive it.
@@ -41,7 +43,9 @@ class Session {
   };
 
   void SetOptions(const SessionOptions& options);
+  void SetUploadOptions(int connections);
   void Connect(const Account& account, bool log_bodies);
+  void SetPartSize();
 
   Manager manager_;
   NoInteractiveSignIn sign_in_;

@@ -20,6 +20,11 @@ std::string Text(const Json& object, const char* name) {
   return member.is_string() ? member.get<std::string>() : "";
 }
 
+std::uint64_t Bytes(const Json& object, const char* name) {
+  const Json member = Member(object, name);
+  return member.is_number_unsigned() ? member.get<std::uint64_t>() : 0;
+}
+
 }  // namespace
 
 bool IsSignInLine(std::string_view line) {
@@ -44,8 +49,8 @@ SignInAnswer ReadSignInLine(std::string_view line) {
   for (const Json& capability : Member(allowed, "capabilities")) {
     if (capability.is_string()) said.capabilities.push_back(capability);
   }
-  const Json size = Member(answer, "recommendedPartSize");
-  if (size.is_number_unsigned()) said.part_size = size;
+  said.part_size = Bytes(answer, "recommendedPartSize");
+  said.smallest_part_size = Bytes(answer, "absoluteMinimumPartSize");
   return said;
 }
 

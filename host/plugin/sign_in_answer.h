@@ -14,7 +14,9 @@ struct SignInAnswer {
   std::string bucket;  // the only one that the key reaches; empty: all
   std::string prefix;  // of the names that the key reaches
   std::vector<std::string> capabilities;
-  std::uint64_t part_size = 0;  // bytes of a part of large files; 0 when it is not known
+  // Bytes of a part of large files, as the service likes them and at least; 0 when not known.
+  std::uint64_t part_size = 0;
+  std::uint64_t smallest_part_size = 0;
 };
 
 // Whether a body line is of a sign-in.

@@ -41,7 +41,7 @@ FileDownload::FileDownload(PatientDrive& drive, RemoteFile file, const LocalTarg
       connections_(options.connections),
       offset_(options.offset),
       length_(LengthOf(file_.entry, options)),
-      modified_(options.modified),
+      verify_(options.verify),
       may_replace_(options.may_replace),
       part_(target, ContentsOf(file_.entry, offset_, length_), options.part_name) {}
 
@@ -49,12 +49,19 @@ void FileDownload::Run() {
   try {
     Fetch(Spans());
     ThrowFailure();
-    part_.Commit(modified_, may_replace_);
+    Verify();
+    part_.Commit(IsWhole() ? std::optional(file_.entry.modified) : std::nullopt, may_replace_);
   } catch (const HostError& error) {
     const std::string note = part_.KeptNote();
     if (note.empty()) throw;
     throw HostError(error.exit_code(), error.what() + ("; " + note), error.code());
   }
+}
+
+void FileDownload::Verify() {
+  const auto& details = file_.entry.details;
+  if (!verify_ || !IsWhole() || !details || details->sha1.empty()) return;
+  part_.RequireHash(details->sha1, file_.path);
 }
 
 // One connection has no use for short ones.

@@ -27,11 +27,12 @@ struct DownloadOptions {
   // Which bytes of it; beyond its end there are none.
   std::uint64_t offset = 0;
   std::optional<std::uint64_t> length;
-  std::optional<timespec> modified;   // the time that it gets; else that of its last byte here
+  bool verify = true;                 // compare the SHA-1 of a whole file, where it is known
   std::function<void()> may_replace;  // throws when what has the name by then must stay
 };
 
-// One file on its way to a local one, which appears under its name when it is complete. What came
+// One file on its way to a local one, which appears under its name when it is complete, with the
+// time that the stored one shows unless it is a piece of it. What came
 // stays in a part file when the download ends early, and the next one goes on there. One thread
 // uses an object; any number of them may run at the same time.
 class FileDownload {
@@ -52,6 +53,8 @@ class FileDownload {
   using Span = PartFile::Span;
 
   std::vector<Span> Spans() const;
+  bool IsWhole() const { return length_ == file_.entry.size; }
+  void Verify();
   void Fetch(const std::vector<Span>& spans);
   void FetchSpan(const Span& span);
   void Fail(const HostError& error);
@@ -62,7 +65,7 @@ class FileDownload {
   const std::size_t connections_;
   const std::uint64_t offset_;  // of the first byte in the part file
   const std::uint64_t length_;  // bytes
-  const std::optional<timespec> modified_;
+  const bool verify_;
   const std::function<void()> may_replace_;
   PartFile part_;
   std::atomic<bool> failed_{false};

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/local/local_io.h"
+#include "host/local/sha1.h"
 #include "host/terminal/interrupt.h"
 #include "host/terminal/report.h"
 
@@ -33,20 +34,16 @@ class LeftoverNote {
   }};
 };
 
-}  // namespace
-
-// The plug-in would send it as a large file of one part, of which the service wants two.
-void Storage::RefuseOnePart(const std::string& path, std::uint64_t size) {
-  if (size == 0 || size != drive_.PartSize()) return;
-  throw HostError(ExitCode::kFailed, path,
-                  "nothing was sent: exactly " + std::to_string(size) +
-                      " bytes, the size of a part, is the one size that cannot be stored; make "
-                      "the file a byte longer or shorter");
+// An older version may have the same bytes, and another time.
+bool MayBeOf(const LocalSource& source, const Entry& stored) {
+  if (!source.modified || !stored.HasSourceTime()) return true;
+  return TimeText(*source.modified) == TimeText(stored.modified);
 }
 
+}  // namespace
+
 Entry Storage::PutFile(const std::string& parent_id, const std::string& path,
-                       const LocalSource& source) {
-  RefuseOnePart(path, source.size);
+                       const LocalSource& source, const std::vector<std::string>& texts) {
   UploadControl control;
   const LeftoverNote note(control, path);
   bool found = false;
@@ -55,8 +52,8 @@ Entry Storage::PutFile(const std::string& parent_id, const std::string& path,
     found = stored.has_value();
     return stored;
   };
-  Entry stored = drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries,
-                               find_stored);
+  const UploadContents contents{source.fd.get(), source.size, {source.modified, texts}};
+  Entry stored = drive_.Upload(parent_id, path, contents, control, kAllRetries, find_stored);
   note.Succeed(found);
   return stored;
 }
@@ -66,7 +63,7 @@ std::optional<Entry> Storage::FindStored(const std::string& parent_id, const std
   const std::string name = NameOf(path);
   for (const Entry& entry : drive_.List(parent_id, ParentOf(path))) {
     if (entry.folder || entry.name != name || entry.size != source.size) continue;
-    if (HoldsBytesOf(source, entry, path)) return entry;
+    if (MayBeOf(source, entry) && HoldsBytesOf(source, entry, path)) return entry;
   }
   return std::nullopt;
 }
@@ -74,6 +71,9 @@ std::optional<Entry> Storage::FindStored(const std::string& parent_id, const std
 bool Storage::HoldsBytesOf(const LocalSource& source, const Entry& stored,
                            const std::string& path) {
   if (stored.size == 0) return true;
+  if (stored.details && !stored.details->sha1.empty()) {
+    return Sha1Of(source.fd.get(), source.size) == stored.details->sha1;
+  }
   std::vector<char> mine;
   const auto compare = [&](std::uint64_t offset, const char* data, std::size_t count) {
     try {

@@ -58,7 +58,7 @@ bool SyncDown::Differs(const SyncAction& action) {
   RequireAsPlanned(folder.get(), action);
   LocalSource source{UniqueFd(openat(folder.get(), NameIn(action.path).c_str(),
                                      O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)),
-                     action.local->size};
+                     action.local->size, action.local->modified};
   if (!source.fd) throw LocalFailure(Shown(action), errno);
   const Entry& stored = action.remote->entry;
   if (!storage_.HoldsBytesOf(source, stored, PathOf(action))) return true;
@@ -73,7 +73,6 @@ void SyncDown::Fetch(const SyncAction& action) {
   RequireAsPlanned(folder.get(), action);
   DownloadOptions options;
   options.part_name = PartName::kHidden;
-  options.modified = stored.modified;
   options.may_replace = [&] { RequireAsPlanned(folder.get(), action); };
   const LocalTarget target(folder.get(), stored.name, local_.PathOf(action.path).parent_path());
   FileDownload(drive_, {stored, PathOf(action)}, target, options).Run();

@@ -9,8 +9,8 @@
 
 namespace b2drive {
 
-// Makes a folder of this machine like one of the drive. Files get the time at which they were
-// stored. What somebody changed here since the plan was made is left alone.
+// Makes a folder of this machine like one of the drive. Files get the times that
+// the stored ones show. What somebody changed here since the plan was made is left alone.
 class SyncDown final : public SyncSteps {
  public:
   // `path` is of the folder on the drive. All but that is borrowed.

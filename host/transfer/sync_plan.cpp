@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <compare>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -17,12 +18,24 @@ namespace {
 
 using Kind = SyncNode::Kind;
 
-// The service's time has no fractions of a second: within one second either may be the later one.
-bool MayBeNewer(const timespec& local, const timespec& stored) {
-  return local.tv_sec > stored.tv_sec || (local.tv_sec == stored.tv_sec && local.tv_nsec > 0);
+// The time of the source is stored in milliseconds. That of an upload has no fractions of a second:
+// within one second either may be the later one.
+std::strong_ordering CompareTimes(const timespec& local, const Entry& stored) {
+  constexpr long kMillisecond = 1'000'000;  // nanoseconds
+  const timespec& other = stored.modified;
+  if (local.tv_sec != other.tv_sec || !stored.HasSourceTime()) return local.tv_sec <=> other.tv_sec;
+  return local.tv_nsec / kMillisecond <=> other.tv_nsec / kMillisecond;
 }
-bool MayBeOlder(const timespec& local, const timespec& stored) {
-  return local.tv_sec < stored.tv_sec || (local.tv_sec == stored.tv_sec && local.tv_nsec > 0);
+bool MayDiffer(const timespec& local, const Entry& stored) {
+  return !stored.HasSourceTime() && local.tv_nsec > 0;
+}
+bool MayBeNewer(const timespec& local, const Entry& stored) {
+  const auto order = CompareTimes(local, stored);
+  return order > 0 || (order == 0 && MayDiffer(local, stored));
+}
+bool MayBeOlder(const timespec& local, const Entry& stored) {
+  const auto order = CompareTimes(local, stored);
+  return order < 0 || (order == 0 && MayDiffer(local, stored));
 }
 
 bool IsAsSynced(const SyncedFile& synced, const LocalItem& local, const Entry& stored) {
@@ -159,7 +172,7 @@ bool Planner::Differs(SyncAction& action) const {
   action.compare = task_.checksum;
   if (action.compare) return true;
   const timespec& modified = action.local->modified;
-  return up() ? MayBeNewer(modified, stored.modified) : MayBeOlder(modified, stored.modified);
+  return up() ? MayBeNewer(modified, stored) : MayBeOlder(modified, stored);
 }
 
 void Planner::PlanDeletions() {

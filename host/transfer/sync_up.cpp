@@ -41,15 +41,7 @@ SyncUp::OpenedFile SyncUp::OpenFile(const std::string& path) const {
     throw HostError(ExitCode::kWrongKind, shown, "is no regular file any more");
   }
   const auto size = static_cast<std::uint64_t>(status.st_size);
-  return {{std::move(fd), size}, {size, status.st_mtim, ""}};
-}
-
-bool SyncUp::IsChanged(const OpenedFile& file) const {
-  struct stat status {};
-  if (fstat(file.source.fd.get(), &status) != 0) return true;
-  const timespec& before = file.before.modified;
-  return static_cast<std::uint64_t>(status.st_size) != file.before.size ||
-         status.st_mtim.tv_sec != before.tv_sec || status.st_mtim.tv_nsec != before.tv_nsec;
+  return {{std::move(fd), size, status.st_mtim}, {size, status.st_mtim, ""}};
 }
 
 bool SyncUp::Differs(const SyncAction& action) {
@@ -57,7 +49,7 @@ bool SyncUp::Differs(const SyncAction& action) {
   const Entry& stored = action.remote->entry;
   if (file.source.size != stored.size) return true;
   if (!storage_.HoldsBytesOf(file.source, stored, PathOf(action))) return true;
-  if (IsChanged(file)) return true;
+  if (file.source.IsChanged()) return true;
   file.before.id = stored.id;
   book_.Record(action.path, std::move(file.before));
   return false;
@@ -69,7 +61,7 @@ void SyncUp::Send(const SyncAction& action) {
   OpenedFile file = OpenFile(action.path);
   const std::string path = PathOf(action);
   file.before.id = storage_.PutFile(FolderId(FolderIn(action.path)), path, file.source).id;
-  const bool changed = IsChanged(file);
+  const bool changed = file.source.IsChanged();
   book_.Record(action.path, std::move(file.before));
   if (!changed) return;
   throw HostError(ExitCode::kLocalFile, local_.PathOf(action.path).string(),

@@ -37,7 +37,6 @@ class SyncUp final : public SyncSteps {
   };
 
   OpenedFile OpenFile(const std::string& path) const;
-  bool IsChanged(const OpenedFile& file) const;
   void Send(const SyncAction& action);
   bool MakeFolder(const SyncAction& action);
   void DeleteFile(const SyncAction& action);

@@ -86,6 +86,7 @@ void TreeDownload::Fetch(const Entry& entry, const Place& place) const {
   const UniqueFd folder = local_.Open(above);
   DownloadOptions options;
   options.connections = options_.connections;
+  options.verify = options_.verify;
   options.part_name = PartName::kHidden;
   const LocalTarget target(folder.get(), entry.name, local_.PathOf(above));
   FileDownload(drive_, {entry, place.path}, target, options).Run();

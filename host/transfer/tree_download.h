@@ -17,6 +17,7 @@ namespace b2drive {
 struct TreeDownloadOptions {
   std::size_t jobs = 16;        // files at the same time
   std::size_t connections = 8;  // for each that is large
+  bool verify = true;           // see DownloadOptions
 };
 
 // Fetches what is in a folder or bucket, beginning while it is still being listed. What this system

@@ -10,6 +10,7 @@ std::optional<std::string> HashRange(UploadState state, const Stop& stop) {
   util::Sha1 sha1;
   state.offset = state.start;
   state.shown = false;
+  state.hashed = true;
   while (!stop()) {
     const std::size_t read = read_callback_cache_func(buffer.data(), 1, buffer.size(), &state);
     if (read == CURL_READFUNC_ABORT) return std::nullopt;

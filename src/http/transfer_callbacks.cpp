@@ -68,8 +68,9 @@ bool Stage(DownloadState& state, const char* data, std::size_t length) {
 // The bytes read, or CURL_READFUNC_ABORT.
 std::size_t ReadCache(UploadState& state, char* data, long long wanted) {
   int read = 0;
+  _FS_HANDLE* const handle = state.hashed ? nullptr : state.handle.get();
   const AERROR result =
-      state.cache->Read(state.handle.get(), state.offset, data, static_cast<int>(wanted), &read);
+      state.cache->Read(handle, state.offset, data, static_cast<int>(wanted), &read);
   if (result != AERROR::SUCCESS || read <= 0 || read > wanted) return CURL_READFUNC_ABORT;
   state.offset += read;
   if (state.shown && state.handle && state.handle->transfer)

@@ -62,6 +62,7 @@ struct UploadState {
   long long length = 0;  // bytes of the range
   long long offset = 0;  // file offset of the next byte; the range's end when all are read
   bool shown = true;     // the handle's transfer tells the host how far it is
+  bool hashed = false;   // nothing of it is sent: the host is told so by a null handle
 };
 
 // A range whose SHA-1 follows it, so that it is read only once.

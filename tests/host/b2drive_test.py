@@ -189,8 +189,8 @@ class WritingTest(B2DriveCase):
         older = self.write("got", "older")
         for call, command, stalled, said in [
                 ("b2_download_file_by_id", "get /photos/big got", False, "READ_CANCE|interrupted"),
-                ("b2_upload_part", "put put /photos", False, "an unfinished|interrupted"),
-                ("b2_upload_part", "put put /photos", True, "\nb2drive: interrupted\n")]:
+                ("b2_upload_part", "put put /photos", False, "an unfinished large file"),
+                ("b2_upload_part", "put put /photos", True, "an unfinished large file")]:
             self.service.control("requests", method="DELETE")
             if stalled:
                 self.service.fault(call=call, stall=True)

@@ -71,14 +71,6 @@ class TreesTest(B2DriveCase):
                      "/photos/a/b/local/in/")
         self.assert_stored("a/.bzEmpty a/b/.bzEmpty a/b/local c/.bzEmpty c/d/.bzEmpty c/d/new")
 
-    def test_a_file_of_a_parts_size_is_not_begun(self):
-        self.write("tree/part", "x" * 100000)
-        self.write("tree/more", "x" * 100001)
-        self.refused(16, ["part: nothing was sent: exactly 100000 bytes", "1 of 2 files"],
-                     "put", "-r", "tree", "/photos")
-        self.assertEqual(self.calls("b2_start_large_file"), 1)
-        self.assert_stored("tree/.bzEmpty tree/more")
-
     def test_many_small_files_there_and_back(self):
         self.retries = 3
         self.service.control("latency", {"milliseconds": 50})

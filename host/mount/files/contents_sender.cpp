@@ -12,13 +12,14 @@ namespace b2drive::mount {
 // Shown as running while it lives.
 class ContentsSender::Attempt {
  public:
-  explicit Attempt(ContentsSender& sender) : sender_(sender) {
+  explicit Attempt(ContentsSender& sender)
+      : sender_(sender), control_(std::make_shared<UploadControl>(sender.LeftBehind())) {
     Lock lock(sender_.mutex_);
     sender_.running_ = control_;
   }
   ~Attempt() {
-    sender_.CountUnfinished(control_->unfinished());
     Lock lock(sender_.mutex_);
+    sender_.unfinished_ = control_->unfinished();
     sender_.running_.reset();
   }
   Attempt(const Attempt&) = delete;
@@ -28,7 +29,7 @@ class ContentsSender::Attempt {
 
  private:
   ContentsSender& sender_;
-  const std::shared_ptr<UploadControl> control_ = std::make_shared<UploadControl>();
+  const std::shared_ptr<UploadControl> control_;
 };
 
 bool ContentsSender::Send(int retries) {
@@ -50,7 +51,8 @@ bool ContentsSender::Send(int retries) {
 
 void ContentsSender::SendOnce(const SpoolPtr& contents, UploadControl& control, int retries) {
   if (!stored_.certain() && IsThere(contents)) return;
-  NoteSent(contents, stored_.Upload(pending_.path(), *contents, control, retries));
+  NoteSent(contents,
+           stored_.Upload(pending_.path(), *contents, contents->Modified(), control, retries));
 }
 
 // Whether the service holds contents that waited. What someone else has stored since they were
@@ -94,10 +96,9 @@ void ContentsSender::NoteSent(const SpoolPtr& contents, const Entry& entry) {
   failures_ = 0;
 }
 
-void ContentsSender::CountUnfinished(const Unfinished& more) {
+Unfinished ContentsSender::LeftBehind() const {
   Lock lock(mutex_);
-  unfinished_.files += more.files;
-  unfinished_.bytes += more.bytes;
+  return unfinished_;
 }
 
 void ContentsSender::NoteNotSent(const SpoolPtr& contents, const FsError& error) {

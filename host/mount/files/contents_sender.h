@@ -39,7 +39,7 @@ class ContentsSender {
   void GoElsewhere();
   void NoteSent(const SpoolPtr& contents, const Entry& entry);
   void NoteNotSent(const SpoolPtr& contents, const FsError& error);
-  void CountUnfinished(const Unfinished& more);
+  Unfinished LeftBehind() const;
 
   FileServices& services_;
   PendingContents& pending_;

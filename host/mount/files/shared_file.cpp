@@ -29,7 +29,7 @@ SharedFile::SharedFile(FileServices& services, Unsent unsent)
       pending_(services.spool, services.reading.blocks, std::move(unsent)),
       stored_(services, std::nullopt, false),
       sender_(services, pending_, stored_, *this),
-      modified_(Now()) {}
+      modified_(pending_.visible()->Modified()) {}
 
 timespec SharedFile::modified() const {
   Lock lock(state_);
@@ -101,6 +101,8 @@ void SharedFile::SetTime(timespec time) {
     Lock lock(state_);
     modified_ = time;
   }
+  if (const SpoolPtr waiting = pending_.sealed(); waiting && waiting == pending_.visible())
+    waiting->SetModified(time);
   KeepTime();
 }
 
@@ -124,16 +126,23 @@ void SharedFile::Retire() {
   }
 }
 
+// What is sealed carries its time: it is stored with it, if need be by a later mount.
+void SharedFile::Seal() {
+  const SpoolPtr shown = pending_.HasUnsealed() ? pending_.visible() : nullptr;
+  if (shown) shown->SetModified(modified());
+  pending_.Seal();
+}
+
 void SharedFile::Save() {
   AboutToWait();
-  pending_.Seal();
+  Seal();
   SendWaiting(kAllRetries);
 }
 
 void SharedFile::Settle() {
   if (!pending_.HasUnsealed()) return;
   AboutToWait();
-  pending_.Seal();
+  Seal();
   pending_.Secure();
 }
 
@@ -209,7 +218,8 @@ void SharedFile::CopyStored(const Entry& stored, const std::string& target) {
   SpoolPtr contents = pending_.Freeze();
   if (!contents) contents = stored_.Bring(stored, path(), UINT64_MAX);
   UploadControl control;
-  stored_.Upload(target, *contents, control, kAllRetries);
+  const timespec time = pending_.IsClean() ? modified() : stored.modified;
+  stored_.Upload(target, *contents, time, control, kAllRetries);
 }
 
 // The old name goes only when the service holds the new one and the journal says it, so nothing is
@@ -227,7 +237,7 @@ void SharedFile::MoveLocked(const std::string& name, const std::string& target,
     stored_.Set(there);
   }
   if (replaced != nullptr && !replaced->IsSettled()) {
-    pending_.Seal();
+    Seal();
     pending_.Secure();
   }
   const std::optional<Entry> moved = stored_.known();

@@ -48,7 +48,7 @@ class SharedFile {
   // Sees to it that a file which was emptied and not written survives as it is.
   void Settle();
   // What was written since the last save is to be sent too.
-  void SealUnsaved() { pending_.Seal(); }
+  void SealUnsaved() { Seal(); }
   // Sends what was saved or closed and waits, if anything.
   void SendWaiting(int retries);
   // The last failure to send, if what failed still waits.
@@ -73,6 +73,7 @@ class SharedFile {
   void Retire();
 
  private:
+  void Seal();
   void Bring(std::uint64_t count);
   bool TrySending(int retries);
   void Touch();

@@ -53,11 +53,11 @@ SpoolPtr StoredFile::Bring(const Entry& entry, const std::string& path, std::uin
   });
 }
 
-Entry StoredFile::Upload(const std::string& path, const SpoolFile& contents, UploadControl& control,
-                         int retries) {
+Entry StoredFile::Upload(const std::string& path, const SpoolFile& contents,
+                         const timespec& modified, UploadControl& control, int retries) {
   const std::string parent = services_.directory.FolderId(ParentOf(path));
-  Entry entry =
-      services_.remote.Upload(parent, path, contents.fd(), contents.Size(), control, retries);
+  const UploadContents what{contents.fd(), contents.Size(), {modified, {}}};
+  Entry entry = services_.remote.Upload(parent, path, what, control, retries);
   Set(entry);
   services_.directory.Put(path, entry);
   return entry;

@@ -30,9 +30,9 @@ class StoredFile {
 
   // The first `count` bytes of a version, at most all.
   SpoolPtr Bring(const Entry& entry, const std::string& path, std::uint64_t count);
-  // Stores contents under `path`, and is that version then.
-  Entry Upload(const std::string& path, const SpoolFile& contents, UploadControl& control,
-               int retries);
+  // Stores contents under `path` with this modification time, and is that version then.
+  Entry Upload(const std::string& path, const SpoolFile& contents, const timespec& modified,
+               UploadControl& control, int retries);
   // Deletes all versions of the name; ESTALE when another one than `entry` is the latest.
   void Delete(const Entry& entry, const std::string& path);
 

@@ -9,9 +9,9 @@
 
 namespace b2drive::mount {
 
-// Modification times that the service cannot keep, for the life of the mount; of very many files,
-// those set last. A time belongs to one version of a file and goes when another one takes its
-// place. Thread-safe.
+// Modification times that programs set and the service does not hold, for the life of the mount; of
+// very many files, those set last. A time belongs to one version of a file and goes when another
+// one takes its place. Thread-safe.
 class TimeBook {
  public:
   // `id` is the version's identifier, empty for a folder.

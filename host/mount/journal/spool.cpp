@@ -1,8 +1,10 @@
 #include "host/mount/journal/spool.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 
 #include "host/common/fs_error.h"
@@ -21,6 +23,16 @@ constexpr std::size_t kMostSpares = 64;
 
 SpoolFile::~SpoolFile() {
   if (entry_ == EntryState::kNone) disk_.Remove(file_);
+}
+
+timespec SpoolFile::Modified() const {
+  struct stat status {};
+  return fstat(fd_.get(), &status) == 0 ? status.st_mtim : timespec{};
+}
+
+void SpoolFile::SetModified(const timespec& time) const {
+  const std::array times = {timespec{0, UTIME_OMIT}, time};
+  (void)futimens(fd_.get(), times.data());
 }
 
 std::uint64_t SpoolFile::Size() const { return SizeOf(fd_.get()); }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -28,6 +29,10 @@ class SpoolFile {
   int fd() const { return fd_.get(); }
   const std::filesystem::path& file() const { return file_; }
   std::uint64_t Size() const;  // bytes
+  // When its contents were changed, as programs see it. Lasts as long as the file; a failure to set
+  // it is none of the contents'.
+  timespec Modified() const;
+  void SetModified(const timespec& time) const;
   bool IsSecured() const { return entry_ == EntryState::kSecured; }
 
  private:
