@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -98,6 +99,12 @@ class BackBlazeB2 final : public IProtocol_V2 {
   // ID of the newest finished version or hide marker, unless it is null.
   AERROR GetFileList_ObjectVersions(const Options& options, const char* path, IFileList* list,
                                     bool single, char** msg, std::string* newest_id = nullptr);
+  // What the views show of a folder.
+  AERROR ListVersionsOf(const Options& options, const char* path, IFileList& list) const;
+  AERROR ListUnfinishedOf(const Options& options, const char* path, IFileList& list);
+  AERROR UnfinishedInfo(const Options& options, const ItemPath& file, _FS_FILE_V2& record);
+  // Bytes of the parts that are there; FILE_NOT_FOUND when it is unfinished no more.
+  AERROR SetUnfinishedSize(const Options& options, _FS_FILE_V2& record);
   AERROR _GetFileInfo(const Options& options, const char* path, _FS_FILE_V2* record, char** msg,
                       bool full);
   AERROR GetFileFullName(const Options& options, const char* path, std::string& full_name,
@@ -131,6 +138,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   AERROR DeleteFolder(const Options& options, _FS_FILE_V2* record, char** msg);
   AERROR DeleteVersion(const Options& options, std::string file_id, std::string file_name,
                        char** msg);
+  AERROR DeleteThisVersion(const Options& options, const _FS_FILE_V2& version, char** msg);
   AERROR DeleteVersions(const Options& options, FileList& versions, char** msg);
   AERROR DeleteBucket(const Options& options, std::string bucket_id, char** msg);
 
@@ -151,16 +159,17 @@ class BackBlazeB2 final : public IProtocol_V2 {
                        ICacheIO* cache, _FS_FILE_V2* info, char** msg);
   // Bytes of a part, as the options and the service want it.
   long long PartSize(const Options& options) const;
+  // Calls `add` for each unfinished large file of the bucket whose name begins so, oldest first.
+  AERROR ForEachUnfinished(const Stop& stop, const Options& options, const ItemPath& prefix,
+                           const std::function<void(JsonObject&)>& add);
   // The bucket's unfinished large files whose start answer has `wanted`'s members, newest first.
   AERROR ListUnfinished(const Stop& stop, const Options& options, JsonObject wanted,
                         std::vector<std::string>& file_ids);
+  // FILE_NOT_FOUND when the service has no such unfinished file.
   AERROR ListParts(const Stop& stop, const Options& options, const std::string& file_id,
                    StoredParts& parts);
+  // Cancels it; FILE_NOT_FOUND as above.
   AERROR DiscardLargeFile(const Options& options, std::string file_id, const Stop& stop);
-  AERROR PrepareLargeFile(const Options& options, std::string bucket_id, std::string file_name,
-                          std::string& file_id, std::string& part_url, std::string& part_token);
-  AERROR StartLargeFile(const Options& options, std::string bucket_id, std::string file_name,
-                        std::string& file_id);
   AERROR GetUploadPartUrl(const Options& options, std::string file_id, std::string& url,
                           std::string& token);
   AERROR CancelLargeFile(const Options& options, std::string file_id);

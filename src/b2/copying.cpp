@@ -72,7 +72,7 @@ AERROR BackBlazeB2::CopyFile(const Options& options, const _FS_FILE_V2& source,
 AERROR BackBlazeB2::CopyAndDelete(const Options& options, const _FS_FILE_V2& source,
                                   const ItemPath& target, _FS_FILE_V2& out, char** msg) {
   const AERROR copied = CopyFile(options, source, target, out);
-  if (copied != AERROR::SUCCESS) return copied;
+  if (copied != AERROR::SUCCESS || options.copy_only) return copied;
   const Options exact = ForOldName(options);
   const bool same_name =
       source.name == target.rest && SplitNormalized(source.id).container == target.container;

@@ -156,10 +156,19 @@ JsonObject InfoMembers(const FileAttributes& attributes) {
 }
 
 void SetStored(const Options& options, _FS_FILE_V2& record, JsonObject& answer) {
-  SetUploadTime(record, answer);
+  if (options.view == View::kFiles) {
+    SetUploadTime(record, answer);
+  } else {
+    SetTimes(record, RecordTime(Required(answer, "uploadTimestamp")));
+  }
   if (options.keep_times) {
     const auto time = base::ParseNumber<long long>(InfoOf(answer, kSourceTime));
     if (time) record.second_time = RecordTime(*time);
   }
-  if (options.file_details) SetTexts(record, answer);
+  if (options.file_details) {
+    SetTexts(record, answer);
+  } else if (options.view != View::kFiles) {
+    record.texts.clear();
+    AddText(record, "action", answer["action"]);
+  }
 }

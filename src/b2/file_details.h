@@ -29,5 +29,6 @@ AERROR GetAttributes(const Options& options, const _FS_FILE_V2& record, const st
 JsonObject InfoMembers(const FileAttributes& attributes);
 
 // The times of a stored file that `answer` describes and, where options ask for it, the texts
-// "sha1=", "type=", "action=" and "info.KEY=".
+// "sha1=", "type=", "action=" and "info.KEY="; in a view of versions or unfinished files to the
+// millisecond, and "action=" always.
 void SetStored(const Options& options, _FS_FILE_V2& record, JsonObject& answer);
