@@ -73,8 +73,10 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::string GetSystemTimeRfc3339();
 
  private:
+  class LargeFileEnd;
   class LargeFileUpload;
   class PartSender;
+  class PartsCopy;
   class PartsUpload;
   class SingleUpload;
   struct ListState;
@@ -89,6 +91,8 @@ class BackBlazeB2 final : public IProtocol_V2 {
                      TransportMap on_transport = UploadFailures()) const;
   // The common shape of a service call: POST of a JSON body with the account's token.
   ServicePerformer JsonCall(const char* name, const char* call_name, BodyBuilder body) const;
+  // The same for a copy, which the service answers when it is done.
+  ServicePerformer CopyCall(const char* name, const char* call_name, BodyBuilder body) const;
 
   AERROR GetFileList_BucketList(const Options& options, const char* path, IFileList* list,
                                 char** msg);
@@ -123,10 +127,14 @@ class BackBlazeB2 final : public IProtocol_V2 {
                   _FS_FILE_V2& out);
   AERROR CopyAndDelete(const Options& options, const _FS_FILE_V2& source, const ItemPath& target,
                        _FS_FILE_V2& out, char** msg);
+  // What is left to do after the copy, unless the host wants only that.
+  AERROR DeleteSource(const Options& options, const _FS_FILE_V2& source, const ItemPath& target,
+                      const _FS_FILE_V2& copy, char** msg);
   // The versions of its name that are older than the file.
   AERROR DeleteOlder(const Options& options, const _FS_FILE_V2& file, char** msg);
   AERROR MoveNames(const Options& options, const ItemPath& folder, const ItemPath& target,
                    char** msg);
+  AERROR MoveName(const Options& options, _FS_FILE_V2 source, const ItemPath& target, bool copied);
 
   // The file's versions, newest first. SHARING_VIOLATION when it is not the newest one.
   AERROR ListUnchanged(const Options& options, const _FS_FILE_V2& file, FileList& versions,
@@ -155,10 +163,15 @@ class BackBlazeB2 final : public IProtocol_V2 {
                           std::string& part_url, std::string& part_token);
   AERROR StartLargeFile(const Options& options, const ItemPath& object,
                         const FileAttributes& attributes, std::string& file_id);
+  // As `start`, the call's body, says. What was started while its answer was lost is canceled,
+  // unless it stays.
+  AERROR StartLargeFile(const Stop& stop, const Options& options, JsonObject start, bool stays,
+                        std::string& file_id);
+  void CancelLostStart(const Stop& stop, const Options& options, JsonObject start);
   AERROR UploadInParts(const Options& options, const char* path, std::shared_ptr<_FS_HANDLE> handle,
                        ICacheIO* cache, _FS_FILE_V2* info, char** msg);
-  // Bytes of a part, as the options and the service want it.
-  long long PartSize(const Options& options) const;
+  // Bytes of a part: as wanted, or what the service recommends.
+  long long PartSize(long long wanted) const;
   // Calls `add` for each unfinished large file of the bucket whose name begins so, oldest first.
   AERROR ForEachUnfinished(const Stop& stop, const Options& options, const ItemPath& prefix,
                            const std::function<void(JsonObject&)>& add);

@@ -123,6 +123,8 @@ constexpr Option kOptions[] = {
     {"ca_file", [](Options&, const char* value) { TrustAlso(value); }},
     {"cancel_failed_uploads", SetSwitch<&Options::cancel_failed_uploads>},
     {"connect_info", ReadAccountJson},
+    {"copy_connections", SetNumber<&Options::copy_connections, kMostConnections>},
+    {"copy_part_size", SetNumber<&Options::copy_part_size, kMostPartBytes>},
     {"delete_if_unchanged", SetSwitch<&Options::delete_if_unchanged>},
     {"enable_delete_folder", SetSwitch<&Options::enable_delete_folder>},
     {"exact_delete", SetSwitch<&Options::exact_delete>},

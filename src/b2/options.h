@@ -26,6 +26,8 @@ struct Options {
   bool hide_on_delete = false;       // Delete and DeleteDirectory hide names
   bool server_copy = false;          // renaming and moving by a copy on the service
   bool copy_only = false;            // which leaves what it copies
+  int copy_connections = 4;          // copies at once
+  long long copy_part_size = 0;      // bytes; larger files are copied in parts; 0: 5 GB
   bool file_details = false;         // a record's texts tell and take what is stored with the file
   View view = View::kFiles;
   std::string view_name;  // the one last name that the other views show; empty: all

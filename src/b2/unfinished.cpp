@@ -1,11 +1,48 @@
+#include <utility>
+
 #include "b2/backblaze_b2.h"
 #include "b2/file_details.h"
 #include "b2/file_records.h"
 #include "b2/page_watch.h"
+#include "b2/repeats.h"
 #include "protocol/file_list.h"
 #include "protocol/log_lines.h"
 
 // Large files that were started and neither finished nor canceled. The service bills their parts.
+
+AERROR BackBlazeB2::StartLargeFile(const Stop& stop, const Options& options, JsonObject start,
+                                   bool stays, std::string& file_id) {
+  bool doubtful = false;
+  const auto doubt = [&doubtful](_CURLRTN&) {
+    doubtful = true;
+    return AERROR::FAILED;
+  };
+  HandlerMap on_range = OnSuccess([&file_id](JsonObject& answer) {
+    file_id = static_cast<std::string>(Required(answer, "fileId"));
+    return AERROR::SUCCESS;
+  });
+  on_range[500] = {doubt, ""};
+  const auto send = [&](const Request& request) {
+    request->SetNewConnection(true);  // one that is started twice stays behind once
+    return PostJson(*request, api_url_, call::kStartLargeFile, authorization_token_, start);
+  };
+  const AERROR result = QueryUnless(stop, options, {send, query::kStartLargeFile},
+                                    std::move(on_range), {{408, {doubt, ""}}}, PassingFailures());
+  if ((doubtful || Passes(result)) && !stays) CancelLostStart(stop, options, start);
+  return result == AERROR::RETRY ? AERROR::FAILED : result;
+}
+
+// Only one that nobody works on here, and that has no part yet, as one that was just started.
+void BackBlazeB2::CancelLostStart(const Stop& stop, const Options& options, JsonObject start) {
+  std::vector<std::string> file_ids;
+  if (ListUnfinished(stop, options, std::move(start), file_ids) != AERROR::SUCCESS) return;
+  if (file_ids.empty() || !large_files_.Add(file_ids.front())) return;
+  StoredParts parts;
+  const bool lost =
+      ListParts(stop, options, file_ids.front(), parts) == AERROR::SUCCESS && parts.empty();
+  if (lost) DiscardLargeFile(options, file_ids.front(), stop);
+  large_files_.Remove(file_ids.front());
+}
 
 AERROR BackBlazeB2::ForEachUnfinished(const Stop& stop, const Options& options,
                                       const ItemPath& prefix,
