@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -72,8 +73,10 @@ class BackBlazeB2 final : public IProtocol_V2 {
   std::string GetSystemTimeRfc3339();
 
  private:
+  class LargeFileEnd;
   class LargeFileUpload;
   class PartSender;
+  class PartsCopy;
   class PartsUpload;
   class SingleUpload;
   struct ListState;
@@ -88,6 +91,8 @@ class BackBlazeB2 final : public IProtocol_V2 {
                      TransportMap on_transport = UploadFailures()) const;
   // The common shape of a service call: POST of a JSON body with the account's token.
   ServicePerformer JsonCall(const char* name, const char* call_name, BodyBuilder body) const;
+  // The same for a copy, which the service answers when it is done.
+  ServicePerformer CopyCall(const char* name, const char* call_name, BodyBuilder body) const;
 
   AERROR GetFileList_BucketList(const Options& options, const char* path, IFileList* list,
                                 char** msg);
@@ -98,6 +103,12 @@ class BackBlazeB2 final : public IProtocol_V2 {
   // ID of the newest finished version or hide marker, unless it is null.
   AERROR GetFileList_ObjectVersions(const Options& options, const char* path, IFileList* list,
                                     bool single, char** msg, std::string* newest_id = nullptr);
+  // What the views show of a folder.
+  AERROR ListVersionsOf(const Options& options, const char* path, IFileList& list) const;
+  AERROR ListUnfinishedOf(const Options& options, const char* path, IFileList& list);
+  AERROR UnfinishedInfo(const Options& options, const ItemPath& file, _FS_FILE_V2& record);
+  // Bytes of the parts that are there; FILE_NOT_FOUND when it is unfinished no more.
+  AERROR SetUnfinishedSize(const Options& options, _FS_FILE_V2& record);
   AERROR _GetFileInfo(const Options& options, const char* path, _FS_FILE_V2* record, char** msg,
                       bool full);
   AERROR GetFileFullName(const Options& options, const char* path, std::string& full_name,
@@ -116,10 +127,14 @@ class BackBlazeB2 final : public IProtocol_V2 {
                   _FS_FILE_V2& out);
   AERROR CopyAndDelete(const Options& options, const _FS_FILE_V2& source, const ItemPath& target,
                        _FS_FILE_V2& out, char** msg);
+  // What is left to do after the copy, unless the host wants only that.
+  AERROR DeleteSource(const Options& options, const _FS_FILE_V2& source, const ItemPath& target,
+                      const _FS_FILE_V2& copy, char** msg);
   // The versions of its name that are older than the file.
   AERROR DeleteOlder(const Options& options, const _FS_FILE_V2& file, char** msg);
   AERROR MoveNames(const Options& options, const ItemPath& folder, const ItemPath& target,
                    char** msg);
+  AERROR MoveName(const Options& options, _FS_FILE_V2 source, const ItemPath& target, bool copied);
 
   // The file's versions, newest first. SHARING_VIOLATION when it is not the newest one.
   AERROR ListUnchanged(const Options& options, const _FS_FILE_V2& file, FileList& versions,
@@ -131,6 +146,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   AERROR DeleteFolder(const Options& options, _FS_FILE_V2* record, char** msg);
   AERROR DeleteVersion(const Options& options, std::string file_id, std::string file_name,
                        char** msg);
+  AERROR DeleteThisVersion(const Options& options, const _FS_FILE_V2& version, char** msg);
   AERROR DeleteVersions(const Options& options, FileList& versions, char** msg);
   AERROR DeleteBucket(const Options& options, std::string bucket_id, char** msg);
 
@@ -147,20 +163,26 @@ class BackBlazeB2 final : public IProtocol_V2 {
                           std::string& part_url, std::string& part_token);
   AERROR StartLargeFile(const Options& options, const ItemPath& object,
                         const FileAttributes& attributes, std::string& file_id);
+  // As `start`, the call's body, says. What was started while its answer was lost is canceled,
+  // unless it stays.
+  AERROR StartLargeFile(const Stop& stop, const Options& options, JsonObject start, bool stays,
+                        std::string& file_id);
+  void CancelLostStart(const Stop& stop, const Options& options, JsonObject start);
   AERROR UploadInParts(const Options& options, const char* path, std::shared_ptr<_FS_HANDLE> handle,
                        ICacheIO* cache, _FS_FILE_V2* info, char** msg);
-  // Bytes of a part, as the options and the service want it.
-  long long PartSize(const Options& options) const;
+  // Bytes of a part: as wanted, or what the service recommends.
+  long long PartSize(long long wanted) const;
+  // Calls `add` for each unfinished large file of the bucket whose name begins so, oldest first.
+  AERROR ForEachUnfinished(const Stop& stop, const Options& options, const ItemPath& prefix,
+                           const std::function<void(JsonObject&)>& add);
   // The bucket's unfinished large files whose start answer has `wanted`'s members, newest first.
   AERROR ListUnfinished(const Stop& stop, const Options& options, JsonObject wanted,
                         std::vector<std::string>& file_ids);
+  // FILE_NOT_FOUND when the service has no such unfinished file.
   AERROR ListParts(const Stop& stop, const Options& options, const std::string& file_id,
                    StoredParts& parts);
+  // Cancels it; FILE_NOT_FOUND as above.
   AERROR DiscardLargeFile(const Options& options, std::string file_id, const Stop& stop);
-  AERROR PrepareLargeFile(const Options& options, std::string bucket_id, std::string file_name,
-                          std::string& file_id, std::string& part_url, std::string& part_token);
-  AERROR StartLargeFile(const Options& options, std::string bucket_id, std::string file_name,
-                        std::string& file_id);
   AERROR GetUploadPartUrl(const Options& options, std::string file_id, std::string& url,
                           std::string& token);
   AERROR CancelLargeFile(const Options& options, std::string file_id);

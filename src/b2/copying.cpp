@@ -1,4 +1,8 @@
+#include <algorithm>
+#include <utility>
+
 #include "b2/backblaze_b2.h"
+#include "b2/copy_parts.h"
 #include "b2/file_details.h"
 #include "b2/file_records.h"
 #include "b2/paths.h"
@@ -7,6 +11,9 @@
 // Copies on the service: no byte goes through this machine.
 
 namespace {
+
+constexpr long long kMostCopyBytes = 5'000'000'000;
+constexpr long kLongestCopySeconds = 300;  // without a byte of the answer
 
 // Exact, whatever the host's own deletions are: what else begins with the name stays, and so does
 // what others stored under it meanwhile.
@@ -60,11 +67,21 @@ AERROR BackBlazeB2::CopyFile(const Options& options, const _FS_FILE_V2& source,
     const AERROR described = GetAttributes(options, out, target.rest, attributes);
     if (described != AERROR::SUCCESS) return described;
   }
+  const bool any_size =
+      options.copy_part_size >= std::max<long long>(absolute_minimum_part_size_, 1);
+  const long long most = any_size ? options.copy_part_size : kMostCopyBytes;
+  if (static_cast<long long>(source.size) > most) {
+    const AERROR copied =
+        PartsCopy(*this, options, source, target, PartSize(options.copy_part_size), out)
+            .Run(replaces ? &attributes : nullptr);
+    if (copied == AERROR::SUCCESS) out.name = target.rest.substr(target.rest.rfind('/') + 1);
+    return copied;
+  }
   BindQueryLogger(options.query_logger);
   const std::string source_id = SplitNormalized(source.id).rest;
   const auto body = [&] { return CopyBody(source_id, target, replaces ? &attributes : nullptr); };
   return Query(
-      options, JsonCall(query::kCopyFile, call::kCopyFile, body),
+      options, CopyCall(query::kCopyFile, call::kCopyFile, body),
       OnSuccess([&](JsonObject& answer) { return ReadCopy(options, answer, target, out); }));
 }
 
@@ -72,11 +89,16 @@ AERROR BackBlazeB2::CopyFile(const Options& options, const _FS_FILE_V2& source,
 AERROR BackBlazeB2::CopyAndDelete(const Options& options, const _FS_FILE_V2& source,
                                   const ItemPath& target, _FS_FILE_V2& out, char** msg) {
   const AERROR copied = CopyFile(options, source, target, out);
-  if (copied != AERROR::SUCCESS) return copied;
+  return copied == AERROR::SUCCESS ? DeleteSource(options, source, target, out, msg) : copied;
+}
+
+AERROR BackBlazeB2::DeleteSource(const Options& options, const _FS_FILE_V2& source,
+                                 const ItemPath& target, const _FS_FILE_V2& copy, char** msg) {
+  if (options.copy_only) return AERROR::SUCCESS;
   const Options exact = ForOldName(options);
   const bool same_name =
       source.name == target.rest && SplitNormalized(source.id).container == target.container;
-  if (same_name) return options.hide_on_delete ? AERROR::SUCCESS : DeleteOlder(exact, out, msg);
+  if (same_name) return options.hide_on_delete ? AERROR::SUCCESS : DeleteOlder(exact, copy, msg);
   return options.hide_on_delete ? HideFile(exact, source, msg)
                                 : DeleteUnchanged(exact, source, msg);
 }
@@ -93,4 +115,13 @@ AERROR BackBlazeB2::DeleteOlder(const Options& options, const _FS_FILE_V2& file,
     if (result != AERROR::SUCCESS) return result;
   }
   return AERROR::SUCCESS;
+}
+
+ServicePerformer BackBlazeB2::CopyCall(const char* name, const char* call_name,
+                                       BodyBuilder body) const {
+  const auto send = [this, call_name, body = std::move(body)](const Request& request) {
+    request->SetLowSpeedTimeout(kLongestCopySeconds);
+    return PostJson(*request, api_url_, call_name, authorization_token_, body());
+  };
+  return {send, name};
 }

@@ -20,6 +20,9 @@ AERROR BackBlazeB2::Delete(_FS_FILE_V2* file, char** message) {
     if (file == nullptr) return AERROR::FAILED;
     LogDeletion("Delete", *file);
     const auto options = options_.Get();
+    if (options->view == View::kVersions) return DeleteThisVersion(*options, *file, message);
+    if (options->view == View::kUnfinished)
+      return DiscardLargeFile(*options, SplitNormalized(file->id).rest, {});
     if (options->hide_on_delete) return HideFile(*options, *file, message);
     if (options->exact_delete && options->delete_if_unchanged)
       return DeleteUnchanged(*options, *file, message);
@@ -27,6 +30,17 @@ AERROR BackBlazeB2::Delete(_FS_FILE_V2* file, char** message) {
     GetFileList_ObjectVersions(*options, file->id.c_str(), &versions, true, message);
     return DeleteVersions(*options, versions, message);
   });
+}
+
+// What is gone already is deleted.
+AERROR BackBlazeB2::DeleteThisVersion(const Options& options, const _FS_FILE_V2& version,
+                                      char** msg) {
+  std::string name;
+  const AERROR found = GetFileFullName(options, version.id.c_str(), name, msg);
+  if (found == AERROR::FILE_NOT_FOUND) return AERROR::SUCCESS;
+  return found == AERROR::SUCCESS
+             ? DeleteVersion(options, SplitNormalized(version.id).rest, name, msg)
+             : found;
 }
 
 // Empty when the file is gone.
@@ -65,6 +79,7 @@ AERROR BackBlazeB2::DeleteDirectory(_FS_FILE_V2* dir, char** message) {
     const auto [container, rest] = SplitIdentifier(dir->id);
     if (container.empty()) return AERROR::FAILED;
     const auto options = options_.Get();
+    if (options->view == View::kUnfinished) return AERROR::NOT_SUPPORTED;
     return rest.empty() ? DeleteBucket(*options, container, message)
                         : DeleteFolder(*options, dir, message);
   });

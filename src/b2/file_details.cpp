@@ -94,15 +94,6 @@ std::string InfoOf(JsonObject& answer, const char* key) {
   return info.HasObject(key) ? static_cast<std::string>(info[key]) : "";
 }
 
-// None for a large file whose uploader did not say it.
-std::string Sha1Of(JsonObject& answer) {
-  const auto is_digit = [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); };
-  const std::string stored = answer["contentSha1"];
-  for (std::string text : {stored.substr(stored.rfind(':') + 1), InfoOf(answer, "large_file_sha1")})
-    if (text.size() == kSha1Digits && std::ranges::all_of(text, is_digit)) return text;
-  return "";
-}
-
 void AddText(_FS_FILE_V2& record, const std::string& key, const std::string& value) {
   if (!value.empty()) record.texts.push_back(key + "=" + value);
 }
@@ -137,6 +128,14 @@ FileAttributes ReadAttributes(const Options& options, const _FS_FILE_V2& record,
 
 }  // namespace
 
+std::string Sha1Of(JsonObject& answer) {
+  const auto is_digit = [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); };
+  const std::string stored = answer["contentSha1"];
+  for (std::string text : {stored.substr(stored.rfind(':') + 1), InfoOf(answer, "large_file_sha1")})
+    if (text.size() == kSha1Digits && std::ranges::all_of(text, is_digit)) return text;
+  return "";
+}
+
 AERROR GetAttributes(const Options& options, const _FS_FILE_V2& record, const std::string& name,
                      FileAttributes& attributes, int own) {
   try {
@@ -156,10 +155,19 @@ JsonObject InfoMembers(const FileAttributes& attributes) {
 }
 
 void SetStored(const Options& options, _FS_FILE_V2& record, JsonObject& answer) {
-  SetUploadTime(record, answer);
+  if (options.view == View::kFiles) {
+    SetUploadTime(record, answer);
+  } else {
+    SetTimes(record, RecordTime(Required(answer, "uploadTimestamp")));
+  }
   if (options.keep_times) {
     const auto time = base::ParseNumber<long long>(InfoOf(answer, kSourceTime));
     if (time) record.second_time = RecordTime(*time);
   }
-  if (options.file_details) SetTexts(record, answer);
+  if (options.file_details) {
+    SetTexts(record, answer);
+  } else if (options.view != View::kFiles) {
+    record.texts.clear();
+    AddText(record, "action", answer["action"]);
+  }
 }

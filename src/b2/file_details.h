@@ -28,6 +28,10 @@ AERROR GetAttributes(const Options& options, const _FS_FILE_V2& record, const st
 // As a JSON object of texts.
 JsonObject InfoMembers(const FileAttributes& attributes);
 
+// A stored file's SHA-1 in 40 digits; none for a large file whose uploader did not say it.
+std::string Sha1Of(JsonObject& answer);
+
 // The times of a stored file that `answer` describes and, where options ask for it, the texts
-// "sha1=", "type=", "action=" and "info.KEY=".
+// "sha1=", "type=", "action=" and "info.KEY="; in a view of versions or unfinished files to the
+// millisecond, and "action=" always.
 void SetStored(const Options& options, _FS_FILE_V2& record, JsonObject& answer);

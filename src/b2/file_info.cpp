@@ -38,8 +38,15 @@ AERROR ReadFileInfo(const Options& options, JsonObject& answer, _FS_FILE_V2& rec
 }  // namespace
 
 AERROR BackBlazeB2::GetFileInfo(const char* id, _FS_FILE_V2* out, char** message) {
-  return Guarded(AERROR::FAILED,
-                 [&] { return _GetFileInfo(*options_.Get(), id, out, message, false); });
+  return Guarded(AERROR::FAILED, [&] {
+    const auto options = options_.Get();
+    if (options->view != View::kUnfinished || id == nullptr || out == nullptr)
+      return _GetFileInfo(*options, id, out, message, false);
+    const ItemPath item = SplitNormalized(id);
+    const bool is_file = !item.rest.empty() && (out->type & FS_DIRECTORY) == 0;
+    return is_file ? UnfinishedInfo(*options, item, *out)
+                   : _GetFileInfo(*options, id, out, message, false);
+  });
 }
 
 AERROR BackBlazeB2::_GetFileInfo(const Options& options, const char* path, _FS_FILE_V2* record,
@@ -86,9 +93,10 @@ AERROR BackBlazeB2::StoredFileInfo(const Options& options, const std::string& fi
   BindQueryLogger(options.query_logger);
   const auto body = [&] { return Members({{"fileId", file_id}}); };
   HandlerMap on_code;
-  // Only the version listing of a deletion asks for the full name, and with these options it has to
-  // tell a file that is gone from a look-up that failed.
-  if (full && options.exact_delete && options.delete_if_unchanged) {
+  // Only a deletion asks for the full name, and with these options it has to tell a file that is
+  // gone from a look-up that failed.
+  const bool careful = options.exact_delete && options.delete_if_unchanged;
+  if (full && (careful || options.view == View::kVersions)) {
     on_code[404] = {[](_CURLRTN&) { return AERROR::FILE_NOT_FOUND; }, ""};
   }
   return Query(

@@ -10,6 +10,8 @@ AERROR BackBlazeB2::GetFileList(const char* id, IFileList* sink, char** message)
     const auto options = options_.Get();
     if (SplitIdentifier(id).container.empty())
       return GetFileList_BucketList(*options, id, sink, message);
+    if (options->view == View::kVersions) return ListVersionsOf(*options, id, *sink);
+    if (options->view == View::kUnfinished) return ListUnfinishedOf(*options, id, *sink);
     return GetFileList_ObjectList(*options, id, sink, message, "/");
   });
 }

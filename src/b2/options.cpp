@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
@@ -85,6 +86,22 @@ void ReadVerify(Options& options, const char* value) {
   options.verify_uploads = options.hash_before || IsTrue(value);
 }
 
+void ReadServerCopy(Options& options, const char* value) {
+  options.copy_only = strcasecmp(value, "keep") == 0;
+  options.server_copy = options.copy_only || IsTrue(value);
+}
+
+void ReadView(Options& options, const char* value) {
+  constexpr std::pair<const char*, View> views[] = {
+      {"files", View::kFiles}, {"versions", View::kVersions}, {"unfinished", View::kUnfinished}};
+  for (const auto& [name, view] : views) {
+    if (strcasecmp(value, name) != 0) continue;
+    options.view = view;
+    return;
+  }
+  __LOG__A(logger, LOGLEVEL_WARNING, "[PROTOCOL  ] SetOpt >> There is no view [%s]", value);
+}
+
 struct Option {
   const char* key;
   void (*apply)(Options& options, const char* value);
@@ -106,6 +123,8 @@ constexpr Option kOptions[] = {
     {"ca_file", [](Options&, const char* value) { TrustAlso(value); }},
     {"cancel_failed_uploads", SetSwitch<&Options::cancel_failed_uploads>},
     {"connect_info", ReadAccountJson},
+    {"copy_connections", SetNumber<&Options::copy_connections, kMostConnections>},
+    {"copy_part_size", SetNumber<&Options::copy_part_size, kMostPartBytes>},
     {"delete_if_unchanged", SetSwitch<&Options::delete_if_unchanged>},
     {"enable_delete_folder", SetSwitch<&Options::enable_delete_folder>},
     {"exact_delete", SetSwitch<&Options::exact_delete>},
@@ -117,7 +136,7 @@ constexpr Option kOptions[] = {
        options.low_speed_limit = std::max(1L, std::strtol(value, nullptr, 10));
      }},
     {"option_fields", ReadForm},
-    {"server_copy", SetSwitch<&Options::server_copy>},
+    {"server_copy", ReadServerCopy},
     {"resume_uploads", SetSwitch<&Options::resume_uploads>},
     {"reuse_upload_urls", SetSwitch<&Options::reuse_upload_urls>},
     {"speedlimit",
@@ -129,6 +148,8 @@ constexpr Option kOptions[] = {
     {"upload_part_size", SetNumber<&Options::upload_part_size, kMostPartBytes>},
     {"verbose", ReadVerbose},
     {"verify_uploads", ReadVerify},
+    {"view", ReadView},
+    {"view_name", SetText<&Options::view_name>},
 };
 
 }  // namespace

@@ -7,6 +7,9 @@
 #include "base/thread_safety.h"
 #include "engine/query_logger.h"
 
+// What a listing shows, and what an identifier that it gave means.
+enum class View { kFiles, kVersions, kUnfinished };
+
 // What a host has set on a protocol object. An operation takes the options of its beginning and
 // hands them down to all that it calls, so that it never sees half a change.
 struct Options {
@@ -22,7 +25,12 @@ struct Options {
   bool keep_times = false;           // the second time is the source's, stored with the file
   bool hide_on_delete = false;       // Delete and DeleteDirectory hide names
   bool server_copy = false;          // renaming and moving by a copy on the service
+  bool copy_only = false;            // which leaves what it copies
+  int copy_connections = 4;          // copies at once
+  long long copy_part_size = 0;      // bytes; larger files are copied in parts; 0: 5 GB
   bool file_details = false;         // a record's texts tell and take what is stored with the file
+  View view = View::kFiles;
+  std::string view_name;  // the one last name that the other views show; empty: all
 
   bool reuse_upload_urls = false;
   long long upload_part_size = 0;  // bytes; 0: what the service recommends

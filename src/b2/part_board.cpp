@@ -15,7 +15,7 @@ Part PartPlan::At(int number) const {
 
 std::optional<Part> PartBoard::Take() {
   const base::Lock lock(mutex_);
-  if (failed_ || taken_ == plan_.Count()) return std::nullopt;
+  if (taken_ == plan_.Count()) return std::nullopt;
   return plan_.At(++taken_);
 }
 
@@ -26,37 +26,9 @@ void PartBoard::Done(const Part& part, std::string sha1) {
   --missing_;
 }
 
-bool PartBoard::Fail(AERROR result) {
+bool PartBoard::IsComplete() const {
   const base::Lock lock(mutex_);
-  if (failed_.exchange(true)) return false;
-  result_ = result;
-  return true;
-}
-
-void PartBoard::Come() {
-  const base::Lock lock(mutex_);
-  ++present_;
-}
-
-void PartBoard::Go() {
-  const base::Lock lock(mutex_);
-  --present_;
-  gone_.notify_all();
-}
-
-bool PartBoard::WaitForAll(std::chrono::milliseconds time) {
-  const auto end = std::chrono::steady_clock::now() + time;
-  base::Lock lock(mutex_);
-  while (present_ > 0) {
-    if (gone_.wait_until(lock, end) == std::cv_status::timeout) return present_ == 0;
-  }
-  return true;
-}
-
-AERROR PartBoard::Result() const {
-  const base::Lock lock(mutex_);
-  if (failed_) return result_;
-  return missing_ == 0 ? AERROR::SUCCESS : AERROR::FAILED;
+  return missing_ == 0;
 }
 
 std::vector<std::string> PartBoard::Sha1s() const {

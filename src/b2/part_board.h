@@ -1,14 +1,12 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "base/thread_safety.h"
-#include "protocol/aerror.h"
 
 struct Part {
   int number;        // from 1
@@ -42,33 +40,19 @@ class PartBoard {
   explicit PartBoard(PartPlan plan)
       : plan_(plan), sha1s_(static_cast<std::size_t>(plan.Count())), missing_(plan.Count()) {}
 
-  // The next part, its taker's alone; none when all are taken or the upload has failed.
+  // The next part, its taker's alone; none when all are taken.
   std::optional<Part> Take();
   void Done(const Part& part, std::string sha1);
-  // Ends the upload. True for the first, whose result counts.
-  bool Fail(AERROR result);
-  bool failed() const { return failed_; }
 
-  // Who takes parts, comes and goes.
-  void Come();
-  void Go();
-  // Waits until nobody is left, but no longer than so; whether nobody is.
-  bool WaitForAll(std::chrono::milliseconds time);
-
-  // SUCCESS once all parts are done.
-  AERROR Result() const;
+  bool IsComplete() const;
   std::vector<std::string> Sha1s() const;  // in the parts' order
   long long BytesDone() const { return bytes_done_; }
 
  private:
   const PartPlan plan_;
-  std::atomic<bool> failed_ = false;
   std::atomic<long long> bytes_done_ = 0;
   mutable base::Mutex mutex_;
-  base::Condition gone_;
   std::vector<std::string> sha1s_ B2_GUARDED_BY(mutex_);
   int missing_ B2_GUARDED_BY(mutex_);
   int taken_ B2_GUARDED_BY(mutex_) = 0;
-  int present_ B2_GUARDED_BY(mutex_) = 0;
-  AERROR result_ B2_GUARDED_BY(mutex_) = AERROR::SUCCESS;
 };

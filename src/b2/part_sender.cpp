@@ -17,29 +17,24 @@ constexpr long kLowSpeedSeconds = 60;
 BackBlazeB2::PartSender::PartSender(BackBlazeB2& protocol, SharedUpload& upload)
     : protocol_(protocol),
       upload_(upload),
-      stop_([&upload] { return upload.board.failed() || GivenUp(upload.handle); }),
+      stop_([&upload] { return upload.workers.failed() || GivenUp(upload.handle); }),
       progress_{stop_} {
   range_.cache = upload.cache;
   range_.handle = upload.handle;
   range_.shown = false;
 }
 
-void BackBlazeB2::PartSender::Run() noexcept {
-  const RelayedHere relayed(log_);
-  AERROR result = AERROR::SUCCESS;
-  try {
-    while (result == AERROR::SUCCESS) {
-      const std::optional<Part> part = upload_.board.Take();
-      if (!part) break;
-      result = SendOrFind(*part);
-      progress_.uploaded = 0;
-      if (result == AERROR::SUCCESS) upload_.board.Done(*part, std::move(sha1_));
-    }
-  } catch (...) {
-    result = AERROR::FAILED;
+AERROR BackBlazeB2::PartSender::Run(LogRelay& log) {
+  log_ = &log;
+  while (!upload_.workers.failed()) {
+    const std::optional<Part> part = upload_.board.Take();
+    if (!part) break;
+    const AERROR result = SendOrFind(*part);
+    progress_.uploaded = 0;
+    if (result != AERROR::SUCCESS) return result;
+    upload_.board.Done(*part, std::move(sha1_));
   }
-  if (result != AERROR::SUCCESS) ended_upload_ = upload_.board.Fail(result);
-  upload_.board.Go();
+  return AERROR::SUCCESS;
 }
 
 AERROR BackBlazeB2::PartSender::SendOrFind(const Part& part) {
@@ -60,7 +55,7 @@ AERROR BackBlazeB2::PartSender::Send(const Part& part) {
   for (;;) {
     AERROR result = Attempt(part);
     if (Passes(url_result_)) result = std::exchange(url_result_, AERROR::SUCCESS);
-    if (result == AERROR::SUCCESS) log_.Release();
+    if (result == AERROR::SUCCESS) log_->Release();
     if (!Passes(result)) return result;
     if (Again() != AERROR::RETRY) return result == AERROR::RETRY ? AERROR::FAILED : result;
   }
@@ -112,7 +107,7 @@ AERROR BackBlazeB2::PartSender::OnStored(JsonObject& answer) {
 
 AERROR BackBlazeB2::PartSender::Again() {
   target_.reset();
-  log_.Release();
+  log_->Release();
   return repeats_->Next();
 }
 

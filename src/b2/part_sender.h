@@ -7,6 +7,7 @@
 
 #include "b2/backblaze_b2.h"
 #include "b2/repeats.h"
+#include "b2/workers.h"
 #include "engine/log_relay.h"
 
 // What the senders of one large file's parts share. Outlives them.
@@ -19,20 +20,19 @@ struct SharedUpload {
   long long speed_limit;          // bytes per second of each sender
   std::atomic<bool> gone{false};  // the service does not know the large file any more
   PartBoard board;
+  Workers workers = {};
 };
 
-// Sends parts, one after another, on a thread of its own: each again, on a new URL, after what
+// Sends parts, one after another, as one of several workers: each again, on a new URL, after what
 // passes, and the file is given up when a part cannot be had.
 class BackBlazeB2::PartSender {
  public:
   PartSender(BackBlazeB2& protocol, SharedUpload& upload);
 
-  // Until there is nothing more to send. The board has the outcome.
-  void Run() noexcept;
+  // Until there is nothing more to send.
+  AERROR Run(LogRelay& log);
 
   long long BytesSending() const { return progress_.uploaded; }  // of the running part
-  LogRelay& log() { return log_; }
-  bool ended_upload() const { return ended_upload_; }  // its failure is the upload's
 
  private:
   AERROR SendOrFind(const Part& part);
@@ -49,8 +49,7 @@ class BackBlazeB2::PartSender {
   BackBlazeB2& protocol_;
   SharedUpload& upload_;
   const Stop stop_;
-  LogRelay log_;
-  std::atomic<bool> ended_upload_ = false;
+  LogRelay* log_ = nullptr;
   SharedProgress progress_;
   std::optional<UploadTarget> target_;
   std::optional<Repeats> repeats_;  // of the running part

@@ -1,12 +1,68 @@
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <utility>
+
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
 #include "b2/guarded.h"
 #include "b2/paths.h"
+#include "b2/workers.h"
+#include "base/thread_safety.h"
 #include "protocol/log.h"
+#include "util/sha1.h"
 
 // The service has no renaming, only copying and deleting: hosts that ask for it get both in one.
 
 namespace {
+
+struct StoredFile {
+  std::string id;
+  std::uint64_t size = 0;
+  std::string digest;  // of all that makes it this file; none when that is not known
+};
+using StoredFiles = std::map<std::string, StoredFile>;  // by name
+
+// The files of a listing with details, in less memory than their records take.
+class FolderContents final : public IFileList {
+ public:
+  AERROR AddFile(const _FS_FILE_V2* file) override {
+    if (file->type != FS_FILE) return AERROR::SUCCESS;
+    StoredFile& stored = files[file->name];
+    stored.id = file->id;
+    stored.size = file->size;
+    if (file->texts.empty() || !file->texts.front().starts_with("sha1=")) return AERROR::SUCCESS;
+    util::Sha1 digest;
+    for (const std::string& text : file->texts) digest.Update(text.c_str(), text.size() + 1);
+    stored.digest = digest.HexDigest();
+    return AERROR::SUCCESS;
+  }
+
+  // Whether it has the same file under this name.
+  bool Has(const std::string& name, const StoredFile& file) const {
+    const auto found = files.find(name);
+    return found != files.end() && !file.digest.empty() && found->second.digest == file.digest &&
+           found->second.size == file.size;
+  }
+
+  StoredFiles files;
+};
+
+// Gives out the files, each once. For any number of threads.
+class FileQueue {
+ public:
+  explicit FileQueue(const StoredFiles& files) : next_(files.begin()), end_(files.end()) {}
+
+  const StoredFiles::value_type* Next() {
+    const base::Lock lock(mutex_);
+    return next_ == end_ ? nullptr : &*next_++;
+  }
+
+ private:
+  base::Mutex mutex_;
+  StoredFiles::const_iterator next_ B2_GUARDED_BY(mutex_);
+  const StoredFiles::const_iterator end_;
+};
 
 const char* NameOf(const _FS_FILE_V2* record) {
   return record == nullptr ? Shown(nullptr) : record->name.c_str();
@@ -82,22 +138,45 @@ AERROR BackBlazeB2::MoveDir(const char* from, const char* to, _FS_FILE_V2* out, 
   });
 }
 
-// Stops at the first failure. What was moved is under the new name only, so that a further call
-// goes on with the rest.
+// Stops at the first failure. What was moved is under the new name only, and what was copied is not
+// copied again, so that a further call goes on with the rest.
 AERROR BackBlazeB2::MoveNames(const Options& options, const ItemPath& folder,
                               const ItemPath& target, char** msg) {
-  const std::string prefix = folder.rest + "/";
-  FileList names;
-  const AERROR listed =
-      GetFileList_ObjectList(options, ItemId(folder.container, prefix).c_str(), &names, msg, "");
-  if (listed != AERROR::SUCCESS) return listed;
-  for (const auto& file : names.GetFileList()) {
-    _FS_FILE_V2 source = *file;
-    _FS_FILE_V2 moved;
-    source.name = prefix + file->name;
-    const ItemPath name{target.container, target.rest + "/" + file->name};
-    const AERROR result = CopyAndDelete(options, source, name, moved, msg);
-    if (result != AERROR::SUCCESS) return result;
+  FolderContents from, to;
+  Options detailed = options;
+  detailed.file_details = true;
+  for (const auto& [path, contents] : {std::pair{&folder, &from}, {&target, &to}}) {
+    const std::string id = ItemId(path->container, path->rest + "/");
+    const AERROR listed = GetFileList_ObjectList(detailed, id.c_str(), contents, msg, "");
+    if (listed != AERROR::SUCCESS) return listed;
   }
-  return AERROR::SUCCESS;
+  const int count = std::min(options.copy_connections, static_cast<int>(from.files.size()));
+  Options share = options;
+  share.copy_connections = std::max(1, options.copy_connections / std::max(count, 1));
+  Workers workers;
+  FileQueue queue(from.files);
+  const auto move = [&](int, LogRelay& log) {
+    while (!workers.failed()) {
+      const auto* file = queue.Next();
+      if (file == nullptr) break;
+      const auto& [name, stored] = *file;
+      _FS_FILE_V2 source;
+      source.id = stored.id;
+      source.name = folder.rest + "/" + name;
+      source.size = stored.size;
+      const ItemPath new_name{target.container, target.rest + "/" + name};
+      const AERROR result = MoveName(share, std::move(source), new_name, to.Has(name, stored));
+      if (result != AERROR::SUCCESS) return result;
+      log.Release();
+    }
+    return AERROR::SUCCESS;
+  };
+  return workers.Run(count, move, [] {});
+}
+
+AERROR BackBlazeB2::MoveName(const Options& options, _FS_FILE_V2 source, const ItemPath& target,
+                             bool copied) {
+  _FS_FILE_V2 copy;
+  return copied ? DeleteSource(options, source, target, copy, nullptr)
+                : CopyAndDelete(options, source, target, copy, nullptr);
 }

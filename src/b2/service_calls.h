@@ -7,6 +7,7 @@ inline constexpr char kCallPath[] = "/b2api/v1/";
 
 inline constexpr char kAuthorizeAccount[] = "b2_authorize_account";
 inline constexpr char kCopyFile[] = "b2_copy_file";
+inline constexpr char kCopyPart[] = "b2_copy_part";
 inline constexpr char kCancelLargeFile[] = "b2_cancel_large_file";
 inline constexpr char kCreateBucket[] = "b2_create_bucket";
 inline constexpr char kDeleteBucket[] = "b2_delete_bucket";

@@ -88,6 +88,10 @@ HandlerMap OnRefusedUpload(std::function<void()> start_again) {
   return map;
 }
 
+HandlerMap OnUnfinishedNoMore() {
+  return {{400, {[](_CURLRTN&) { return AERROR::FILE_NOT_FOUND; }, ""}}};
+}
+
 TransportMap TimeoutOnly() { return {{CURLE_OPERATION_TIMEDOUT, AERROR::TIMEDOUT}}; }
 
 TransportMap UploadFailures() {

@@ -51,5 +51,7 @@ HandlerMap OnSuccessDo(ResultHandler handler);  // the same, with the result as 
 // The statuses after which an upload starts again. The entry for 429 stands for completeness: the
 // backoff policy takes that status first.
 HandlerMap OnRefusedUpload(std::function<void()> start_again);
+// FILE_NOT_FOUND for 400, which is how the service says that a large file is unfinished no more.
+HandlerMap OnUnfinishedNoMore();
 TransportMap TimeoutOnly();
 TransportMap UploadFailures();

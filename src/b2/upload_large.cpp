@@ -205,7 +205,7 @@ AERROR BackBlazeB2::DiscardLargeFile(const Options& options, std::string file_id
                                      const Stop& stop) {
   const auto body = [&] { return Members({{"fileId", file_id}}); };
   return QueryUnless(stop, options, JsonCall(query::kCancelLargeFile, call::kCancelLargeFile, body),
-                     OnSuccess());
+                     OnSuccess(), OnUnfinishedNoMore());
 }
 
 // Asks for a part URL, under the name of a cancellation: the large file is left unfinished on the

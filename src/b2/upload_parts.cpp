@@ -1,13 +1,12 @@
 #include <algorithm>
 #include <chrono>
 #include <deque>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "b2/backblaze_b2.h"
 #include "b2/file_details.h"
 #include "b2/file_records.h"
+#include "b2/large_file_end.h"
 #include "b2/part_sender.h"
 #include "b2/paths.h"
 #include "b2/range_hash.h"
@@ -19,7 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kProgressInterval{100};
 constexpr long long kUsualPartBytes = 100'000'000;
 constexpr long long kMostPartBytes = 5'000'000'000;
 
@@ -131,34 +129,30 @@ class BackBlazeB2::PartsUpload {
   }
 
   AERROR Start() {
-    const auto read = [this](JsonObject& answer) {
-      file_id_ = static_cast<std::string>(Required(answer, "fileId"));
-      protocol_.large_files_.Add(file_id_);
-      return AERROR::SUCCESS;
-    };
-    return protocol_.QueryUnless(stop_, options_,
-                                 protocol_.JsonCall(query::kStartLargeFile, call::kStartLargeFile,
-                                                    [this] { return start_; }),
-                                 OnSuccess(read));
+    const AERROR result =
+        protocol_.StartLargeFile(stop_, options_, start_, StaysAfterFailure(), file_id_);
+    if (!file_id_.empty()) protocol_.large_files_.Add(file_id_);
+    return result;
   }
 
   AERROR SendParts();
-  AERROR Finish();
-  AERROR TryToFinish(Repeats& repeats, bool& doubtful);
-  AERROR AskWhetherFinished();
-  AERROR Watch(SharedUpload& upload, std::deque<PartSender>& senders);
+  AERROR Send(SharedUpload& upload, int count);
 
-  AERROR OnFinished(JsonObject& answer) {
-    SetStored(options_, record_, answer);
-    record_.type = FS_FILE;
-    record_.size = ContentLength(answer);
-    record_.id = ItemId(object_.container, Required(answer, "fileId"));
-    return AERROR::SUCCESS;
+  AERROR Finish() {
+    LargeFileEnd end(protocol_, options_, stop_, {object_.container, file_id_}, std::move(sha1s_),
+                     record_);
+    const AERROR result = end.Run();
+    gone_ = end.gone();
+    return result;
+  }
+
+  bool StaysAfterFailure() const {
+    return options_.resume_uploads || !options_.cancel_failed_uploads;
   }
 
   // A canceled upload does not wait for a service that does not answer.
   void Abandon() {
-    if (file_id_.empty() || options_.resume_uploads || !options_.cancel_failed_uploads) return;
+    if (file_id_.empty() || StaysAfterFailure()) return;
     const auto end = Clock::now() + std::chrono::seconds(1);
     protocol_.DiscardLargeFile(options_, file_id_,
                                [this, end] { return stop_() && Clock::now() >= end; });
@@ -193,109 +187,28 @@ AERROR BackBlazeB2::PartsUpload::SendParts() {
                       limit > 0 ? std::max(limit / count, 1LL) : limit,
                       {false},
                       PartBoard(plan_)};
-  std::deque<PartSender> senders;
-  for (int i = 0; i < count; ++i) senders.emplace_back(protocol_, upload);
-  const AERROR result = Watch(upload, senders);
+  const AERROR result = Send(upload, count);
   gone_ = upload.gone;
   sha1s_ = upload.board.Sha1s();
-  return result;
+  return result == AERROR::SUCCESS && !upload.board.IsComplete() ? AERROR::FAILED : result;
 }
 
-// Runs the senders, each on its thread. None is left behind, whatever throws.
-AERROR BackBlazeB2::PartsUpload::Watch(SharedUpload& upload, std::deque<PartSender>& senders) {
-  struct Threads : std::deque<std::thread> {
-    explicit Threads(PartBoard& shared) : board(shared) {}
-    ~Threads() {
-      if (!board.WaitForAll({})) board.Fail(AERROR::FAILED);
-      for (std::thread& thread : *this) thread.join();
-    }
-    PartBoard& board;
-  };
+AERROR BackBlazeB2::PartsUpload::Send(SharedUpload& upload, int count) {
+  std::deque<PartSender> senders;
+  for (int i = 0; i < count; ++i) senders.emplace_back(protocol_, upload);
   const auto show = [&] {
     long long bytes = upload.board.BytesDone();
-    for (PartSender& sender : senders) {
-      bytes += sender.BytesSending();
-      sender.log().Deliver(false);
-    }
+    for (const PartSender& sender : senders) bytes += sender.BytesSending();
     progress_.Show(bytes);
+    if (stop_()) upload.workers.Fail(AERROR::UPLOAD_CANCELED);
   };
-  {
-    Threads threads(upload.board);
-    for (PartSender& sender : senders) {
-      upload.board.Come();
-      try {
-        threads.emplace_back([&sender] { sender.Run(); });
-      } catch (const std::system_error&) {  // those that there are do it all
-        upload.board.Go();
-        if (threads.empty()) throw;
-      }
-    }
-    while (!upload.board.WaitForAll(kProgressInterval)) {
-      show();
-      if (stop_()) upload.board.Fail(AERROR::UPLOAD_CANCELED);
-    }
-    show();
-  }
-  // The line that says why the upload failed comes last.
-  for (const bool ended : {false, true}) {
-    for (PartSender& sender : senders) {
-      if (sender.ended_upload() == ended) sender.log().Deliver(true);
-    }
-  }
-  return upload.board.Result();
+  const auto send = [&](int number, LogRelay& log) {
+    return senders[static_cast<std::size_t>(number)].Run(log);
+  };
+  return upload.workers.Run(count, send, show);
 }
 
-AERROR BackBlazeB2::PartsUpload::Finish() {
-  Repeats repeats(stop_);
-  bool doubtful = false;
-  AERROR result = AERROR::RETRY;
-  for (AERROR next = AERROR::RETRY; next == AERROR::RETRY;) {
-    result = TryToFinish(repeats, doubtful);
-    next = Passes(result) ? repeats.Next() : AERROR::FAILED;
-  }
-  doubtful = doubtful || Passes(result);
-  if (result == AERROR::SUCCESS || !doubtful || stop_()) return result;
-  const AERROR asked = AskWhetherFinished();
-  return asked == AERROR::SUCCESS || result == AERROR::RETRY ? asked : result;
-}
-
-AERROR BackBlazeB2::PartsUpload::TryToFinish(Repeats& repeats, bool& doubtful) {
-  const auto send = [this](const Request& request) {
-    JsonObject sha1s("[]");
-    for (const std::string& sha1 : sha1s_) sha1s.InsertArrayItem(sha1);
-    JsonObject body = Members({{"fileId", file_id_}});
-    body.Insert("partSha1Array", sha1s);
-    return PostJson(*request, protocol_.api_url_, call::kFinishLargeFile,
-                    protocol_.authorization_token_, body);
-  };
-  const auto again = [&](_CURLRTN&) {
-    doubtful = true;
-    return repeats.Next();
-  };
-  const auto refused = [&](_CURLRTN&) {
-    doubtful = true;
-    gone_ = true;
-    return AERROR::FAILED;
-  };
-  HandlerMap on_range = OnSuccess([this](JsonObject& answer) { return OnFinished(answer); });
-  on_range[500] = {again, ""};
-  return protocol_.QueryUnless(stop_, options_, {send, query::kUploadLargeFile},
-                               std::move(on_range), {{400, {refused, ""}}, {408, {again, ""}}},
-                               PassingFailures());
-}
-
-// The service may have finished the file while its answer was lost, and refuses to do it again when
-// it is asked to, also by libcurl, which repeats on a new connection what a kept one did not
-// answer.
-AERROR BackBlazeB2::PartsUpload::AskWhetherFinished() {
-  const auto body = [this] { return Members({{"fileId", file_id_}}); };
-  return protocol_.QueryUnless(
-      stop_, options_, protocol_.JsonCall(query::kFileInfo, call::kGetFileInfo, body),
-      OnSuccess([this](JsonObject& answer) { return OnFinished(answer); }));
-}
-
-long long BackBlazeB2::PartSize(const Options& options) const {
-  const long long wanted = options.upload_part_size;
+long long BackBlazeB2::PartSize(long long wanted) const {
   if (wanted >= absolute_minimum_part_size_ && wanted > 0) return wanted;
   if (wanted > 0) {
     __LOG__A(logger, LOGLEVEL_WARNING,
@@ -309,7 +222,7 @@ long long BackBlazeB2::PartSize(const Options& options) const {
 AERROR BackBlazeB2::UploadInParts(const Options& options, const char* path,
                                   std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache,
                                   _FS_FILE_V2* info, char** msg) {
-  const long long part_size = PartSize(options);
+  const long long part_size = PartSize(options.upload_part_size);
   if (static_cast<long long>(info->size) <= part_size) {
     return UploadUsingPost(options, path, std::move(handle), cache, info, msg, false);
   }

@@ -21,28 +21,10 @@ bool IsLike(JsonObject& file, JsonObject& wanted) {
 
 AERROR BackBlazeB2::ListUnfinished(const Stop& stop, const Options& options, JsonObject wanted,
                                    std::vector<std::string>& file_ids) {
-  std::string next;
-  PageWatch watch(true, query::kListUnfinished);
-  const auto body = [&] {
-    JsonObject request(R"({"maxFileCount":100})");
-    request["bucketId"] = static_cast<std::string>(wanted["bucketId"]);
-    request["namePrefix"] = static_cast<std::string>(wanted["fileName"]);
-    if (!next.empty()) request["startFileId"] = next;
-    return request;
-  };
-  const auto read = [&](JsonObject& answer) {
-    JsonObject files = Required(answer, "files");
-    const int count = files.GetArraySize();
-    for (int i = 0; i < count; ++i) {
-      JsonObject file = files[i];
-      if (IsLike(file, wanted)) file_ids.push_back(Required(file, "fileId"));
-    }
-    next = static_cast<std::string>(answer["nextFileId"]);
-    return watch.Next(next, count);
-  };
-  const AERROR result = QueryUnless(
-      stop, options, JsonCall(query::kListUnfinished, call::kListUnfinishedLargeFiles, body),
-      OnSuccess(read));
+  const ItemPath name{wanted["bucketId"], wanted["fileName"]};
+  const AERROR result = ForEachUnfinished(stop, options, name, [&](JsonObject& file) {
+    if (IsLike(file, wanted)) file_ids.push_back(Required(file, "fileId"));
+  });
   std::ranges::reverse(file_ids);  // the service's oldest come first
   return result;
 }
@@ -71,5 +53,5 @@ AERROR BackBlazeB2::ListParts(const Stop& stop, const Options& options, const st
     return watch.Next(next, count);
   };
   return QueryUnless(stop, options, JsonCall(query::kListParts, call::kListParts, body),
-                     OnSuccess(read));
+                     OnSuccess(read), OnUnfinishedNoMore());
 }

@@ -26,6 +26,7 @@ namespace query {
 inline constexpr char kAuthorize[] = "Process";
 inline constexpr char kCancelLargeFile[] = "CancelLargeFile";
 inline constexpr char kCopyFile[] = "CopyFile";
+inline constexpr char kCopyPart[] = "CopyPart";
 inline constexpr char kCreateBucket[] = "CreateDirectory";
 inline constexpr char kDeleteBucket[] = "DeleteBucket";
 inline constexpr char kDeleteVersion[] = "DeleteVersion";
@@ -44,9 +45,9 @@ inline constexpr char kUploadSingle[] = "UploadUsingPost";
 inline constexpr char kUploadUrl[] = "GetUploadUrl";
 
 inline constexpr std::array kAll = {
-    kAuthorize,       kCancelLargeFile, kCopyFile,       kCreateBucket, kDeleteBucket,
-    kDeleteVersion,   kFileInfo,        kHideFile,       kListBuckets,  kListObjects,
-    kListVersions,    kListParts,       kListUnfinished, kRead,         kStartLargeFile,
-    kUploadLargeFile, kUploadPartUrl,   kUploadSingle,   kUploadUrl};
+    kAuthorize,      kCancelLargeFile, kCopyFile,      kCopyPart,       kCreateBucket,
+    kDeleteBucket,   kDeleteVersion,   kFileInfo,      kHideFile,       kListBuckets,
+    kListObjects,    kListVersions,    kListParts,     kListUnfinished, kRead,
+    kStartLargeFile, kUploadLargeFile, kUploadPartUrl, kUploadSingle,   kUploadUrl};
 
 }  // namespace query

@@ -25,7 +25,7 @@ struct _FS_FILE_V1 {
 };
 
 // The members after those of the earlier record are the host's; left as they are by this protocol,
-// unless the option "file_details" makes `texts` tell what is stored with the file.
+// unless the options "file_details" or "view" make `texts` tell what is stored with the file.
 struct _FS_FILE_V2 : _FS_FILE_V1 {
   std::deque<std::string> texts;
   std::string last;

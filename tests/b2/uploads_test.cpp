@@ -162,6 +162,7 @@ TEST_F(UploadsTest, WhatPassesCostsAPartAndNotTheFile) {
       service->AddFault(row.fault);
       std::string road = row.road;
       if (canceled && row.left > 0) road.insert(road.size() - 1, "c");
+      if (canceled && road == "s!") road = "slL!";  // it may have been started all the same
       EXPECT_EQ(Put("f", Bytes(2500, static_cast<int>(&row - rows))), road) << &row - rows;
       EXPECT_EQ(store().UnfinishedCount(), left += canceled ? 0 : row.left) << &row - rows;
     }

@@ -54,6 +54,8 @@ class FilesTest(ServiceTest):
         service = self.service
         service.add("a", b"0123456789")
         service.add("empty", b"")
+        service.fault(call="download_by_name", flipByte=1)
+        self.assertEqual(service.download("a").body, b"0023456789")
         for asked, shown, body in [
                 ("bytes=-3", "bytes 7-9/10", b"789"), ("bytes=8-99", "bytes 8-9/10", b"89"),
                 *((whole, None, b"0123456789") for whole in (

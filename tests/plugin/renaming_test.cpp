@@ -6,7 +6,7 @@ using testing::ElementsAre, testing::IsEmpty;
 
 class RenamingTest : public DriveTest {
  protected:
-  RenamingTest() { SetOpt("server_copy", "true"); }
+  RenamingTest() : DriveTest(1000) { SetOpt("server_copy", "true"); }
 
   AERROR Rename(Text id, Text name, _FS_FILE_V2& out) {
     return drive->Rename(id.c_str(), name.c_str(), &out, nullptr);
@@ -71,11 +71,37 @@ TEST_F(RenamingTest, AFolderGoesWithEverythingAndAFurtherCallGoesOn) {
   for (const char* name : {"d/.bzEmpty", "d/a", "d/e/b", "dd"}) Store(name, name);
   EXPECT_EQ(MoveDir(bucket + "/d", bucket + "/d/e", "f"), INVALID_PARAMETER);
   EXPECT_EQ(MoveDir(bucket, bucket, "f"), INVALID_PARAMETER);
-  Fail("b2_copy_file", 503, 1, 1);
-  EXPECT_EQ(MoveDir(bucket + "/d", bucket + "/g", "h"), FAILED);
+  for (const auto& [call, skip] : {std::pair("b2_copy_file", 1), {"b2_delete_file_version", 0}}) {
+    Fail(call, 503, 1, skip);
+    EXPECT_EQ(MoveDir(bucket + "/d", bucket + "/g", "h"), FAILED);
+  }
   EXPECT_EQ(MoveDir(bucket + "/d", bucket + "/g", "h"), SUCCESS);
   EXPECT_THAT(Stored(), ElementsAre("dd", "g/h/.bzEmpty", "g/h/a", "g/h/e/b"));
   EXPECT_EQ(StoredIn(store())["g/h/e/b"], "d/e/b");
+  for (Text name : Stored()) EXPECT_EQ(Versions(name).size(), 1U) << name;
+}
+
+TEST_F(RenamingTest, LargeFilesAreCopiedInPartsWithAllThatIsStoredWithThem) {
+  SetOpt("copy_part_size", "1000");
+  const std::string text(3500, 'x');
+  const auto source = emulator::AddText(store(), "bucket", "a", text, {{"k", "v"}});
+  _FS_FILE_V2 out;
+  EXPECT_EQ(Rename(bucket + "/" + source->Id(), "b", out), SUCCESS);
+  EXPECT_EQ(std::tie(out.name, out.size), std::make_tuple("b", 3500U));
+  EXPECT_EQ(StoredIn(store()), (Contents{{"b", text}}));
+  const auto copy = emulator::VersionsOf(store(), "bucket", "b").front();
+  EXPECT_EQ(copy->content_type, source->content_type);
+  EXPECT_EQ(copy->info,
+            (emulator::FileInfo{{"k", "v"}, {"large_file_sha1", source->content->sha1}}));
+  EXPECT_EQ(service->Count("b2_copy_part"), 4U);
+  SetOpt("file_details", "true");
+  out.texts = {"type=c/d"};
+  Fail("b2_copy_part", 403, 1, 2);
+  EXPECT_EQ(Rename(out.id, "b", out), FAILED);
+  EXPECT_EQ(store().UnfinishedCount(), 0U);
+  EXPECT_EQ(Rename(out.id, "b", out), SUCCESS);
+  EXPECT_EQ(emulator::VersionsOf(store(), "bucket", "b").front()->content_type, "c/d");
+  EXPECT_EQ(service->Count("b2_download_file_by_id") + service->Count("b2_upload_part"), 0U);
 }
 
 TEST_F(RenamingTest, HidingKeepsEveryVersion) {
