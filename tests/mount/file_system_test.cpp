@@ -19,6 +19,24 @@ TEST_F(FileSystemTest, ATimeThatIsSetGoesWithTheFile) {
   EXPECT_EQ(files->Stat(At("a")).modified.tv_sec, 1000);
   EXPECT_EQ(Rename("a", "b"), 0);
   EXPECT_EQ(files->Stat(At("b")).modified.tv_sec, 1000);
+  // It is stored where the file was not saved yet, or got its name since; also by a later mount.
+  handle = Create("c", "text");
+  files->SetTime(At("c"), {2000, 3'999'999});
+  Close(std::move(handle));
+  Fail("b2_upload_file", 503, kAlways);
+  handle = Create("d", "text");
+  files->SetTime(At("d"), {4000, 0});
+  EXPECT_EQ(Try([&] { files->Sync(*handle); }), EIO);
+  Kill();
+  handle.reset();
+  Heal();
+  Mount();
+  Remount();
+  for (const auto& [name, time] :
+       {std::pair{"b", timespec{1000, 0}}, {"c", {2000, 3'000'000}}, {"d", {4000, 0}}}) {
+    const timespec stored = files->Stat(At(name)).modified;
+    EXPECT_EQ(std::pair(stored.tv_sec, stored.tv_nsec), std::pair(time.tv_sec, time.tv_nsec));
+  }
 }
 
 // What the mount knows of a name is up to dir_ttl old.
@@ -119,19 +137,23 @@ TEST_F(FileSystemTest, ASendingThatRanOutOfMemoryIsTriedAgain) {
 TEST_F(FileSystemTest, AFailedLargeUploadIsRepeatedByItselfForAWhileOnlyAndItsRestIsTold) {
   constexpr int kTimes = 10;
   const std::string large(3 * kPart, 'l');
-  Fail("b2_upload_part", 500, kAlways);
+  Fail("b2_upload_part", 403, kAlways);
   HandlePtr handle = Create("a", large);
-  for (int times = 1; times <= kTimes; ++times) {
-    EXPECT_EQ(Try([&] { files->Sync(*handle); }), EIO);
+  const auto expect_left = [&](int left) {
+    EXPECT_EQ(Try([&] { files->Sync(*handle); }), EDQUOT);
     const Delay delay = files->Waiting().at(0);
-    EXPECT_EQ(delay.unfinished.files, times);
-    EXPECT_GT(delay.unfinished.bytes, 0u);
-    EXPECT_EQ(delay.lasting, times == kTimes);
-  }
+    EXPECT_EQ(delay.unfinished.files, left);
+    EXPECT_EQ(delay.lasting, left == kTimes);
+  };
+  // The next one goes on with what is there, unless it cannot be found.
+  for (int times = 1; times <= 3; ++times) expect_left(1);
+  Fail("b2_list_unfinished_large_files", 403, kAlways);
+  for (int left = 2; left <= kTimes; ++left) expect_left(left);
   EXPECT_EQ(service->store().UnfinishedCount(), std::size_t{kTimes});
   Heal();
   files->Sync(*handle);
   Close(std::move(handle));
+  EXPECT_EQ(service->store().UnfinishedCount(), std::size_t{kTimes - 1});
   ExpectAgreement();
   EXPECT_EQ(Versions("a").at(0), large);
 }
