@@ -59,29 +59,61 @@ void Context::SetAccount(FoundAccount found) { account_ = std::move(found); }
 
 std::optional<_PROXYINFO> Context::proxy() const { return ChosenProxy(options_.proxy); }
 
-std::unique_ptr<Session> Context::Connect() {
+std::string Context::ca_file() const {
+  const char* const inherited = std::getenv("SSL_CERT_FILE");
+  return options_.ca_file.empty() && inherited != nullptr ? inherited : options_.ca_file;
+}
+
+std::unique_ptr<Session> Context::Connect(View view) {
   SessionOptions settings;
   settings.proxy = proxy();
   settings.limit = options_.limit;
   settings.log_bodies = !options_.log_bodies.empty();
-  settings.details = details_;
+  settings.details = details_ || view != View::kFiles;
+  settings.hide = hide_;
+  settings.view = view;
+  settings.ca_file = ca_file();
   settings.upload_connections = upload_connections_;
   PluginLibrary& plugin = library();
   return std::make_unique<Session>(plugin, account(), settings);
 }
 
 // Each wait is told where somebody looks.
+Patience Context::ThePatience() const {
+  Patience patience{options_.retries, uses_shipped_plugin(), {}};
+  if (TheOutputStyle().verbose || StderrIsTerminal()) {
+    patience.tell = [](const std::string& text) { Note("", text); };
+  }
+  return patience;
+}
+
 PatientDrive& Context::drive() {
   if (drive_) return *drive_;
   library();
   account();
   live_ = std::make_unique<LiveSession>([this] { return Connect(); });
-  Patience patience{options_.retries, uses_shipped_plugin(), {}};
-  if (TheOutputStyle().verbose || StderrIsTerminal()) {
-    patience.tell = [](const std::string& text) { Note("", text); };
-  }
-  drive_ = std::make_unique<PatientDrive>(*live_, transfers_, std::move(patience));
+  drive_ = std::make_unique<PatientDrive>(*live_, transfers_, ThePatience());
   return *drive_;
+}
+
+ViewedDrive Context::Open(View view) {
+  RequireOwnPlugin();
+  library();
+  account();
+  auto live = std::make_unique<LiveSession>([this, view] { return Connect(view); });
+  auto drive = std::make_unique<PatientDrive>(*live, transfers_, ThePatience());
+  return {std::move(live), std::move(drive)};
+}
+
+void Context::HideOnDelete() {
+  RequireOwnPlugin();
+  hide_ = true;
+}
+
+void Context::RequireOwnPlugin() const {
+  if (uses_shipped_plugin()) return;
+  throw HostError(ExitCode::kNoPlugin,
+                  "this needs the plug-in that belongs to b2drive, without --plugin");
 }
 
 PathIndex& Context::index() {

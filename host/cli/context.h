@@ -25,8 +25,15 @@ struct GlobalOptions {
   std::optional<std::string> proxy;  // else the environment's
   std::int64_t limit = 0;            // bytes a second of all transfers together; 0: none
   std::string log_bodies;
+  std::string ca_file;                 // else SSL_CERT_FILE's
   std::optional<std::string> profile;  // else the environment's account, else its profile
   int retries = 10;                    // of a call that failed for a passing reason
+};
+
+// The drive in another view, with a session of its own.
+struct ViewedDrive {
+  std::unique_ptr<LiveSession> live;
+  std::unique_ptr<PatientDrive> drive;
 };
 
 // What a command works with; made when first asked for, so that a command which needs no plug-in or
@@ -49,7 +56,16 @@ class Context {
   std::string profile() const { return ChosenProfile(options_.profile); }
   std::optional<_PROXYINFO> proxy() const;
   // One more session, of the caller's own. Any thread may call once `library` was.
-  std::unique_ptr<Session> Connect();
+  std::unique_ptr<Session> Connect(View view = View::kFiles);
+  // Throws kNoPlugin for another plug-in than the program's own. One that does not know the options
+  // would take a version for the file, and move or delete what it is to copy or hide.
+  void RequireOwnPlugin() const;
+  // Throws so, too.
+  ViewedDrive Open(View view);
+  // Deleting hides names; before anything connects. Throws as Open does.
+  void HideOnDelete();
+  // Certificates that are trusted besides the bundle's; empty: none.
+  std::string ca_file() const;
   // At the same time for one large file; before anything connects.
   void SetUploadConnections(int connections) { upload_connections_ = connections; }
   // Entries tell what is stored with files; before anything connects.
@@ -70,9 +86,12 @@ class Context {
   void EndSession();
 
  private:
+  Patience ThePatience() const;
+
   const GlobalOptions options_;
   Transfers& transfers_;
   bool details_ = false;
+  bool hide_ = false;
   int upload_connections_ = SessionOptions().upload_connections;
   Changes changes_;
   // In the order of their dependence.

@@ -13,6 +13,19 @@ std::string Shown(const std::string& text) {
   return escapes ? EscapeControls(text) : text;
 }
 
+namespace {
+
+void AddDetails(const Entry& entry, Json& json) {
+  json["uploaded"] = TimeText(entry.uploaded);
+  const FileDetails& details = *entry.details;
+  if (!details.sha1.empty()) json["sha1"] = details.sha1;
+  if (!details.type.empty()) json["content_type"] = details.type;
+  if (details.action != "upload" && !details.action.empty()) json["action"] = details.action;
+  for (const auto& [key, value] : details.info) json["info"][key] = value;
+}
+
+}  // namespace
+
 Json ToJson(const Entry& entry, const std::string& path) {
   Json json = {{"path", path},
                {"name", entry.name},
@@ -24,6 +37,7 @@ Json ToJson(const Entry& entry, const std::string& path) {
     json["modified"] = TimeText(entry.modified);
   }
   json["id"] = entry.id;
+  if (entry.details) AddDetails(entry, json);
   return json;
 }
 

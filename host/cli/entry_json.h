@@ -12,7 +12,7 @@ namespace b2drive::cli {
 // one.
 std::string Shown(const std::string& text);
 
-// path, name, type, of files size in bytes and time, id.
+// path, name, type, of files size in bytes and time, id, and what else is known of it.
 Json ToJson(const Entry& entry, const std::string& path);
 
 // To standard output: indented, for a command's one result, and as one line of several.

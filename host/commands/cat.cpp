@@ -16,7 +16,7 @@ ExitCode RunCat(Context& context, const CatOptions& options) {
     if (!read_on) return;
     const PathArgument argument(options.paths[i]);
     const Entry file = context.index().FindFile(argument);
-    read_on = PrintFile(context, file, argument.path, {0, file.size, options.verify});
+    read_on = PrintFile(context.drive(), file, argument.path, {0, file.size, options.verify});
   });
   return read_on ? result : ExitCode::kBrokenPipe;
 }

@@ -12,9 +12,16 @@ void AddCommands(CLI::App& app, Selected& selected) {
   AddTailCommand(app, selected);
   AddGetCommand(app, selected);
   AddPutCommand(app, selected);
+  AddMvCommand(app, selected);
+  AddCpCommand(app, selected);
   AddMkdirCommand(app, selected);
   AddRmdirCommand(app, selected);
   AddRmCommand(app, selected);
+  AddHideCommand(app, selected);
+  AddUnhideCommand(app, selected);
+  AddVersionsCommand(app, selected);
+  AddRestoreCommand(app, selected);
+  AddUnfinishedCommand(app, selected);
   AddSyncCommand(app, selected);
 #ifdef B2_WITH_MOUNT
   AddMountCommand(app, selected);

@@ -4,9 +4,12 @@
 
 #include "host/commands/commands.h"
 #include "host/common/errors.h"
+#include "host/common/name_rules.h"
+#include "host/terminal/report.h"
 #include "host/terminal/terminal.h"
 #include "host/terminal/text_format.h"
 #include "host/transfer/remote_tree.h"
+#include "host/transfer/versions.h"
 
 namespace b2drive::cli {
 namespace {
@@ -43,8 +46,27 @@ void Count(PatientDrive& drive, const Victim& victim, const Filter& filter, Amou
   });
 }
 
+void CountVersions(Context& context, const std::vector<Victim>& victims, const Filter& filter,
+                   Amount& amount) {
+  const ViewedDrive view = context.Open(View::kVersions);
+  for (const auto& [path, entry] : victims) {
+    if (!entry.folder) {
+      amount.versions += VersionsOf(*view.drive, context.index(), path).size();
+      continue;
+    }
+    view.drive->ListNamed(entry.id, "", path);
+    WalkRemoteTree(*view.drive, entry, path, filter, [&](const RemoteItem& item) {
+      if (!item.entry.folder && item.entry.name != kMarkerName) ++amount.versions;
+    });
+  }
+}
+
 void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& count, bool yes,
-                     PathIndex& index) {
+                     PathIndex& index, bool hide) {
+  if (!yes && count.items == 1 && count.versions > 1) {
+    Note("", victims.front().path + ": all its " + std::to_string(count.versions) +
+                 " versions are deleted");
+  }
   if (yes || count.items <= 1) return;
   std::string summary = Summary(victims);
   std::string amount =
@@ -53,7 +75,12 @@ void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& count, bo
     throw HostError(ExitCode::kNotConfirmed, summary + ": nothing was deleted: this is about " +
                                                  amount + " and nobody can be asked; use --yes");
   }
-  if (!Confirm(EscapeControls("Delete " + summary + ": " + amount + ", in all versions?"))) {
+  const std::string versions = count.versions > 0
+                                   ? "in all " + std::to_string(count.versions) + " versions"
+                                   : "in all versions";
+  const std::string question = hide ? "Hide " + summary + ": " + amount + "?"
+                                    : "Delete " + summary + ": " + amount + ", " + versions + "?";
+  if (!Confirm(EscapeControls(question))) {
     throw HostError(ExitCode::kNotConfirmed, summary + ": not confirmed, nothing was deleted");
   }
   index.ForgetAll();

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "host/cli/context.h"
 #include "host/patient/patient_drive.h"
 #include "host/plugin/path_index.h"
 #include "host/transfer/filter.h"
@@ -17,7 +18,8 @@ struct Victim {
 // How much goes with a deletion.
 struct Amount {
   std::size_t items = 0;
-  bool at_least = false;  // more, in folders whose name is empty, which cannot be listed
+  std::size_t versions = 0;  // of all files in it; 0 when they are not counted
+  bool at_least = false;     // more, in folders whose name is empty, which cannot be listed
 };
 
 // Throws kUsage unless `argument` names one thing that can be deleted.
@@ -27,10 +29,14 @@ void CheckDeletable(const PathArgument& argument);
 // takes there, the files.
 void Count(PatientDrive& drive, const Victim& victim, const Filter& filter, Amount& amount);
 
-// Throws kNotConfirmed unless the user agrees. Not asked for a single item, nor when `yes`. After
-// an answer everything is looked up afresh.
+// Adds the versions that go with the victims.
+void CountVersions(Context& context, const std::vector<Victim>& victims, const Filter& filter,
+                   Amount& amount);
+
+// Throws kNotConfirmed unless the user agrees, to hiding with `hide`. Not asked for a single item,
+// nor when `yes`. After an answer everything is looked up afresh.
 void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& amount, bool yes,
-                     PathIndex& index);
+                     PathIndex& index, bool hide = false);
 
 // Deletes an empty bucket, or a folder with everything in it.
 void DeleteFolder(PatientDrive& drive, const Victim& victim);

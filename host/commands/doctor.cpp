@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 
 #include "host/cli/entry_json.h"
@@ -50,6 +51,7 @@ class Doctor {
     for (Check& check : MachineChecks()) checks.push_back(std::move(check));
     checks.insert(checks.end(), {{"plug-in", [this] { return LookAtPlugin(); }},
                                  {"account", [this] { return LookAtAccount(); }},
+                                 {"certificates", [this] { return LookAtCertificates(); }},
                                  {"proxy", [this] { return LookAtProxy(); }},
                                  {"names", [this] { return LookAtNames(); }},
                                  {"sign-in", [this] { return LookAtSignIn(); }},
@@ -84,6 +86,16 @@ class Doctor {
     context_.SetAccount(*found);
     has_account_ = true;
     return {Health::kOk, "key " + found->account.key_id + " from " + found->source, ""};
+  }
+
+  Finding LookAtCertificates() {
+    const std::string file = context_.ca_file();
+    if (file.empty()) return {Health::kOk, "those that come with b2drive", ""};
+    std::ifstream text(file);
+    const bool readable =
+        static_cast<bool>(text) && text.peek() != std::ifstream::traits_type::eof();
+    if (readable) return {Health::kOk, "those that come with b2drive, and " + file, ""};
+    return {Health::kFailed, file + " cannot be read", "correct --ca-file or SSL_CERT_FILE"};
   }
 
   Finding LookAtProxy() {

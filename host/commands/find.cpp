@@ -1,5 +1,4 @@
 #include <fnmatch.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -9,6 +8,7 @@
 
 #include "host/cli/entry_json.h"
 #include "host/cli/filter_options.h"
+#include "host/cli/time_argument.h"
 #include "host/commands/commands.h"
 #include "host/common/byte_count.h"
 #include "host/transfer/remote_tree.h"
@@ -43,31 +43,12 @@ struct SizeTest {
   std::uint64_t limit = 0;
 };
 
-using Time = std::pair<std::time_t, long>;
-
-Time ToTime(const timespec& time) { return {time.tv_sec, time.tv_nsec}; }
-
-// What a local file has, or a time in UTC as it is written out.
-Time ParseTime(const std::string& text) {
-  struct stat status {};
-  if (stat(text.c_str(), &status) == 0) return ToTime(status.st_mtim);
-  for (const char* format : {"%Y-%m-%dT%H:%M:%SZ", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%d %H:%M:%S",
-                             "%Y-%m-%d %H:%M", "%Y-%m-%d"}) {
-    std::tm parts{};
-    const char* end = strptime(text.c_str(), format, &parts);
-    if (end != nullptr && *end == '\0') return {timegm(&parts), 0};
-  }
-  throw HostError(ExitCode::kUsage, "--newer " + text +
-                                        ": neither a local file nor a time as 2026-01-31 or "
-                                        "2026-01-31T12:00:00Z");
-}
-
 // What an entry must be. Sizes and times are files' only.
 class Test {
  public:
   explicit Test(const FindOptions& options) : name_(options.name), type_(options.type) {
     if (!options.size.empty()) size_.emplace(options.size);
-    if (!options.newer.empty()) newer_ = ParseTime(options.newer);
+    if (!options.newer.empty()) newer_ = ParseTimeOrFile("--newer", options.newer);
   }
 
   bool Passes(const Entry& entry) const {
@@ -75,14 +56,14 @@ class Test {
     if (entry.folder ? file_wanted : type_ == "d") return false;
     if (!name_.empty() && fnmatch(name_.c_str(), entry.name.c_str(), 0) != 0) return false;
     if (size_ && (entry.size <=> size_->limit) != size_->wanted) return false;
-    return !newer_ || ToTime(entry.modified) > *newer_;
+    return !newer_ || IsLater(entry.modified, *newer_);
   }
 
  private:
   const std::string name_;
   const std::string type_;
   std::optional<SizeTest> size_;
-  std::optional<Time> newer_;
+  std::optional<timespec> newer_;
 };
 
 void Print(const std::string& path, const Entry& entry, bool json) {

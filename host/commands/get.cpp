@@ -7,6 +7,7 @@
 #include "host/commands/get_tree.h"
 #include "host/commands/print_file.h"
 #include "host/transfer/download.h"
+#include "host/transfer/versions.h"
 
 namespace b2drive::cli {
 namespace {
@@ -20,6 +21,7 @@ struct GetOptions {
   std::string path;
   std::string local;
   DownloadOptions how;
+  std::string version;
   bool recursive = false;
   std::size_t jobs = 16;
   Filter filter;
@@ -32,13 +34,13 @@ fs::path LocalTarget(const GetOptions& options, const std::string& name) {
   return fs::is_directory(local, ignored) ? local / name : local;
 }
 
-ExitCode Print(Context& context, const Entry& file, const std::string& path,
+ExitCode Print(Context& context, PatientDrive& drive, const Entry& file, const std::string& path,
                const DownloadOptions& how) {
   context.changes().LeaveStandardOutput();
   const std::uint64_t rest = file.size - std::min(how.offset, file.size);
   const std::uint64_t length = std::min(how.length.value_or(rest), rest);
   const PrintRange range{how.offset, length, how.verify};
-  if (!PrintFile(context, file, path, range)) return ExitCode::kBrokenPipe;
+  if (!PrintFile(drive, file, path, range)) return ExitCode::kBrokenPipe;
   context.changes().Tell({"get", path, "-", length, file.id});
   return ExitCode::kSuccess;
 }
@@ -52,30 +54,48 @@ ExitCode GetFolder(Context& context, const Entry& folder, const std::string& pat
   return GetTree(context, {folder, path}, options.local, how, options.filter);
 }
 
-ExitCode RunGet(Context& context, const GetOptions& options) {
-  const PathArgument argument(options.path);
-  context.WantDetails();
-  const Entry file = context.index().Find(argument);
-  if (file.folder && options.recursive) return GetFolder(context, file, argument.path, options);
-  if (file.folder) {
-    throw HostError(ExitCode::kWrongKind, argument.path, "is a folder; use get -r");
-  }
-  if (options.local == "-") return Print(context, file, argument.path, options.how);
+// Puts a file, or one version of it, here.
+ExitCode GetFile(Context& context, PatientDrive& drive, const Entry& file, const std::string& path,
+                 const GetOptions& options) {
+  if (options.local == "-") return Print(context, drive, file, path, options.how);
   context.changes().Expect();
   const fs::path target = LocalTarget(options, file.name);
-  FileDownload download(context.drive(), {file, argument.path}, target, options.how);
+  FileDownload download(drive, {file, path}, target, options.how);
   {
     ProgressBar bar(context.transfers(), file.name, static_cast<std::int64_t>(download.missing()));
     download.Run();
   }
   SecureNames(target.parent_path());
-  context.changes().Tell({"get", argument.path, target, download.length(), file.id});
+  context.changes().Tell({"get", path, target, download.length(), file.id});
   return ExitCode::kSuccess;
 }
 
+ExitCode GetVersion(Context& context, const std::string& path, const GetOptions& options) {
+  const ViewedDrive view = context.Open(View::kVersions);
+  const Listing versions = VersionsOf(*view.drive, context.index(), path);
+  const Entry version = FindVersion(versions, options.version, path);
+  if (!IsHideMarker(version)) return GetFile(context, *view.drive, version, path, options);
+  throw HostError(ExitCode::kWrongKind, path, "that version hides the name and holds nothing");
+}
+
+ExitCode RunGet(Context& context, const GetOptions& options) {
+  const PathArgument argument(options.path);
+  context.WantDetails();
+  if (!options.version.empty()) return GetVersion(context, argument.path, options);
+  const Entry file = context.index().Find(argument);
+  if (file.folder && options.recursive) return GetFolder(context, file, argument.path, options);
+  if (file.folder) {
+    throw HostError(ExitCode::kWrongKind, argument.path, "is a folder; use get -r");
+  }
+  return GetFile(context, context.drive(), file, argument.path, options);
+}
+
 void AddTreeOptions(CLI::App* get, GetOptions& options) {
+  get->add_option("--version", options.version, "That version of a file; versions shows the IDs")
+      ->type_name("ID");
   get->add_flag("-r,--recursive", options.recursive,
                 "Copy a folder or bucket with everything in it, by the rules of cp")
+      ->excludes("--version")
       ->excludes("--offset")
       ->excludes("--length");
   get->add_option("-j,--jobs", options.jobs, "With -r: files at the same time")

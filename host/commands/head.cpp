@@ -10,8 +10,8 @@ ExitCode RunHead(Context& context, const EndOptions& options) {
   const PathArgument argument(options.path);
   const Entry file = context.index().FindFile(argument);
   const std::uint64_t count = std::min(options.bytes, file.size);
-  const bool read =
-      PrintFile(context, file, argument.path, {0, options.other_end ? file.size - count : count});
+  const bool read = PrintFile(context.drive(), file, argument.path,
+                              {0, options.other_end ? file.size - count : count});
   return read ? ExitCode::kSuccess : ExitCode::kBrokenPipe;
 }
 

@@ -4,9 +4,11 @@
 
 #include "host/cli/entry_json.h"
 #include "host/cli/filter_options.h"
+#include "host/cli/time_argument.h"
 #include "host/commands/commands.h"
 #include "host/terminal/text_format.h"
 #include "host/transfer/remote_tree.h"
+#include "host/transfer/versions.h"
 
 namespace b2drive::cli {
 namespace {
@@ -19,6 +21,7 @@ struct LsOptions {
   bool by_time = false;
   bool by_size = false;
   bool reverse = false;
+  std::string at;
   Filter filter;
   std::vector<std::string> paths = {"/"};
 
@@ -119,23 +122,52 @@ class Listings {
   std::map<std::string, Rows> folders_;
 };
 
-Rows ReadFolder(PathIndex& index, const std::string& path, const LsOptions& options) {
-  Rows rows;
-  for (const Entry& entry : index.Children(path)) {
-    if (options.filter.Takes(entry.name, entry.folder))
-      rows.push_back({Join(path, entry.name), entry});
+// What there is, or was at a time.
+class Source {
+ public:
+  Source(Context& context, const LsOptions& options) : index_(context.index()), options_(options) {
+    if (options.at.empty()) return;
+    time_ = ParseTime("--at", options.at);
+    view_ = context.Open(View::kVersions);
   }
-  std::ranges::stable_sort(rows, {}, &Row::path);
-  Sort(rows, options);
-  return rows;
-}
 
-void ListFolder(Context& context, const LsOptions& options, const Row& folder, LsPrinter& printer) {
+  // The files that stood there then come before a folder, which is not asked for.
+  Entry Find(const PathArgument& argument) {
+    if (!view_.drive || IsRoot(argument.path)) return index_.Find(argument);
+    if (!argument.asks_for_folder) {
+      const auto version = VersionAt(VersionsOf(*view_.drive, index_, argument.path), time_);
+      if (version) return *version;
+    }
+    return {NameOf(argument.path), index_.FolderId(argument.path), true, 0, {}};
+  }
+
+  Rows Folder(const std::string& path) {
+    Rows rows;
+    const bool now = !view_.drive || IsRoot(path);
+    for (const Entry& entry :
+         now ? index_.Children(path) : FolderAt(*view_.drive, index_.FolderId(path), path, time_)) {
+      if (options_.filter.Takes(entry.name, entry.folder))
+        rows.push_back({Join(path, entry.name), entry});
+    }
+    std::ranges::stable_sort(rows, {}, &Row::path);
+    Sort(rows, options_);
+    return rows;
+  }
+
+ private:
+  PathIndex& index_;
+  const LsOptions& options_;
+  timespec time_{};
+  ViewedDrive view_;
+};
+
+void ListFolder(Context& context, Source& source, const LsOptions& options, const Row& folder,
+                LsPrinter& printer) {
   if (options.recursive) {
     Listings(context.drive(), folder.entry, folder.path, options).Print(printer, folder.path);
     return;
   }
-  const Rows rows = ReadFolder(context.index(), folder.path, options);
+  const Rows rows = source.Folder(folder.path);
   if (options.paths.size() > 1) printer.PrintHeading(folder.path);
   printer.Print(rows, false);
 }
@@ -144,11 +176,12 @@ void ListFolder(Context& context, const LsOptions& options, const Row& folder, L
 ExitCode RunLs(Context& context, const LsOptions& options) {
   const std::size_t count = options.paths.size();
   LsPrinter printer(options, context.json());
+  Source source(context, options);
   Rows singles;
   std::vector<std::optional<Row>> folders(count);
   const ExitCode found = ForEach("ls", count, [&](std::size_t at) {
     const PathArgument argument(options.paths[at]);
-    Row row{argument.path, context.index().Find(argument)};
+    Row row{argument.path, source.Find(argument)};
     if (row.entry.folder && !options.itself) {
       folders[at] = std::move(row);
     } else {
@@ -159,7 +192,7 @@ ExitCode RunLs(Context& context, const LsOptions& options) {
   if (!singles.empty()) printer.Print(singles, count > 1 || options.itself);
   printer.NoteRows(singles);
   const ExitCode listed = ForEach("ls", count, [&](std::size_t at) {
-    if (folders[at] && std::cout) ListFolder(context, options, *folders[at], printer);
+    if (folders[at] && std::cout) ListFolder(context, source, options, *folders[at], printer);
   });
   return found == ExitCode::kSuccess ? listed : found;
 }
@@ -177,6 +210,9 @@ void AddLsCommand(CLI::App& app, Selected& selected) {
   ls->add_flag("-t", options->by_time, "The newest first");
   ls->add_flag("-S", options->by_size, "The largest first");
   ls->add_flag("-r", options->reverse, "The other way round");
+  ls->add_option("--at", options->at, "How folders stood at this time (UTC), as versions tell")
+      ->type_name("TIME")
+      ->excludes("-R");
   AddFilterOptions(ls, options->filter);
   ls->add_option("PATH", options->paths, "What to list; / without it");
   Choose(ls, selected, options, RunLs);

@@ -32,7 +32,7 @@ class StreamHash {
 
 }  // namespace
 
-bool PrintFile(Context& context, const Entry& file, const std::string& path,
+bool PrintFile(PatientDrive& drive, const Entry& file, const std::string& path,
                const PrintRange& range) {
   const std::uint64_t offset = std::min(range.offset, file.size);
   const std::uint64_t length = std::min(range.length, file.size - offset);
@@ -40,12 +40,12 @@ bool PrintFile(Context& context, const Entry& file, const std::string& path,
   StreamWriter writer(STDOUT_FILENO);
   StreamHash hash(range.verify && length == file.size ? file : Entry{});
   try {
-    context.drive().Read({file, path, offset, length},
-                         [&](std::uint64_t at, const char* data, std::size_t count) {
-                           const int error = writer.Write(at - offset, data, count);
-                           if (error == 0) hash.Add(at, data, count);
-                           return error;
-                         });
+    drive.Read({file, path, offset, length},
+               [&](std::uint64_t at, const char* data, std::size_t count) {
+                 const int error = writer.Write(at - offset, data, count);
+                 if (error == 0) hash.Add(at, data, count);
+                 return error;
+               });
   } catch (const FsError& error) {
     if (error.number() == EPIPE) return false;
     throw;

@@ -16,7 +16,7 @@ struct PrintRange {
 
 // Writes a part of a file to standard output, in order. False when nobody reads there any more.
 // Throws HostError: kDamaged when all is printed and is not what was stored.
-bool PrintFile(Context& context, const Entry& file, const std::string& path,
+bool PrintFile(PatientDrive& drive, const Entry& file, const std::string& path,
                const PrintRange& range);
 
 // What head and tail are to print.

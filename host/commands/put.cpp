@@ -17,13 +17,28 @@ struct PutOptions {
   bool parents = false;
   std::size_t jobs = 16;
   int connections = SessionOptions().upload_connections;
+  std::string type;
+  std::vector<std::string> info;  // KEY=VALUE
   Filter filter;
   std::vector<std::string> paths;  // the sources, then the target
 };
 
-void Store(Context& context, Upload& upload) {
+// As the plug-in takes what is stored with a file.
+std::vector<std::string> TextsOf(const PutOptions& options) {
+  std::vector<std::string> texts;
+  if (!options.type.empty()) texts.push_back("type=" + options.type);
+  for (const std::string& pair : options.info) {
+    const std::size_t equals = pair.find('=');
+    if (equals == 0 || equals == std::string::npos)
+      throw HostError(ExitCode::kUsage, "--info " + pair + ": give KEY=VALUE");
+    texts.push_back("info." + pair);
+  }
+  return texts;
+}
+
+void Store(Context& context, Upload& upload, const std::vector<std::string>& texts) {
   LocalSource opened = upload.spooled ? std::move(*upload.spooled) : OpenSource(upload.local);
-  const Entry stored = context.storage().PutFile(upload.folder->id, upload.path(), opened);
+  const Entry stored = context.storage().PutFile(upload.folder->id, upload.path(), opened, texts);
   context.changes().Tell({"put", upload.path(), upload.local, opened.size, stored.id});
   if (!opened.IsChanged()) return;
   throw HostError(ExitCode::kLocalFile, upload.local,
@@ -50,6 +65,7 @@ void MakePlan(UploadPlan& plan, const PutOptions& options) {
 
 ExitCode RunPut(Context& context, const PutOptions& options) {
   context.changes().Expect();
+  const std::vector<std::string> texts = TextsOf(options);
   context.SetUploadConnections(options.connections);
   context.WantDetails();
   UploadPlan plan(context.index(), options.filter);
@@ -67,7 +83,7 @@ ExitCode RunPut(Context& context, const PutOptions& options) {
   for (Upload& upload : uploads) {
     crew.Run([&] {
       const ProgressBar::File file(bar, upload.name);
-      Store(context, upload);
+      Store(context, upload, texts);
     });
   }
   return crew.Finish();
@@ -97,6 +113,11 @@ void AddPutCommand(CLI::App& app, Selected& selected) {
       ->capture_default_str()
       ->check(CLI::Range(1, 32))
       ->type_name("N");
+  put->add_option("--type", options->type, "Content type to store; else by the name's extension")
+      ->type_name("TYPE");
+  put->add_option("--info", options->info, "Information to store with each file; repeatable")
+      ->allow_extra_args(false)
+      ->type_name("KEY=VALUE");
   AddFilterOptions(put, options->filter);
   put->add_option("LOCAL... PATH", options->paths)->required()->expected(2, 1 << 20);
   Choose(put, selected, options, RunPut);

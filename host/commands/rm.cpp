@@ -4,6 +4,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/deletion.h"
 #include "host/plugin/service_failure.h"
+#include "host/terminal/terminal.h"
 #include "host/transfer/tree_deletion.h"
 
 namespace b2drive::cli {
@@ -12,6 +13,7 @@ namespace {
 struct RmOptions {
   bool recursive = false;
   bool yes = false;
+  bool hide = false;
   bool exact_delete_supported = false;
   Filter filter;
   std::vector<std::string> paths;
@@ -33,9 +35,12 @@ bool DeletesExactly(Context& context, const RmOptions& options) {
   return context.uses_shipped_plugin() || options.exact_delete_supported;
 }
 
-Victim ChooseVictim(PathIndex& index, const PathArgument& argument, bool recursive) {
+Victim ChooseVictim(PathIndex& index, const PathArgument& argument, bool recursive, bool hide) {
   CheckDeletable(argument);
   Victim victim{argument.path, index.Find(argument)};
+  if (hide && IsBucket(argument.path)) {
+    throw HostError(ExitCode::kWrongKind, argument.path, "is a bucket, which cannot be hidden");
+  }
   if (victim.entry.folder && !recursive) {
     throw HostError(ExitCode::kWrongKind, argument.path,
                     "is a folder; use rm -r, or rmdir when it is empty");
@@ -55,13 +60,14 @@ void RefuseLongerNames(PathIndex& index, const Victim& victim) {
                       "; if it deletes exactly, say --exact-delete-supported");
 }
 
-void DeleteOneFile(Context& context, const Victim& victim) {
+void DeleteOneFile(Context& context, const Victim& victim, bool hide) {
   Entry now = context.index().Find(victim.path);
   if (now.id != victim.entry.id) {
     throw ServiceFailure(victim.path, AERROR::SHARING_VIOLATION, {});
   }
   DeleteStoredFile(context.drive(), context.index(), now, victim.path);
-  context.changes().Tell({"rm", victim.path, "", now.size, now.id});
+  const char* const action = hide ? "hide" : "rm";
+  context.changes().Tell({action, victim.path, "", now.size, now.id});
 }
 
 // The identifier of such a folder would be the bucket's.
@@ -117,7 +123,8 @@ std::vector<Victim> ChooseVictims(Context& context, const RmOptions& options) {
   }
   std::vector<Victim> victims;
   for (const std::string& path : options.paths) {
-    Victim victim = ChooseVictim(context.index(), PathArgument(path), options.recursive);
+    Victim victim =
+        ChooseVictim(context.index(), PathArgument(path), options.recursive, options.hide);
     if (!victim.entry.folder && !options.filter.Takes(victim.entry.name, false)) continue;
     if (!exact) RefuseLongerNames(context.index(), victim);
     victims.push_back(std::move(victim));
@@ -126,18 +133,22 @@ std::vector<Victim> ChooseVictims(Context& context, const RmOptions& options) {
 }
 
 ExitCode RunRm(Context& context, const RmOptions& options) {
+  if (options.hide) context.HideOnDelete();
   context.changes().Expect();
   const std::vector<Victim> victims = ChooseVictims(context, options);
   Amount amount;
   if (!options.yes) {
     for (const Victim& victim : victims) Count(context.drive(), victim, options.filter, amount);
+    if (!options.hide && StdinIsTerminal() && context.uses_shipped_plugin()) {
+      CountVersions(context, victims, options.filter, amount);
+    }
   }
-  ConfirmDeletion(victims, amount, options.yes, context.index());
+  ConfirmDeletion(victims, amount, options.yes, context.index(), options.hide);
   ExitCode partly = ExitCode::kSuccess;
   const ExitCode code = ForEach("rm", victims.size(), [&](std::size_t at) {
     const Victim& victim = victims[at];
     if (!DeletesExactly(context, options)) RefuseLongerNames(context.index(), victim);
-    if (!victim.entry.folder) return DeleteOneFile(context, victim);
+    if (!victim.entry.folder) return DeleteOneFile(context, victim, options.hide);
     if (DeleteTree(context, victim, options) != ExitCode::kSuccess) partly = ExitCode::kPartly;
   });
   return code == ExitCode::kSuccess ? partly : code;
@@ -150,6 +161,8 @@ void AddRmCommand(CLI::App& app, Selected& selected) {
   CLI::App* rm = app.add_subcommand("rm", "Delete files, and with -r folders and buckets");
   rm->footer(kDetails);
   rm->add_flag("-r,--recursive", options->recursive, "Delete folders and buckets too");
+  rm->add_flag("--hide", options->hide,
+               "Hide the files: they look deleted, and all versions stay; see unhide");
   rm->add_flag("-y,--yes", options->yes, "Do not ask, however much it is");
   rm->add_flag("--exact-delete-supported", options->exact_delete_supported,
                "The library given with --plugin knows the option exact_delete");

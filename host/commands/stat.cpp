@@ -10,18 +10,30 @@ struct StatOptions {
   std::string path;
 };
 
+void Print(const Json& json, const std::string& before) {
+  constexpr int kWidth = 14;
+  for (const auto& [name, value] : json.items()) {
+    if (value.is_object()) {
+      Print(value, name + ".");
+      continue;
+    }
+    const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    const std::string head = Shown(before + name) + ":";
+    std::cout << std::left << std::setw(kWidth) << head << (head.size() < kWidth ? "" : " ")
+              << Shown(text) << "\n";
+  }
+}
+
 ExitCode RunStat(Context& context, const StatOptions& options) {
   const PathArgument argument(options.path);
+  context.WantDetails();
   Json json = ToJson(context.index().Find(argument), argument.path);
   if (IsRoot(argument.path)) json["type"] = "root";
   if (context.json()) {
     PrintJson(json);
     return ExitCode::kSuccess;
   }
-  for (const auto& [name, value] : json.items()) {
-    std::string text = value.is_string() ? value.get<std::string>() : value.dump();
-    std::cout << std::left << std::setw(10) << name + ":" << Shown(text) << "\n";
-  }
+  Print(json, "");
   return ExitCode::kSuccess;
 }
 
@@ -29,7 +41,8 @@ ExitCode RunStat(Context& context, const StatOptions& options) {
 
 void AddStatCommand(CLI::App& app, Selected& selected) {
   auto options = std::make_shared<StatOptions>();
-  CLI::App* stat = app.add_subcommand("stat", "Show what is known of one bucket, folder or file");
+  CLI::App* stat =
+      app.add_subcommand("stat", "Show all that is known of one bucket, folder or file");
   stat->add_option("PATH", options->path)->required();
   Choose(stat, selected, options, RunStat);
 }

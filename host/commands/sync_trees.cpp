@@ -34,8 +34,7 @@ std::string DrivePath(const Context& context, const SyncOptions& options) {
 // A folder that is missing comes to be with what is stored in it. Its bucket must be there.
 Entry FolderToBe(PathIndex& index, const std::string& path) {
   for (std::string at = path; !IsBucket(at); at = ParentOf(at)) CheckName(at);
-  const std::string bucket = "/" + NamesOf(path).front();
-  return {NameOf(path), index.FindFolder(bucket).id + path.substr(bucket.size()), true, 0, {}};
+  return {NameOf(path), index.FolderId(path), true, 0, {}};
 }
 
 Entry FindDriveFolder(PathIndex& index, const SyncOptions& options, const std::string& path) {

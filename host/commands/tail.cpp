@@ -12,7 +12,7 @@ ExitCode RunTail(Context& context, const EndOptions& options) {
   const std::uint64_t count = std::min(options.bytes, file.size);
   const std::uint64_t before = options.bytes > 0 ? options.bytes - 1 : 0;
   const std::uint64_t start = options.other_end ? before : file.size - count;
-  const bool read = PrintFile(context, file, argument.path, {start, file.size});
+  const bool read = PrintFile(context.drive(), file, argument.path, {start, file.size});
   return read ? ExitCode::kSuccess : ExitCode::kBrokenPipe;
 }
 

@@ -242,6 +242,27 @@ void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
   });
 }
 
+Entry PatientDrive::Copy(const Entry& file, const std::string& folder_id, const std::string& path,
+                         const Finder& find_copied) {
+  bool repeated = false;
+  return Call(path, Allowed(path), [&](Drive& drive, Attempts&) {
+    const auto copied = std::exchange(repeated, true) ? find_copied() : std::nullopt;
+    return copied ? *copied : drive.Copy(file, folder_id, NameOf(path), path);
+  });
+}
+
+void PatientDrive::DeleteVersion(const Entry& version, const std::string& path) {
+  Call(path, Allowed(path), [&](Drive& drive, Attempts&) { drive.DeleteVersion(version, path); });
+}
+
+Listing PatientDrive::ListNamed(const std::string& folder_id, const std::string& name,
+                                const std::string& path) {
+  return Call(path, Allowed(path), [&](Drive& drive, Attempts&) {
+    drive.ShowOnly(name);
+    return drive.List(folder_id, path);
+  });
+}
+
 std::uint64_t PatientDrive::TotalBytes() {
   return Call("/", Allowed("/", 0), [&](Drive& drive, Attempts&) { return drive.TotalBytes(); });
 }

@@ -87,6 +87,16 @@ class PatientDrive {
   // `still_there` looks, and gives the entry that is left.
   void DeleteFile(const Entry& file, const std::string& path, const Finder& still_there);
 
+  // Copies a file on the service to `path` in the folder `folder_id`. Before it is repeated,
+  // `find_copied` gives the entry that is the copy after all, if there is one.
+  Entry Copy(const Entry& file, const std::string& folder_id, const std::string& path,
+             const Finder& find_copied);
+
+  // The following are for a drive of another view. Deletes just this entry.
+  void DeleteVersion(const Entry& version, const std::string& path);
+  // What a folder shows of one last name; empty: all. For a drive of one thread.
+  Listing ListNamed(const std::string& folder_id, const std::string& name, const std::string& path);
+
   std::uint64_t TotalBytes();
 
  private:

@@ -29,7 +29,7 @@ void Drive::Call(const std::string& path, const std::function<AERROR()>& operati
 }
 
 Listing Drive::List(const std::string& id, const std::string& path) {
-  ListingSink sink;
+  ListingSink sink(view_ != View::kFiles);
   try {
     Call(path, [&] { return protocol_.GetFileList(id.c_str(), &sink, nullptr); });
   } catch (const HostError&) {
@@ -87,6 +87,25 @@ Entry Drive::Upload(const std::string& parent_id, const std::string& name, const
     throw error.Saying(error.what() + Leftover(error.code()));
   }
   return ToEntry(record);
+}
+
+void Drive::ShowOnly(const std::string& name) { protocol_.SetOpt("view_name", name.c_str()); }
+
+Entry Drive::Copy(const Entry& file, const std::string& folder_id, const std::string& name,
+                  const std::string& path) {
+  _FS_FILE_V2 record;
+  record.name = name;
+  Call(path, [&] { return protocol_.Move(file.id.c_str(), folder_id.c_str(), &record, nullptr); });
+  return ToEntry(record);
+}
+
+void Drive::DeleteVersion(const Entry& version, const std::string& path) {
+  _FS_FILE_V2 record = ToRecord(version);
+  try {
+    Call(path, [&] { return protocol_.Delete(&record, nullptr); });
+  } catch (const HostError& error) {
+    if (error.code() != AERROR::FILE_NOT_FOUND) throw;
+  }
 }
 
 Entry Drive::MakeFolder(const std::string& parent_id, const std::string& name,

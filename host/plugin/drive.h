@@ -18,15 +18,20 @@ inline constexpr char kLeftover[] =
     "the parts that were sent stay on the service as an unfinished large file, which costs "
     "storage: when the same file is stored again it goes on with them; else cancel it there";
 
+// What listings show. An entry of kVersions is one version or hide marker of a file, one of
+// kUnfinished a large file that was started, whose name is its path in the folder listed, and whose
+// size is what the service holds of it. Reading and deleting such an entry means just that.
+enum class View { kFiles, kVersions, kUnfinished };
+
 // The operations of a connected protocol object as calls that throw: a HostError that says what the
 // service answered. `path` is what the user knows the item as, for messages only. Any number of
 // threads may call.
 class Drive {
  public:
-  explicit Drive(IProtocol_V2& protocol) : protocol_(protocol) {}  // borrowed
+  Drive(IProtocol_V2& protocol, View view) : protocol_(protocol), view_(view) {}  // borrowed
 
-  // The direct children of a folder, as the service orders them. No two of one kind have the same
-  // name.
+  // The direct children of a folder, as the service orders them. In the view of files no two of one
+  // kind have the same name; in that of versions a name's newest comes first.
   Listing List(const std::string& id, const std::string& path);
 
   // Delivers `length` bytes from `offset` to `sink`. `length` must be at least 1: the service
@@ -39,6 +44,18 @@ class Drive {
                std::uint64_t size, const FileAttributes& attributes, FileCache& contents,
                const ActiveTransfer& transfer);
 
+  // From now on listings of another view show only this last name; empty: all. For a drive of one
+  // thread.
+  void ShowOnly(const std::string& name);
+
+  // Copies a file on the service, with all that is stored with it, to `name` in the folder
+  // `folder_id`, where it becomes the newest version. `path` is where it goes.
+  Entry Copy(const Entry& file, const std::string& folder_id, const std::string& name,
+             const std::string& path);
+
+  // Deletes a version, or cancels an unfinished file: what is gone already is no failure.
+  void DeleteVersion(const Entry& version, const std::string& path);
+
   // Makes a folder, or in the root a bucket.
   Entry MakeFolder(const std::string& parent_id, const std::string& name, const std::string& path);
 
@@ -48,7 +65,7 @@ class Drive {
   // The account's storage in bytes.
   std::uint64_t TotalBytes();
 
-  // Deletes all versions of a file.
+  // Deletes all versions of a file, or hides it where the session says so.
   void DeleteFile(const Entry& file, const std::string& path);
 
   // Deletes an empty bucket, or a folder with everything in it.
@@ -58,6 +75,7 @@ class Drive {
   void Call(const std::string& path, const std::function<AERROR()>& operation);
 
   IProtocol_V2& protocol_;
+  const View view_;
 };
 
 }  // namespace b2drive

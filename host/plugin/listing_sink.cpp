@@ -16,7 +16,7 @@ AERROR ListingSink::AddFile(const _FS_FILE_V2* record) {
   std::string key = KeyOf(entry);
   if (entry.size > kLargest) {
     nonsense_ = "it gives " + key + " a negative size";
-  } else if (!IsNew(key)) {
+  } else if (!names_repeat_ && !IsNew(key)) {
     nonsense_ = "it lists " + key + " twice";
   }
   if (!nonsense_.empty()) return AERROR::FAILED;

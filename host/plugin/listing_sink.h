@@ -13,6 +13,9 @@ namespace b2drive {
 // would otherwise be read without end.
 class ListingSink final : public IFileList {
  public:
+  // `names_repeat`: a listing of versions, which may have a name many times.
+  explicit ListingSink(bool names_repeat) : names_repeat_(names_repeat) {}
+
   AERROR AddFile(const _FS_FILE_V2* record) override;
 
   Listing& listing() { return listing_; }
@@ -22,6 +25,7 @@ class ListingSink final : public IFileList {
  private:
   bool IsNew(const std::string& key);
 
+  const bool names_repeat_;
   Listing listing_;
   std::string nonsense_;
   std::string last_key_;

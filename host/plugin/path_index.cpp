@@ -59,6 +59,11 @@ Entry PathIndex::FindFile(const PathArgument& argument) {
   return entry;
 }
 
+std::string PathIndex::FolderId(const std::string& path) {
+  const std::string bucket = path.substr(0, path.find('/', 1));
+  return FindFolder(bucket).id + path.substr(bucket.size());
+}
+
 Listing PathIndex::Children(const std::string& folder) {
   FindFolder(folder);
   return cache_.List(folder);

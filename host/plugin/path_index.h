@@ -25,6 +25,9 @@ class PathIndex {
   Entry FindFolder(const std::string& path);     // kWrongKind for a file
   Entry FindFile(const PathArgument& argument);  // kWrongKind for a folder
 
+  // The identifier of a folder that need not exist. Throws kNotFound when its bucket does not.
+  std::string FolderId(const std::string& path);
+
   // What is in a folder, in the service's order.
   Listing Children(const std::string& folder);
   // Those whose names begin with `prefix`.

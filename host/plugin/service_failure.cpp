@@ -44,6 +44,8 @@ constexpr std::array kCodes = {
             "changed meanwhile by someone else; nothing was deleted"},
     CodeRow{AERROR::TIMEDOUT, ExitCode::kNetwork,
             "the service did not answer in time; check the network and try again"},
+    CodeRow{AERROR::INVALID_PARAMETER, ExitCode::kUsage,
+            "the service takes no such name, content type or information"},
     CodeRow{AERROR::NOT_SUPPORTED, ExitCode::kFailed, "the plug-in does not offer this"},
 };
 

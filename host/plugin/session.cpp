@@ -17,6 +17,18 @@ void RefuseUnverified() {
                   "cannot check who answers; nothing more is sent");
 }
 
+const char* NameOf(View view) {
+  switch (view) {
+    case View::kFiles:
+      return "files";
+    case View::kVersions:
+      return "versions";
+    case View::kUnfinished:
+      return "unfinished";
+  }
+  return "";
+}
+
 }  // namespace
 
 AERROR Session::Manager::GetText(const char*, char* buffer, int* size) {
@@ -32,7 +44,7 @@ AERROR Session::NoInteractiveSignIn::Authorize(const char*, char**) {
 
 Session::Session(const PluginLibrary& library, const Account& account,
                  const SessionOptions& options)
-    : protocol_(library.MakeProtocol(manager_)), drive_(*protocol_) {
+    : protocol_(library.MakeProtocol(manager_)), drive_(*protocol_, options.view) {
   SetOptions(options);
   SetUploadOptions(options.upload_connections);
   Connect(account, options.log_bodies);
@@ -43,6 +55,10 @@ void Session::SetOptions(const SessionOptions& options) {
   protocol_->SetOpt("exact_delete", "true");
   protocol_->SetOpt("delete_if_unchanged", "true");
   protocol_->SetOpt("strict_answers", "true");
+  protocol_->SetOpt("server_copy", "keep");
+  protocol_->SetOpt("hide_on_delete", options.hide ? "true" : "false");
+  protocol_->SetOpt("view", NameOf(options.view));
+  protocol_->SetOpt("ca_file", options.ca_file.c_str());
   protocol_->SetOpt("keep_times", "true");
   protocol_->SetOpt("file_details", options.details ? "true" : "false");
   // The plug-in's own limit stays off: it is one of each transfer.

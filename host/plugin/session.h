@@ -11,9 +11,12 @@ namespace b2drive {
 
 struct SessionOptions {
   std::optional<_PROXYINFO> proxy;
-  std::int64_t limit = 0;      // bytes a second that all transfers share; 0: as they come
-  bool log_bodies = false;     // the plug-in logs every answer's body
-  bool details = false;        // entries tell what is stored with files
+  std::int64_t limit = 0;   // bytes a second that all transfers share; 0: as they come
+  bool log_bodies = false;  // the plug-in logs every answer's body
+  bool details = false;     // entries tell what is stored with files
+  bool hide = false;        // deleting a file hides its name, and every version stays
+  View view = View::kFiles;
+  std::string ca_file;         // certificates that are trusted besides the bundle's; empty: none
   int upload_connections = 8;  // at the same time for one large file
 };
 

@@ -18,8 +18,11 @@ struct Verb {
   const char* done;
 };
 
-constexpr std::array kVerbs = {Verb{"put", "stored"}, Verb{"get", "fetched"}, Verb{"mkdir", "made"},
-                               Verb{"rm", "deleted"}, Verb{"rmdir", "removed"}};
+constexpr std::array kVerbs = {
+    Verb{"put", "stored"},       Verb{"get", "fetched"},    Verb{"mkdir", "made"},
+    Verb{"rm", "deleted"},       Verb{"rmdir", "removed"},  Verb{"mv", "moved"},
+    Verb{"cp", "copied"},        Verb{"hide", "hidden"},    Verb{"unhide", "shown"},
+    Verb{"restore", "restored"}, Verb{"cancel", "canceled"}};
 
 std::string Amount(std::size_t count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
@@ -36,6 +39,7 @@ std::string ElapsedText(double seconds) {
 Json ToRecord(const Change& change) {
   Json record = {{"action", change.action}};
   if (!change.path.empty()) record["path"] = change.path;
+  if (!change.from.empty()) record["from"] = change.from;
   if (!change.local.empty()) record["local"] = change.local;
   if (change.size) record["size"] = *change.size;
   if (!change.id.empty()) record["id"] = change.id;
@@ -44,6 +48,8 @@ Json ToRecord(const Change& change) {
 }
 
 std::string ToText(const Change& change) {
+  if (!change.from.empty())
+    return EscapeControls(change.action + " " + change.from + " -> " + change.path);
   const bool both = !change.path.empty() && !change.local.empty();
   std::string from = change.path.empty() ? change.local : change.path, to;
   if (both) to = change.local;

@@ -14,12 +14,13 @@ namespace b2drive {
 
 // What a command did to one name.
 struct Change {
-  std::string action;                 // put, get, rm, rmdir or mkdir
+  std::string action;                 // put, get, rm, rmdir, mkdir, mv, cp, hide and the like
   std::string path;                   // on the drive; empty: only here
   std::string local;                  // on this machine, - for a standard stream; empty: only there
   std::optional<std::uint64_t> size;  // bytes; none for a folder
   std::string id;                     // the identifier; empty when unknown
   bool planned = false;               // would be done, but is not
+  std::string from{};                 // where it was on the drive; empty: nowhere else
 };
 
 // Tells what a command changes: each change once, and at the end how many there were. With JSON a

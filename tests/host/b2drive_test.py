@@ -17,7 +17,7 @@ class ReadingTest(B2DriveCase):
             self.assertEqual(self.output(*command.split()), shown, command)
         for command, shown in {"ls -l /photos": "\n-  -                         fol",
                                "stat --json /photos/folder/inner": '"type": "folder"',
-                               "stat /photos/both": "size:     4\n",
+                               "stat /photos/both": "size:         4\n",
                                "forms": '"speedlimit"'}.items():
             self.assertIn(shown, self.output(*command.split()), command)
         last = 2**63 - 1

@@ -217,8 +217,12 @@ class FileSystemTest : public ServiceTest {
     return error;
   }
   void TakeSnapshot() {
-    const std::string left = cache_.string() + "0";
-    std::filesystem::copy(cache_, left, std::filesystem::copy_options::recursive);
+    const std::filesystem::path left = cache_.string() + "0";
+    namespace fs = std::filesystem;
+    fs::copy(cache_, left, fs::copy_options::recursive);
+    for (const fs::directory_entry& file : fs::recursive_directory_iterator(cache_)) {
+      fs::last_write_time(left / fs::relative(file, cache_), file.last_write_time());
+    }
     cache_ = left;
   }
   // It lives on for the handles that it gave, and sends nothing.

@@ -67,11 +67,12 @@ class B2DriveCase(unittest.TestCase):
         self.assertIn(line, error)
 
     def agree(self, meanwhile, *arguments):
-        """Says yes when asked and once `meanwhile` is done; gives exit code and complaints."""
+        """Says yes when `asked` and once `meanwhile` is done; gives exit code and complaints."""
         terminal, its_end = pty.openpty()
         program, asked = self.start(*arguments, stdin=its_end), ""
         while "[y/N]" not in asked:
             asked += program.stderr.read(1)
+        self.asked = asked
         meanwhile()
         os.write(terminal, b"y\n")
         error = program.communicate()[1]
