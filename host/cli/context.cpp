@@ -1,5 +1,8 @@
 #include "host/cli/context.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
 
 #include "host/common/errors.h"
@@ -65,6 +68,9 @@ std::string Context::ca_file() const {
 }
 
 std::unique_ptr<Session> Context::Connect(View view) {
+  if (const std::string file = ca_file(); !file.empty() && access(file.c_str(), R_OK) != 0) {
+    throw LocalFailure(file + ", the certificates of --ca-file or SSL_CERT_FILE", errno);
+  }
   SessionOptions settings;
   settings.proxy = proxy();
   settings.limit = options_.limit;
