@@ -1,4 +1,3 @@
-#include <atomic>
 #include <functional>
 #include <future>
 #include <thread>
@@ -242,25 +241,8 @@ TEST_F(UploadsTest, CancelingStopsAllAndLeavesNothing) {
   EXPECT_EQ(store().UnfinishedCount(), 0U);
 }
 
-// The threads from which a host hears.
-struct HeardThreads final : ILog {
-  void SetLevels(std::int32_t) override {}
-  bool IsNetworkTraceEnabled() override { return false; }
-  void Log(LOGLEVEL, const char* format, std::va_list arguments) override {
-    char line[1000];
-    std::vsnprintf(line, sizeof line, format, arguments);
-    others += std::this_thread::get_id() != own;
-    last = line;
-  }
-  const std::thread::id own = std::this_thread::get_id();
-  std::atomic<int> others = 0;
-  std::string last;
-};
-
 TEST_F(UploadsTest, HostsHearFromTheCallingThreadAndTheCauseLast) {
   Set("upload_part_size=1000 upload_connections=8 verbose=on");
-  HeardThreads heard;
-  plugin.Get<module_api::BindLogger>("BindLogger")(&heard);
   const auto handle = NewHandle();
   std::vector<long long> seen;
   handle->progress_context = &seen;
@@ -275,9 +257,8 @@ TEST_F(UploadsTest, HostsHearFromTheCallingThreadAndTheCauseLast) {
   EXPECT_EQ(handle->transfer->offset.load(), 20'500);
   Fail(kUploadPart, 403, 1, 5);
   EXPECT_EQ(Upload(bucket, "g", cache.bytes), FAILED);
-  EXPECT_EQ(heard.last, "[PROTOCOL  ] UploadLargeFile >> HTTP 403");
-  EXPECT_EQ(heard.others, 0);
-  plugin.Get<module_api::BindLogger>("BindLogger")(&log);
+  EXPECT_EQ(log.of_other_threads, 0);
+  EXPECT_TRUE(log.Take().back().ends_with("UploadLargeFile >> HTTP 403"));
 }
 
 TEST_F(UploadsTest, ManyThreadsOnOneObject) {
