@@ -18,6 +18,7 @@ void Print(const Json& json, const std::string& before) {
       continue;
     }
     const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    if (text.empty()) continue;  // the root has neither name nor identifier
     const std::string head = Shown(before + name) + ":";
     std::cout << std::left << std::setw(kWidth) << head << (head.size() < kWidth ? "" : " ")
               << Shown(text) << "\n";

@@ -134,7 +134,9 @@ class BackBlazeB2 final : public IProtocol_V2 {
   AERROR DeleteOlder(const Options& options, const _FS_FILE_V2& file, char** msg);
   AERROR MoveNames(const Options& options, const ItemPath& folder, const ItemPath& target,
                    char** msg);
-  AERROR MoveName(const Options& options, _FS_FILE_V2 source, const ItemPath& target, bool copied);
+  // `copy_id`: of the copy that an earlier call made; empty: none.
+  AERROR MoveName(const Options& options, const _FS_FILE_V2& source, const ItemPath& target,
+                  const std::string& copy_id);
 
   // The file's versions, newest first. SHARING_VIOLATION when it is not the newest one.
   AERROR ListUnchanged(const Options& options, const _FS_FILE_V2& file, FileList& versions,

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "b2/file_records.h"
+#include "b2/guarded.h"
 #include "b2/large_file_end.h"
 #include "b2/repeats.h"
 #include "protocol/log_lines.h"
@@ -30,20 +31,24 @@ BackBlazeB2::PartsCopy::PartsCopy(BackBlazeB2& protocol, const Options& options,
       stop_([this] { return workers_.failed(); }),
       board_(plan_) {}
 
+BackBlazeB2::PartsCopy::~PartsCopy() {
+  if (file_id_.empty()) return;
+  Guarded(AERROR::FAILED, [this] {
+    return finished_ ? AERROR::SUCCESS : protocol_.DiscardLargeFile(options_, file_id_, {});
+  });
+  protocol_.large_files_.Remove(file_id_);
+}
+
 AERROR BackBlazeB2::PartsCopy::Run(const FileAttributes* attributes) {
   AERROR result = AERROR::SUCCESS;
   FileAttributes of_source;
   if (attributes == nullptr) result = ReadAttributes(of_source);
   if (result == AERROR::SUCCESS) result = Start(attributes == nullptr ? of_source : *attributes);
+  if (result == AERROR::SUCCESS) result = CopyAll();
   if (result != AERROR::SUCCESS) return result;
-  result = CopyAll();
-  if (result == AERROR::SUCCESS) {
-    result = LargeFileEnd(protocol_, options_, stop_, {target_.container, file_id_}, board_.Sha1s(),
-                          out_)
-                 .Run();
-  }
-  if (result != AERROR::SUCCESS) protocol_.DiscardLargeFile(options_, file_id_, {});
-  protocol_.large_files_.Remove(file_id_);
+  LargeFileEnd end(protocol_, options_, stop_, {target_.container, file_id_}, board_.Sha1s(), out_);
+  result = end.Run();
+  finished_ = result == AERROR::SUCCESS;
   return result;
 }
 

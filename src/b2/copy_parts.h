@@ -15,6 +15,7 @@ class BackBlazeB2::PartsCopy {
   // All references must outlive it. `source`: identifier and size. `out` is filled.
   PartsCopy(BackBlazeB2& protocol, const Options& options, const _FS_FILE_V2& source,
             const ItemPath& target, long long part_size, _FS_FILE_V2& out);
+  ~PartsCopy();
 
   // Null: with the source's attributes.
   AERROR Run(const FileAttributes* attributes);
@@ -35,5 +36,6 @@ class BackBlazeB2::PartsCopy {
   Workers workers_;
   const Stop stop_;
   PartBoard board_;
-  std::string file_id_;
+  std::string file_id_;  // claimed while it is not empty
+  bool finished_ = false;
 };

@@ -1,6 +1,7 @@
 #include "b2/file_details.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -77,7 +78,7 @@ std::optional<long long> Milliseconds(const std::string& time) {
   const long long whole = RFC3339ToLocalTM(time.c_str());
   const double fraction = std::strtod(time.c_str() + used, nullptr);  // ".417Z"
   const bool counts = fraction > 0 && fraction < 1;
-  return whole * 1000 + (counts ? static_cast<long long>(fraction * 1000 + 0.5) : 0);
+  return whole * 1000 + (counts ? std::llround(fraction * 1000) : 0);
 }
 
 std::string RecordTime(long long milliseconds) {

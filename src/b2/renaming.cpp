@@ -38,11 +38,12 @@ class FolderContents final : public IFileList {
     return AERROR::SUCCESS;
   }
 
-  // Whether it has the same file under this name.
-  bool Has(const std::string& name, const StoredFile& file) const {
+  // The identifier of the same file under this name; none where there is none.
+  std::string Find(const std::string& name, const StoredFile& file) const {
     const auto found = files.find(name);
-    return found != files.end() && !file.digest.empty() && found->second.digest == file.digest &&
-           found->second.size == file.size;
+    const bool same = found != files.end() && !file.digest.empty() &&
+                      found->second.digest == file.digest && found->second.size == file.size;
+    return same ? found->second.id : "";
   }
 
   StoredFiles files;
@@ -165,7 +166,7 @@ AERROR BackBlazeB2::MoveNames(const Options& options, const ItemPath& folder,
       source.name = folder.rest + "/" + name;
       source.size = stored.size;
       const ItemPath new_name{target.container, target.rest + "/" + name};
-      const AERROR result = MoveName(share, std::move(source), new_name, to.Has(name, stored));
+      const AERROR result = MoveName(share, source, new_name, to.Find(name, stored));
       if (result != AERROR::SUCCESS) return result;
       log.Release();
     }
@@ -174,9 +175,12 @@ AERROR BackBlazeB2::MoveNames(const Options& options, const ItemPath& folder,
   return workers.Run(count, move, [] {});
 }
 
-AERROR BackBlazeB2::MoveName(const Options& options, _FS_FILE_V2 source, const ItemPath& target,
-                             bool copied) {
+// The copy may have gone since it was listed.
+AERROR BackBlazeB2::MoveName(const Options& options, const _FS_FILE_V2& source,
+                             const ItemPath& target, const std::string& copy_id) {
   _FS_FILE_V2 copy;
-  return copied ? DeleteSource(options, source, target, copy, nullptr)
-                : CopyAndDelete(options, source, target, copy, nullptr);
+  const bool is_there = !copy_id.empty() && StoredFileInfo(options, SplitNormalized(copy_id).rest,
+                                                           copy, false) == AERROR::SUCCESS;
+  return is_there ? DeleteSource(options, source, target, copy, nullptr)
+                  : CopyAndDelete(options, source, target, copy, nullptr);
 }

@@ -1,6 +1,5 @@
-#include <atomic>
+#include <functional>
 #include <future>
-#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "tests/support/drive_test.h"
@@ -8,7 +7,6 @@
 namespace {
 
 using emulator::Fault;
-using nlohmann::json;
 
 constexpr int kPart = 1000;  // bytes
 constexpr const char* kUpload = "b2_upload_file";
@@ -29,35 +27,18 @@ class UploadsTest : public DriveTest {
  protected:
   UploadsTest() : DriveTest(kPart) {}
 
-  void Set(const std::vector<std::pair<const char*, const char*>>& options) {
-    for (const auto& [key, value] : options) SetOpt(key, value);
-  }
-  void SetAll() {
-    Set({{"reuse_upload_urls", "true"},
-         {"upload_part_size", "1000"},
-         {"upload_connections", "4"},
-         {"cancel_failed_uploads", "true"},
-         {"verify_uploads", "true"},
-         {"resume_uploads", "true"}});
-  }
   // The requests since the last ClearRequests by their letters, parts by their numbers; each once
   // and sorted where several go at once.
   std::string Road(bool sorted = false) {
-    static const Contents kLetters = {{kUploadUrl, "u"},
-                                      {kUpload, "U"},
-                                      {kStart, "s"},
-                                      {kPartUrl, "p"},
-                                      {kFinish, "f"},
-                                      {"b2_cancel_large_file", "c"},
-                                      {"b2_list_unfinished_large_files", "l"},
-                                      {"b2_list_parts", "L"},
-                                      {"b2_get_file_info", "i"},
-                                      {"b2_delete_file_version", "d"},
-                                      {"CONNECT", ""}};
+    static const std::string kLetters =
+        "b2_get_upload_url=u b2_upload_file=U b2_start_large_file=s b2_get_upload_part_url=p "
+        "b2_finish_large_file=f b2_cancel_large_file=c b2_list_unfinished_large_files=l "
+        "b2_list_parts=L b2_get_file_info=i b2_delete_file_version=d";
     std::string road;
     for (const auto& request : service->requests()) {
-      const auto letter = kLetters.find(request.call);
-      road += letter == kLetters.end() ? request.Header("X-Bz-Part-Number") : letter->second;
+      const auto at = kLetters.find(request.call + "=");
+      road += at == std::string::npos ? request.Header("X-Bz-Part-Number")
+                                      : kLetters.substr(at + request.call.size() + 1, 1);
     }
     if (sorted) {
       std::ranges::sort(road);
@@ -69,22 +50,17 @@ class UploadsTest : public DriveTest {
   // Its road; "!" behind it: and it fails.
   std::string Put(Text name, Text text, bool sorted = false) {
     service->ClearRequests();
-    const AERROR result = Upload(bucket, name, text);
+    MemoryCache cache(text);
+    _FS_FILE_V2 file = RecordOf(name, text.size());
+    file.second_time = time;
+    const AERROR result = UploadFrom(cache, bucket, file);
     if (result == SUCCESS) expected[name] = text;
     EXPECT_EQ(StoredIn(store()), expected) << name;
     return Road(sorted) + (result == SUCCESS ? "" : "!");
   }
-  AERROR PutAndCancelAt(Text name, Text text, long long at) {
-    MemoryCache cache(text);
-    const auto handle = NewHandle();
-    cache.on_read = [&](long long offset) {
-      if (offset >= at) handle->transfer->state = TRANSFER_CANCELED;
-    };
-    _FS_FILE_V2 file = RecordOf(name, text.size());
-    return UploadFrom(cache, bucket, file, handle);
-  }
 
   Contents expected;
+  std::string time;  // the record's second
 };
 
 TEST_F(UploadsTest, KeptUrlsSaveARequestAndAreDroppedWithAnyFailure) {
@@ -93,7 +69,6 @@ TEST_F(UploadsTest, KeptUrlsSaveARequestAndAreDroppedWithAnyFailure) {
       {{.times = 0}, "uU"},
       {{.times = 0}, "U"},
       {{.call = kUpload, .status = 401}, "UuU"},
-      {{.call = kUpload, .status = 503}, "UuU"},
       {{.call = kUpload, .times = 2, .status = 503}, "UuU!"},  // the second URL was new
       {{.times = 0}, "uU"},
       {{.call = kUpload, .cut_request_after = 1}, "UUuU"},  // libcurl's own second
@@ -121,7 +96,7 @@ TEST_F(UploadsTest, SizesDecideAndEverySizeCanBeStored) {
       {"100", "1", 250, "sp123f"},   {"99", "1", 1001, "sp12f"},  // ignored: too small
       {"1k", "1", 250, "uU"},        {"0", "33", 250, "uU"}};     // ignored: no such values
   for (const auto& [part, connections, size, road] : rows) {
-    Set({{"upload_part_size", part}, {"upload_connections", connections}});
+    Set("upload_part_size=" + std::string(part) + " upload_connections=" + connections);
     EXPECT_EQ(Put("f" + std::to_string(size), Bytes(size), *road == '1'), road) << part << size;
   }
   EXPECT_EQ(log.Count("are smaller than the service takes"), 3);
@@ -130,151 +105,117 @@ TEST_F(UploadsTest, SizesDecideAndEverySizeCanBeStored) {
 }
 
 TEST_F(UploadsTest, WhatPassesCostsAPartAndNotTheFile) {
-  struct Row {
-    Fault fault;
-    const char* road;
-    std::size_t left = 0;
-  };
-  const Row rows[] = {
+  const std::pair<Fault, const char*> rows[] = {
       {{.call = kUploadPart, .status = 401}, "sp1p123f"},
       {{.call = kUploadPart, .skip = 1, .status = 408}, "sp12p23f"},
-      {{.call = kUploadPart, .skip = 2, .status = 500}, "sp123p3f"},
       {{.call = kUploadPart, .times = 2, .status = 503}, "sp1p1p123f"},
       {{.call = kUploadPart, .cut_request_after = 500}, "sp11p123f"},
-      {{.call = kUploadPart, .cut_after = 3, .commit = true}, "sp1p123f"},
-      {{.call = kUploadPart, .status = 429}, "sp1123f"},
-      {{.call = kUploadPart, .status = 403}, "sp1!", 1},
-      {{.call = kUploadPart, .status = 200, .body = "{}"}, "sp1!", 1},
-      {{.call = kPartUrl, .status = 503}, "spp123f"},
+      {{.call = kUploadPart, .status = 200, .body = "{}"}, "sp1c!"},
       {{.call = kPartUrl, .cut_after = 1}, "spp123f"},
-      {{.call = kPartUrl, .status = 401}, "sp!", 1},
-      {{.call = kStart, .status = 503}, "s!"},
-      {{.call = kFinish, .status = 503}, "sp123ff"},
-      {{.call = kFinish, .cut_after = 1}, "sp123ff"},
+      {{.call = kPartUrl, .status = 401}, "spc!"},
+      {{.call = kStart, .status = 503}, "sl!"},
+      {{.call = kStart, .cut_after = 1, .commit = true}, "slLc!"},
       {{.call = kFinish, .status = 503, .commit = true}, "sp123ffi"},
       {{.call = kFinish, .cut_request_after = UINT64_MAX, .commit = true}, "sp123ffi"},
-      {{.call = kFinish, .status = 401}, "sp123f!", 1}};
-  std::size_t left = 0;
-  for (const char* cancel : {"false", "true"}) {
-    Set({{"upload_part_size", "1000"}, {"cancel_failed_uploads", cancel}});
-    const bool canceled = *cancel == 't';
-    for (const Row& row : rows) {
-      service->AddFault(row.fault);
-      std::string road = row.road;
-      if (canceled && row.left > 0) road.insert(road.size() - 1, "c");
-      if (canceled && road == "s!") road = "slL!";  // it may have been started all the same
-      EXPECT_EQ(Put("f", Bytes(2500, static_cast<int>(&row - rows))), road) << &row - rows;
-      EXPECT_EQ(store().UnfinishedCount(), left += canceled ? 0 : row.left) << &row - rows;
-    }
+      {{.call = kFinish, .status = 401}, "sp123fc!"}};
+  Set("upload_part_size=1000 cancel_failed_uploads=true");
+  for (const auto& [fault, road] : rows) {
+    service->AddFault(fault);
+    EXPECT_EQ(Put("f", Bytes(2500, static_cast<int>(std::string(road).size()))), road);
+    EXPECT_EQ(store().UnfinishedCount(), 0U) << road;
   }
+  SetOpt("cancel_failed_uploads", "false");
+  Fail(kUploadPart, 403);
+  EXPECT_EQ(Put("f", Bytes(2500)), "sp1!");
   // The procedure without parts at once cancels what it starts anew, too.
-  SetOpt("upload_part_size", "0");
-  Set({{"verify_uploads", "false"}, {"cancel_failed_uploads", "true"}});
-  const ProtocolPtr plain(plugin.NewProtocol());
-  plain->SetOpt("cancel_failed_uploads", "true");
-  ASSERT_EQ(ConnectTo(*service, plain), SUCCESS);
-  for (const auto& [status, road] : {std::pair{500, "sp1csp123f"}, {503, "sp1c"}}) {
-    service->ClearRequests();
+  const ProtocolPtr parts = std::exchange(drive, ProtocolPtr(plugin.NewProtocol()));
+  ASSERT_EQ(ConnectTo(*service, drive), SUCCESS);
+  SetOpt("cancel_failed_uploads", "true");
+  for (const auto& [status, road] : {std::pair{500, "sp1csp123f"}, {503, "sp1c!"}}) {
     Fail(kUploadPart, status);
-    MemoryCache cache(Bytes(2500));
-    _FS_FILE_V2 file = RecordOf("plain", cache.bytes.size());
-    plain->Upload(bucket.c_str(), NewHandle(), &cache, &file, UPLOAD_DEFAULT, nullptr);
-    EXPECT_EQ(Road(), road);
-    EXPECT_EQ(store().UnfinishedCount(), left);
+    EXPECT_EQ(Put("f", Bytes(2500)), road);
   }
+  EXPECT_EQ(store().UnfinishedCount(), 1U);
 }
 
 TEST_F(UploadsTest, WhatArrivesIsWhatWasSent) {
   SetOpt("verify_uploads", "true");
   const std::tuple<int, Fault, const char*> rows[] = {
-      {10, {.times = 0}, "uU"},
       {0, {.times = 0}, "uU"},
       {10, {.call = kUpload, .flip_byte = 9}, "uUuU"},
       {10, {.call = kUpload, .flip_byte = 12}, "uUuU"},
-      {10,
-       {.call = kUpload, .replace = {{"\"contentSha1\": \"", "\"contentSha1\": \"0"}}},
-       "uUduU"},
-      {2500, {.times = 0}, "sp123f"},
+      {10, {.call = kUpload, .replace = {{"Sha1\": \"", "Sha1\": \"0"}}}, "uUduU"},
       {2500, {.call = kUploadPart, .skip = 1, .flip_byte = 5}, "sp12p23f"},
       {2500, {.call = kUploadPart, .replace = {{"Sha1\": \"", "Sha1\": \"0"}}}, "sp1p123f"},
       {10, {.call = kUpload, .times = -1, .flip_byte = 0}, "uUuUuUuUuUuU!"}};
   for (const auto& [size, fault, road] : rows) {
-    if (fault.times != 0) service->AddFault(fault);
+    service->AddFault(fault);
     EXPECT_EQ(Put("f", Bytes(size, size)), road) << road;
   }
   Heal();
   SetOpt("verify_uploads", "before");
-  std::string start;
-  service->OnRequest([&](const emulator::Request& request) {
-    if (request.call == kStart) start = request.call;
-  });
   EXPECT_EQ(Upload(bucket, "large", Bytes(1500)), SUCCESS);
-  for (const auto& request : service->requests()) {
-    if (request.call == kStart) start = request.body;
-    if (request.call == kUploadPart) {
-      EXPECT_EQ(request.Header("X-Bz-Content-Sha1"), "hex_digits_at_end");
-    }
+  const auto large = emulator::VersionsOf(store(), "bucket", "large").front();
+  EXPECT_EQ(large->info.at("large_file_sha1"), large->content->ComputeSha1());
+  // Unseen without the option.
+  Set("verify_uploads=false upload_part_size=1000");
+  for (const int size : {10, 1500}) {
+    service->AddFault({.call = size > kPart ? kUploadPart : kUpload, .flip_byte = 5});
+    EXPECT_EQ(Upload(bucket, "f", Bytes(size)), SUCCESS);
+    EXPECT_NE(emulator::ReadText(store(), "bucket", "f"), Bytes(size));
   }
-  EXPECT_EQ(json::parse(start)["fileInfo"]["large_file_sha1"].get<std::string>().size(), 40U);
-  service->OnRequest({});
 }
 
 TEST_F(UploadsTest, TheNextTrySendsWhatTheLastDidNot) {
-  Set({{"upload_part_size", "1000"},
-       {"resume_uploads", "true"},
-       {"cancel_failed_uploads", "true"}});
+  Set("upload_part_size=1000 resume_uploads=true cancel_failed_uploads=true keep_times=true");
   const std::string text = Bytes(3500);
-  const auto leave = [&](int parts) {
-    Fail(kUploadPart, 403, 1, parts);
-    EXPECT_EQ(Upload(bucket, "f", text), FAILED);
-  };
-  leave(2);
-  EXPECT_EQ(Put("f", text), "lLp34f");
-
-  Fail(kFinish, 401);
-  EXPECT_EQ(Put("f", text), "lsp1234f!");
   std::string changed = text;
   changed[1500] ^= 1;
-  EXPECT_EQ(Put("f", changed), "lLp2f");
-  EXPECT_EQ(PutAndCancelAt("f", text, 2000), UPLOAD_CANCELED);
-  EXPECT_EQ(store().UnfinishedCount(), 1U);
-  EXPECT_EQ(Upload(bucket, "f", text), SUCCESS);
-  EXPECT_EQ(store().UnfinishedCount(), 0U);
-
-  // Neither another size nor another name is the same file; what cannot be listed is not there.
-  leave(2);
-  EXPECT_EQ(Put("f", Bytes(3501)), "lsp1234f");
-  EXPECT_EQ(Put("f2", text), "lsp1234f");
-  Fail("b2_list_unfinished_large_files", 401);
+  struct Row {
+    Fault fault;
+    std::string text;
+    const char* road;
+    const char* part_size = "1000";
+    const char* name = "f";
+  };
+  const Fault none{.times = 0}, third{.call = kUploadPart, .skip = 2, .status = 403};
+  const Row rows[] = {
+      {third, text, "lsp123!"},
+      {none, text, "lLp34f"},
+      {{.call = kFinish, .status = 401}, text, "lsp1234f!"},
+      {none, changed, "lLp2f"},
+      {third, text, "lsp123!"},
+      // Neither another size nor another name is the same file; what cannot be listed is not there.
+      {none, Bytes(3501), "lsp1234f"},
+      {none, text, "lsp1234f", "1000", "g"},
+      {{.call = "b2_list_unfinished_large_files", .status = 401}, text, "lsp1234f"},
+      {{.call = "b2_list_parts", .status = 503}, text, "lLsp1234f"},
+      // Other parts are replaced, but more of them than this try has would stay.
+      {none, text, "lLp12f", "2000"},
+      {{.call = kUploadPart, .skip = 3, .status = 403}, text, "lsp1234!"},
+      {none, text, "lLsp12f", "2000"},
+      {none, text, "lLp4f"},
+      {third, text, "lsp123!"}};
+  for (const Row& row : rows) {
+    SetOpt("upload_part_size", row.part_size);
+    service->AddFault(row.fault);
+    EXPECT_EQ(Put(row.name, row.text), row.road) << &row - rows;
+  }
+  // Nor is one of another time.
+  time = "2001-02-03T04:05:06.789Z";
   EXPECT_EQ(Put("f", text), "lsp1234f");
-  Fail("b2_list_parts", 503);
-  EXPECT_EQ(Put("f", text), "lLsp1234f");
-  // Other parts are replaced, but more of them than this try has would stay.
-  SetOpt("upload_part_size", "2000");
-  EXPECT_EQ(Put("f", text), "lLp12f");
-  SetOpt("upload_part_size", "1000");
-  leave(3);
-  SetOpt("upload_part_size", "2000");
-  EXPECT_EQ(Put("f", text), "lLsp12f");
-  SetOpt("upload_part_size", "1000");
-  EXPECT_EQ(Put("f", text), "lLp4f");
-
+  time.clear();
   // Another client cancels it between two of our requests.
-  leave(2);
   service->OnRequest([this](const emulator::Request& request) {
-    const auto unfinished = store().Unfinished(bucket);
-    if (request.call == kPartUrl && service->Count(kStart) == 0) {
-      store().CancelLarge(unfinished.front()->Id());
-    }
+    if (request.call == kPartUrl && service->Count(kStart) == 0)
+      store().CancelLarge(store().Unfinished(bucket).front()->Id());
   });
   EXPECT_EQ(Put("f", text), "lLpsp1234f");
   service->OnRequest({});
 }
 
 TEST_F(UploadsTest, CancelingStopsAllAndLeavesNothing) {
-  Set({{"upload_part_size", "1000"},
-       {"upload_connections", "4"},
-       {"cancel_failed_uploads", "true"}});
+  Set("upload_part_size=1000 upload_connections=4 cancel_failed_uploads=true");
   for (const char* call : {kStart, kPartUrl, kUploadPart, kFinish}) {
     for (const Fault& trouble : {Fault{.call = call, .times = -1, .stall = true},
                                  Fault{.call = call, .times = -1, .status = 429}}) {
@@ -292,7 +233,6 @@ TEST_F(UploadsTest, CancelingStopsAllAndLeavesNothing) {
       Heal();
     }
   }
-  EXPECT_EQ(PutAndCancelAt("f", Bytes(6500), 5000), UPLOAD_CANCELED);
   MemoryCache shorter(Bytes(6000));
   shorter.on_read = [&](long long offset) { shorter.fails = offset >= 5000; };
   _FS_FILE_V2 file = RecordOf("f", 6500);
@@ -301,32 +241,12 @@ TEST_F(UploadsTest, CancelingStopsAllAndLeavesNothing) {
   EXPECT_EQ(store().UnfinishedCount(), 0U);
 }
 
-// The threads from which a host hears.
-class HeardThreads final : public ILog {
- public:
-  void SetLevels(std::int32_t) override {}
-  bool IsNetworkTraceEnabled() override { return false; }
-  void Log(LOGLEVEL, const char* format, std::va_list arguments) override {
-    char line[1000];
-    std::vsnprintf(line, sizeof line, format, arguments);
-    others += std::this_thread::get_id() != own;
-    last = line;
-  }
-
-  const std::thread::id own = std::this_thread::get_id();
-  std::atomic<int> others = 0;
-  std::string last;
-};
-
 TEST_F(UploadsTest, HostsHearFromTheCallingThreadAndTheCauseLast) {
-  Set({{"upload_part_size", "1000"}, {"upload_connections", "8"}, {"verbose", "on"}});
-  HeardThreads heard;
-  plugin.Get<module_api::BindLogger>("BindLogger")(&heard);
+  Set("upload_part_size=1000 upload_connections=8 verbose=on");
   const auto handle = NewHandle();
   std::vector<long long> seen;
   handle->progress_context = &seen;
-  handle->progress = [](long long total, long long now, void* context, double) {
-    EXPECT_EQ(total, 20'500);
+  handle->progress = [](long long, long long now, void* context, double) {
     static_cast<decltype(seen)*>(context)->push_back(now);
   };
   MemoryCache cache(Bytes(20'500));
@@ -337,34 +257,44 @@ TEST_F(UploadsTest, HostsHearFromTheCallingThreadAndTheCauseLast) {
   EXPECT_EQ(handle->transfer->offset.load(), 20'500);
   Fail(kUploadPart, 403, 1, 5);
   EXPECT_EQ(Upload(bucket, "g", cache.bytes), FAILED);
-  EXPECT_EQ(heard.last, "[PROTOCOL  ] UploadLargeFile >> HTTP 403");
-  EXPECT_EQ(heard.others, 0);
-  plugin.Get<module_api::BindLogger>("BindLogger")(&log);
+  EXPECT_EQ(log.of_other_threads, 0);
+  EXPECT_TRUE(log.Take().back().ends_with("UploadLargeFile >> HTTP 403"));
 }
 
 TEST_F(UploadsTest, ManyThreadsOnOneObject) {
-  SetAll();
+  Set("reuse_upload_urls=true upload_part_size=1000 upload_connections=4 "
+      "cancel_failed_uploads=true verify_uploads=before resume_uploads=true keep_times=true "
+      "file_details=true server_copy=true copy_part_size=1000 hide_on_delete=true "
+      "strict_answers=true");
   Fail("", 503, 8, 20);
   std::vector<std::thread> threads;
   for (int i = 0; i < 16; ++i) {
     threads.emplace_back([this, i] {
-      const std::string own = "own" + std::to_string(i), small = Bytes(100, i);
+      const std::string own = "own" + std::to_string(i);
+      FileList list;
+      _FS_FILE_V2 out = RecordOf("moved" + std::to_string(i));
+      const std::function<AERROR()> calls[] = {
+          [&] { return Upload(bucket, own + "/a", Bytes(3500, i)); },
+          [&] { return Upload(bucket, "same", Bytes(2500)); },
+          [&] { return Upload(bucket, own + "/small", Bytes(100, i)); },
+          [&] {
+            return drive->MoveDir((bucket + "/" + own).c_str(), bucket.c_str(), &out, nullptr);
+          },
+          [&] { return drive->GetFileList(bucket.c_str(), &list, nullptr); }};
       for (int round = 0; round < 3; ++round) {
-        while (Upload(bucket, own, Bytes(3500, i)) != SUCCESS) {
+        for (const auto& call : calls) {
+          while (call() != SUCCESS) {
+          }
         }
-        while (Upload(bucket, "same", Bytes(2500)) != SUCCESS) {
-        }
-        while (Upload(bucket, own + "small", small) != SUCCESS) {
-        }
-        SetOpt("upload_connections", std::to_string(1 + i % 4));
+        Set("upload_connections=" + std::to_string(1 + i % 4) +
+            " view=" + (i % 2 ? "files" : "versions"));
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
   for (int i = 0; i < 16; ++i) {
-    const std::string own = "own" + std::to_string(i);
-    expected[own] = Bytes(3500, i);
-    expected[own + "small"] = Bytes(100, i);
+    expected["moved" + std::to_string(i) + "/a"] = Bytes(3500, i);
+    expected["moved" + std::to_string(i) + "/small"] = Bytes(100, i);
   }
   expected["same"] = Bytes(2500);
   EXPECT_EQ(StoredIn(store()), expected);

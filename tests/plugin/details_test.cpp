@@ -69,17 +69,13 @@ TEST_F(DetailsTest, TimesOfOthersAreShownAsFarAsTheyAreTimes) {
 }
 
 TEST_F(DetailsTest, WhatTheServiceDoesNotTakeIsNotSent) {
-  const std::deque<std::string> eleven = {
-      "info.1=", "info.2=", "info.3=", "info.4=", "info.5=",
-      "info.6=", "info.7=", "info.8=", "info.9=", "info.10="};  // and the time
-  const std::deque<std::string> rows[] = {{"info.=x"},
-                                          {"info.key"},
-                                          {"info.a b=x"},
-                                          {"info." + std::string(51, 'k') + "=x"},
-                                          {"info.b2-x=x"},
-                                          {"type="},
-                                          {"type=a\r\nX-Bz-Y: z"},
-                                          eleven};
+  std::deque<std::string> eleven;  // with the time
+  for (int i = 0; i < 10; ++i) eleven.push_back("info." + std::to_string(i) + "=");
+  std::vector<std::deque<std::string>> rows = {eleven};
+  const std::string too_long = "info." + std::string(51, 'k') + "=x";
+  for (Text text : Texts{"info.=x", "info.key", "info.a b=x", "info.b2-x=x",
+                         "type=", "type=a\r\nX-Bz-Y: z", too_long})
+    rows.push_back({text});
   service->ClearRequests();
   for (const auto& texts : rows) {
     for (const int size : {5, 2 * kPart}) {
