@@ -33,9 +33,10 @@ AERROR BackBlazeB2::StartLargeFile(const Stop& stop, const Options& options, Jso
 }
 
 // Only one that nobody works on here, and that has no part yet, as one that was just started.
-void BackBlazeB2::CancelLostStart(const Stop& stop, const Options& options, JsonObject start) {
+void BackBlazeB2::CancelLostStart(const Stop& stop, const Options& options,
+                                  const JsonObject& start) {
   std::vector<std::string> file_ids;
-  if (ListUnfinished(stop, options, std::move(start), file_ids) != AERROR::SUCCESS) return;
+  if (ListUnfinished(stop, options, start, file_ids) != AERROR::SUCCESS) return;
   if (file_ids.empty() || !large_files_.Add(file_ids.front())) return;
   StoredParts parts;
   const bool lost =
