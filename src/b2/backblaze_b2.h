@@ -169,7 +169,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   // unless it stays.
   AERROR StartLargeFile(const Stop& stop, const Options& options, JsonObject start, bool stays,
                         std::string& file_id);
-  void CancelLostStart(const Stop& stop, const Options& options, JsonObject start);
+  void CancelLostStart(const Stop& stop, const Options& options, const JsonObject& start);
   AERROR UploadInParts(const Options& options, const char* path, std::shared_ptr<_FS_HANDLE> handle,
                        ICacheIO* cache, _FS_FILE_V2* info, char** msg);
   // Bytes of a part: as wanted, or what the service recommends.

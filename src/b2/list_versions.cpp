@@ -95,18 +95,18 @@ AERROR BackBlazeB2::GetFileList_ObjectVersions(const Options& options, const cha
 
 AERROR BackBlazeB2::ListVersionsOf(const Options& options, const char* path,
                                    IFileList& list) const {
-  const auto [container, folder] = SplitNormalized(path);
-  const std::string prefix = folder.empty() ? "" : folder + "/";
+  const ItemPath folder = SplitNormalized(path);
+  const std::string prefix = folder.rest.empty() ? "" : folder.rest + "/";
   const auto add = [&](JsonObject& file, const std::string& name) {
     std::string last = name.substr(prefix.size());
     if (last.ends_with('/')) {
       last.pop_back();
-      AddTo(list, DirectoryRecord(ItemId(container, prefix + last), last));
+      AddTo(list, DirectoryRecord(ItemId(folder.container, prefix + last), last));
       return;
     }
     if (IsStarted(file)) return;
     _FS_FILE_V2 record;
-    record.id = ItemId(container, Required(file, "fileId"));
+    record.id = ItemId(folder.container, Required(file, "fileId"));
     record.type = FS_FILE;
     record.size = ContentLength(file);
     record.name = std::move(last);
@@ -114,8 +114,12 @@ AERROR BackBlazeB2::ListVersionsOf(const Options& options, const char* path,
     AddTo(list, record);
   };
   BindQueryLogger(options.query_logger);
-  VersionPages pages{container, prefix + options.view_name, "/",
-                     true,      !options.view_name.empty(), PageWatch(true, query::kListVersions),
+  VersionPages pages{folder.container,
+                     prefix + options.view_name,
+                     "/",
+                     true,
+                     !options.view_name.empty(),
+                     PageWatch(true, query::kListVersions),
                      add};
   return Query(
       options,

@@ -33,9 +33,10 @@ AERROR BackBlazeB2::StartLargeFile(const Stop& stop, const Options& options, Jso
 }
 
 // Only one that nobody works on here, and that has no part yet, as one that was just started.
-void BackBlazeB2::CancelLostStart(const Stop& stop, const Options& options, JsonObject start) {
+void BackBlazeB2::CancelLostStart(const Stop& stop, const Options& options,
+                                  const JsonObject& start) {
   std::vector<std::string> file_ids;
-  if (ListUnfinished(stop, options, std::move(start), file_ids) != AERROR::SUCCESS) return;
+  if (ListUnfinished(stop, options, start, file_ids) != AERROR::SUCCESS) return;
   if (file_ids.empty() || !large_files_.Add(file_ids.front())) return;
   StoredParts parts;
   const bool lost =
@@ -73,22 +74,21 @@ AERROR BackBlazeB2::ForEachUnfinished(const Stop& stop, const Options& options,
 
 // One that is finished or canceled between the two calls is not shown.
 AERROR BackBlazeB2::ListUnfinishedOf(const Options& options, const char* path, IFileList& list) {
-  auto [container, prefix] = SplitNormalized(path);
-  if (!prefix.empty()) prefix += '/';
-  const std::size_t folder_length = prefix.size();
+  const ItemPath folder = SplitNormalized(path);
+  const std::string prefix = folder.rest.empty() ? "" : folder.rest + "/";
   FileList found;
   const auto add = [&](JsonObject& file) {
     const std::string name = Required(file, "fileName");
     if (!options.view_name.empty() && name != prefix + options.view_name) return;
     _FS_FILE_V2 record;
-    record.id = ItemId(container, Required(file, "fileId"));
+    record.id = ItemId(folder.container, Required(file, "fileId"));
     record.type = FS_FILE;
-    record.name = name.substr(folder_length);
+    record.name = name.substr(prefix.size());
     SetStored(options, record, file);
     AddTo(found, record);
   };
   const AERROR listed =
-      ForEachUnfinished({}, options, {container, prefix + options.view_name}, add);
+      ForEachUnfinished({}, options, {folder.container, prefix + options.view_name}, add);
   if (listed != AERROR::SUCCESS) return listed;
   for (const auto& record : found.GetFileList()) {
     const AERROR sized = SetUnfinishedSize(options, *record);
