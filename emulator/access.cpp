@@ -145,6 +145,17 @@ void Access::ExpireAccountToken(const std::string& token) {
   if (found != account_tokens_.end()) found->second.expires = Clock::now();
 }
 
+void Access::ExpireUploads() {
+  base::Lock lock(mutex_);
+  for (auto& [token, held] : upload_tokens_) held->expires = Clock::now();
+}
+
+void Access::ExpireUpload(const std::string& token) {
+  base::Lock lock(mutex_);
+  const auto found = upload_tokens_.find(token);
+  if (found != upload_tokens_.end()) found->second->expires = Clock::now();
+}
+
 KeyPtr Access::AddKey(Key wanted) {
   wanted.id = "001" + account_id_ + RandomHex(10);
   wanted.secret = "K001" + RandomHex(27);

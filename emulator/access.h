@@ -97,6 +97,9 @@ class Access {
   // Every token given out so far is answered expired_auth_token from now on.
   void ExpireAll();
   void ExpireAccountToken(const std::string& token);
+  // The same for upload tokens alone: for all, as after a day, or for one.
+  void ExpireUploads();
+  void ExpireUpload(const std::string& token);
 
   // Adds a key, choosing ID and secret.
   KeyPtr AddKey(Key wanted);

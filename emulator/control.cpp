@@ -64,6 +64,11 @@ json Expire(Core& core, const json&) {
   return json::object();
 }
 
+json ExpireUploadUrls(Core& core, const json&) {
+  core.access.ExpireUploads();
+  return json::object();
+}
+
 json SetLatency(Core& core, const json& body) {
   const std::chrono::milliseconds latency = MillisecondsOf(body.at("milliseconds"));
   CheckDelay(latency);
@@ -82,13 +87,14 @@ struct Row {
   json (*act)(Core& core, const json& body);
 };
 
-constexpr std::array<Row, 8> kRows{{
+constexpr std::array<Row, 9> kRows{{
     {"POST", "/faults", AddFaults},
     {"DELETE", "/faults", ClearFaults},
     {"GET", "/requests", ShowRequests},
     {"DELETE", "/requests", ClearRequests},
     {"GET", "/counts", ShowCounts},
     {"POST", "/expire", Expire},
+    {"POST", "/expire/upload-urls", ExpireUploadUrls},
     {"POST", "/latency", SetLatency},
     {"POST", "/link", SetLink},
 }};

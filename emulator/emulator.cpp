@@ -66,6 +66,7 @@ size_t Emulator::Count(std::string_view call) const {
 }
 
 void Emulator::ExpireTokens() { core_->access.ExpireAll(); }
+void Emulator::ExpireUploadUrls() { core_->access.ExpireUploads(); }
 void Emulator::CloseIdleConnections() { server_->CloseIdle(); }
 
 void Emulator::DropConnections() { server_->Drop(); }

@@ -62,6 +62,8 @@ class Emulator {
 
   // Voids all tokens given out so far, those of upload URLs included (401 expired_auth_token).
   void ExpireTokens();
+  // Voids the tokens of all upload URLs given out so far.
+  void ExpireUploadUrls();
   // Ends every connection that exists now: idle ones at once, others after their request.
   void CloseIdleConnections();
   // Ends every connection that exists now, at once.

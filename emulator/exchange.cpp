@@ -97,6 +97,24 @@ class SlowBody : public BodySource {
   const Pace pace_;
 };
 
+// Flips a bit of the body on its way.
+class FlippedBody : public BodySource {
+ public:
+  FlippedBody(BodySource& body, uint64_t byte) : body_(body), byte_(byte) {}
+
+  size_t Read(char* data, size_t size) override {
+    const size_t got = body_.Read(data, size);
+    if (byte_ >= read_ && byte_ - read_ < got) data[byte_ - read_] ^= 1;
+    read_ += got;
+    return got;
+  }
+
+ private:
+  BodySource& body_;
+  const uint64_t byte_;
+  uint64_t read_ = 0;
+};
+
 PlannedAnswer Answered(Core& core, const Fault& fault, Incoming& incoming, BodySource& body) {
   if (fault.cut_request_after && !fault.commit) {
     Discard(body, *fault.cut_request_after);
@@ -112,6 +130,32 @@ PlannedAnswer Answered(Core& core, const Fault& fault, Incoming& incoming, BodyS
           fault.drip};
 }
 
+// An upload URL survives a refusal of what was sent to it, and nothing else.
+bool EndsUploadUrl(const PlannedAnswer& planned) {
+  const int status = planned.answer.status;
+  return planned.silent || planned.stall || planned.cut_after || status == 401 || status == 408 ||
+         status >= 500;
+}
+
+PlannedAnswer Uploaded(Core& core, const Fault& fault, Incoming& incoming, BodySource& body) {
+  const std::string token = incoming.record.Header("Authorization");
+  try {
+    FlippedBody flipped(body, fault.flip_byte.value_or(UINT64_MAX));
+    PlannedAnswer planned = Answered(core, fault, incoming, flipped);
+    if (EndsUploadUrl(planned)) core.access.ExpireUpload(token);
+    return planned;
+  } catch (const Aborted&) {
+    core.access.ExpireUpload(token);
+    throw;
+  }
+}
+
+PlannedAnswer AnsweredOrUploaded(Core& core, const Fault& fault, Incoming& incoming,
+                                 BodySource& body) {
+  return Service::IsUpload(incoming.record.call) ? Uploaded(core, fault, incoming, body)
+                                                 : Answered(core, fault, incoming, body);
+}
+
 }  // namespace
 
 PlannedAnswer Exchange(Core& core, Stream& stream, Incoming& incoming, BodySource& body) {
@@ -119,9 +163,9 @@ PlannedAnswer Exchange(Core& core, Stream& stream, Incoming& incoming, BodySourc
   const Fault fault = FaultFor(core.faults, incoming.record);
   incoming.ignore_range = fault.ignore_range;
   stream.Pause(core.latency.load() + fault.delay);
-  if (fault.drip_request == 0) return Answered(core, fault, incoming, body);
+  if (fault.drip_request == 0) return AnsweredOrUploaded(core, fault, incoming, body);
   SlowBody slow(stream, body, {fault.drip_request});
-  return Answered(core, fault, incoming, slow);
+  return AnsweredOrUploaded(core, fault, incoming, slow);
 }
 
 }  // namespace emulator

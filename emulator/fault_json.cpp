@@ -64,6 +64,7 @@ constexpr Member kMembers[] = {
     {"delayMilliseconds", Set<&Fault::delay>},
     {"drip", Set<&Fault::drip>},
     {"dripRequest", Set<&Fault::drip_request>},
+    {"flipByte", Set<&Fault::flip_byte>},
     {"stall", Set<&Fault::stall>},
     {"cutAfter", Set<&Fault::cut_after>},
     {"cutRequestAfter", Set<&Fault::cut_request_after>},

@@ -49,6 +49,9 @@ struct Fault {
   // Bytes per second at which the answer's body is sent and the request's body is read. 0: no
   // limit. As much as the system's socket buffers hold is never slowed.
   uint64_t drip = 0, drip_request = 0;
+  // The lowest bit of this byte of an upload's body, or of what a download answers, counted from 0,
+  // arrives flipped.
+  std::optional<uint64_t> flip_byte = {};
   // Take the request, then send nothing until the client closes. With `cut_after` the headers and
   // that much of the body are sent first.
   bool stall = false;

@@ -36,9 +36,23 @@ void Replace(const std::string& from, const std::string& to, std::string& text) 
   }
 }
 
+// The content's own bytes are shared by others.
+void FlipByte(uint64_t byte, Answer& answer) {
+  if (byte >= answer.length) return;
+  const std::shared_ptr<char[]> flipped(
+      new char[1]{static_cast<char>(answer.At(byte).front() ^ 1)});
+  auto content = std::make_shared<Content>();
+  content->Append(*answer.content, answer.first, byte);
+  content->Append(flipped, 1);
+  content->Append(*answer.content, answer.first + byte + 1, answer.length - byte - 1);
+  answer.content = content;
+  answer.first = 0;
+}
+
 }  // namespace
 
 void Spoil(const Fault& fault, const Incoming& incoming, Answer& answer) {
+  if (answer.content && fault.flip_byte && answer.status < 300) FlipByte(*fault.flip_byte, answer);
   if (answer.status != 200 || answer.content) return;
   if (fault.repeat_cursor) RepeatCursor(incoming, answer);
   for (const auto& [from, to] : fault.replace) Replace(from, to, answer.body);

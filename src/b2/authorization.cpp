@@ -4,6 +4,7 @@
 #include "b2/backblaze_b2.h"
 #include "b2/file_records.h"
 #include "b2/request_pool.h"
+#include "http/transfer_callbacks.h"
 #include "protocol/log_lines.h"
 #include "util/base64.h"
 
@@ -34,11 +35,14 @@ AERROR BackBlazeB2::Connect(IProtocolAuth* auth, const char* connect_info) {
   try {
     auth_ = auth;
     connect_info_ = connect_info == nullptr ? "" : connect_info;
-    ReadAccount(connect_info_, {account_id_, application_key_});
+    options_.Change([this](Options& options) {
+      ReadAccount(connect_info_, {options.account_id, options.application_key});
+    });
   } catch (...) {
     return AERROR::AUTH_FAILED;
   }
   try {
+    upload_urls_.Clear();
     about_ = std::make_shared<About>(this);
     return AERROR::SUCCESS;
   } catch (...) {
@@ -47,10 +51,11 @@ AERROR BackBlazeB2::Connect(IProtocolAuth* auth, const char* connect_info) {
 }
 
 AERROR BackBlazeB2::AuthorizeAccount() {
-  BindQueryLogger(query_logger_);
-  const auto send = [this](const Request& request) {
+  const auto options = options_.Get();
+  BindQueryLogger(options->query_logger);
+  const auto send = [&options](const Request& request) {
     AimAt(*request, kServiceUrl, call::kAuthorizeAccount);
-    const std::string credentials = account_id_ + ":" + application_key_;
+    const std::string credentials = options->account_id + ":" + options->application_key;
     request->AddHeader("Authorization", "Basic " + util::Base64Encode(credentials));
     return request->PerformGet(nullptr, nullptr);
   };
@@ -60,7 +65,7 @@ AERROR BackBlazeB2::AuthorizeAccount() {
     SetAuthorizedInfo(result.body ? std::string(result.body.get(), length) : std::string());
     return AERROR::SUCCESS;
   };
-  return Query({send, query::kAuthorize}, OnSuccessDo({store, ""}));
+  return Query(*options, {send, query::kAuthorize}, OnSuccessDo({store, ""}));
 }
 
 AERROR BackBlazeB2::SetAuthorizedInfo(std::string body) {
@@ -78,15 +83,33 @@ AERROR BackBlazeB2::SetAuthorizedInfo(std::string body) {
   }
 }
 
-AERROR BackBlazeB2::Query(ServicePerformer performer, HandlerMap on_range, HandlerMap on_code,
-                          TransportMap on_transport) const {
-  const auto send = [this, &performer](const Request& request) {
-    request->SetLowSpeedLimit(low_speed_limit_);
+AERROR BackBlazeB2::Query(const Options& options, ServicePerformer performer, HandlerMap on_range,
+                          HandlerMap on_code, TransportMap on_transport) const {
+  const auto send = [&options, &performer](const Request& request) {
+    request->SetLowSpeedLimit(options.low_speed_limit);
     return performer.fn(request);
   };
   return QueryWithBackoff<ExponentialBackoff>(cq, ServicePerformer{send, performer.name},
                                               std::move(on_range), std::move(on_code),
                                               std::move(on_transport));
+}
+
+AERROR BackBlazeB2::QueryUnless(const Stop& stop, const Options& options,
+                                ServicePerformer performer, HandlerMap on_range, HandlerMap on_code,
+                                TransportMap on_transport) const {
+  const Stop stopped = stop ? stop : [] { return false; };
+  BindQueryLogger(options.query_logger);
+  SharedProgress progress{stopped};
+  const auto send = [&](const Request& request) {
+    if (stopped()) return NotStarted(CURLE_ABORTED_BY_CALLBACK);
+    request->SetLowSpeedLimit(options.low_speed_limit);
+    request->BindProgress(reinterpret_cast<curl_xferinfo_callback>(&_CURL_PROGRESS_SHARED),
+                          &progress);
+    return performer.fn(request);
+  };
+  return QueryWithBackoff<StoppableBackoff>(cq, ServicePerformer{send, performer.name},
+                                            std::move(on_range), std::move(on_code),
+                                            std::move(on_transport), stopped);
 }
 
 ServicePerformer BackBlazeB2::JsonCall(const char* name, const char* call_name,

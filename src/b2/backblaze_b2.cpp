@@ -61,7 +61,9 @@ AERROR BackBlazeB2::GetRootID(char* buffer, int* size) {
 
 AERROR BackBlazeB2::GetCredential(char* buffer, int* size) {
   if (buffer == nullptr) return AERROR::AUTH_FAILED;
-  if (account_id_.empty() || application_key_.empty()) return AERROR::FS_NEED_AUTHORIZE;
+  const auto options = options_.Get();
+  if (options->account_id.empty() || options->application_key.empty())
+    return AERROR::FS_NEED_AUTHORIZE;
   return CopyOut(connect_info_, buffer, size);
 }
 

@@ -25,19 +25,20 @@ AERROR BackBlazeB2::CreateDirectory(const char* id, _FS_FILE_V2* out, char** mes
     const auto [bucket, object] = SplitNormalized(identifier);
     __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s bucket_id [%s], object_name [%s]",
              "CreateDirectory", bucket.c_str(), object.c_str());
-    if (!object.empty()) return UploadUsingPost(id, nullptr, nullptr, out, message, true);
-    return CreateBucket(out);
+    const auto options = options_.Get();
+    if (!object.empty()) return UploadUsingPost(*options, id, nullptr, nullptr, out, message, true);
+    return CreateBucket(*options, out);
   });
 }
 
 // Always private; hosts have no notion of a public bucket.
-AERROR BackBlazeB2::CreateBucket(_FS_FILE_V2* record) {
+AERROR BackBlazeB2::CreateBucket(const Options& options, _FS_FILE_V2* record) {
   if (record == nullptr) return AERROR::FAILED;
-  const auto body = [this, record] {
-    return Members({{"accountId", account_id_},
+  const auto body = [&options, record] {
+    return Members({{"accountId", options.account_id},
                     {"bucketName", URLEncode(record->name.c_str(), false)},
                     {"bucketType", "allPrivate"}});
   };
-  return Query(JsonCall(query::kCreateBucket, call::kCreateBucket, body),
+  return Query(options, JsonCall(query::kCreateBucket, call::kCreateBucket, body),
                OnSuccess([record](JsonObject& answer) { return ReadBucket(answer, *record); }));
 }

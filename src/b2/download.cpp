@@ -83,19 +83,20 @@ AERROR BackBlazeB2::Read(const char* id, long long offset, long long length,
 
     const Range range{offset, length};
     DownloadState state = NewState(std::move(handle), callback);
-    state.strict = strict_answers_;
+    const auto options = options_.Get();
+    state.strict = options->strict_answers;
     const auto send = [&](const Request& request) {
       if (GivenUp(state.handle)) return NotStarted(CURLE_WRITE_ERROR);
       // From the API URL, like every other call, not from the download URL.
       const std::string target = std::string(call::kDownloadFileById) + "?fileId=" + file.rest;
       AimAt(*request, api_url_, target.c_str());
       Authorize(*request, authorization_token_);
-      request->SetSpeedLimit(speed_limit_);
+      request->SetSpeedLimit(options->speed_limit);
       return Fetch(*request, range, state);
     };
     const auto deliver_rest = [&state](_CURLRTN&) { return DeliverRest(state); };
     return Query(
-        {send, query::kRead}, OnSuccessDo({deliver_rest, ""}), {},
+        *options, {send, query::kRead}, OnSuccessDo({deliver_rest, ""}), {},
         {{CURLE_OPERATION_TIMEDOUT, AERROR::TIMEDOUT}, {CURLE_WRITE_ERROR, AERROR::READ_CANCELED}});
   });
 }

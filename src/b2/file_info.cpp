@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "b2/backblaze_b2.h"
+#include "b2/file_details.h"
 #include "b2/file_records.h"
 #include "b2/guarded.h"
 #include "b2/paths.h"
@@ -26,21 +27,30 @@ void SetRoot(_FS_FILE_V2& record) {
   record.size = 0;
 }
 
-AERROR ReadFileInfo(JsonObject& answer, _FS_FILE_V2& record, bool full) {
+AERROR ReadFileInfo(const Options& options, JsonObject& answer, _FS_FILE_V2& record, bool full) {
   // A host keeps the relative name of its listing; only the version listing wants the stored one.
   if (full) record.name = static_cast<std::string>(Required(answer, "fileName"));
   record.size = ContentLength(answer);
-  SetUploadTime(record, answer);
+  SetStored(options, record, answer);
   return AERROR::SUCCESS;
 }
 
 }  // namespace
 
 AERROR BackBlazeB2::GetFileInfo(const char* id, _FS_FILE_V2* out, char** message) {
-  return Guarded(AERROR::FAILED, [&] { return _GetFileInfo(id, out, message, false); });
+  return Guarded(AERROR::FAILED, [&] {
+    const auto options = options_.Get();
+    if (options->view != View::kUnfinished || id == nullptr || out == nullptr)
+      return _GetFileInfo(*options, id, out, message, false);
+    const ItemPath item = SplitNormalized(id);
+    const bool is_file = !item.rest.empty() && (out->type & FS_DIRECTORY) == 0;
+    return is_file ? UnfinishedInfo(*options, item, *out)
+                   : _GetFileInfo(*options, id, out, message, false);
+  });
 }
 
-AERROR BackBlazeB2::_GetFileInfo(const char* path, _FS_FILE_V2* record, char** msg, bool full) {
+AERROR BackBlazeB2::_GetFileInfo(const Options& options, const char* path, _FS_FILE_V2* record,
+                                 char** msg, bool full) {
   if (path == nullptr || record == nullptr) return AERROR::FAILED;
   __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s id [%s]", "_GetFileInfo", path);
   if (*path == '\0') {
@@ -49,14 +59,15 @@ AERROR BackBlazeB2::_GetFileInfo(const char* path, _FS_FILE_V2* record, char** m
   }
   const auto [container, rest] = SplitIdentifier(path);
   if (container.empty()) return AERROR::FAILED;
-  if (rest.empty()) return BucketInfo(container, *record, msg);
-  if ((record->type & FS_DIRECTORY) != 0) return FolderInfo(path, *record);
-  return StoredFileInfo(rest, *record, full);
+  if (rest.empty()) return BucketInfo(options, container, *record, msg);
+  if ((record->type & FS_DIRECTORY) != 0) return FolderInfo(options, path, *record);
+  return StoredFileInfo(options, rest, *record, full);
 }
 
-AERROR BackBlazeB2::BucketInfo(const std::string& container, _FS_FILE_V2& record, char** msg) {
+AERROR BackBlazeB2::BucketInfo(const Options& options, const std::string& container,
+                               _FS_FILE_V2& record, char** msg) {
   FileList buckets;
-  const AERROR result = GetFileList_BucketList("", &buckets, msg);
+  const AERROR result = GetFileList_BucketList(options, "", &buckets, msg);
   if (result != AERROR::SUCCESS) return result;
   const auto& files = buckets.GetFileList();
   const auto found = std::find_if(files.begin(), files.end(),
@@ -67,26 +78,29 @@ AERROR BackBlazeB2::BucketInfo(const std::string& container, _FS_FILE_V2& record
 }
 
 // Only the marker is looked for: a folder that exists through its files alone is not found.
-AERROR BackBlazeB2::FolderInfo(const char* path, _FS_FILE_V2& record) {
+AERROR BackBlazeB2::FolderInfo(const Options& options, const char* path, _FS_FILE_V2& record) {
   FileList markers;
   const std::string marker = std::string(path) + kMarkerSuffix;
-  const AERROR result = GetFileList_ObjectList(marker.c_str(), &markers, nullptr, "");
+  const AERROR result = GetFileList_ObjectList(options, marker.c_str(), &markers, nullptr, "");
   if (result != AERROR::SUCCESS) return result;
   if (markers.GetFileList().empty()) return AERROR::FAILED;
   CopyDirectory(*markers.GetFileList().front(), record);
   return AERROR::SUCCESS;
 }
 
-AERROR BackBlazeB2::StoredFileInfo(const std::string& file_id, _FS_FILE_V2& record, bool full) {
-  BindQueryLogger(query_logger_);
+AERROR BackBlazeB2::StoredFileInfo(const Options& options, const std::string& file_id,
+                                   _FS_FILE_V2& record, bool full) {
+  BindQueryLogger(options.query_logger);
   const auto body = [&] { return Members({{"fileId", file_id}}); };
   HandlerMap on_code;
-  // Only the version listing of a deletion asks for the full name, and with these options it has to
-  // tell a file that is gone from a look-up that failed.
-  if (full && exact_delete_ && delete_if_unchanged_) {
+  // Only a deletion asks for the full name, and with these options it has to tell a file that is
+  // gone from a look-up that failed.
+  const bool careful = options.exact_delete && options.delete_if_unchanged;
+  if (full && (careful || options.view == View::kVersions)) {
     on_code[404] = {[](_CURLRTN&) { return AERROR::FILE_NOT_FOUND; }, ""};
   }
-  return Query(JsonCall(query::kFileInfo, call::kGetFileInfo, body),
-               OnSuccess([&](JsonObject& answer) { return ReadFileInfo(answer, record, full); }),
-               std::move(on_code));
+  return Query(
+      options, JsonCall(query::kFileInfo, call::kGetFileInfo, body),
+      OnSuccess([&](JsonObject& answer) { return ReadFileInfo(options, answer, record, full); }),
+      std::move(on_code));
 }

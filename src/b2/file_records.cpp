@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "protocol/aerror.h"
+#include "util/strings.h"
 #include "util/time_format.h"
 
 JsonObject Required(JsonObject& answer, const char* key) {
@@ -26,6 +27,11 @@ void SetUploadTime(_FS_FILE_V2& record, JsonObject& answer) {
 
 std::uint64_t ContentLength(JsonObject& answer) {
   return static_cast<std::uint64_t>(static_cast<long long>(Required(answer, "contentLength")));
+}
+
+std::string BareSha1(const std::string& sha1) {
+  const auto pieces = split_delim(sha1, ":");
+  return pieces.size() >= 2 && pieces[0] == "unverified" ? pieces[1] : sha1;
 }
 
 std::string ItemId(const std::string& container, const std::string& rest) {

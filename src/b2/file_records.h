@@ -19,6 +19,9 @@ void SetUploadTime(_FS_FILE_V2& record, JsonObject& answer);
 // An answer's "contentLength", in bytes.
 std::uint64_t ContentLength(JsonObject& answer);
 
+// The service's "unverified:HASH" without its prefix.
+std::string BareSha1(const std::string& sha1);
+
 std::string ItemId(const std::string& container, const std::string& rest);
 
 // A bucket or folder as of now.

@@ -16,13 +16,14 @@ AERROR AddBuckets(JsonObject& answer, IFileList& list) {
 
 }  // namespace
 
-AERROR BackBlazeB2::GetFileList_BucketList(const char*, IFileList* list, char**) {
-  BindQueryLogger(query_logger_);
-  const auto body = [this] {
+AERROR BackBlazeB2::GetFileList_BucketList(const Options& options, const char*, IFileList* list,
+                                           char**) {
+  BindQueryLogger(options.query_logger);
+  const auto body = [&options] {
     JsonObject request(R"({"bucketTypes":["all"]})");
-    request["accountId"] = account_id_;
+    request["accountId"] = options.account_id;
     return request;
   };
-  return Query(JsonCall(query::kListBuckets, call::kListBuckets, body),
+  return Query(options, JsonCall(query::kListBuckets, call::kListBuckets, body),
                OnSuccess([list](JsonObject& answer) { return AddBuckets(answer, *list); }));
 }

@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "b2/backblaze_b2.h"
+#include "b2/file_details.h"
 #include "b2/file_records.h"
 #include "b2/page_watch.h"
 #include "b2/paths.h"
@@ -9,6 +10,7 @@
 // Pages ride on the engine's retry: the reader keeps the service's cursor and asks for another
 // attempt while there is one, so a listing has no loop of its own.
 struct BackBlazeB2::ListState {
+  const Options& options;
   std::string container;
   std::string prefix;
   std::string delimiter;
@@ -58,7 +60,7 @@ struct BackBlazeB2::ListState {
     record.type = FS_FILE;
     record.size = ContentLength(file);
     record.name = std::move(name);
-    SetUploadTime(record, file);
+    SetStored(options, record, file);
     AddTo(*list, record);
   }
 
@@ -71,23 +73,25 @@ struct BackBlazeB2::ListState {
   }
 };
 
-AERROR BackBlazeB2::GetFileList_ObjectList(const char* path, IFileList* list, char**,
-                                           std::string delimiter) {
+AERROR BackBlazeB2::GetFileList_ObjectList(const Options& options, const char* path,
+                                           IFileList* list, char**, std::string delimiter) {
   if (path == nullptr) return AERROR::FAILED;
   auto [container, prefix] = SplitNormalized(path);
   if (!prefix.empty() && delimiter == "/") prefix += '/';
   if (container.empty()) return AERROR::FAILED;
 
-  BindQueryLogger(query_logger_);
+  BindQueryLogger(options.query_logger);
   _FS_FILE_V2 record;
-  ListState state{std::move(container),
+  ListState state{options,
+                  std::move(container),
                   std::move(prefix),
                   std::move(delimiter),
                   "",
                   list,
-                  PageWatch(strict_answers_, query::kListObjects),
+                  PageWatch(options.strict_answers, query::kListObjects),
                   record};
   return Query(
+      options,
       JsonCall(query::kListObjects, call::kListFileNames, [&state] { return state.Body(); }),
       OnSuccess([&state](JsonObject& answer) { return state.Read(answer); }));
 }

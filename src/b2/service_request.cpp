@@ -1,5 +1,7 @@
 #include "b2/service_request.h"
 
+#include <cstdio>
+#include <string_view>
 #include <utility>
 
 #include "http/transfer_callbacks.h"
@@ -39,6 +41,22 @@ _CURLRTN PostRange(BackBlazeB2CURL& request, UploadState& state) {
   return request.PerformPost(CallbackPointer(&read_callback_cache_func), &state, state.length);
 }
 
+_CURLRTN PostRange(BackBlazeB2CURL& request, DigestState& state) {
+  read_callback_digest_seek_func(&state, 0, SEEK_SET);
+  const long long size = state.range.length + DigestState::kDigits;
+  request.AddHeader("Content-Length", size);
+  request.AddHeader("X-Bz-Content-Sha1", "hex_digits_at_end");
+  request.SetPostFileSize(size);
+  request.SetSeek(reinterpret_cast<curl_seek_callback>(&read_callback_digest_seek_func), &state);
+  return request.PerformPost(CallbackPointer(&read_callback_digest_func), &state, size);
+}
+
+bool IsDigestRefusal(const _CURLRTN& result) {
+  const std::string_view text(result.body ? result.body.get() : "",
+                              static_cast<std::size_t>(result.bodyLength));
+  return result.httpCode == 400 && text.find("did not match") != text.npos;
+}
+
 ResultHandler WithAnswer(AnswerReader reader) {
   const auto handle = [reader = std::move(reader)](_CURLRTN& result) {
     try {
@@ -68,6 +86,10 @@ HandlerMap OnRefusedUpload(std::function<void()> start_again) {
   HandlerMap map;
   for (const int status : {401, 408, 429, 500}) map[status] = {handle, ""};
   return map;
+}
+
+HandlerMap OnUnfinishedNoMore() {
+  return {{400, {[](_CURLRTN&) { return AERROR::FILE_NOT_FOUND; }, ""}}};
 }
 
 TransportMap TimeoutOnly() { return {{CURLE_OPERATION_TIMEDOUT, AERROR::TIMEDOUT}}; }

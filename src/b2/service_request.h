@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "b2/service_calls.h"
+#include "b2/upload_urls.h"
 #include "engine/query_with_backoff.h"
 #include "http/backblaze_b2_curl.h"
 #include "http/transfer_state.h"
@@ -30,16 +31,14 @@ void Authorize(BackBlazeB2CURL& request, const std::string& token);
 _CURLRTN PostJson(BackBlazeB2CURL& request, const std::string& base_url, const char* call_name,
                   const std::string& token, JsonObject body);
 
-// Where an upload goes: a URL that the service gave for it, with a token of its own.
-struct UploadTarget {
-  std::string url;
-  std::string token;
-};
-
 // Steps of an upload of `size` bytes: URL, token and the headers that every upload has; the POST of
-// the range of the host's cache that `state` names, from its start.
+// the range of the host's cache that `state` names, from its start, or of that and its digest.
 void AimUpload(BackBlazeB2CURL& request, const UploadTarget& target, long long size);
 _CURLRTN PostRange(BackBlazeB2CURL& request, UploadState& state);
+_CURLRTN PostRange(BackBlazeB2CURL& request, DigestState& state);
+
+// Whether an answer says that what arrived is not what its digest was made of.
+bool IsDigestRefusal(const _CURLRTN& result);
 
 // A handler that hands the answer's JSON body to `reader`. What does not parse, and whatever the
 // reader throws, is FAILED.
@@ -52,5 +51,7 @@ HandlerMap OnSuccessDo(ResultHandler handler);  // the same, with the result as 
 // The statuses after which an upload starts again. The entry for 429 stands for completeness: the
 // backoff policy takes that status first.
 HandlerMap OnRefusedUpload(std::function<void()> start_again);
+// FILE_NOT_FOUND for 400, which is how the service says that a large file is unfinished no more.
+HandlerMap OnUnfinishedNoMore();
 TransportMap TimeoutOnly();
 TransportMap UploadFailures();

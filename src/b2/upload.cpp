@@ -24,24 +24,29 @@ AERROR BackBlazeB2::Upload(const char* id, std::shared_ptr<_FS_HANDLE> handle, I
              out == nullptr ? Shown(nullptr) : out->name.c_str());
     if (id == nullptr) return AERROR::ACCESS_DENIED;
     if (out == nullptr) return AERROR::FAILED;
-    if (static_cast<std::int64_t>(out->size) < recommended_part_size_) {
-      return UploadUsingPost(id, std::move(handle), cache, out, message, false);
+    const auto options = options_.Get();
+    if (options->UploadsInParts()) {
+      return UploadInParts(*options, id, std::move(handle), cache, out, message);
     }
-    return UploadLargeFile(id, std::move(handle), cache, out, flags, message);
+    if (static_cast<std::int64_t>(out->size) < recommended_part_size_) {
+      return UploadUsingPost(*options, id, std::move(handle), cache, out, message, false);
+    }
+    return UploadLargeFile(*options, id, std::move(handle), cache, out, flags, message);
   });
 }
 
-AERROR BackBlazeB2::GetUploadUrl(std::string bucket_id, std::string& upload_url,
-                                 std::string& upload_token) {
+AERROR BackBlazeB2::GetUploadUrl(const Options& options, std::string bucket_id,
+                                 std::string& upload_url, std::string& upload_token) {
   const auto body = [&] { return Members({{"bucketId", bucket_id}}); };
-  return Query(JsonCall(query::kUploadUrl, call::kGetUploadUrl, body),
+  return Query(options, JsonCall(query::kUploadUrl, call::kGetUploadUrl, body),
                OnSuccess([&](JsonObject& answer) {
                  return ReadUploadTarget(answer, upload_url, upload_token);
                }));
 }
 
-AERROR BackBlazeB2::GetUploadPartUrl(std::string file_id, std::string& url, std::string& token) {
+AERROR BackBlazeB2::GetUploadPartUrl(const Options& options, std::string file_id, std::string& url,
+                                     std::string& token) {
   const auto body = [&] { return Members({{"fileId", file_id}}); };
-  return Query(JsonCall(query::kUploadPartUrl, call::kGetUploadPartUrl, body),
+  return Query(options, JsonCall(query::kUploadPartUrl, call::kGetUploadPartUrl, body),
                OnSuccess([&](JsonObject& answer) { return ReadUploadTarget(answer, url, token); }));
 }

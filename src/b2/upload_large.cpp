@@ -4,12 +4,11 @@
 #include <utility>
 
 #include "b2/backblaze_b2.h"
+#include "b2/file_details.h"
 #include "b2/file_records.h"
 #include "b2/paths.h"
 #include "http/transfer_callbacks.h"
 #include "protocol/log_lines.h"
-#include "util/mime_types.h"
-#include "util/strings.h"
 
 namespace {
 
@@ -17,12 +16,6 @@ constexpr int kRounds = 5;
 constexpr int kAllSent = -1;
 constexpr std::chrono::nanoseconds kPauseBetweenRounds{500'000};
 constexpr long kLowSpeedSeconds = 60;
-
-// The service's "unverified:HASH" without its prefix.
-std::string BareHash(const std::string& sha1) {
-  const auto pieces = split_delim(sha1, ":");
-  return pieces.size() >= 2 && pieces[0] == "unverified" ? pieces[1] : sha1;
-}
 
 }  // namespace
 
@@ -34,11 +27,14 @@ std::string BareHash(const std::string& sha1) {
 class BackBlazeB2::LargeFileUpload {
  public:
   // `record` must outlive the upload; its size in bytes is what is sent.
-  LargeFileUpload(BackBlazeB2& protocol, ItemPath object, std::shared_ptr<_FS_HANDLE> handle,
-                  ICacheIO* cache, _FS_FILE_V2& record)
+  LargeFileUpload(BackBlazeB2& protocol, const Options& options, ItemPath object,
+                  FileAttributes attributes, std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache,
+                  _FS_FILE_V2& record)
       : protocol_(protocol),
+        options_(options),
         object_(std::move(object)),
         record_(record),
+        attributes_(std::move(attributes)),
         size_(static_cast<long long>(record.size)),
         part_sha1s_("[]"),
         remaining_(size_) {
@@ -47,16 +43,19 @@ class BackBlazeB2::LargeFileUpload {
   }
 
   // A round that timed out after its first part is followed by another that goes on where it
-  // stopped, five rounds in all. After a failure the large file stays unfinished on the service.
+  // stopped, five rounds in all. After a failure the large file stays unfinished on the service,
+  // unless the host wants it canceled.
   AERROR Run() {
-    BindQueryLogger(protocol_.query_logger_);
+    BindQueryLogger(options_.query_logger);
     for (int rounds = kRounds;;) {
       const AERROR result = RunRound();
       if (result == AERROR::SUCCESS) return result;
-      Abandon();
-      if (result != AERROR::TIMEDOUT || part_number_ < 2) return result;
-      std::this_thread::sleep_for(kPauseBetweenRounds);
-      if (--rounds == 0) return result;
+      const bool goes_on = result == AERROR::TIMEDOUT && part_number_ >= 2 && --rounds > 0;
+      if (!goes_on || !options_.cancel_failed_uploads) Abandon();
+      if (result == AERROR::TIMEDOUT && part_number_ >= 2) {
+        std::this_thread::sleep_for(kPauseBetweenRounds);
+      }
+      if (!goes_on) return result;
       target_.url.clear();
     }
   }
@@ -64,7 +63,7 @@ class BackBlazeB2::LargeFileUpload {
  private:
   AERROR RunRound() {
     const auto send = [this](const Request& request) { return Send(*request); };
-    return protocol_.Query({send, query::kUploadLargeFile},
+    return protocol_.Query(options_, {send, query::kUploadLargeFile},
                            OnSuccess([this](JsonObject& answer) { return OnAnswer(answer); }),
                            OnRefusedUpload([this] { part_number_ = 0; }), UploadFailures());
   }
@@ -74,8 +73,8 @@ class BackBlazeB2::LargeFileUpload {
     if (GivenUp(part_.handle)) return NotStarted(CURLE_ABORTED_BY_CALLBACK);
     if (part_number_ == 0 && !Start()) return NotStarted();
     if (part_number_ == kAllSent) return SendFinish(request);
-    if (target_.url.empty() &&
-        protocol_.GetUploadPartUrl(file_id_, target_.url, target_.token) != AERROR::SUCCESS) {
+    if (target_.url.empty() && protocol_.GetUploadPartUrl(options_, file_id_, target_.url,
+                                                          target_.token) != AERROR::SUCCESS) {
       return NotStarted();
     }
     return SendPart(request);
@@ -86,7 +85,7 @@ class BackBlazeB2::LargeFileUpload {
     Abandon();
     file_id_.clear();
     remaining_ = size_;
-    if (protocol_.PrepareLargeFile(object_.container, object_.rest, file_id_, target_.url,
+    if (protocol_.PrepareLargeFile(options_, object_, attributes_, file_id_, target_.url,
                                    target_.token) != AERROR::SUCCESS) {
       return false;
     }
@@ -103,7 +102,7 @@ class BackBlazeB2::LargeFileUpload {
     BindProgress(request);
     AimUpload(request, target_, part_.length);
     request.AddHeader("X-Bz-Part-Number", part_number_);
-    request.SetSpeedLimit(protocol_.speed_limit_);
+    request.SetSpeedLimit(options_.speed_limit);
     return PostRange(request, part_);
   }
 
@@ -128,26 +127,30 @@ class BackBlazeB2::LargeFileUpload {
   }
 
   AERROR OnPart(JsonObject& answer) {
-    part_sha1s_.InsertArrayItem(BareHash(Required(answer, "contentSha1")));
+    part_sha1s_.InsertArrayItem(BareSha1(Required(answer, "contentSha1")));
     remaining_ -= part_.length;
     part_number_ = remaining_ > 0 ? part_number_ + 1 : kAllSent;
     return AERROR::RETRY;
   }
 
   AERROR OnFinish(JsonObject& answer) {
-    SetUploadTime(record_, answer);
+    SetStored(options_, record_, answer);
     record_.size = ContentLength(answer);
     record_.id = ItemId(object_.container, Required(answer, "fileId"));
     return AERROR::SUCCESS;
   }
 
   void Abandon() {
-    if (!file_id_.empty()) protocol_.CancelLargeFile(file_id_);
+    if (file_id_.empty()) return;
+    options_.cancel_failed_uploads ? protocol_.DiscardLargeFile(options_, file_id_, {})
+                                   : protocol_.CancelLargeFile(options_, file_id_);
   }
 
   BackBlazeB2& protocol_;
+  const Options& options_;
   const ItemPath object_;
   _FS_FILE_V2& record_;
+  const FileAttributes attributes_;
   const long long size_;  // bytes of the whole file
 
   int part_number_ = 0;
@@ -159,39 +162,56 @@ class BackBlazeB2::LargeFileUpload {
   UploadProgress progress_;
 };
 
-AERROR BackBlazeB2::UploadLargeFile(const char* path, std::shared_ptr<_FS_HANDLE> handle,
-                                    ICacheIO* cache, _FS_FILE_V2* info, UPLOAD_FLAG, char**) {
+AERROR BackBlazeB2::UploadLargeFile(const Options& options, const char* path,
+                                    std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache,
+                                    _FS_FILE_V2* info, UPLOAD_FLAG, char**) {
   if (path == nullptr || *path == '\0' || info->name.empty()) return AERROR::FAILED;
   if (cache == nullptr) return AERROR::FAILED;
   ItemPath object = SplitNormalized(std::string(path) + "/" + info->name);
   if (object.container.empty() || object.rest.empty()) return AERROR::ACCESS_DENIED;
-  return LargeFileUpload(*this, std::move(object), std::move(handle), cache, *info).Run();
+  FileAttributes attributes;
+  const AERROR described = GetAttributes(options, *info, object.rest, attributes);
+  if (described != AERROR::SUCCESS) return described;
+  return LargeFileUpload(*this, options, std::move(object), std::move(attributes),
+                         std::move(handle), cache, *info)
+      .Run();
 }
 
-AERROR BackBlazeB2::PrepareLargeFile(std::string bucket_id, std::string file_name,
-                                     std::string& file_id, std::string& part_url,
-                                     std::string& part_token) {
-  const AERROR started = StartLargeFile(std::move(bucket_id), std::move(file_name), file_id);
-  return started == AERROR::SUCCESS ? GetUploadPartUrl(file_id, part_url, part_token) : started;
+AERROR BackBlazeB2::PrepareLargeFile(const Options& options, const ItemPath& object,
+                                     const FileAttributes& attributes, std::string& file_id,
+                                     std::string& part_url, std::string& part_token) {
+  const AERROR started = StartLargeFile(options, object, attributes, file_id);
+  return started == AERROR::SUCCESS ? GetUploadPartUrl(options, file_id, part_url, part_token)
+                                    : started;
 }
 
-AERROR BackBlazeB2::StartLargeFile(std::string bucket_id, std::string file_name,
-                                   std::string& file_id) {
+AERROR BackBlazeB2::StartLargeFile(const Options& options, const ItemPath& object,
+                                   const FileAttributes& attributes, std::string& file_id) {
   const auto body = [&] {
-    return Members({{"bucketId", bucket_id},
-                    {"fileName", file_name},
-                    {"contentType", get_mime_type_from_ext(file_name)}});
+    JsonObject start = Members({{"bucketId", object.container},
+                                {"fileName", object.rest},
+                                {"contentType", attributes.content_type}});
+    if (!attributes.info.empty()) start.Insert("fileInfo", InfoMembers(attributes));
+    return start;
   };
-  return Query(JsonCall(query::kStartLargeFile, call::kStartLargeFile, body),
+  return Query(options, JsonCall(query::kStartLargeFile, call::kStartLargeFile, body),
                OnSuccess([&file_id](JsonObject& answer) {
                  file_id = static_cast<std::string>(Required(answer, "fileId"));
                  return AERROR::SUCCESS;
                }));
 }
 
+AERROR BackBlazeB2::DiscardLargeFile(const Options& options, std::string file_id,
+                                     const Stop& stop) {
+  const auto body = [&] { return Members({{"fileId", file_id}}); };
+  return QueryUnless(stop, options, JsonCall(query::kCancelLargeFile, call::kCancelLargeFile, body),
+                     OnSuccess(), OnUnfinishedNoMore());
+}
+
 // Asks for a part URL, under the name of a cancellation: the large file is left unfinished on the
 // service. Hosts and their users count on what was sent still being there.
-AERROR BackBlazeB2::CancelLargeFile(std::string file_id) {
+AERROR BackBlazeB2::CancelLargeFile(const Options& options, std::string file_id) {
   const auto body = [&] { return Members({{"fileId", file_id}}); };
-  return Query(JsonCall(query::kCancelLargeFile, call::kGetUploadPartUrl, body), OnSuccess());
+  return Query(options, JsonCall(query::kCancelLargeFile, call::kGetUploadPartUrl, body),
+               OnSuccess());
 }

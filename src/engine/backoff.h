@@ -1,8 +1,17 @@
 #pragma once
 
+#include <chrono>
 #include <deque>
+#include <functional>
+#include <utility>
 
 #include "protocol/aerror.h"
+
+// Whether what goes on is to be given up; asked often, and from any thread.
+using Stop = std::function<bool()>;
+
+// Waits on the calling thread. False as soon as `stop` says so.
+bool WaitUnless(const Stop& stop, std::chrono::seconds time);
 
 // Which HTTP statuses ask a call to wait and try again, and how often it may. One object per call;
 // waits that were made are never given back.
@@ -28,6 +37,10 @@ class ExponentialBackoff : public IBackoff {
   int GetLeft() override { return left_; }
   AERROR Backoff() override;
 
+ protected:
+  // How long to wait this time. Counts as a wait made.
+  std::chrono::seconds NextWait();
+
  private:
   static constexpr int kFewest = 5;
   static constexpr int kMost = 16;
@@ -35,6 +48,16 @@ class ExponentialBackoff : public IBackoff {
   std::deque<int> codes_;
   int count_;
   int left_;
+};
+
+// The same, given up when `stop` says so.
+class StoppableBackoff : public ExponentialBackoff {
+ public:
+  explicit StoppableBackoff(Stop stop) : stop_(std::move(stop)) {}
+  AERROR Backoff() override;
+
+ private:
+  const Stop stop_;
 };
 
 class NoBackoff : public IBackoff {

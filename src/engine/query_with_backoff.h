@@ -36,15 +36,17 @@ std::optional<AERROR> AttemptQuery(Pool& pool, const Performer<typename Pool::Re
 //
 // INVALID_PARAMETER for a performer without a callable, FAILED for any exception. The thread's
 // query logger is unbound when the call ends. `on_range` stands first but is asked after `on_code`.
-template <class Policy, class Pool>
+// The policy is made of `settings`.
+template <class Policy, class Pool, class... Settings>
 AERROR QueryWithBackoff(Pool& pool, Performer<typename Pool::Request> performer,
-                        HandlerMap on_range, HandlerMap on_code, TransportMap on_transport) {
+                        HandlerMap on_range, HandlerMap on_code, TransportMap on_transport,
+                        const Settings&... settings) {
   const __Auto_Unbind_Logger__ unbind;
   if (!performer.fn) return AERROR::INVALID_PARAMETER;
   if (performer.name.empty()) performer.name = "QueryWithBackoff";
   try {
     QueryMaps maps{std::move(on_range), std::move(on_code), std::move(on_transport)};
-    Policy policy;
+    Policy policy(settings...);
     for (;;) {
       if (const auto outcome = AttemptQuery(pool, performer, policy, maps)) return *outcome;
     }

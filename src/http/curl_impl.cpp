@@ -53,6 +53,7 @@ void CURLImpl::Clear() {
   SetLowSpeedLimit(kLowSpeed);
   SetLowSpeedTimeout(kLowSpeedSeconds);
   SetContentDecoding(true);
+  SetNewConnection(false);
 
   query_.clear();
   headers_.clear();

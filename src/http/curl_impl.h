@@ -81,6 +81,9 @@ class CURLImpl {
   void SetLowSpeedLimit(long bytes_per_second) {
     easy_.Set(CURLOPT_LOW_SPEED_LIMIT, bytes_per_second);
   }
+  // Whether it goes over a connection of its own. On a kept one libcurl sends once more, unseen,
+  // what was not answered.
+  void SetNewConnection(bool is_new) { easy_.Set(CURLOPT_FRESH_CONNECT, is_new ? 1L : 0L); }
   void SetSendBuffer();  // of 1 MiB, for every new socket
   void SetPostFileSize(long long bytes) { easy_.Set(CURLOPT_INFILESIZE_LARGE, curl_off_t{bytes}); }
   // Whether a compressed answer is asked for and unpacked, as it is by default. Off, an object that

@@ -1,7 +1,11 @@
 #include "http/server_trust.h"
 
 #include <atomic>
+#include <cerrno>
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <system_error>
 
 #include "protocol/log.h"
 #include "protocol/log_lines.h"
@@ -32,6 +36,14 @@ CURLcode TrustSharedStore(CURL*, void* context, void*) {
   }
 }
 
+// Of a PEM file. Throws when it cannot be read, so that nothing is connected to.
+std::string TextOf(const std::string& file) {
+  std::ifstream pem(file, std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(pem), {}};
+  if (text.empty()) throw std::system_error(errno, std::generic_category(), file);
+  return text;
+}
+
 bool LibcurlTakesSharedStore() {
   const char* tls = curl_version_info(CURLVERSION_NOW)->ssl_version;
   return tls != nullptr && util::IsOwnTlsLibrary(tls);
@@ -54,5 +66,16 @@ void TrustDirectory(const EasyHandle& easy) {
     return;
   }
   easy.Set(CURLOPT_CAPATH, (Directory() + "/").c_str());
-  easy.Set(CURLOPT_CAINFO, (Directory() + "/cacert.pem").c_str());
+  const std::string bundle = Directory() + "/cacert.pem";
+  const std::string other = util::AlsoTrusted();
+  if (other.empty()) return easy.Set(CURLOPT_CAINFO, bundle.c_str());
+  std::string both = TextOf(bundle) + "\n" + TextOf(other);
+  curl_blob text{both.data(), both.size(), CURL_BLOB_COPY};
+  easy.Set(CURLOPT_CAINFO_BLOB, &text);
+}
+
+void TrustAlso(const std::string& file) {
+  if (util::TrustAlso(file)) return;
+  __LOG__A(logger, LOGLEVEL_ERROR, "[NETWORK   ] No certificates in [%s]: no server is trusted",
+           file.c_str());
 }

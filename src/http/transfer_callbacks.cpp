@@ -72,7 +72,8 @@ std::size_t ReadCache(UploadState& state, char* data, long long wanted) {
       state.cache->Read(state.handle.get(), state.offset, data, static_cast<int>(wanted), &read);
   if (result != AERROR::SUCCESS || read <= 0 || read > wanted) return CURL_READFUNC_ABORT;
   state.offset += read;
-  if (state.handle && state.handle->transfer) state.handle->transfer->offset = state.offset;
+  if (state.shown && state.handle && state.handle->transfer)
+    state.handle->transfer->offset = state.offset;
   return static_cast<std::size_t>(read);
 }
 
@@ -143,6 +144,42 @@ int read_callback_cache_seek_func(UploadState* state, curl_off_t offset, int ori
   if (origin != SEEK_SET || offset < 0 || offset > state->length) return CURL_SEEKFUNC_FAIL;
   state->offset = state->start + offset;
   return CURL_SEEKFUNC_OK;
+}
+
+std::size_t read_callback_digest_func(char* data, std::size_t size, std::size_t count,
+                                      DigestState* state) {
+  const std::size_t read = read_callback_cache_func(data, size, count, &state->range);
+  if (read == CURL_READFUNC_ABORT) return read;
+  try {
+    if (read > 0) {
+      state->sha1.Update(data, read);
+      return read;
+    }
+    if (state->digits.empty()) state->digits = state->sha1.HexDigest();
+    const std::size_t sent = state->digits.copy(data, size * count, state->digits_sent);
+    state->digits_sent += sent;
+    return sent;
+  } catch (...) {
+    return CURL_READFUNC_ABORT;
+  }
+}
+
+int read_callback_digest_seek_func(DigestState* state, curl_off_t offset, int origin) {
+  if (offset != 0) return CURL_SEEKFUNC_FAIL;
+  try {
+    state->sha1.Restart();
+  } catch (...) {
+    return CURL_SEEKFUNC_FAIL;
+  }
+  state->digits.clear();
+  state->digits_sent = 0;
+  return read_callback_cache_seek_func(&state->range, offset, origin);
+}
+
+int _CURL_PROGRESS_SHARED(SharedProgress* progress, curl_off_t, curl_off_t, curl_off_t,
+                          curl_off_t uploaded) {
+  progress->uploaded = uploaded;
+  return progress->stop() ? 1 : 0;
 }
 
 int _CURL_PROGRESS(ProgressBinding* binding, curl_off_t, curl_off_t, curl_off_t upload_total,

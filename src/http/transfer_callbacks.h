@@ -49,6 +49,16 @@ std::size_t read_callback_cache_func(char* data, std::size_t size, std::size_t c
 // Lets libcurl send again from the range's start what a dropped idle connection did not take.
 int read_callback_cache_seek_func(UploadState* state, curl_off_t offset, int origin);
 
+// The range as above, and behind it its digest.
+std::size_t read_callback_digest_func(char* data, std::size_t size, std::size_t count,
+                                      DigestState* state);
+// Only back to the start.
+int read_callback_digest_seek_func(DigestState* state, curl_off_t offset, int origin);
+
+// Ends the transfer with CURLE_ABORTED_BY_CALLBACK when it is to be given up.
+int _CURL_PROGRESS_SHARED(SharedProgress* progress, curl_off_t download_total,
+                          curl_off_t downloaded, curl_off_t upload_total, curl_off_t uploaded);
+
 // Progress to the host; none ever ends a transfer.
 int _CURL_PROGRESS(ProgressBinding* binding, curl_off_t download_total, curl_off_t downloaded,
                    curl_off_t upload_total, curl_off_t uploaded);

@@ -2,12 +2,16 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <functional>
 #include <memory>
+#include <string>
 
 #include "protocol/host_interfaces.h"
 #include "protocol/records.h"
 #include "util/free_with.h"
+#include "util/sha1.h"
 
 // What libcurl's callbacks get as their data pointer.
 
@@ -57,4 +61,21 @@ struct UploadState {
   long long start = 0;   // file offset of the range
   long long length = 0;  // bytes of the range
   long long offset = 0;  // file offset of the next byte; the range's end when all are read
+  bool shown = true;     // the handle's transfer tells the host how far it is
+};
+
+// A range whose SHA-1 follows it, so that it is read only once.
+struct DigestState {
+  UploadState& range;
+  util::Sha1 sha1 = {};
+  std::string digits = {};  // the digest, once the range is read
+  std::size_t digits_sent = 0;
+
+  static constexpr long long kDigits = 40;  // bytes more than the range has
+};
+
+// Progress of a transfer that another thread looks at.
+struct SharedProgress {
+  std::function<bool()> stop;          // true ends the transfer
+  std::atomic<long long> uploaded{0};  // bytes of the body
 };

@@ -85,6 +85,8 @@ class ICacheIO {
   // Reads up to `count` bytes from `offset` of the handle's file and sets `*read` to the bytes
   // read. Anything but SUCCESS, or no bytes where some were asked for, aborts the upload.
   // Called on the uploading thread; offsets ascend, but may start again when a request is repeated.
+  // With "upload_connections" above 1 it is called on several threads at once, each with offsets of
+  // its own.
   virtual AERROR Read(_FS_HANDLE* handle, long long offset, void* data, int count, int* read) = 0;
 
  protected:

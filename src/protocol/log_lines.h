@@ -25,13 +25,18 @@ namespace query {
 
 inline constexpr char kAuthorize[] = "Process";
 inline constexpr char kCancelLargeFile[] = "CancelLargeFile";
+inline constexpr char kCopyFile[] = "CopyFile";
+inline constexpr char kCopyPart[] = "CopyPart";
 inline constexpr char kCreateBucket[] = "CreateDirectory";
 inline constexpr char kDeleteBucket[] = "DeleteBucket";
 inline constexpr char kDeleteVersion[] = "DeleteVersion";
 inline constexpr char kFileInfo[] = "_GetFileInfo";
+inline constexpr char kHideFile[] = "HideFile";
 inline constexpr char kListBuckets[] = "GetFileList_BucketList";
 inline constexpr char kListObjects[] = "GetFileList_ObjectList";
 inline constexpr char kListVersions[] = "GetFileList_ObjectVersions";
+inline constexpr char kListParts[] = "ListParts";
+inline constexpr char kListUnfinished[] = "ListUnfinishedLargeFiles";
 inline constexpr char kRead[] = "Read";
 inline constexpr char kStartLargeFile[] = "StartLargeFile";
 inline constexpr char kUploadLargeFile[] = "UploadLargeFile";
@@ -40,8 +45,9 @@ inline constexpr char kUploadSingle[] = "UploadUsingPost";
 inline constexpr char kUploadUrl[] = "GetUploadUrl";
 
 inline constexpr std::array kAll = {
-    kAuthorize,      kCancelLargeFile, kCreateBucket,  kDeleteBucket, kDeleteVersion,
-    kFileInfo,       kListBuckets,     kListObjects,   kListVersions, kRead,
-    kStartLargeFile, kUploadLargeFile, kUploadPartUrl, kUploadSingle, kUploadUrl};
+    kAuthorize,      kCancelLargeFile, kCopyFile,      kCopyPart,       kCreateBucket,
+    kDeleteBucket,   kDeleteVersion,   kFileInfo,      kHideFile,       kListBuckets,
+    kListObjects,    kListVersions,    kListParts,     kListUnfinished, kRead,
+    kStartLargeFile, kUploadLargeFile, kUploadPartUrl, kUploadSingle,   kUploadUrl};
 
 }  // namespace query

@@ -17,8 +17,9 @@
 //     one always holds the text. Where a slot differs, it says so.
 //  4. Identifiers are those of earlier records (see _FS_FILE_V1::id); a null one fails without a
 //     request.
-//  5. File operations may run on any number of threads at once after Connect. Release, Connect and
-//     SetOpt must not overlap anything else on the object.
+//  5. File operations may run on any number of threads at once after Connect. Release and Connect
+//     must not overlap anything else on the object. SetOpt may: an operation keeps to the options
+//     with which it began.
 //  6. Common failures: TIMEDOUT for a transfer that stalled, FAILED for other transport failures
 //     and for answers of 400 and more. A request that is answered with 429 is repeated after 1, 2,
 //     4, 8 and 16 seconds. Outputs may be partly written when a call fails.
@@ -49,12 +50,11 @@ class IProtocol_V1 : public IRefObject {
   // Fills `out`, whose type is an input: with FS_DIRECTORY a folder is looked up (by its marker
   // object only), else a file, whose name and type stay as they were. FAILED when there is none.
   virtual AERROR GetFileInfo(const char* id, _FS_FILE_V2* out, char** message) = 0;
-  virtual AERROR Rename(const char* from, const char* to, _FS_FILE_V2* out,
-                        char** message) = 0;  // NOT_SUPPORTED
-  virtual AERROR Move(const char* from, const char* to, _FS_FILE_V2* out,
-                      char** message) = 0;  // NOT_SUPPORTED
-  virtual AERROR MoveDir(const char* from, const char* to, _FS_FILE_V2* out,
-                         char** message) = 0;  // NOT_SUPPORTED
+  // NOT_SUPPORTED unless the option "server_copy" is on. Rename: `to` is the file's new last name.
+  // Move and MoveDir: `to` is the identifier of the folder it goes to, out->name its name there.
+  virtual AERROR Rename(const char* from, const char* to, _FS_FILE_V2* out, char** message) = 0;
+  virtual AERROR Move(const char* from, const char* to, _FS_FILE_V2* out, char** message) = 0;
+  virtual AERROR MoveDir(const char* from, const char* to, _FS_FILE_V2* out, char** message) = 0;
   // Makes the directory out->name under `id`: a private bucket at the root, a folder below. Fills
   // id, type and times.
   virtual AERROR CreateDirectory(const char* id, _FS_FILE_V2* out, char** message) = 0;

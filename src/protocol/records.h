@@ -10,7 +10,7 @@
 enum FS_FILE_TYPE : std::uint32_t { FS_NONE = 0, FS_FILE = 1, FS_DIRECTORY = 2 };
 
 // One file or directory. Texts are UTF-8; times are RFC 3339 texts (UTC) and this protocol writes
-// the same one into all three.
+// the same one into all three, unless the option "keep_times" is on.
 struct _FS_FILE_V1 {
   // Empty for the root, the bucket's ID for a bucket, bucket ID + "/" + full name prefix (no
   // trailing slash) for a folder, bucket ID + "/" + file ID for a file.
@@ -24,7 +24,8 @@ struct _FS_FILE_V1 {
   std::string extra;  // the host's; left as it is by this protocol
 };
 
-// The members after those of the earlier record are the host's; left as they are by this protocol.
+// The members after those of the earlier record are the host's; left as they are by this protocol,
+// unless the options "file_details" or "view" make `texts` tell what is stored with the file.
 struct _FS_FILE_V2 : _FS_FILE_V1 {
   std::deque<std::string> texts;
   std::string last;

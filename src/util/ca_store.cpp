@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <memory>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "base/thread_safety.h"
 #include "util/free_with.h"
@@ -18,18 +20,43 @@ namespace {
 
 using Store = std::unique_ptr<X509_STORE, FreeWith<X509_STORE_free>>;
 
+struct TrustedFile {
+  explicit TrustedFile(std::string name) : path(std::move(name)) {
+    std::error_code missing;
+    written = std::filesystem::last_write_time(path, missing);
+  }
+  bool operator==(const TrustedFile&) const = default;
+
+  std::string path;
+  std::filesystem::file_time_type written;
+};
+
 struct SharedStore {
   base::Mutex mutex;
   Store store B2_GUARDED_BY(mutex);
-  std::filesystem::file_time_type written B2_GUARDED_BY(mutex);  // when the store's file was
+  std::vector<TrustedFile> files B2_GUARDED_BY(mutex);  // that the store was read from
 };
 
-Store ReadStore(const std::string& file, const std::string& directory) {
+struct AnotherFile {
+  base::Mutex mutex;
+  std::string path B2_GUARDED_BY(mutex);
+};
+
+AnotherFile& TheOther() {
+  static AnotherFile file;
+  return file;
+}
+
+// Null when one of the files cannot be read. `directory` may be empty: none.
+Store ReadStore(const std::vector<TrustedFile>& files, const std::string& directory) {
   Store store(X509_STORE_new());
-  if (!store || X509_STORE_load_locations(store.get(), file.c_str(), directory.c_str()) != 1) {
-    ERR_clear_error();
-    return nullptr;
+  if (!store) return nullptr;
+  bool reads = directory.empty() || X509_STORE_load_path(store.get(), directory.c_str()) == 1;
+  for (const TrustedFile& file : files) {
+    reads = reads && X509_STORE_load_file(store.get(), file.path.c_str()) == 1;
   }
+  ERR_clear_error();
+  if (!reads) return nullptr;
   // As libcurl verifies: a trusted intermediate ends the chain.
   X509_STORE_set_flags(store.get(), X509_V_FLAG_TRUSTED_FIRST | X509_V_FLAG_PARTIAL_CHAIN);
   return store;
@@ -47,18 +74,31 @@ bool IsOwnTlsLibrary(const std::string& name_and_version) {
 
 bool ShareCaStore(void* context, const std::string& directory) {
   static SharedStore shared;  // made after the TLS library has been set up, gone before it is
-  const std::string file = directory + "/cacert.pem";
-  std::error_code missing;
-  const auto written = std::filesystem::last_write_time(file, missing);
+  std::vector<TrustedFile> files = {TrustedFile(directory + "/cacert.pem")};
+  const std::string other = AlsoTrusted();
+  if (!other.empty()) files.emplace_back(other);
 
   const base::Lock lock(shared.mutex);
-  if (!shared.store || written != shared.written) {
-    shared.store = ReadStore(file, directory);
-    shared.written = written;
+  if (!shared.store || files != shared.files) {
+    shared.store = ReadStore(files, directory);
+    shared.files = files;
   }
   if (!shared.store) return false;
   SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context), shared.store.get());
   return true;
+}
+
+bool TrustAlso(const std::string& file) {
+  AnotherFile& other = TheOther();
+  const base::Lock lock(other.mutex);
+  other.path = file;
+  return file.empty() || ReadStore({TrustedFile(file)}, "") != nullptr;
+}
+
+std::string AlsoTrusted() {
+  AnotherFile& other = TheOther();
+  const base::Lock lock(other.mutex);
+  return other.path;
 }
 
 }  // namespace util

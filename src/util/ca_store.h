@@ -15,4 +15,11 @@ bool IsOwnTlsLibrary(const std::string& name_and_version);
 // the same in every call. For any number of threads.
 bool ShareCaStore(void* context, const std::string& directory);
 
+// Contexts made from now on trust the certificates of the PEM file `file`, too; empty: of no other
+// file. When it cannot be read no certificate is trusted, and it is false. For any number of
+// threads.
+bool TrustAlso(const std::string& file);
+// What it was last given.
+std::string AlsoTrusted();
+
 }  // namespace util

@@ -22,6 +22,20 @@ class FilesTest(ServiceTest):
             self.assertEqual(outcome, "400 bad_request", (body, headers))
         self.assertEqual(service.page(), "")
 
+    def test_an_upload_url_survives_refusals_and_no_failure(self):
+        service, dead = self.service, "401 expired_auth_token"
+        for fault, outcome, following in [
+                ({"status": 503, "code": "x"}, "503 x", dead), ({"status": 429, "code": "x"}, "429 x", "200"),
+                ({"status": 408, "code": "x"}, "408 x", dead), ({"flipByte": 3}, "400 bad_request", "200"),
+                ({"cutRequestAfter": 1}, "RemoteDisconnected", dead)]:
+            service.fault(call="b2_upload_file", **fault)
+            target = service.target()
+            for expected in outcome, following:
+                self.assertEqual(service.add("x", b"text", target).outcome, expected, fault)
+        service.control("expire/upload-urls", method="POST")
+        self.assertEqual(service.add("x", b"text", target).outcome, dead)
+        self.assertEqual(service.add("x", b"text").outcome, "200")
+
     def test_infos_come_back_as_headers_of_one_line(self):
         service = self.service
         service.add("a%2Fb+c.JPG", b"text", **{
@@ -40,6 +54,8 @@ class FilesTest(ServiceTest):
         service = self.service
         service.add("a", b"0123456789")
         service.add("empty", b"")
+        service.fault(call="download_by_name", flipByte=1)
+        self.assertEqual(service.download("a").body, b"0023456789")
         for asked, shown, body in [
                 ("bytes=-3", "bytes 7-9/10", b"789"), ("bytes=8-99", "bytes 8-9/10", b"89"),
                 *((whole, None, b"0123456789") for whole in (

@@ -41,6 +41,26 @@ TEST_F(VanishedCaTest, ConnectionsFailAndNobodyIsTrustedUnseen) {
   EXPECT_FALSE(log.Contains("not verified"));
 }
 
+TEST(AnotherCaTest, IsTrustedBesidesAndNeverInstead) {
+  const auto own = StartEmulator();
+  const emulator::Emulator stranger;
+  const std::tuple<std::string, AERROR, AERROR> rows[] = {
+      {"", ACCESS_VIOLATION, SUCCESS},
+      {stranger.ca_file(), SUCCESS, SUCCESS},
+      {"/none", ACCESS_VIOLATION, ACCESS_VIOLATION}};
+  for (const auto& [path, of_stranger, of_own] : rows) {
+    RecordingLog log;
+    const Plugin plugin;  // that has no request object yet
+    plugin.Get<module_api::BindLogger>("BindLogger")(&log);
+    const ProtocolPtr drive(plugin.NewProtocol());
+    drive->SetOpt("ca_file", path.c_str());
+    EXPECT_EQ(ConnectTo(stranger, drive), of_stranger) << path;
+    EXPECT_EQ(ConnectTo(*own, drive), of_own) << path;
+    EXPECT_EQ(log.Contains("8 [NETWORK   ] No certificates in [/none]"), path == "/none");
+    plugin.Get<module_api::UnbindLogger>("UnbindLogger")();
+  }
+}
+
 TEST_F(VanishedCaTest, WhatTheFileHoldsNowIsTrusted) {
   const auto other = StartEmulator();
   FetchedBytes fetched;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <sstream>
 
 #include "emulator/emulator.h"
 #include "emulator/inspection.h"
@@ -76,6 +77,12 @@ class DriveTest : public ServiceTest {
 
   AERROR Connect() { return drive->Connect(nullptr, AccountForm(*service).c_str()); }
   void SetOpt(const char* key, Text value) { drive->SetOpt(key, value.c_str()); }
+  // "key=value key=value".
+  void Set(Text options) {
+    std::istringstream text(options);
+    for (std::string key, value; std::getline(text >> std::ws, key, '=') && text >> value;)
+      SetOpt(key.c_str(), value);
+  }
 
   // Stores a file and gives its identifier.
   std::string Store(Text name, Text text) { return bucket + "/" + Put(name, text)->Id(); }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -20,6 +22,7 @@ class RecordingLog final : public ILog {
     if (vasprintf(&text, format, arguments) < 0) std::abort();
     const std::lock_guard lock(mutex_);
     lines_.push_back(std::to_string(level) + " " + text);
+    if (std::this_thread::get_id() != own_) ++of_other_threads;
     std::free(text);
   }
 
@@ -36,8 +39,10 @@ class RecordingLog final : public ILog {
   bool Contains(const std::string& text) { return Count(text) > 0; }
 
   bool trace = false;
+  std::atomic<int> of_other_threads = 0;  // than the one that made it
 
  private:
+  const std::thread::id own_ = std::this_thread::get_id();
   std::mutex mutex_;
   std::vector<std::string> lines_;
 };
