@@ -39,7 +39,7 @@ class Client {
   virtual bool IsPatient() const { return false; }
 };
 // Sanitizers take their time.
-inline constexpr std::chrono::seconds kPatience{kMemoryIsMeasurable ? 3 : 8},
+inline constexpr std::chrono::seconds kPatience{kMemoryIsMeasurable ? 5 : 10},
     kStop{kMemoryIsMeasurable ? 2 : 6};
 
 // Performs each operation once for each disturbance, with a new client and in many processes at a
