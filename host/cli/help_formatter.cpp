@@ -116,7 +116,7 @@ std::string OptionGroups(const CLI::App& app) {
     for (const CLI::Option* option : app.get_options()) {
       if (option->nonpositional() && option->get_group() == group) rows += OptionRow(*option);
     }
-    if (!rows.empty()) text += "\n" + group + ":\n" + rows;
+    if (!rows.empty()) text.append("\n").append(group).append(":\n").append(rows);
   }
   return text;
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <utility>
 
 #include "host/cli/entry_json.h"
 #include "host/commands/commands.h"
@@ -30,13 +31,13 @@ std::string LoadedCurl() {
   return file;
 }
 
-// The variable whose proxy libcurl takes when b2drive names none; null for none.
-const char* InheritedProxy() {
+// The variable whose proxy libcurl takes when b2drive names none, and its value; empty for none.
+std::pair<std::string, std::string> InheritedProxy() {
   for (const char* name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
     const char* value = std::getenv(name);
-    if (value != nullptr && *value != '\0') return name;
+    if (value != nullptr && *value != '\0') return {name, value};
   }
-  return nullptr;
+  return {};
 }
 
 class Doctor {
@@ -101,18 +102,18 @@ class Doctor {
   Finding LookAtProxy() {
     const auto proxy = context_.proxy();
     if (proxy) return cli::LookAtProxy(proxy->host, proxy->port);
-    const char* variable = InheritedProxy();
-    if (variable == nullptr) return {Health::kOk, "none is set", ""};
-    const _PROXYINFO inherited = ParseProxy(std::getenv(variable));
+    const auto [variable, value] = InheritedProxy();
+    if (variable.empty()) return {Health::kOk, "none is set", ""};
+    const _PROXYINFO inherited = ParseProxy(value);
     Finding finding = cli::LookAtProxy(inherited.host, inherited.port);
-    finding.text += std::string(" (") + variable + ")";
+    finding.text.append(" (").append(variable).append(")");
     return finding;
   }
 
   // SOCKS proxies are given addresses.
   Finding LookAtNames() {
     const auto proxy = context_.proxy();
-    const bool resolves = proxy ? proxy->type.starts_with("HTTP") : InheritedProxy() != nullptr;
+    const bool resolves = proxy ? proxy->type.starts_with("HTTP") : !InheritedProxy().first.empty();
     if (resolves) return {Health::kOk, "left to the proxy", ""};
     return cli::LookAtNames();
   }

@@ -127,6 +127,10 @@ class BackBlazeB2 final : public IProtocol_V2 {
                   _FS_FILE_V2& out);
   AERROR CopyAndDelete(const Options& options, const _FS_FILE_V2& source, const ItemPath& target,
                        _FS_FILE_V2& out, char** msg);
+  // Moves the file `id` to what `target_of` makes of its full name, if that is a file's path.
+  using TargetOf = std::function<ItemPath(const std::string& full_name)>;
+  AERROR MoveFile(const Options& options, const char* id, const TargetOf& target_of,
+                  _FS_FILE_V2& out, char** msg);
   // What is left to do after the copy, unless the host wants only that.
   AERROR DeleteSource(const Options& options, const _FS_FILE_V2& source, const ItemPath& target,
                       const _FS_FILE_V2& copy, char** msg);

@@ -90,6 +90,16 @@ bool IsName(const ItemPath& target) {
 
 }  // namespace
 
+AERROR BackBlazeB2::MoveFile(const Options& options, const char* id, const TargetOf& target_of,
+                             _FS_FILE_V2& out, char** msg) {
+  _FS_FILE_V2 source;
+  const AERROR found = FindSource(options, id, source, msg);
+  if (found != AERROR::SUCCESS) return found;
+  const ItemPath target = target_of(source.name);
+  return IsName(target) ? CopyAndDelete(options, source, target, out, msg)
+                        : AERROR::INVALID_PARAMETER;
+}
+
 AERROR BackBlazeB2::Rename(const char* from, const char* to, _FS_FILE_V2* out, char** message) {
   return Guarded(AERROR::FAILED, [&] {
     __LOG__A(logger, LOGLEVEL_TRACE, "[PROTOCOL  ] %s id [%s], target [%s], filename [%s]",
@@ -97,13 +107,11 @@ AERROR BackBlazeB2::Rename(const char* from, const char* to, _FS_FILE_V2* out, c
     const auto options = options_.Get();
     if (!options->server_copy) return AERROR::NOT_SUPPORTED;
     if (from == nullptr || to == nullptr || out == nullptr) return AERROR::INVALID_PARAMETER;
-    _FS_FILE_V2 source;
-    const AERROR found = FindSource(*options, from, source, message);
-    if (found != AERROR::SUCCESS) return found;
-    const ItemPath target{SplitNormalized(from).container, Stem(source.name) + to};
-    if (std::string(to).find('/') != std::string::npos || !IsName(target))
-      return AERROR::INVALID_PARAMETER;
-    return CopyAndDelete(*options, source, target, *out, message);
+    const auto beside = [&](const std::string& old_name) {
+      const bool leaves = std::string(to).find('/') != std::string::npos;
+      return leaves ? ItemPath() : ItemPath{SplitNormalized(from).container, Stem(old_name) + to};
+    };
+    return MoveFile(*options, from, beside, *out, message);
   });
 }
 
@@ -113,12 +121,8 @@ AERROR BackBlazeB2::Move(const char* from, const char* to, _FS_FILE_V2* out, cha
     const auto options = options_.Get();
     if (!options->server_copy) return AERROR::NOT_SUPPORTED;
     if (from == nullptr || to == nullptr || out == nullptr) return AERROR::INVALID_PARAMETER;
-    _FS_FILE_V2 source;
-    const AERROR found = FindSource(*options, from, source, message);
-    if (found != AERROR::SUCCESS) return found;
-    const ItemPath target = TargetIn(to, *out, source.name);
-    if (!IsName(target)) return AERROR::INVALID_PARAMETER;
-    return CopyAndDelete(*options, source, target, *out, message);
+    const auto inside = [&](const std::string& old_name) { return TargetIn(to, *out, old_name); };
+    return MoveFile(*options, from, inside, *out, message);
   });
 }
 

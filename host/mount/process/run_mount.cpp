@@ -6,7 +6,6 @@
 #include <chrono>
 #include <thread>
 
-#include "host/common/process_limits.h"
 #include "host/mount/kernel/fuse_mount.h"
 #include "host/mount/process/background.h"
 #include "host/mount/process/mountpoint.h"
@@ -16,8 +15,7 @@
 namespace b2drive::mount {
 namespace {
 
-void RaiseLimits() {
-  RaiseOpenFileLimit();
+void LimitHeaps() {
 #ifdef __GLIBC__
   // One heap for every few threads: many threads that each allocate a little need much otherwise.
   constexpr int kHeaps = 4;
@@ -68,7 +66,7 @@ void EndSoon(FileSystem& files) {
 }  // namespace
 
 ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& connect) {
-  RaiseLimits();
+  LimitHeaps();
   const MountOptions options = OptionsOf(request);
   const auto mountpoint = CheckMountpoint(request.mountpoint, options);
   CacheFolder cache(options.cache_dir, request.account_id);
