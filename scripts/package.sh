@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# package.sh [FOLDER]: builds the last commit in a clean tree and leaves in FOLDER (build/packages, unless given)
+# the packages for Debian and an archive that works wherever it is unpacked. The same commit gives the same
+# bytes, on a system with the same compiler and libraries.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+mkdir -p "${1:-build/packages}"
+folder=$(realpath "${1:-build/packages}")
+umask 022
+export LC_ALL=C.UTF-8 TZ=UTC
+SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
+export SOURCE_DATE_EPOCH
+
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/b2package-XXXXXX")
+trap 'rm -rf "$scratch"' EXIT
+git archive --prefix=source/ HEAD | tar -x -C "$scratch"
+cd "$scratch/source"
+export CCACHE_BASEDIR=$PWD
+
+build() {  # build OPTIONS...: configures and builds with the layout that the options ask for
+  cmake --preset package --log-level=WARNING "$@" >/dev/null
+  cmake --build --preset package --parallel >../build.log || { cat ../build.log; exit 1; }
+}
+
+build
+rm -f "$folder"/*.deb "$folder"/*.tar.gz
+cpack -G DEB --config build/package/CPackConfig.cmake -B "$scratch/cpack" >../cpack.log ||
+  { cat ../cpack.log; exit 1; }
+mv "$scratch"/cpack/*.deb "$folder"
+
+build -DB2_LAYOUT=prefix -DCMAKE_INSTALL_LIBDIR=lib
+name=b2drive-$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/package/CMakeCache.txt)-$(uname -sm | tr 'A-Z ' 'a-z-')
+cmake --install build/package --strip --prefix "$scratch/$name" >/dev/null
+tar -C "$scratch" --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner \
+  -c "$name" | gzip -9n >"$folder/$name.tar.gz"
+(cd "$folder" && sha256sum -- *.deb *.tar.gz)
