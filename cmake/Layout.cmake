@@ -42,4 +42,7 @@ function(b2_install_host_program)
   endif()
   b2_install_link(host ${B2_PROGRAM_PREFIX}/Frameworks cacert.pem ${B2_CA_BUNDLE})
   b2_install_link(host ${CMAKE_INSTALL_BINDIR} b2drive ../${B2_PROGRAM_PREFIX}/bin/b2drive)
+  if(FUSE3_FOUND)  # mount(8) looks for its helpers there
+    b2_install_link(host ${CMAKE_INSTALL_SBINDIR} mount.b2drive ../${CMAKE_INSTALL_BINDIR}/mount.b2drive)
+  endif()
 endfunction()

@@ -25,8 +25,6 @@ macro(b2_package component name summary description)
     set(folder ${PROJECT_BINARY_DIR}/packaging)
     install(FILES packaging/copyright ${folder}/changelog.gz ${folder}/changelog.Debian.gz
       DESTINATION ${doc}/${name} COMPONENT ${component})
-    install(FILES packaging/lintian/${name} OPTIONAL
-      DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT ${component})
   endif()
 endmacro()
 
@@ -44,8 +42,6 @@ set(CPACK_PACKAGE_CONTACT "${B2_PACKAGE_CONTACT}")
 set(CPACK_DEBIAN_PACKAGE_SOURCE backblazeb2)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -59,16 +55,18 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_COMPONENTS_ALL)
 
 b2_package(library libbackblazeb2-3 "storage module that shows cloud buckets as a drive"
-  "A module that a host program loads and that shows the buckets of a storage account\nas the top folders of a drive, through the service's native interface.")
+  "A module that a host program loads and that shows the buckets of a storage\naccount as the top folders of a drive, through the service's native interface.")
 b2_package(host b2drive "cloud storage buckets on the command line and as a mounted folder"
-  "Lists, reads, writes and deletes what is in the buckets of a storage account, and\nmounts them as a folder that every program can use.")
+  "Lists, reads, writes and deletes what is in the buckets of a storage account,\nand mounts them as a folder that every program can use.")
 b2_package(headers libbackblazeb2-dev "headers for programs that load libbackblazeb2"
-  "The interfaces, records and codes of the module's boundary, with files for CMake and\npkg-config, and an example of a host.")
+  "The interfaces, records and codes of the module's boundary, with files for\nCMake and pkg-config, and an example of a host.")
 b2_package(emulator b2emulator "stand-in for a cloud storage service, for tests"
-  "Answers on one port of 127.0.0.1 as the storage service does, for any client that can\nuse a proxy and a CA file, and fails on demand.")
+  "Answers on one port of 127.0.0.1 as the storage service does, for any client\nthat can use a proxy and a CA file, and fails on demand.")
 
 set(exactly "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/CompressManPages.cmake)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS ca-certificates)
 set(CPACK_DEBIAN_HOST_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS "libbackblazeb2-3 ${exactly}, ca-certificates")
