@@ -10,7 +10,7 @@ unowned() {
   find / -xdev \( -path /proc -o -path /sys -o -path /dev -o -path /tmp -o -path /packages -o -path /var/lib/dpkg \
     -o -path /var/lib/apt -o -path /var/cache -o -path /var/log -o -path '*/ca-certificates*' \
     -o -path '/etc/ssl/certs*' -o -path /etc/ld.so.cache \) -prune -o -print |
-    sort | comm -23 - <(cat /var/lib/dpkg/info/*.list | xargs -d '\n' -n 500 realpath -sm -- | sort -u)
+    sort | comm -23 - <(sed -E 's#^/(bin|sbin|lib[^/]*)(/|$)#/usr/\1\2#' /var/lib/dpkg/info/*.list | sort -u)
 }
 
 start_emulator() {
