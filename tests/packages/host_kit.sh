@@ -10,8 +10,8 @@ warnings="-Wall -Wextra -Wpedantic -Werror"
 cmake --install "$B2_BUILD" --prefix "$scratch/first" >/dev/null
 mv "$scratch/first" "$scratch/moved"
 start_emulator --bucket bucket-one
-echo "what is stored" >"$scratch/readme.txt"
-b2drive put "$scratch/readme.txt" /bucket-one
+echo "what is stored" >"$scratch/first.txt"
+b2drive put "$scratch/first.txt" /bucket-one
 export PKG_CONFIG_PATH
 PKG_CONFIG_PATH=$(dirname "$(find "$scratch/moved" -name backblazeb2.pc)")
 export B2_OPTIONS='{"values":{"proxy":{"value":{"type":"HTTP with TUNNEL","host":"127.0.0.1","port":'${proxy##*:}',"user":"","password":""}}}}'
@@ -43,7 +43,7 @@ for compiler in g++ clang++; do
       "build_by_$way" $compiler $standard
       echo "written by $way $compiler $standard" >"$scratch/note.txt"
       "$scratch/bin/minimal_host" "$module" "$scratch/note.txt" >"$scratch/said"
-      for line in bucket-one/ readme.txt "what is stored"; do grep -qx "$line" "$scratch/said"; done
+      for line in bucket-one/ first.txt "what is stored"; do grep -qx "$line" "$scratch/said"; done
       equal "what was uploaded" "$(b2drive cat /bucket-one/note.txt)" "$(cat "$scratch/note.txt")"
     done
   done
