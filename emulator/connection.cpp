@@ -4,8 +4,11 @@
 #include <array>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http.hpp>
+#include <chrono>
 #include <ctime>
 #include <exception>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -23,6 +26,9 @@ namespace {
 
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
+
+constexpr char kTlsHandshake = 0x16;
+constexpr char kConnect = 'C';
 
 std::string HttpDate() {
   const time_t now = std::time(nullptr);
@@ -52,6 +58,8 @@ class Connection {
   bool Serve(HttpRequest& request);
   bool ServeTunnel(Request& record);
   bool Finish(const PlannedAnswer& planned, HttpRequest& request);
+  void StartLinkFromHere();
+  void Establish(const std::string& host);
   void StartTlsIfAsked();
   [[noreturn]] void EndAtFault(bool stall);
   void Send(const PlannedAnswer& planned, bool head, bool keep);
@@ -68,7 +76,17 @@ class Connection {
   bool secure_ = false;
 };
 
+// A proxy is near its client: on the link is what goes through its tunnels, not the asking for
+// them.
+void Connection::StartLinkFromHere() {
+  if (stream_.Peek() == kConnect) return;
+  if (const auto link = core_.link.Get()) {
+    stream_.StartLink(*link, stream_.accepted() + link->round_trip);
+  }
+}
+
 void Connection::Run() {
+  StartLinkFromHere();
   StartTlsIfAsked();
   while (stream_.BecomeIdle() && ServeNext()) {
   }
@@ -76,7 +94,7 @@ void Connection::Run() {
 }
 
 void Connection::StartTlsIfAsked() {
-  secure_ = stream_.PeekIsTls();
+  secure_ = stream_.Peek() == kTlsHandshake;
   if (secure_) stream_.StartTls(core_.tls.get());
 }
 
@@ -103,12 +121,20 @@ bool Connection::ServeTunnel(Request& record) {
   }
   // What follows is the tunnel's, and must not have been read yet.
   if (buffer_.size() > 0) return false;
+  Establish(record.host);
+  StartTlsIfAsked();
+  return true;
+}
+
+// Takes the time that a proxy's own connection to the host would.
+void Connection::Establish(const std::string& host) {
+  const auto link = host == kControlHost ? std::nullopt : core_.link.Get();
+  if (link) stream_.Pause(link->round_trip);
   http::response<http::empty_body> response{http::status::ok, 11};
   response.reason("Connection established");
   http::write(sync_, response);
   stream_.Flush();
-  StartTlsIfAsked();
-  return true;
+  if (link) stream_.StartLink(*link, std::chrono::steady_clock::now());
 }
 
 bool Connection::Serve(HttpRequest& request) {

@@ -71,13 +71,18 @@ json SetLatency(Core& core, const json& body) {
   return json::object();
 }
 
+json SetLink(Core& core, const json& body) {
+  core.link.Set(ParseLink(body.at("link").get<std::string>()));
+  return json::object();
+}
+
 struct Row {
   std::string_view method;
   std::string_view path;
   json (*act)(Core& core, const json& body);
 };
 
-constexpr std::array<Row, 7> kRows{{
+constexpr std::array<Row, 8> kRows{{
     {"POST", "/faults", AddFaults},
     {"DELETE", "/faults", ClearFaults},
     {"GET", "/requests", ShowRequests},
@@ -85,6 +90,7 @@ constexpr std::array<Row, 7> kRows{{
     {"GET", "/counts", ShowCounts},
     {"POST", "/expire", Expire},
     {"POST", "/latency", SetLatency},
+    {"POST", "/link", SetLink},
 }};
 
 }  // namespace

@@ -8,7 +8,8 @@ Core::Core(const Options& complete_options)
       access(options.account_id, options.key, options.token_life),
       service(options, store, access),
       tls(MakeServerContext(options.ca_file, options.ca_key_file)),
-      latency(options.latency) {
+      latency(options.latency),
+      link(options.link) {
   CheckDelay(options.latency);
   log.SetRecording(options.record_requests);
 }

@@ -6,6 +6,7 @@
 #include "emulator/access.h"
 #include "emulator/certificates.h"
 #include "emulator/fault_plan.h"
+#include "emulator/link_settings.h"
 #include "emulator/options.h"
 #include "emulator/request_hook.h"
 #include "emulator/request_log.h"
@@ -28,6 +29,7 @@ struct Core {
   RequestHook hook;
   SslContext tls;
   std::atomic<std::chrono::milliseconds> latency;
+  LinkChoice link;
 };
 
 }  // namespace emulator

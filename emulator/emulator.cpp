@@ -75,4 +75,6 @@ void Emulator::SetLatency(std::chrono::milliseconds latency) {
   core_->latency = latency;
 }
 
+void Emulator::SetLink(const std::optional<LinkSettings>& link) { core_->link.Set(link); }
+
 }  // namespace emulator

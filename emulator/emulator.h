@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -67,6 +68,8 @@ class Emulator {
   void DropConnections();
   // Throws std::invalid_argument unless it is between 0 and kLongestDelay.
   void SetLatency(std::chrono::milliseconds latency);
+  // For connections that begin from now on.
+  void SetLink(const std::optional<LinkSettings>& link);
 
  private:
   struct RemoveFile {

@@ -18,6 +18,7 @@ constexpr int kWrongUsage = 2;
 struct Arguments {
   emulator::Options options;
   int64_t latency_ms = 0;
+  std::string link;
   int64_t token_life_s = 86400;
   bool no_request_log = false;
   std::vector<std::string> buckets;
@@ -35,6 +36,8 @@ void Declare(CLI::App& app, Arguments& arguments) {
   app.add_option("--ca-key-file", options.ca_key_file, "Keep the CA's key here to use it again");
   app.add_option("--latency", arguments.latency_ms, "Added to each request, milliseconds")
       ->check(CLI::NonNegativeNumber);
+  app.add_option("--link", arguments.link,
+                 "RTT_MS,MB_PER_S[,LOSS_MS/EVERY_MB]: have every connection go over such a link");
   app.add_option("--bucket", arguments.buckets, "Make an empty bucket (repeatable)");
   app.add_option("--seed", arguments.seeds,
                  "BUCKET/PREFIX:COUNT:SIZE[:FOLDERS], SIZE with K, M or G: make COUNT files named "
@@ -50,6 +53,7 @@ void Declare(CLI::App& app, Arguments& arguments) {
 emulator::Options OptionsOf(const Arguments& arguments) {
   emulator::Options options = arguments.options;
   options.latency = std::chrono::milliseconds(arguments.latency_ms);
+  options.link = emulator::ParseLink(arguments.link);
   options.token_life = std::chrono::seconds(arguments.token_life_s);
   options.record_requests = !arguments.no_request_log;
   return options;

@@ -3,7 +3,10 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
+
+#include "emulator/link_settings.h"
 
 namespace emulator {
 
@@ -24,6 +27,8 @@ struct Options {
   std::filesystem::path ca_key_file = {};
   // Added to every request before it is worked on.
   std::chrono::milliseconds latency{0};
+  // What connections go over; none: straight through the machine.
+  std::optional<LinkSettings> link = {};
   // Part size that authorize recommends, bytes.
   int64_t recommended_part_size = 100'000'000;
   // Smallest size of a part that is not the last, bytes.

@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 
+#include "emulator/link_bio.h"
 #include "emulator/message.h"
 
 namespace emulator {
@@ -19,8 +20,7 @@ namespace {
 
 constexpr size_t kGatherLimit = size_t{16} * 1024;
 constexpr size_t kLargestWrite = size_t{1} << 20;
-constexpr int kLingerMilliseconds = 500;
-constexpr char kTlsHandshake = 0x16;
+constexpr std::chrono::milliseconds kLinger(500);
 
 void WaitForHangup(int socket, int milliseconds) {
   pollfd wait{socket, POLLRDHUP, 0};
@@ -39,14 +39,31 @@ Stream::Stream(int socket) : socket_(socket) {
 
 Stream::~Stream() { CloseNow(); }
 
-bool Stream::PeekIsTls() const {
+void Stream::StartLink(const LinkSettings& settings, Link::Time opens) {
+  link_ = std::make_unique<Link>(settings, socket_, opens);
+}
+
+char Stream::Peek() const {
+  if (link_) return link_->Peek();
   char first = 0;
-  return recv(socket_, &first, 1, MSG_PEEK) == 1 && first == kTlsHandshake;
+  return recv(socket_, &first, 1, MSG_PEEK) == 1 ? first : '\0';
+}
+
+bool Stream::StartSsl(ssl_ctx_st* context) {
+  ssl_.reset(SSL_new(context));
+  if (!ssl_) return false;
+  if (link_) {
+    bio_st* const bio = NewLinkBio(*link_);
+    if (bio == nullptr) return false;
+    SSL_set_bio(ssl_.get(), bio, bio);
+  } else if (SSL_set_fd(ssl_.get(), socket_) != 1) {
+    return false;
+  }
+  return SSL_accept(ssl_.get()) == 1;
 }
 
 void Stream::StartTls(ssl_ctx_st* context) {
-  ssl_.reset(SSL_new(context));
-  if (!ssl_ || SSL_set_fd(ssl_.get(), socket_) != 1 || SSL_accept(ssl_.get()) != 1) {
+  if (!StartSsl(context)) {
     // The thread's error queue must be empty for the next connection's calls.
     ERR_clear_error();
     ssl_.reset();
@@ -61,24 +78,28 @@ size_t Stream::Read(char* data, size_t size) {
     ERR_clear_error();
     return 0;
   }
+  if (link_) return link_->Read(data, size);
   const ssize_t got = recv(socket_, data, size, 0);
   return got > 0 ? static_cast<size_t>(got) : 0;
 }
 
+// How many of the bytes have gone; 0 when the peer is gone.
+size_t Stream::Send(std::string_view bytes) {
+  if (ssl_) {
+    size_t sent = 0;
+    if (SSL_write_ex(ssl_.get(), bytes.data(), bytes.size(), &sent) == 1) return sent;
+    ERR_clear_error();
+    return 0;
+  }
+  if (link_) return link_->Write(bytes) ? bytes.size() : 0;
+  const ssize_t sent = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  return sent > 0 ? static_cast<size_t>(sent) : 0;
+}
+
 void Stream::WriteAll(std::string_view bytes) {
   while (!bytes.empty()) {
-    const size_t step = std::min(bytes.size(), kLargestWrite);
-    size_t sent = 0;
-    if (ssl_) {
-      if (SSL_write_ex(ssl_.get(), bytes.data(), step, &sent) != 1) {
-        ERR_clear_error();
-        throw Aborted{};
-      }
-    } else {
-      const ssize_t result = send(socket_, bytes.data(), step, MSG_NOSIGNAL);
-      if (result <= 0) throw Aborted{};
-      sent = static_cast<size_t>(result);
-    }
+    const size_t sent = Send(bytes.substr(0, kLargestWrite));
+    if (sent == 0) throw Aborted{};
     bytes.remove_prefix(sent);
   }
 }
@@ -98,27 +119,35 @@ void Stream::Flush() {
 }
 
 void Stream::Pause(std::chrono::milliseconds time) const {
-  if (time.count() > 0) WaitForHangup(socket_, static_cast<int>(time.count()));
+  if (time.count() <= 0) return;
+  if (link_) return link_->WaitForEnd(std::chrono::steady_clock::now() + time);
+  WaitForHangup(socket_, static_cast<int>(time.count()));
 }
 
-void Stream::WaitForClose() const { WaitForHangup(socket_, -1); }
+void Stream::WaitForClose() const {
+  if (link_) return link_->WaitForEnd(Lane::kNever);
+  WaitForHangup(socket_, -1);
+}
 
 void Stream::CloseGently() {
   if (ssl_) {
     SSL_shutdown(ssl_.get());
     ERR_clear_error();
   }
+  if (link_) link_->Drain(kLinger);
   shutdown(socket_, SHUT_WR);
   // Closing with unread bytes would reset the connection and take the answer back.
   std::array<char, size_t{64} * 1024> rest;
   pollfd wait{socket_, POLLIN, 0};
-  while (poll(&wait, 1, kLingerMilliseconds) == 1 &&
+  while (poll(&wait, 1, static_cast<int>(kLinger.count())) == 1 &&
          recv(socket_, rest.data(), rest.size(), 0) > 0) {
   }
   CloseNow();
 }
 
 void Stream::CloseNow() {
+  // Bytes that have gone are on their way, whatever happens here.
+  if (link_) link_->Drain(kLinger);
   base::Lock lock(mutex_);
   if (!open_) return;
   open_ = false;
@@ -136,6 +165,8 @@ void Stream::CloseWhenIdle() {
 }
 
 bool Stream::BecomeIdle() {
+  // Until then the answer could still be lost.
+  if (link_) link_->Settle();
   idle_ = true;
   return !closing_;
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "base/thread_safety.h"
+#include "emulator/link.h"
 
 struct ssl_st;
 struct ssl_ctx_st;
@@ -24,8 +25,14 @@ class Stream {
   Stream& operator=(const Stream&) = delete;
   ~Stream();
 
-  // Waits for the first byte and tells whether it begins a TLS handshake.
-  bool PeekIsTls() const;
+  // When the client's connection was taken.
+  Link::Time accepted() const { return accepted_; }
+  // Everything that follows goes over a link, on which the connection stands from `opens` on. Must
+  // come before StartTls.
+  void StartLink(const LinkSettings& settings, Link::Time opens);
+
+  // Waits for the first byte, which stays to be read; 0 when none comes.
+  char Peek() const;
   // Throws Aborted when the handshake fails.
   void StartTls(ssl_ctx_st* context);
 
@@ -61,7 +68,12 @@ class Stream {
 
   void WriteAll(std::string_view bytes);
 
+  bool StartSsl(ssl_ctx_st* context);
+  size_t Send(std::string_view bytes);
+
   const int socket_;  // closed by CloseNow, under mutex_
+  const Link::Time accepted_ = std::chrono::steady_clock::now();
+  std::unique_ptr<Link> link_;  // none: straight through the socket
   std::unique_ptr<ssl_st, FreeSsl> ssl_;
   std::string pending_;  // written, not yet sent
   std::atomic<bool> idle_ = false;

@@ -5,7 +5,7 @@ import time
 
 from comparison.mount_jobs import TIMEOUT_SECONDS, expect
 
-STORING_CALLS = ("b2_upload_file", "b2_finish_large_file")
+STORING_CALLS = ("b2_upload_file", "b2_finish_large_file", "b2_copy_file")
 
 
 class Store:
@@ -87,6 +87,8 @@ class Runner:
     def _measure(self, job, count, mount, source):
         if job.large:
             self._places.warm_memory()
+        if job.warm:
+            job.warm(self._places, mount.folder, count)
         before, cpu_before = self._running.counts(), mount.cpu()
         started = time.monotonic()
         job.act(self._places, mount.folder, count)

@@ -23,7 +23,7 @@ class Programs:
             target.parent.mkdir()
             shutil.copy(source, target)
         proxy = f"http://127.0.0.1:{running.port}"
-        self._environment = dict(
+        self.environment = dict(
             os.environ,
             HOME=str(scratch),
             B2_APPLICATION_KEY_ID=running.key_id,
@@ -31,6 +31,8 @@ class Programs:
             B2DRIVE_PROXY=proxy,
             HTTPS_PROXY=proxy,
             SSL_CERT_FILE=running.bundle,
+            REQUESTS_CA_BUNDLE=running.bundle,
+            B2_ACCOUNT_INFO=str(scratch / "account.sqlite"),
             RCLONE_CONFIG=str(scratch / "rclone.conf"),
             RCLONE_CONFIG_BENCH_TYPE="b2",
             RCLONE_CONFIG_BENCH_ACCOUNT=running.key_id,
@@ -48,13 +50,22 @@ class Programs:
         else:
             command = ["rclone", "mount", "bench:", folder, "--vfs-cache-mode", "writes",
                        "--cache-dir", cache]
-        return Mount(command, self._environment, folder, self._scratch / f"{program}.log")
+        return Mount(command, self.environment, folder, self._scratch / f"{program}.log")
+
+    def command(self, program, words):
+        """A command line of b2drive, rclone or (b2) the official command line."""
+        name = {"b2drive": self._drive, "b2": "backblaze-b2"}.get(program, program)
+        return [str(word) for word in [name, *words]]
+
+    def run(self, program, words):
+        subprocess.run(self.command(program, words), env=self.environment, check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, timeout=END_SECONDS)
 
     def store(self, source, target):
         """Puts a local file or folder into the service, the quick way."""
         verb = "copyto" if source.is_file() else "copy"
         subprocess.run(["rclone", verb, source, f"bench:{target}", "--transfers", "16"],
-                       env=self._environment, check=True, timeout=END_SECONDS)
+                       env=self.environment, check=True, timeout=END_SECONDS)
 
 
 class Mount:

@@ -68,30 +68,35 @@ def chart(rows):
     """Wall time over bare libcurl as bars, one group a job that a peer does too; logarithmic."""
     groups = [(job.name, {client: ratio(result, client, "wall") for client in COLOURS})
               for job, result, _ in rows if "rclone" in result or "sdk" in result]
+    title = "Wall time over bare libcurl (logarithmic; less is better)"
+    return bars(title, LABELS, COLOURS, groups)
+
+
+def bars(title, labels, colours, groups):
+    """An SVG of (name, {bar: ratio or None}) as groups of bars; `labels` and `colours` by bar."""
     bar, gap, left, width = 11, 12, 250, 420
     parts, top = [], 46
     for name, ratios in groups:
-        present = {client: value for client, value in ratios.items() if value}
+        present = {key: value for key, value in ratios.items() if value}
         middle = top + bar * len(present) / 2 + 4
         parts.append(f'<text x="{left - 8}" y="{middle:.0f}" text-anchor="end">{name}</text>')
-        for client, value in present.items():
+        for key, value in present.items():
             length = width * _log_share(value)
             parts.append(f'<rect x="{left}" y="{top}" width="{length:.1f}" height="{bar - 2}" '
-                         f'fill="{COLOURS[client]}"/>')
+                         f'fill="{colours[key]}"/>')
             parts.append(f'<text x="{left + length + 4:.1f}" y="{top + bar - 3}">{value:.2f}'
                          '</text>')
             top += bar
         top += gap
     legend = "".join(
-        f'<rect x="{left + 130 * i}" y="22" width="10" height="10" fill="{COLOURS[client]}"/>'
-        f'<text x="{left + 130 * i + 14}" y="31">{LABELS[client]}</text>'
-        for i, client in enumerate(COLOURS))
+        f'<rect x="{left + 130 * i}" y="22" width="10" height="10" fill="{colours[key]}"/>'
+        f'<text x="{left + 130 * i + 14}" y="31">{labels[key]}</text>'
+        for i, key in enumerate(labels))
     one = left + width * _log_share(1)
     return (f'<svg xmlns="http://www.w3.org/2000/svg" width="{left + width + 60}" height="{top}" '
             'font-family="sans-serif" font-size="11">'
             f'<rect width="100%" height="100%" fill="white"/>'
-            '<text x="8" y="14" font-size="13">Wall time over bare libcurl (logarithmic; '
-            'less is better)</text>'
+            f'<text x="8" y="14" font-size="13">{title}</text>'
             f'{legend}<line x1="{one:.1f}" y1="38" x2="{one:.1f}" y2="{top - gap}" stroke="#999" '
             f'stroke-dasharray="3"/>{"".join(parts)}</svg>\n')
 

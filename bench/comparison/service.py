@@ -84,6 +84,10 @@ class Service:
     def set_latency(self, milliseconds):
         self._post(f"{CONTROL}/latency", "", {"milliseconds": milliseconds})
 
+    def set_link(self, link):
+        """For connections that begin from now on; "": none."""
+        self._post(f"{CONTROL}/link", "", {"link": link})
+
     def _write_bundle(self, ca_file):
         os.makedirs(os.path.dirname(self.bundle), exist_ok=True)
         with open(self.bundle, "wb") as bundle:

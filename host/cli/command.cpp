@@ -13,7 +13,7 @@ ExitCode ForEach(const std::string& command, std::size_t count,
       action(i);
     } catch (const HostError& error) {
       if (count == 1 || error.exit_code() == ExitCode::kInterrupted) throw;
-      Report(command, error.what());
+      Report(command, error);
       result = ExitCode::kPartly;
     }
   }
@@ -26,8 +26,7 @@ void CallForBucket(const std::string& path, const char* likely_reason,
     call();
   } catch (const HostError& error) {
     if (!IsBucket(path) || error.exit_code() != ExitCode::kFailed) throw;
-    throw HostError(error.exit_code(), std::string(error.what()) + "; " + likely_reason,
-                    error.code());
+    throw error.Saying(std::string(error.what()) + "; " + likely_reason);
   }
 }
 

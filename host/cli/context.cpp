@@ -5,8 +5,9 @@
 #include "host/common/errors.h"
 #include "host/local/installation.h"
 #include "host/plugin/proxy.h"
+#include "host/terminal/output_style.h"
+#include "host/terminal/report.h"
 #include "host/terminal/terminal.h"
-#include "host/terminal/text_format.h"
 
 namespace b2drive::cli {
 namespace {
@@ -35,11 +36,11 @@ PluginLibrary& Context::library() {
   RequireCaBundle(folder);
   if (!options_.log_bodies.empty()) {
     bodies_.emplace(options_.log_bodies);
-    PrintToTerminal("b2drive: " + options_.log_bodies +
-                    " will hold the service's answers, session tokens among them: keep it to "
-                    "yourself for 24 hours");
+    Note("", options_.log_bodies +
+                 " will hold the service's answers, session tokens among them: keep it to "
+                 "yourself for 24 hours");
   }
-  log_ = std::make_unique<HostLog>(options_.verbose, bodies_ ? &*bodies_ : nullptr);
+  log_ = std::make_unique<HostLog>(options_.verbosity > 1, bodies_ ? &*bodies_ : nullptr);
   library_ = std::make_unique<PluginLibrary>(
       uses_shipped_plugin() ? ShippedPlugin(folder) : std::filesystem::path(options_.plugin),
       *log_);
@@ -47,14 +48,21 @@ PluginLibrary& Context::library() {
 }
 
 const Account& Context::account() {
-  if (!account_) account_ = FindAccount();
-  return *account_;
+  if (!account_) account_ = StoredAccount();
+  if (!account_) account_ = {AskForAccount(), "the terminal"};
+  return account_->account;
 }
+
+std::optional<FoundAccount> Context::StoredAccount() const { return FindAccount(options_.profile); }
+
+void Context::SetAccount(FoundAccount found) { account_ = std::move(found); }
+
+std::optional<_PROXYINFO> Context::proxy() const { return ChosenProxy(options_.proxy); }
 
 std::unique_ptr<Session> Context::Connect() {
   SessionOptions settings;
-  settings.proxy = ChosenProxy(options_.proxy);
-  settings.limit_kb = options_.limit_kb;
+  settings.proxy = proxy();
+  settings.limit = options_.limit;
   settings.log_bodies = !options_.log_bodies.empty();
   PluginLibrary& plugin = library();
   return std::make_unique<Session>(plugin, account(), settings);
@@ -67,10 +75,8 @@ PatientDrive& Context::drive() {
   account();
   live_ = std::make_unique<LiveSession>([this] { return Connect(); });
   Patience patience{options_.retries, uses_shipped_plugin(), {}};
-  if (options_.verbose || StderrIsTerminal()) {
-    patience.tell = [](const std::string& text) {
-      PrintToTerminal(EscapeControls("b2drive: " + text));
-    };
+  if (TheOutputStyle().verbose || StderrIsTerminal()) {
+    patience.tell = [](const std::string& text) { Note("", text); };
   }
   drive_ = std::make_unique<PatientDrive>(*live_, transfers_, std::move(patience));
   return *drive_;

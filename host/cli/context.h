@@ -8,20 +8,25 @@
 #include "host/plugin/body_log.h"
 #include "host/plugin/host_log.h"
 #include "host/plugin/path_index.h"
+#include "host/plugin/profiles.h"
 #include "host/plugin/transfers.h"
+#include "host/terminal/changes.h"
 #include "host/transfer/storage.h"
 
 namespace b2drive::cli {
 
 // Options that every command takes.
 struct GlobalOptions {
-  bool verbose = false;
+  int verbosity = 0;  // 1: changes and waits, 2: the plug-in's log lines too
   bool json = false;
+  bool quiet = false;
+  std::string progress = "auto";     // or none or json
   std::string plugin;                // empty: the one shipped with the program
   std::optional<std::string> proxy;  // else the environment's
-  std::optional<long long> limit_kb;
+  std::int64_t limit = 0;            // bytes a second of all transfers together; 0: none
   std::string log_bodies;
-  int retries = 10;  // of a call that failed for a passing reason
+  std::optional<std::string> profile;  // else the environment's account, else its profile
+  int retries = 10;                    // of a call that failed for a passing reason
 };
 
 // What a command works with; made when first asked for, so that a command which needs no plug-in or
@@ -34,14 +39,25 @@ class Context {
   PatientDrive& drive();
   // The account, asked for when first needed.
   const Account& account();
+  // The same; none rather than to ask.
+  std::optional<FoundAccount> StoredAccount() const;
+  // To be used in place of the stored one; before anything connects.
+  void SetAccount(FoundAccount found);
+  // "the environment", "profile work", "the terminal".
+  const std::string& account_source() const { return account_->source; }
+  // The profile that the options or the environment name, or the default one.
+  std::string profile() const { return ChosenProfile(options_.profile); }
+  std::optional<_PROXYINFO> proxy() const;
   // One more session, of the caller's own. Any thread may call once `library` was.
   std::unique_ptr<Session> Connect();
   PathIndex& index();
   Storage storage() { return Storage(drive()); }
   // Whether a program reads what is printed.
   bool json() const { return options_.json; }
-  bool verbose() const { return options_.verbose; }
+  std::int64_t limit() const { return options_.limit; }
   Transfers& transfers() { return transfers_; }
+  // Where a command tells what it changes.
+  Changes& changes() { return changes_; }
 
   // Whether the plug-in is the one made together with this program.
   bool uses_shipped_plugin() const { return options_.plugin.empty(); }
@@ -52,11 +68,12 @@ class Context {
  private:
   const GlobalOptions options_;
   Transfers& transfers_;
+  Changes changes_;
   // In the order of their dependence.
   std::optional<BodyLog> bodies_;
   std::unique_ptr<HostLog> log_;
   std::unique_ptr<PluginLibrary> library_;
-  std::optional<Account> account_;
+  std::optional<FoundAccount> account_;
   std::unique_ptr<LiveSession> live_;
   std::unique_ptr<PatientDrive> drive_;
   std::unique_ptr<PathIndex> index_;

@@ -9,7 +9,8 @@
 namespace b2drive::cli {
 
 std::string Shown(const std::string& text) {
-  return StdoutIsTerminal() ? EscapeControls(text) : text;
+  static const bool escapes = StdoutIsTerminal();
+  return escapes ? EscapeControls(text) : text;
 }
 
 Json ToJson(const Entry& entry, const std::string& path) {
@@ -26,12 +27,8 @@ Json ToJson(const Entry& entry, const std::string& path) {
   return json;
 }
 
-void PrintJson(const Json& json) {
-  // Names need not be UTF-8 here, but must be in JSON.
-  constexpr auto kReplace = Json::error_handler_t::replace;
-  const std::string line = json.dump(-1, ' ', false, kReplace);
-  const bool escape = Shown(line) != line;
-  std::cout << json.dump(2, ' ', escape, kReplace) << "\n";
-}
+void PrintJson(const Json& json) { std::cout << JsonText(json, StdoutIsTerminal(), 2) << "\n"; }
+
+void PrintJsonLine(const Json& json) { std::cout << JsonText(json, StdoutIsTerminal()) << "\n"; }
 
 }  // namespace b2drive::cli

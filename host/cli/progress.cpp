@@ -1,11 +1,14 @@
 #include "host/cli/progress.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <nlohmann/json.hpp>
+#include <optional>
 
-#include "base/utf8.h"
+#include "host/terminal/output_style.h"
 #include "host/terminal/terminal.h"
 #include "host/terminal/text_format.h"
 
@@ -17,76 +20,136 @@ using Seconds = std::chrono::duration<double>;
 // The rate of the last moments, so that a stall shows.
 class RateMeter {
  public:
-  double Update(std::int64_t done, double elapsed_seconds) {
-    if (elapsed_seconds <= 0) return rate_;
-    double latest = static_cast<double>(done - last_done_) / elapsed_seconds;
+  double Update(std::int64_t done) {
+    const auto now = std::chrono::steady_clock::now();
+    const double elapsed = Seconds(now - last_).count();
+    if (elapsed <= 0) return rate_;
+    const double latest = static_cast<double>(done - last_done_) / elapsed;
     rate_ = started_ ? 0.8 * rate_ + 0.2 * latest : latest;
     started_ = true;
     last_done_ = done;
+    last_ = now;
     return rate_;
   }
 
  private:
+  std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
   std::int64_t last_done_ = 0;
   double rate_ = 0;
   bool started_ = false;
 };
 
-// Cuts or fills a text to `width` characters.
-std::string Fit(std::string_view text, int width) {
-  std::string out;
-  for (; width > 0 && !text.empty(); --width) out += base::TakeCharacter(text).bytes;
-  return out + std::string(static_cast<std::size_t>(std::max(0, width)), ' ');
+std::optional<std::int64_t> SecondsLeft(const ProgressState& state) {
+  const double left = static_cast<double>(state.total - state.done) / state.rate;
+  if (state.rate < 1 || left >= 1e6) return std::nullopt;
+  return std::llround(std::ceil(left));
+}
+
+std::string Right(const std::string& text, std::size_t width) {
+  return std::string(width - std::min(width, text.size()), ' ') + text;
+}
+
+// What follows the name, from the widest to the narrowest.
+std::array<std::string, 4> Tails(const ProgressState& state) {
+  constexpr std::size_t kBarWidth = 20;
+  const auto total = static_cast<double>(state.total);
+  const double part = state.total > 0 ? static_cast<double>(state.done) / total : 1.0;
+  const auto filled = static_cast<std::size_t>(part * kBarWidth);
+  const std::string bar =
+      " [" + std::string(filled, '=') + std::string(kBarWidth - filled, ' ') + "]";
+  const std::string percent = Right(std::to_string(static_cast<int>(part * 100)), 4) + "%";
+  const std::string bytes = "  " + Right(FormatBytes(static_cast<double>(state.done)), 6);
+  const std::string rate = "  " + Right(FormatBytes(std::max(0.0, state.rate)), 6) + "/s";
+  const std::string left = "  " + Right(FormatDuration(SecondsLeft(state).value_or(-1)), 5);
+  return {percent + bar + bytes + rate + left + " left", percent + bytes + rate + left + " left",
+          percent + rate + left, percent};
 }
 
 }  // namespace
 
-std::string ProgressLine(const std::string& name, std::int64_t done, std::int64_t total,
-                         double rate, int columns) {
-  constexpr int kBarWidth = 20;
-  constexpr int kLeastName = 8;
-  done = std::clamp<std::int64_t>(done, 0, total);
-  double part = total > 0 ? static_cast<double>(done) / static_cast<double>(total) : 1.0;
-  auto filled = static_cast<std::size_t>(part * kBarWidth);
-  double left = static_cast<double>(total - done) / rate;
-  std::int64_t seconds = rate >= 1 && left < 1e6 ? std::llround(std::ceil(left)) : -1;
-  char numbers[96];
-  std::snprintf(numbers, sizeof numbers, " %3d%% [%s%s] %7s %9s/s %7s left",
-                static_cast<int>(part * 100), std::string(filled, '=').c_str(),
-                std::string(kBarWidth - filled, ' ').c_str(),
-                FormatBytes(static_cast<double>(done)).c_str(),
-                FormatBytes(std::max(0.0, rate)).c_str(), FormatDuration(seconds).c_str());
-  std::string tail = numbers;
-  int name_width = std::max(kLeastName, std::min(30, columns - 1 - static_cast<int>(tail.size())));
-  return Fit(Fit(EscapeControls(name), name_width) + tail, columns - 1);
+std::string ProgressLine(const ProgressState& state, int columns) {
+  constexpr int kLeastName = 6, kMostName = 30;
+  ProgressState shown = state;
+  shown.done = std::clamp<std::int64_t>(state.done, 0, std::max<std::int64_t>(0, state.total));
+  std::string count;
+  if (state.files > 1) {
+    count = std::to_string(state.files_done) + "/" + std::to_string(state.files) + " ";
+  }
+  const int room = columns - 1 - static_cast<int>(count.size());
+  std::string tail;
+  for (const std::string& each : Tails(shown)) {
+    tail = each;
+    if (room - static_cast<int>(tail.size()) >= kLeastName) break;
+  }
+  const int name_width = std::clamp(room - static_cast<int>(tail.size()), kLeastName, kMostName);
+  return FitColumns(count + FitColumns(EscapeControls(state.name), name_width) + tail, columns - 1);
 }
 
-ProgressBar::ProgressBar(const Transfers& transfers, std::string name, std::int64_t total_bytes)
-    : transfers_(transfers),
-      name_(std::move(name)),
-      total_(total_bytes),
-      before_(transfers.BytesDone()) {
-  if (StderrIsTerminal()) painter_ = std::thread([this] { Run(); });
+Json ProgressRecord(const ProgressState& state) {
+  const auto left = SecondsLeft(state);
+  return {{"progress",
+           {{"name", state.name},
+            {"done", state.done},
+            {"total", state.total},
+            {"rate", std::llround(std::max(0.0, state.rate))},
+            {"left", left ? Json(*left) : Json()},
+            {"files_done", state.files_done},
+            {"files", state.files}}}};
+}
+
+ProgressBar::ProgressBar(const Transfers& transfers, std::string name, std::int64_t total_bytes,
+                         std::size_t files)
+    : transfers_(transfers), name_(std::move(name)), before_(transfers.BytesDone()) {
+  Expect(total_bytes, files);
+  if (TheOutputStyle().progress != ProgressStyle::kNone) painter_ = std::thread([this] { Run(); });
 }
 
 ProgressBar::~ProgressBar() {
   if (!painter_.joinable()) return;
   pauses_.Cut();
   painter_.join();
-  std::fputs("\r\033[K", stderr);
+}
+
+void ProgressBar::Expect(std::int64_t bytes, std::size_t files) {
+  Lock lock(mutex_);
+  expected_.total += bytes;
+  expected_.files += files;
+}
+
+ProgressState ProgressBar::Now() {
+  Lock lock(mutex_);
+  ProgressState state = expected_;
+  state.name = in_work_.empty() ? name_ : in_work_.front();
+  state.done = transfers_.BytesDone() - before_;
+  return state;
 }
 
 void ProgressBar::Run() {
   constexpr auto kInterval = std::chrono::milliseconds(200);
+  const bool json = TheOutputStyle().progress == ProgressStyle::kJson;
   RateMeter meter;
-  auto last = std::chrono::steady_clock::now();
-  while (pauses_.Wait(kInterval)) {
-    auto now = std::chrono::steady_clock::now();
-    std::int64_t done = transfers_.BytesDone() - before_;
-    double rate = meter.Update(done, Seconds(now - last).count());
-    last = now;
-    std::fputs(("\r" + ProgressLine(name_, done, total_, rate, TerminalColumns())).c_str(), stderr);
+  for (bool more = true; more;) {
+    more = pauses_.Wait(kInterval);
+    ProgressState state = Now();
+    state.rate = meter.Update(state.done);
+    if (json) {
+      PrintToTerminal(JsonText(ProgressRecord(state), StderrIsTerminal()));
+    } else {
+      std::fputs(more ? ("\r" + ProgressLine(state, TerminalColumns())).c_str() : "\r\033[K",
+                 stderr);
+    }
   }
+}
+
+ProgressBar::File::File(ProgressBar& bar, const std::string& name) : bar_(bar) {
+  Lock lock(bar_.mutex_);
+  position_ = bar_.in_work_.insert(bar_.in_work_.end(), name);
+}
+
+ProgressBar::File::~File() {
+  Lock lock(bar_.mutex_);
+  bar_.in_work_.erase(position_);
+  ++bar_.expected_.files_done;
 }
 
 }  // namespace b2drive

@@ -1,44 +1,30 @@
-#include <unistd.h>
-
-#include <cerrno>
-
 #include "host/commands/commands.h"
-#include "host/local/stream_writer.h"
+#include "host/commands/print_file.h"
 
 namespace b2drive::cli {
 namespace {
 
 struct CatOptions {
-  std::string path;
+  std::vector<std::string> paths;
 };
 
 ExitCode RunCat(Context& context, const CatOptions& options) {
-  const PathArgument argument(options.path);
-  const std::string& path = argument.path;
-  Entry file = context.index().FindFile(argument);
-  if (file.size == 0) return ExitCode::kSuccess;
-  StreamWriter writer(STDOUT_FILENO);
-  try {
-    context.drive().Read({file, path, 0, file.size},
-                         [&](std::uint64_t offset, const char* data, std::size_t count) {
-                           return writer.Write(offset, data, count);
-                         });
-  } catch (const FsError& error) {
-    if (error.number() == EPIPE) return ExitCode::kBrokenPipe;
-    throw;
-  }
-  const int error = writer.Finish();
-  if (error == EPIPE) return ExitCode::kBrokenPipe;
-  if (error != 0) throw LocalFailure("writing " + path, error);
-  return ExitCode::kSuccess;
+  bool read_on = true;
+  const ExitCode result = ForEach("cat", options.paths.size(), [&](std::size_t i) {
+    if (!read_on) return;
+    const PathArgument argument(options.paths[i]);
+    const Entry file = context.index().FindFile(argument);
+    read_on = PrintFile(context, file, argument.path, 0, file.size);
+  });
+  return read_on ? result : ExitCode::kBrokenPipe;
 }
 
 }  // namespace
 
 void AddCatCommand(CLI::App& app, Selected& selected) {
   auto options = std::make_shared<CatOptions>();
-  CLI::App* cat = app.add_subcommand("cat", "Write a file to standard output");
-  cat->add_option("PATH", options->path)->required();
+  CLI::App* cat = app.add_subcommand("cat", "Write files to standard output, one after the other");
+  cat->add_option("PATH", options->paths)->required();
   Choose(cat, selected, options, RunCat);
 }
 

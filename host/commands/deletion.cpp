@@ -6,6 +6,7 @@
 #include "host/common/errors.h"
 #include "host/terminal/terminal.h"
 #include "host/terminal/text_format.h"
+#include "host/transfer/remote_tree.h"
 
 namespace b2drive::cli {
 namespace {
@@ -24,30 +25,22 @@ std::string Summary(const std::vector<Victim>& victims) {
 }  // namespace
 
 void CheckDeletable(const PathArgument& argument) {
-  if (IsRoot(argument.path)) throw HostError(ExitCode::kUsage, "/: the root cannot be deleted");
+  if (IsRoot(argument.path)) throw HostError(ExitCode::kUsage, "/", "the root cannot be deleted");
   if (!argument.ambiguous) return;
-  throw HostError(ExitCode::kUsage,
-                  argument.path +
-                      ": several slashes in a row are another name to the service; nothing was "
-                      "deleted");
+  throw HostError(ExitCode::kUsage, argument.path,
+                  "several slashes in a row are another name to the service; nothing was "
+                  "deleted");
 }
 
-void Count(PathIndex& index, const Victim& victim, Amount& amount) {
-  // Longer than any name of the service: it would go on for ever.
-  constexpr std::ptrdiff_t kDeepest = 1024;
-  if (std::ranges::count(victim.path, '/') > kDeepest) {
-    throw HostError(ExitCode::kFailed, "folders go down without end; nothing was deleted");
-  }
-  ++amount.items;
+void Count(PatientDrive& drive, const Victim& victim, const Filter& filter, Amount& amount) {
+  const bool all = filter.empty() || !victim.entry.folder;
+  if (all) ++amount.items;
   if (!victim.entry.folder) return;
-  // The plug-in's identifiers cannot tell a//b from a///b.
-  if (victim.entry.name.empty()) {
-    amount.at_least = true;
-    return;
-  }
-  for (const Entry& child : index.Children(victim.path)) {
-    Count(index, {Join(victim.path, child.name), child}, amount);
-  }
+  WalkRemoteTree(drive, victim.entry, victim.path, filter, [&](const RemoteItem& item) {
+    if (all || !item.entry.folder) ++amount.items;
+    // The plug-in's identifiers cannot tell a//b from a///b.
+    if (item.entry.folder && item.entry.name.empty()) amount.at_least = true;
+  });
 }
 
 void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& count, bool yes,

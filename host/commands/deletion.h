@@ -4,6 +4,7 @@
 
 #include "host/patient/patient_drive.h"
 #include "host/plugin/path_index.h"
+#include "host/transfer/filter.h"
 
 namespace b2drive::cli {
 
@@ -22,8 +23,9 @@ struct Amount {
 // Throws kUsage unless `argument` names one thing that can be deleted.
 void CheckDeletable(const PathArgument& argument);
 
-// Adds what goes with `victim`: itself, and for a folder everything below it.
-void Count(PathIndex& index, const Victim& victim, Amount& amount);
+// Adds what goes with `victim`: itself, and for a folder everything below it; of what a filter
+// takes there, the files.
+void Count(PatientDrive& drive, const Victim& victim, const Filter& filter, Amount& amount);
 
 // Throws kNotConfirmed unless the user agrees. Not asked for a single item, nor when `yes`. After
 // an answer everything is looked up afresh.

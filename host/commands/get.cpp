@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <limits>
 
+#include "host/cli/filter_options.h"
 #include "host/cli/progress.h"
 #include "host/commands/commands.h"
-#include "host/local/local_file.h"
-#include "host/local/local_io.h"
+#include "host/commands/get_tree.h"
+#include "host/commands/print_file.h"
+#include "host/transfer/download.h"
 
 namespace b2drive::cli {
 namespace {
@@ -17,19 +19,11 @@ constexpr std::int64_t kLastByte = std::numeric_limits<std::int64_t>::max();
 struct GetOptions {
   std::string path;
   std::string local;
-  std::uint64_t offset = 0;
-  std::optional<std::uint64_t> length;
+  DownloadOptions how;
+  bool recursive = false;
+  std::size_t jobs = 16;
+  Filter filter;
 };
-
-struct Range {
-  std::uint64_t offset;
-  std::uint64_t length;
-};
-
-Range Clip(const GetOptions& options, std::uint64_t size) {
-  std::uint64_t offset = std::min(options.offset, size);
-  return {offset, std::min(options.length.value_or(size), size - offset)};
-}
 
 fs::path LocalTarget(const GetOptions& options, const std::string& name) {
   if (options.local.empty()) return name;
@@ -38,21 +32,55 @@ fs::path LocalTarget(const GetOptions& options, const std::string& name) {
   return fs::is_directory(local, ignored) ? local / name : local;
 }
 
+ExitCode Print(Context& context, const Entry& file, const std::string& path,
+               const DownloadOptions& how) {
+  context.changes().LeaveStandardOutput();
+  const std::uint64_t rest = file.size - std::min(how.offset, file.size);
+  const std::uint64_t length = std::min(how.length.value_or(rest), rest);
+  if (!PrintFile(context, file, path, how.offset, length)) return ExitCode::kBrokenPipe;
+  context.changes().Tell({"get", path, "-", length, file.id});
+  return ExitCode::kSuccess;
+}
+
+ExitCode GetFolder(Context& context, const Entry& folder, const std::string& path,
+                   const GetOptions& options) {
+  if (options.local == "-") {
+    throw HostError(ExitCode::kWrongKind, path, "is a folder, which cannot be printed");
+  }
+  const TreeDownloadOptions how{options.jobs, options.how.connections};
+  return GetTree(context, {folder, path}, options.local, how, options.filter);
+}
+
 ExitCode RunGet(Context& context, const GetOptions& options) {
   const PathArgument argument(options.path);
-  const std::string& path = argument.path;
-  Entry file = context.index().FindFile(argument);
-  Range range = Clip(options, file.size);
-  PendingFile pending(LocalTarget(options, file.name));
-  if (range.length > 0) {
-    ProgressBar bar(context.transfers(), file.name, static_cast<std::int64_t>(range.length));
-    context.drive().Read({file, path, range.offset, range.length},
-                         [&](std::uint64_t offset, const char* data, std::size_t count) {
-                           return WriteAllAt(pending.fd(), {data, count}, offset - range.offset);
-                         });
+  const Entry file = context.index().Find(argument);
+  if (file.folder && options.recursive) return GetFolder(context, file, argument.path, options);
+  if (file.folder) {
+    throw HostError(ExitCode::kWrongKind, argument.path, "is a folder; use get -r");
   }
-  pending.Commit();
+  if (options.local == "-") return Print(context, file, argument.path, options.how);
+  context.changes().Expect();
+  const fs::path target = LocalTarget(options, file.name);
+  FileDownload download(context.drive(), {file, argument.path}, target, options.how);
+  {
+    ProgressBar bar(context.transfers(), file.name, static_cast<std::int64_t>(download.missing()));
+    download.Run();
+  }
+  SecureNames(target.parent_path());
+  context.changes().Tell({"get", argument.path, target, download.length(), file.id});
   return ExitCode::kSuccess;
+}
+
+void AddTreeOptions(CLI::App* get, GetOptions& options) {
+  get->add_flag("-r,--recursive", options.recursive,
+                "Copy a folder or bucket with everything in it, by the rules of cp")
+      ->excludes("--offset")
+      ->excludes("--length");
+  get->add_option("-j,--jobs", options.jobs, "With -r: files at the same time")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64))
+      ->type_name("N");
+  AddFilterOptions(get, options.filter);
 }
 
 }  // namespace
@@ -61,14 +89,27 @@ void AddGetCommand(CLI::App& app, Selected& selected) {
   auto options = std::make_shared<GetOptions>();
   CLI::App* get = app.add_subcommand(
       "get", "Copy a file here; it appears under its name only when it is complete");
+  get->footer(
+      "Until it is complete it stands in NAME.part. When get is interrupted or fails, the next\n"
+      "get goes on there with what is missing, unless the file has changed on the service.\n"
+      "With -r a folder goes into the folder LOCAL, or becomes LOCAL when there is none. What "
+      "this\n"
+      "system cannot hold, or a link stands in the way of, is left out with a line each (exit\n"
+      "code 16). --include and --exclude compare the names in PATH.");
   get->add_option("PATH", options->path)->required();
-  get->add_option("LOCAL", options->local, "File or folder to write to");
-  get->add_option("--offset", options->offset, "First byte to copy")
+  get->add_option("LOCAL", options->local, "File or folder to write to; - is standard output");
+  get->add_option("--offset", options->how.offset, "First byte to copy")
       ->check(CLI::Range(kFirstByte, kLastByte))
       ->type_name("BYTES");
-  get->add_option("--length", options->length, "How much to copy, at most to the file's end")
+  get->add_option("--length", options->how.length, "How much to copy, at most to the file's end")
       ->check(CLI::Range(kFirstByte, kLastByte))
       ->type_name("BYTES");
+  get->add_option("--connections", options->how.connections,
+                  "At the same time for a file of 32 MiB or more")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 32))
+      ->type_name("N");
+  AddTreeOptions(get, *options);
   Choose(get, selected, options, RunGet);
 }
 

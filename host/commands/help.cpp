@@ -1,5 +1,7 @@
 #include <iostream>
 
+#include "host/cli/help_formatter.h"
+#include "host/cli/usage_error.h"
 #include "host/commands/commands.h"
 
 namespace b2drive::cli {
@@ -12,16 +14,13 @@ struct HelpOptions {
 
 ExitCode RunHelp(Context&, const HelpOptions& options) {
   if (options.command.empty()) {
-    // Not by App::help, which shows the chosen command's, and that is this one.
-    const auto formatter = options.app->get_formatter();
-    std::cout << formatter->make_help(options.app, options.app->get_name(),
-                                      CLI::AppFormatMode::Normal);
+    std::cout << ProgramHelp(*options.app);
     return ExitCode::kSuccess;
   }
   try {
     std::cout << options.app->get_subcommand(options.command)->help(options.app->get_name());
   } catch (const CLI::OptionNotFound&) {
-    throw HostError(ExitCode::kUsage, options.command + ": no such command; see b2drive --help");
+    throw HostError(ExitCode::kUsage, NoSuchCommand(*options.app, options.command));
   }
   return ExitCode::kSuccess;
 }

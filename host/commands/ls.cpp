@@ -1,60 +1,184 @@
 #include <algorithm>
 #include <iostream>
+#include <map>
 
 #include "host/cli/entry_json.h"
+#include "host/cli/filter_options.h"
 #include "host/commands/commands.h"
+#include "host/terminal/text_format.h"
+#include "host/transfer/remote_tree.h"
 
 namespace b2drive::cli {
 namespace {
 
 struct LsOptions {
   bool details = false;
-  std::string path = "/";
+  bool human = false;
+  bool recursive = false;
+  bool itself = false;
+  bool by_time = false;
+  bool by_size = false;
+  bool reverse = false;
+  Filter filter;
+  std::vector<std::string> paths = {"/"};
+
+  // Whether JSON comes as one array, as for one folder, or as a record a line.
+  bool one_listing() const { return paths.size() == 1 && !recursive; }
 };
 
-std::string SizeText(const Entry& entry) { return entry.folder ? "-" : std::to_string(entry.size); }
+struct Row {
+  std::string path;
+  Entry entry;
+};
+using Rows = std::vector<Row>;
 
-void PrintDetails(const Listing& entries) {
-  std::size_t width = 0;
-  for (const Entry& entry : entries) width = std::max(width, SizeText(entry).size());
-  for (const Entry& entry : entries) {
-    std::cout << std::right << std::setw(static_cast<int>(width)) << SizeText(entry) << "  "
-              << std::left << std::setw(24) << (entry.folder ? "-" : TimeText(entry.modified))
-              << "  " << Shown(entry.name) << (entry.folder ? "/" : "") << "\n";
-  }
+// Rows are in the order of their names before.
+void Sort(Rows& rows, const LsOptions& options) {
+  const auto newer = [](const Row& a, const Row& b) {
+    const timespec &left = a.entry.modified, &right = b.entry.modified;
+    return std::pair(left.tv_sec, left.tv_nsec) > std::pair(right.tv_sec, right.tv_nsec);
+  };
+  const auto larger = [](const Row& a, const Row& b) { return a.entry.size > b.entry.size; };
+  if (options.by_size) std::ranges::stable_sort(rows, larger);
+  if (options.by_time) std::ranges::stable_sort(rows, newer);
+  if (options.reverse) std::ranges::reverse(rows);
 }
 
-void PrintNames(const Listing& entries) {
-  for (const Entry& entry : entries) {
-    std::cout << Shown(entry.name) << (entry.folder ? "/" : "") << "\n";
-  }
-}
+class LsPrinter {
+ public:
+  LsPrinter(const LsOptions& options, bool json) : options_(options), json_(json) {}
 
-ExitCode RunLs(Context& context, const LsOptions& options) {
-  const PathArgument argument(options.path);
-  const std::string& path = argument.path;
-  Entry entry = context.index().Find(argument);
-  std::string folder = entry.folder ? path : ParentOf(path);
-  const Listing entries = entry.folder ? context.index().Children(path) : Listing{entry};
-  if (context.json()) {
+  // `full` shows paths in place of names.
+  void Print(const Rows& rows, bool full) const {
+    if (json_) return PrintRecords(rows);
+    std::size_t width = 0;
+    for (const Row& row : rows) width = std::max(width, SizeText(row.entry).size());
+    for (const auto& [path, entry] : rows) {
+      if (options_.details) PrintDetails(entry, static_cast<int>(width));
+      const bool slash = entry.folder && !IsRoot(path);
+      std::cout << Shown(full ? path : entry.name) << (slash ? "/" : "") << "\n";
+    }
+  }
+
+  // What comes before the listing of a folder, when there are several.
+  void PrintHeading(const std::string& path) {
+    if (!json_) std::cout << (begun_ ? "\n" : "") << Shown(path) << ":\n";
+    begun_ = true;
+  }
+  void NoteRows(const Rows& rows) { begun_ = begun_ || !rows.empty(); }
+
+ private:
+  void PrintRecords(const Rows& rows) const {
     Json all = Json::array();
-    for (const Entry& each : entries) all.push_back(ToJson(each, Join(folder, each.name)));
-    PrintJson(all);
-  } else if (options.details) {
-    PrintDetails(entries);
-  } else {
-    PrintNames(entries);
+    for (const auto& [path, entry] : rows) all.push_back(ToJson(entry, path));
+    if (options_.one_listing()) return PrintJson(all);
+    for (const Json& record : all) PrintJsonLine(record);
   }
-  return ExitCode::kSuccess;
+
+  std::string SizeText(const Entry& entry) const {
+    if (entry.folder) return "-";
+    return options_.human ? FormatBytes(static_cast<double>(entry.size))
+                          : std::to_string(entry.size);
+  }
+
+  void PrintDetails(const Entry& entry, int width) const {
+    std::cout << std::right << std::setw(width) << SizeText(entry) << "  " << std::left
+              << std::setw(24) << (entry.folder ? "-" : TimeText(entry.modified)) << "  ";
+  }
+
+  const LsOptions& options_;
+  const bool json_;
+  bool begun_ = false;
+};
+
+// A tree that was read, by folder.
+class Listings {
+ public:
+  Listings(PatientDrive& drive, const Entry& folder, const std::string& path,
+           const LsOptions& options) {
+    for (RemoteItem& item : ReadRemoteTree(drive, folder, path, options.filter)) {
+      std::string at = Join(path, item.path);
+      folders_[ParentOf(at)].push_back({at, std::move(item.entry)});
+    }
+    for (auto& [parent, rows] : folders_) Sort(rows, options);
+  }
+
+  // The folder at `path`, and those below it as they are shown there.
+  void Print(LsPrinter& printer, const std::string& path) const {
+    if (!std::cout) return;
+    const auto found = folders_.find(path);
+    const Rows rows = found != folders_.end() ? found->second : Rows();
+    printer.PrintHeading(path);
+    printer.Print(rows, false);
+    for (const auto& [below, entry] : rows) {
+      if (entry.folder && !entry.name.empty()) Print(printer, below);
+    }
+  }
+
+ private:
+  std::map<std::string, Rows> folders_;
+};
+
+Rows ReadFolder(PathIndex& index, const std::string& path, const LsOptions& options) {
+  Rows rows;
+  for (const Entry& entry : index.Children(path)) {
+    if (options.filter.Takes(entry.name, entry.folder))
+      rows.push_back({Join(path, entry.name), entry});
+  }
+  std::ranges::stable_sort(rows, {}, &Row::path);
+  Sort(rows, options);
+  return rows;
+}
+
+void ListFolder(Context& context, const LsOptions& options, const Row& folder, LsPrinter& printer) {
+  if (options.recursive) {
+    Listings(context.drive(), folder.entry, folder.path, options).Print(printer, folder.path);
+    return;
+  }
+  const Rows rows = ReadFolder(context.index(), folder.path, options);
+  if (options.paths.size() > 1) printer.PrintHeading(folder.path);
+  printer.Print(rows, false);
+}
+
+// Files first, as one listing; then each folder.
+ExitCode RunLs(Context& context, const LsOptions& options) {
+  const std::size_t count = options.paths.size();
+  LsPrinter printer(options, context.json());
+  Rows singles;
+  std::vector<std::optional<Row>> folders(count);
+  const ExitCode found = ForEach("ls", count, [&](std::size_t at) {
+    const PathArgument argument(options.paths[at]);
+    Row row{argument.path, context.index().Find(argument)};
+    if (row.entry.folder && !options.itself) {
+      folders[at] = std::move(row);
+    } else {
+      singles.push_back(std::move(row));
+    }
+  });
+  Sort(singles, options);
+  if (!singles.empty()) printer.Print(singles, count > 1 || options.itself);
+  printer.NoteRows(singles);
+  const ExitCode listed = ForEach("ls", count, [&](std::size_t at) {
+    if (folders[at] && std::cout) ListFolder(context, options, *folders[at], printer);
+  });
+  return found == ExitCode::kSuccess ? listed : found;
 }
 
 }  // namespace
 
 void AddLsCommand(CLI::App& app, Selected& selected) {
   auto options = std::make_shared<LsOptions>();
-  CLI::App* ls = app.add_subcommand("ls", "List a folder, or the buckets");
+  CLI::App* ls = app.add_subcommand("ls", "List folders, or the buckets");
+  ls->set_help_flag("--help", "Print this help message and exit");
   ls->add_flag("-l", options->details, "Show sizes in bytes and times (UTC)");
-  ls->add_option("PATH", options->path, "What to list; / without it");
+  ls->add_flag("-h", options->human, "With -l: sizes as 1.2 MB");
+  ls->add_flag("-R", options->recursive, "List the folders below, too");
+  ls->add_flag("-d", options->itself, "Show a folder itself, not what is in it");
+  ls->add_flag("-t", options->by_time, "The newest first");
+  ls->add_flag("-S", options->by_size, "The largest first");
+  ls->add_flag("-r", options->reverse, "The other way round");
+  AddFilterOptions(ls, options->filter);
+  ls->add_option("PATH", options->paths, "What to list; / without it");
   Choose(ls, selected, options, RunLs);
 }
 

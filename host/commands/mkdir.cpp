@@ -12,14 +12,17 @@ void MakeOne(Context& context, const PathArgument& argument) {
   PathIndex& index = context.index();
   const std::string& path = argument.path;
   if (auto found = index.Lookup(argument)) {
-    throw HostError(ExitCode::kExists,
-                    path + ": exists already, a " + (found->folder ? "folder" : "file"));
+    throw HostError(ExitCode::kExists, path,
+                    std::string("exists already, a ") + (found->folder ? "folder" : "file"));
   }
   Entry parent = index.FindFolder(ParentOf(path));
   CallForBucket(path,
                 "a bucket's name has 6 to 50 letters, digits and -, and no other account may have "
                 "a bucket of that name",
-                [&] { context.storage().MakeFolder(parent, path); });
+                [&] {
+                  const Entry made = context.storage().MakeFolder(parent, path);
+                  context.changes().Tell({"mkdir", path, "", std::nullopt, made.id});
+                });
   index.Forget(ParentOf(path));
 }
 
@@ -32,6 +35,7 @@ void MakeWithParents(Context& context, const std::string& path) {
 }
 
 ExitCode RunMkdir(Context& context, const MkdirOptions& options) {
+  context.changes().Expect();
   return ForEach("mkdir", options.paths.size(), [&](std::size_t at) {
     const PathArgument argument(options.paths[at]);
     options.parents ? MakeWithParents(context, argument.path) : MakeOne(context, argument);

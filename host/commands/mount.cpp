@@ -18,7 +18,7 @@ ExitCode Mount(Context& context, const MountArguments& arguments) {
   const Account& account = context.account();
   if (!arguments.foreground) return mount::RunInBackground(account);
   return mount::RunMount({arguments.mountpoint, arguments.options, account.AccountId(),
-                          arguments.live_fd, !context.uses_shipped_plugin()},
+                          arguments.live_fd, !context.uses_shipped_plugin(), context.limit()},
                          [&context] { return context.Connect(); });
 }
 

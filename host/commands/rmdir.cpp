@@ -24,12 +24,13 @@ void RemoveOne(Context& context, const std::string& path) {
   if (context.storage().RemoveMarker(victim.entry, path)) return;
   context.index().Forget(ParentOf(path));
   context.index().FindFolder(path);
-  throw HostError(ExitCode::kNotEmpty, path +
-                                           ": the folder holds names that no listing "
-                                           "shows; rm -r deletes them too");
+  throw HostError(ExitCode::kNotEmpty, path,
+                  "the folder holds names that no listing "
+                  "shows; rm -r deletes them too");
 }
 
 ExitCode RunRmdir(Context& context, const RmdirOptions& options) {
+  context.changes().Expect();
   std::vector<Victim> victims;
   for (const std::string& path : options.paths) {
     const PathArgument argument(path);
@@ -37,8 +38,11 @@ ExitCode RunRmdir(Context& context, const RmdirOptions& options) {
     victims.push_back(EmptyFolder(context.index(), argument.path));
   }
   ConfirmDeletion(victims, {victims.size()}, options.yes, context.index());
-  return ForEach("rmdir", victims.size(),
-                 [&](std::size_t at) { RemoveOne(context, victims[at].path); });
+  return ForEach("rmdir", victims.size(), [&](std::size_t at) {
+    const auto& [path, entry] = victims[at];
+    RemoveOne(context, path);
+    context.changes().Tell({"rmdir", path, "", std::nullopt, entry.id});
+  });
 }
 
 }  // namespace

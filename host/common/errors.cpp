@@ -32,12 +32,12 @@ constexpr std::array kExitCodes = {
 
 std::span<const ExitCodeText> ExitCodes() { return kExitCodes; }
 
-HostError LocalFailure(const std::string& subject, int error_number) {
-  return {ExitCode::kLocalFile, subject + ": " + std::generic_category().message(error_number)};
+HostError LocalFailure(const std::string& path, int error_number) {
+  return {ExitCode::kLocalFile, path, std::generic_category().message(error_number)};
 }
 
-HostError Interrupted(const std::string& subject) {
-  return {ExitCode::kInterrupted, subject + ": interrupted", AERROR::CANCEL};
+HostError Interrupted(const std::string& path) {
+  return {ExitCode::kInterrupted, path, "interrupted", AERROR::CANCEL};
 }
 
 }  // namespace b2drive

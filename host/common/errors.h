@@ -3,6 +3,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "protocol/aerror.h"
 
@@ -43,20 +44,34 @@ std::span<const ExitCodeText> ExitCodes();
 class HostError : public std::runtime_error {
  public:
   HostError(ExitCode exit_code, const std::string& text, AERROR code = AERROR::FAILED)
-      : std::runtime_error(text), exit_code_(exit_code), code_(code) {}
+      : HostError(text, exit_code, {}, code) {}
+  // "PATH: cause".
+  HostError(ExitCode exit_code, const std::string& path, const std::string& cause,
+            AERROR code = AERROR::FAILED)
+      : HostError(path + ": " + cause, exit_code, path, code) {}
+
+  // The same failure with another path, and with another text.
+  HostError About(const std::string& path) const { return {what(), exit_code_, path, code_}; }
+  HostError Saying(const std::string& text) const { return {text, exit_code_, path_, code_}; }
 
   ExitCode exit_code() const { return exit_code_; }
+  // What it is about, on the service or on this machine; empty when it is about neither.
+  const std::string& path() const { return path_; }
   // The plug-in's result behind the failure; FAILED when the plug-in was not asked.
   AERROR code() const { return code_; }
 
  private:
+  HostError(const std::string& text, ExitCode exit_code, std::string path, AERROR code)
+      : std::runtime_error(text), exit_code_(exit_code), path_(std::move(path)), code_(code) {}
+
   ExitCode exit_code_;
+  std::string path_;
   AERROR code_;
 };
 
 // The failure of a system call on a local file, with the text of `error_number`.
-HostError LocalFailure(const std::string& subject, int error_number);
+HostError LocalFailure(const std::string& path, int error_number);
 
-HostError Interrupted(const std::string& subject);
+HostError Interrupted(const std::string& path);
 
 }  // namespace b2drive

@@ -29,7 +29,11 @@ void CheckName(const std::string& path) {
     throw FsError(ENAMETOOLONG, path + ": too long for the service");
   }
   if (!IsPlainText(name)) throw FsError(EILSEQ, path + ": the service stores no such name");
-  if (name.empty() || name == "." || name == ".." || name.ends_with(kMarkerName)) {
+  if (name.empty()) throw FsError(EINVAL, path + ": an empty name");
+  if (name == "." || name == "..") {
+    throw FsError(EINVAL, path + ": a name that means a folder elsewhere");
+  }
+  if (name.ends_with(kMarkerName)) {
     throw FsError(EINVAL, path + ": a name that folders need for themselves");
   }
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "host/common/errors.h"
+
 namespace b2drive {
 
 std::string ParentOf(std::string_view path) {
@@ -33,6 +35,7 @@ bool IsRoot(std::string_view path) { return path == "/"; }
 bool IsBucket(std::string_view path) { return !IsRoot(path) && path.rfind('/') == 0; }
 
 PathArgument::PathArgument(std::string_view text) {
+  if (text.empty()) throw HostError(ExitCode::kUsage, "a PATH is empty; / is the whole account");
   while (!text.empty()) {
     const std::size_t slash = text.find('/');
     const std::string_view name = text.substr(0, slash);

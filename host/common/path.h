@@ -26,6 +26,7 @@ bool IsBucket(std::string_view path);
 
 // A path as a user writes it. A missing first slash is added, and runs of slashes count as one.
 struct PathArgument {
+  // Throws kUsage for an empty one: a variable that is not set must not mean the whole account.
   explicit PathArgument(std::string_view text);
 
   std::string path = "/";

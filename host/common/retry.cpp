@@ -8,7 +8,10 @@ namespace b2drive {
 using std::chrono::milliseconds;
 
 bool Pauses::Wait(milliseconds duration) {
-  const auto end = std::chrono::steady_clock::now() + duration;
+  return WaitUntil(std::chrono::steady_clock::now() + duration);
+}
+
+bool Pauses::WaitUntil(std::chrono::steady_clock::time_point end) {
   Lock lock(mutex_);
   ++waiting_;
   while (!cut_ && cut_changed_.wait_until(lock, end) == std::cv_status::no_timeout) {

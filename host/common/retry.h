@@ -13,6 +13,7 @@ class Pauses {
  public:
   // False when cut short, at once after Cut.
   bool Wait(std::chrono::milliseconds duration);
+  bool WaitUntil(std::chrono::steady_clock::time_point end);
   // Whether anybody was waiting.
   bool Cut();
 

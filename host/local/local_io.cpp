@@ -92,4 +92,10 @@ std::string ReadSmallFile(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(text), {}};
 }
 
+std::string CurrentBoot() {
+  std::string boot = ReadSmallFile("/proc/sys/kernel/random/boot_id");
+  while (!boot.empty() && boot.back() == '\n') boot.pop_back();
+  return boot.empty() ? kUnknownBoot : boot;
+}
+
 }  // namespace b2drive

@@ -23,6 +23,10 @@ std::uint32_t ChecksumOf(int fd);
 // The bytes of a small file; none when it cannot be read.
 std::string ReadSmallFile(const std::filesystem::path& file);
 
+// A text that changes with each start of the machine; kUnknownBoot where there is none.
+std::string CurrentBoot();
+inline constexpr char kUnknownBoot[] = "unknown";
+
 // Whether two files hold the same bytes. Throws FsError.
 bool SameBytes(int one, int other);
 

@@ -18,7 +18,7 @@ namespace {
 class PieceSink final : public FetchSink {
  public:
   PieceSink(std::uint64_t start, std::uint64_t length, const RangeSink& sink,
-            _FS_TRANSFER& transfer)
+            const ActiveTransfer& transfer)
       : FetchSink(static_cast<long long>(start), transfer),
         start_(start),
         length_(length),
@@ -108,6 +108,11 @@ auto PatientDrive::Call(const std::string& path, Attempts attempts, Operation op
   }
 }
 
+std::shared_ptr<Session> PatientDrive::SignIn() {
+  const std::string subject = "sign in";
+  return Call(subject, Allowed(subject), [this](Drive&, Attempts&) { return live_.Current(); });
+}
+
 Listing PatientDrive::List(const std::string& folder_id, const std::string& path) {
   return Call(path, Allowed(path),
               [&](Drive& drive, Attempts&) { return drive.List(folder_id, path); });
@@ -125,7 +130,7 @@ void PatientDrive::Read(const RangeRequest& request, const RangeSink& sink) {
   Call(request.path, Allowed(request.path), [&](Drive& drive, Attempts& attempts) {
     const std::uint64_t before = reached;
     ActiveTransfer transfer(transfers_, request.path);
-    PieceSink piece(before, end - before, counting, transfer.state());
+    PieceSink piece(before, end - before, counting, transfer);
     try {
       drive.Read(request.file, request.path, before, end - before, piece, transfer);
     } catch (const HostError& error) {
@@ -222,15 +227,21 @@ void PatientDrive::DeleteFile(const Entry& file, const std::string& path,
     std::optional<Entry> left = still_there();
     if (!left) return;
     if (changed) throw FsError(ESTALE, *failure);
-    if (left->id != file.id) throw FsError(ESTALE, path + ": changed meanwhile by someone else");
+    if (left->id != file.id) {
+      throw FsError(ESTALE,
+                    HostError(ExitCode::kFailed, path, "changed meanwhile by someone else"));
+    }
     const bool gone = answer.status == 400 || answer.status == 404;  // one of several versions
     if (failure && !gone && Diagnose(*failure, answer).remedy == Remedy::kNone) {
       throw FsError(Diagnose(*failure, answer).number, *failure);
     }
-    if (failure) throw HostError(failure->exit_code(), failure->what(), AERROR::TIMEDOUT);
-    throw HostError(ExitCode::kNetwork, path + ": not deleted yet", AERROR::TIMEDOUT);
+    if (failure)
+      throw HostError(failure->exit_code(), failure->what(), AERROR::TIMEDOUT).About(path);
+    throw HostError(ExitCode::kNetwork, path, "not deleted yet", AERROR::TIMEDOUT);
   });
 }
+
+std::uint64_t PatientDrive::PartSize() { return live_.Current()->sign_in_answer().part_size; }
 
 std::uint64_t PatientDrive::TotalBytes() {
   return Call("/", Allowed("/", 0), [&](Drive& drive, Attempts&) { return drive.TotalBytes(); });

@@ -51,6 +51,9 @@ class PatientDrive {
   // Gives what an item is now; none when it is not there.
   using Finder = std::function<std::optional<Entry>()>;
 
+  // Gives the session in use, made if need be.
+  std::shared_ptr<Session> SignIn();
+
   Listing List(const std::string& folder_id, const std::string& path);
 
   // Delivers the range piece by piece, after a failure from the byte reached.
@@ -83,6 +86,9 @@ class PatientDrive {
   void DeleteFile(const Entry& file, const std::string& path, const Finder& still_there);
 
   std::uint64_t TotalBytes();
+
+  // Bytes of a part of large files; 0 when it is not known.
+  std::uint64_t PartSize();
 
  private:
   template <typename Operation>

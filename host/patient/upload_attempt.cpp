@@ -31,7 +31,7 @@ HostError Explain(const HostError& failure, const std::string& path, const Refus
 Entry TryUpload(Drive& drive, const UploadSource& source, Transfers& transfers,
                 UploadControl& control, const Attempts& allowed, Doubt doubt) {
   ActiveTransfer transfer(transfers, source.path);
-  FileCache contents(source.fd);
+  FileCache contents(source.fd, transfer);
   const UploadControl::Attached attached(control, transfer);
   RefusalLimit limit(transfer, control, allowed, doubt);
   try {

@@ -5,21 +5,16 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <sstream>
 
 #include "host/common/errors.h"
 #include "host/common/unique_fd.h"
+#include "host/local/private_file.h"
 #include "host/terminal/terminal.h"
 
 namespace b2drive {
 namespace fs = std::filesystem;
 namespace {
-
-std::string Environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
-}
 
 std::string Trim(const std::string& text) {
   constexpr char kBlanks[] = " \t\r";
@@ -45,15 +40,14 @@ std::string ReadAll(int fd) {
   return text;
 }
 
-Account AskForAccount() {
-  Account account;
-  account.key_id = Prompt("Application key ID", false);
-  account.key = Prompt("Application key", true);
-  account.account_id = Environment("B2_ACCOUNT_ID");
-  if (account.key_id.empty() || account.key.empty()) {
-    throw HostError(ExitCode::kNoAccount, "account: key ID and key must not be empty");
+// For nobody else, where they are missing.
+void MakeFolders(const fs::path& folder) {
+  if (mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST) return;
+  if (errno != ENOENT || folder.empty()) throw LocalFailure(folder.string(), errno);
+  MakeFolders(folder.parent_path());
+  if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+    throw LocalFailure(folder.string(), errno);
   }
-  return account;
 }
 
 }  // namespace
@@ -104,28 +98,22 @@ Account ReadAccountFile(const fs::path& file) {
   return ParseAccount(ReadAll(fd.get()), subject);
 }
 
-fs::path AccountFile() {
-  fs::path folder = Environment("XDG_CONFIG_HOME");
-  if (!folder.is_absolute()) folder = fs::path(Environment("HOME")) / ".config";
-  return folder / "b2drive" / "account";
+void WriteAccountFile(const fs::path& file, const Account& account) {
+  MakeFolders(file.parent_path());
+  std::string text =
+      "application_key_id = " + account.key_id + "\napplication_key = " + account.key + "\n";
+  if (!account.account_id.empty()) text += "account_id = " + account.account_id + "\n";
+  ReplacePrivateFile(file, text);
 }
 
-Account FindAccount() {
-  Account account{Environment("B2_APPLICATION_KEY_ID"), Environment("B2_APPLICATION_KEY"),
-                  Environment("B2_ACCOUNT_ID")};
-  if (!account.key_id.empty() && !account.key.empty()) return account;
-  if (!account.key_id.empty() || !account.key.empty()) {
-    throw HostError(ExitCode::kNoAccount,
-                    "environment: set both B2_APPLICATION_KEY_ID and B2_APPLICATION_KEY");
+Account AskForAccount() {
+  Account account;
+  account.key_id = Trim(Prompt("Application key ID", false));
+  account.key = Trim(Prompt("Application key", true));
+  if (account.key_id.empty() || account.key.empty()) {
+    throw HostError(ExitCode::kNoAccount, "account: key ID and key must not be empty");
   }
-  fs::path file = AccountFile();
-  std::error_code ignored;  // a file that cannot be looked at is reported when it is read
-  if (fs::symlink_status(file, ignored).type() != fs::file_type::not_found) {
-    Account stored = ReadAccountFile(file);
-    if (stored.account_id.empty()) stored.account_id = account.account_id;
-    return stored;
-  }
-  return AskForAccount();
+  return account;
 }
 
 }  // namespace b2drive

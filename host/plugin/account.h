@@ -24,10 +24,11 @@ Account ParseAccount(std::string_view text, const std::string& subject);
 // Reads an account file. Throws kNoAccount when others than its owner could read it.
 Account ReadAccountFile(const std::filesystem::path& file);
 
-// b2drive/account in the user's configuration folder.
-std::filesystem::path AccountFile();
+// Puts `account` in the place of what `file` holds, for nobody else to read; the old contents stay
+// until the new ones are on disk. Makes the folders. Throws kLocalFile.
+void WriteAccountFile(const std::filesystem::path& file, const Account& account);
 
-// The environment's account, else the account file's, else the one that the user types.
-Account FindAccount();
+// Asks on the terminal. Throws kNoAccount when there is none, or when the answers are empty.
+Account AskForAccount();
 
 }  // namespace b2drive

@@ -22,7 +22,7 @@ BodyLog::BodyLog(const std::string& file)
                0600)) {
   struct stat status {};
   if (!fd_ && errno == ELOOP) {
-    throw HostError(ExitCode::kLocalFile, name_ + ": is a link; name the file itself");
+    throw HostError(ExitCode::kLocalFile, name_, "is a link; name the file itself");
   }
   if (!fd_ || fstat(fd_.get(), &status) != 0) throw LocalFailure(name_, errno);
   if (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || (status.st_mode & 077) != 0) {

@@ -35,8 +35,8 @@ Listing Drive::List(const std::string& id, const std::string& path) {
     if (sink.nonsense().empty()) throw;
   }
   if (sink.nonsense().empty()) return std::move(sink.listing());
-  throw HostError(ExitCode::kFailed,
-                  path + ": the service's answer makes no sense: " + sink.nonsense());
+  throw HostError(ExitCode::kFailed, path,
+                  "the service's answer makes no sense: " + sink.nonsense());
 }
 
 void Drive::Read(const Entry& file, const std::string& path, std::uint64_t offset,
@@ -49,18 +49,20 @@ void Drive::Read(const Entry& file, const std::string& path, std::uint64_t offse
     });
     const Answer& last = HostLog::LastAnswer();
     if (!IsRangeAnswer(last, file, offset, length)) {
-      throw HostError(ExitCode::kFailed, path + ": the service answered " +
-                                             std::to_string(last.status) +
-                                             " and not with the range that was asked for");
+      throw HostError(ExitCode::kFailed, path,
+                      "the service answered " + std::to_string(last.status) +
+                          " and not with the range that was asked for");
     }
   } catch (const HostError&) {
     if (sink.error_number() == 0) throw;
   }
-  if (sink.error_number() != 0) throw LocalFailure("writing " + path, sink.error_number());
+  if (sink.error_number() != 0) {
+    throw LocalFailure("writing " + path, sink.error_number()).About(path);
+  }
   if (sink.received() != count) {
-    throw HostError(ExitCode::kFailed, path + ": the service sent " +
-                                           std::to_string(sink.received()) + " bytes instead of " +
-                                           std::to_string(count));
+    throw HostError(ExitCode::kFailed, path,
+                    "the service sent " + std::to_string(sink.received()) + " bytes instead of " +
+                        std::to_string(count));
   }
 }
 
@@ -74,10 +76,11 @@ Entry Drive::Upload(const std::string& parent_id, const std::string& name, const
     });
   } catch (const HostError& error) {
     if (contents.error_number() != 0) {
-      HostError local = LocalFailure("reading for " + path, contents.error_number());
-      throw HostError(local.exit_code(), local.what() + Leftover(error.code()), error.code());
+      const HostError local = LocalFailure("reading for " + path, contents.error_number());
+      throw HostError(local.exit_code(), local.what() + Leftover(error.code()), error.code())
+          .About(path);
     }
-    throw HostError(error.exit_code(), error.what() + Leftover(error.code()), error.code());
+    throw error.Saying(error.what() + Leftover(error.code()));
   }
   return ToEntry(record);
 }
@@ -114,9 +117,8 @@ void Drive::DeleteFile(const Entry& file, const std::string& path) {
     Call(path, [&] { return protocol_.Delete(&record, nullptr); });
   } catch (const HostError& error) {
     if (error.code() != AERROR::SHARING_VIOLATION) throw;
-    throw HostError(ExitCode::kFailed,
-                    path + ": changed meanwhile by someone else; nothing was deleted",
-                    error.code());
+    throw HostError(ExitCode::kFailed, path,
+                    "changed meanwhile by someone else; nothing was deleted", error.code());
   }
   // The plug-in counts a file whose versions it could not list as deleted.
   const Answer& last = HostLog::LastAnswer();

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "host/plugin/transfers.h"
 #include "protocol/host_interfaces.h"
-#include "protocol/records.h"
 
 namespace b2drive {
 
-// Receives the bytes of one Read and counts them in the transfer's offset. When it cannot write it
-// fails the transfer and keeps the reason.
+// Receives the bytes of one Read as fast as the limit lets it, and counts them in the transfer's
+// offset. When it cannot write it fails the transfer and keeps the reason.
 class FetchSink : public IFetchCallback {
  public:
   virtual ~FetchSink() = default;
@@ -18,14 +18,16 @@ class FetchSink : public IFetchCallback {
 
  protected:
   // `start` is the first offset that will be asked for.
-  FetchSink(long long start, _FS_TRANSFER& transfer) : start_(start), transfer_(transfer) {}
+  FetchSink(long long start, const ActiveTransfer& transfer) : start_(start), transfer_(transfer) {}
 
   // Takes bytes that stand `at` bytes after the start; 0 or an errno.
   virtual int Accept(long long at, const char* data, std::size_t count) = 0;
 
  private:
+  bool AwaitTurn(std::size_t count) const;
+
   long long start_;
-  _FS_TRANSFER& transfer_;
+  const ActiveTransfer& transfer_;
   long long received_ = 0;
   int error_number_ = 0;
 };

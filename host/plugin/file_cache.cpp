@@ -9,9 +9,12 @@ namespace b2drive {
 AERROR FileCache::Write(long long, const void*, int, int) { return AERROR::NOT_SUPPORTED; }
 
 AERROR FileCache::Read(_FS_HANDLE*, long long offset, void* data, int count, int* read) {
+  *read = 0;
+  const std::size_t granted = transfer_.AwaitTurn(static_cast<std::size_t>(count));
+  if (granted == 0 && count > 0) return AERROR::CANCEL;
   ssize_t got = 0;
   do {
-    got = pread(fd_, data, static_cast<std::size_t>(count), offset);
+    got = pread(fd_, data, granted, offset);
   } while (got < 0 && errno == EINTR);
   *read = static_cast<int>(got > 0 ? got : 0);
   if (got < 0) error_number_ = errno;

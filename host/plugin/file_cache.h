@@ -2,14 +2,16 @@
 
 #include <atomic>
 
+#include "host/plugin/transfers.h"
 #include "protocol/host_interfaces.h"
 
 namespace b2drive {
 
-// A local file as the source of an upload.
+// A local file as the source of an upload, read as fast as the limit lets it.
 class FileCache final : public ICacheIO {
  public:
-  explicit FileCache(int fd) : fd_(fd) {}  // borrowed
+  // Both are borrowed.
+  FileCache(int fd, const ActiveTransfer& transfer) : fd_(fd), transfer_(transfer) {}
 
   AERROR Write(long long offset, const void* data, int count, int flags) override;
   AERROR Read(_FS_HANDLE* handle, long long offset, void* data, int count, int* read) override;
@@ -19,6 +21,7 @@ class FileCache final : public ICacheIO {
 
  private:
   int fd_;
+  const ActiveTransfer& transfer_;
   std::atomic<int> error_number_{0};
 };
 

@@ -19,18 +19,13 @@ std::string AccountFormValues(const Account& account) {
   return Document({{"account_id", account.key_id}, {"application_key", account.key}});
 }
 
-std::string OptionFormValues(const std::optional<_PROXYINFO>& proxy,
-                             const std::optional<long long>& limit_kb) {
-  Json fields = Json::object();
-  if (proxy) {
-    fields["proxy"] = {{"type", proxy->type},
-                       {"host", proxy->host},
-                       {"port", std::stoi(proxy->port)},
-                       {"user", proxy->user},
-                       {"password", proxy->password}};
-  }
-  if (limit_kb) fields["speedlimit"] = std::to_string(*limit_kb);
-  return Document(fields);
+std::string OptionFormValues(const _PROXYINFO& proxy) {
+  return Document({{"proxy",
+                    {{"type", proxy.type},
+                     {"host", proxy.host},
+                     {"port", std::stoi(proxy.port)},
+                     {"user", proxy.user},
+                     {"password", proxy.password}}}});
 }
 
 }  // namespace b2drive

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "host/plugin/account.h"
@@ -12,9 +11,7 @@ namespace b2drive {
 
 std::string AccountFormValues(const Account& account);
 
-// Only what is given is named, so the rest stays as it is. `limit_kb` is in 1024 bytes a second, 0
-// for no limit.
-std::string OptionFormValues(const std::optional<_PROXYINFO>& proxy,
-                             const std::optional<long long>& limit_kb);
+// Only the proxy is named, so the rest stays as it is.
+std::string OptionFormValues(const _PROXYINFO& proxy);
 
 }  // namespace b2drive

@@ -18,6 +18,7 @@ namespace {
 
 std::atomic<bool> servers_unverified = false;
 thread_local Answer last_answer;
+thread_local SignInAnswer last_sign_in;
 thread_local HostLog::Watcher answer_watcher;
 
 std::string Format(const char* format, std::va_list arguments) {
@@ -70,6 +71,7 @@ void HostLog::SetLevels(std::int32_t levels) {
 void HostLog::Log(LOGLEVEL level, const char* format, std::va_list arguments) {
   std::string line = Format(format, arguments);
   if (line == log_lines::kServersNotVerified) servers_unverified = true;
+  if (IsSignInLine(line)) last_sign_in = ReadSignInLine(line);
   bool answered = ReadAnswer(level, line, last_answer);
   Write(level, line);
   if (answered && answer_watcher) answer_watcher(last_answer);
@@ -85,6 +87,8 @@ void HostLog::Write(LOGLEVEL level, std::string_view line) {
 }
 
 const Answer& HostLog::LastAnswer() { return last_answer; }
+
+const SignInAnswer& HostLog::LastSignIn() { return last_sign_in; }
 
 void HostLog::ForgetAnswer() { last_answer = {}; }
 

@@ -6,6 +6,7 @@
 #include "host/common/thread_safety.h"
 #include "host/plugin/answer.h"
 #include "host/plugin/body_log.h"
+#include "host/plugin/sign_in_answer.h"
 #include "protocol/host_interfaces.h"
 
 namespace b2drive {
@@ -27,6 +28,10 @@ class HostLog final : public ILog {
   static void ForgetAnswer();
   // For a caller that ended the plug-in's call for `answer`, and not for what came of that.
   static void NoteAnswer(const Answer& answer);
+
+  // What the service said at the latest sign-in of the calling thread, for a plug-in that logs
+  // bodies.
+  static const SignInAnswer& LastSignIn();
 
   // Whether the plug-in has said that it does not check who the servers are.
   static bool ServersUnverified();

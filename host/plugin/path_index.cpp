@@ -12,7 +12,7 @@ constexpr std::chrono::hours kLifetime{24};
 Entry Root() { return {"", "", true, 0, {}}; }
 
 HostError WrongKind(const std::string& path, const std::string& text) {
-  return {ExitCode::kWrongKind, path + ": " + text};
+  return {ExitCode::kWrongKind, path, text};
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ std::string ReadForm(AERROR (*get)(char*, int*)) {
   std::vector<char> text(static_cast<std::size_t>(size) + 1);
   size = static_cast<int>(text.size());
   AERROR code = get(text.data(), &size);
-  if (code != AERROR::SUCCESS) throw ServiceFailure("the plug-in's form", code, {});
+  if (code != AERROR::SUCCESS) throw ServiceFailure("the plug-in's form", code, {}).About("");
   return {text.data(), static_cast<std::size_t>(size)};
 }
 

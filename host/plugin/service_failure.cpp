@@ -80,10 +80,9 @@ Judgement Judge(AERROR code, const Answer& answer) {
 
 }  // namespace
 
-HostError ServiceFailure(const std::string& subject, AERROR code, const Answer& answer) {
-  Judgement judgement = Judge(code, answer);
-  return {judgement.exit_code, subject + ": " + judgement.cause + " (" + GetAERRORA(code) + ")",
-          code};
+HostError ServiceFailure(const std::string& path, AERROR code, const Answer& answer) {
+  const Judgement judgement = Judge(code, answer);
+  return {judgement.exit_code, path, judgement.cause + " (" + GetAERRORA(code) + ")", code};
 }
 
 HostError NotFound(const std::string& path) {

@@ -7,9 +7,9 @@
 
 namespace b2drive {
 
-// The failure of a plug-in operation on `subject`. `answer` is what the service last said on the
+// The failure of a plug-in operation on `path`. `answer` is what the service last said on the
 // calling thread: it explains more than the code.
-HostError ServiceFailure(const std::string& subject, AERROR code, const Answer& answer);
+HostError ServiceFailure(const std::string& path, AERROR code, const Answer& answer);
 HostError NotFound(const std::string& path);
 
 }  // namespace b2drive

@@ -1,5 +1,7 @@
 #include "host/plugin/session.h"
 
+#include <array>
+
 #include "host/plugin/form_values.h"
 #include "host/plugin/host_log.h"
 #include "host/plugin/service_failure.h"
@@ -31,23 +33,30 @@ Session::Session(const PluginLibrary& library, const Account& account,
                  const SessionOptions& options)
     : protocol_(library.MakeProtocol(manager_)), drive_(*protocol_) {
   SetOptions(options);
-  Connect(account);
+  Connect(account, options.log_bodies);
 }
 
 void Session::SetOptions(const SessionOptions& options) {
   protocol_->SetOpt("exact_delete", "true");
   protocol_->SetOpt("delete_if_unchanged", "true");
   protocol_->SetOpt("strict_answers", "true");
-  // Bytes a second; less than half of 1 KB/s, the lowest limit that a user can set.
-  protocol_->SetOpt("low_speed_limit", "500");
-  if (options.proxy || options.limit_kb) {
-    protocol_->SetOpt("option_fields", OptionFormValues(options.proxy, options.limit_kb).c_str());
+  // The plug-in's own limit stays off: it is one of each transfer.
+  protocol_->SetOpt("low_speed_limit", std::to_string(SlowestShare(options.limit)).c_str());
+  if (options.proxy) {
+    protocol_->SetOpt("option_fields", OptionFormValues(*options.proxy).c_str());
   }
-  if (options.log_bodies) protocol_->SetOpt("verbose", "on");
 }
 
-void Session::Connect(const Account& account) {
+std::string Session::ServiceName() {
+  std::array<char, 256> name{};
+  int size = name.size();
+  return protocol_->GetUserInfo(name.data(), &size) == AERROR::SUCCESS ? name.data() : "";
+}
+
+void Session::Connect(const Account& account, bool log_bodies) {
   RefuseUnverified();
+  // What else the sign-in says is only in its body.
+  protocol_->SetOpt("verbose", "on");
   HostLog::ForgetAnswer();
   AERROR code = protocol_->Connect(&sign_in_, AccountFormValues(account).c_str());
   RefuseUnverified();
@@ -56,8 +65,10 @@ void Session::Connect(const Account& account) {
       throw HostError(ExitCode::kSignInRefused,
                       "sign in: the service answered 401: check the application key", code);
     }
-    throw ServiceFailure("sign in", code, HostLog::LastAnswer());
+    throw ServiceFailure("sign in", code, HostLog::LastAnswer()).About("");
   }
+  sign_in_answer_ = HostLog::LastSignIn();
+  if (!log_bodies) protocol_->SetOpt("verbose", "off");
   // The key's ID signs in, but the calls that name an account want the account's.
   protocol_->SetOpt("access_key", account.AccountId().c_str());
 }

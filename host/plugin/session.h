@@ -5,13 +5,14 @@
 #include "host/plugin/account.h"
 #include "host/plugin/drive.h"
 #include "host/plugin/plugin_library.h"
+#include "host/plugin/sign_in_answer.h"
 
 namespace b2drive {
 
 struct SessionOptions {
   std::optional<_PROXYINFO> proxy;
-  std::optional<long long> limit_kb;  // 1024 bytes a second
-  bool log_bodies = false;            // the plug-in logs every answer's body
+  std::int64_t limit = 0;   // bytes a second that all transfers share; 0: as they come
+  bool log_bodies = false;  // the plug-in logs every answer's body
 };
 
 // One account, connected from construction to destruction. `library` must outlive it.
@@ -24,6 +25,9 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   Drive& drive() { return drive_; }
+  const SignInAnswer& sign_in_answer() const { return sign_in_answer_; }
+  // The service's name for people.
+  std::string ServiceName();
 
  private:
   // The plug-in asks for one text, whose use is the host's; this host has none.
@@ -37,12 +41,13 @@ class Session {
   };
 
   void SetOptions(const SessionOptions& options);
-  void Connect(const Account& account);
+  void Connect(const Account& account, bool log_bodies);
 
   Manager manager_;
   NoInteractiveSignIn sign_in_;
   ProtocolPtr protocol_;
   Drive drive_;
+  SignInAnswer sign_in_answer_;
 };
 
 }  // namespace b2drive

@@ -32,4 +32,9 @@ ActiveTransfer::~ActiveTransfer() {
   transfers_.finished_bytes_ += handle_->transfer->offset;
 }
 
+std::size_t ActiveTransfer::AwaitTurn(std::size_t wanted) const {
+  const std::size_t granted = transfers_.limit_.Take(wanted, transfers_.pauses_);
+  return state().state >= TRANSFER_CANCELED ? 0 : granted;
+}
+
 }  // namespace b2drive

@@ -8,14 +8,18 @@
 
 #include "host/common/retry.h"
 #include "host/common/thread_safety.h"
+#include "host/plugin/rate_limit.h"
 #include "protocol/records.h"
 
 namespace b2drive {
 
-// The transfers that run, so that a signal can cancel them and a progress bar can count them.
-// Thread-safe.
+// The transfers that run, so that a signal can cancel them, a progress bar can count them, and all
+// together keep to one limit. Thread-safe.
 class Transfers {
  public:
+  // `limit` is in bytes a second, 0 for none.
+  explicit Transfers(std::int64_t limit = 0) : limit_(limit) {}
+
   // Marks all as canceled, ends their pauses and lets none begin afterwards. False when none ran or
   // waited, so that nothing notices.
   bool Cancel();
@@ -35,6 +39,7 @@ class Transfers {
   std::int64_t finished_bytes_ B2_GUARDED_BY(mutex_) = 0;
   std::atomic<bool> canceled_{false};
   Pauses pauses_;
+  RateLimit limit_;
 };
 
 // One transfer, counted among `transfers` as long as it lives.
@@ -49,6 +54,10 @@ class ActiveTransfer {
   // To be handed to the plug-in. Its transfer's offset is this transfer's progress in bytes.
   const std::shared_ptr<_FS_HANDLE>& handle() const { return handle_; }
   _FS_TRANSFER& state() const { return *handle_->transfer; }
+
+  // Waits until the limit lets up to `wanted` bytes move, and gives how many; 0 when the transfer
+  // was canceled.
+  std::size_t AwaitTurn(std::size_t wanted) const;
 
  private:
   Transfers& transfers_;

@@ -9,7 +9,7 @@
 
 #include "host/common/errors.h"
 #include "host/common/thread_safety.h"
-#include "host/terminal/terminal.h"
+#include "host/terminal/report.h"
 
 namespace b2drive {
 namespace {
@@ -62,7 +62,7 @@ sigset_t WatchedSignals() {
   Cleanups& cleanups = AllCleanups();
   Lock lock(cleanups.mutex);
   for (auto& action : cleanups.actions) action();
-  PrintToTerminal("b2drive: interrupted");
+  Report("", {ExitCode::kInterrupted, "interrupted"});
   _exit(static_cast<int>(ExitCode::kInterrupted));
 }
 
@@ -125,7 +125,7 @@ void Interrupt::Watch() {
     if (signal == kWakeUp || RunTakeover()) continue;
     if (canceled || !cancel_()) EndAtOnce();
     canceled = true;
-    PrintToTerminal("b2drive: canceling; once more to stop at once");
+    Note("", "canceling; once more to stop at once");
   }
 }
 

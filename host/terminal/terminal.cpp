@@ -1,10 +1,12 @@
 #include "host/terminal/terminal.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 
@@ -44,11 +46,14 @@ class EchoOff {
 std::string ReadLine(int fd) {
   std::string line;
   char byte = 0;
-  while (read(fd, &byte, 1) == 1 && byte != '\n') line += byte;
+  constexpr std::size_t kMostBytes = 65536;
+  while (line.size() < kMostBytes && read(fd, &byte, 1) == 1 && byte != '\n') line += byte;
   return line;
 }
 
 }  // namespace
+
+std::string ReadInputLine() { return ReadLine(STDIN_FILENO); }
 
 bool StdinIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 
@@ -66,6 +71,20 @@ void PrintToTerminal(const std::string& line) {
   std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
+void PrintToOutput(const std::string& line) {
+  if (StdoutIsTerminal() && StderrIsTerminal()) std::fputs("\r\033[K", stderr);
+  std::cout << line << "\n" << std::flush;
+}
+
+int FlushOutput() {
+  errno = 0;
+  std::cout.flush();
+  if (std::cout) return 0;
+  pollfd output{STDOUT_FILENO, POLLOUT, 0};  // the failure may be long past
+  if (poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0) return EPIPE;
+  return errno != 0 ? errno : EIO;
+}
+
 bool Confirm(const std::string& question) {
   std::cerr << question << " [y/N] " << std::flush;
   std::string answer = ReadLine(STDIN_FILENO);
@@ -76,8 +95,8 @@ std::string Prompt(const std::string& question, bool hidden) {
   UniqueFd terminal(open("/dev/tty", O_RDWR | O_CLOEXEC));
   if (!terminal) {
     throw HostError(ExitCode::kNoAccount,
-                    "no account: set B2_APPLICATION_KEY_ID and B2_APPLICATION_KEY, or make an "
-                    "account file (see b2drive --help)");
+                    "no account: run b2drive login, or set B2_APPLICATION_KEY_ID and "
+                    "B2_APPLICATION_KEY (see b2drive --help)");
   }
   dprintf(terminal.get(), "%s: ", question.c_str());
   if (!hidden) return ReadLine(terminal.get());

@@ -4,6 +4,7 @@
 
 namespace b2drive {
 
+bool StdinIsTerminal();
 bool StdoutIsTerminal();
 bool StderrIsTerminal();
 
@@ -13,7 +14,14 @@ int TerminalColumns();
 // Writes one line to standard error, over a progress bar when one is shown.
 void PrintToTerminal(const std::string& line);
 
-bool StdinIsTerminal();
+// Writes one line to standard output at once, where a progress bar is shown on the same terminal
+// over that. Whether it came through, FlushOutput tells.
+void PrintToOutput(const std::string& line);
+// Ends what is printed on standard output; 0 or an errno, EPIPE when its reader went away.
+int FlushOutput();
+
+// The next line of standard input, without its end; empty behind the last.
+std::string ReadInputLine();
 
 // Asks `question` on standard error and reads the answer from standard input; true for y or yes.
 bool Confirm(const std::string& question);

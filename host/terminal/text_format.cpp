@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <clocale>
 #include <cstdio>
+#include <cwchar>
 
 #include "base/encodings.h"
 #include "base/utf8.h"
@@ -28,6 +30,15 @@ bool IsShown(char32_t code) {
       kEscaped, [&](const Range& range) { return range.first <= code && code <= range.last; });
 }
 
+int ColumnsOf(char32_t code) {
+  static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  if (utf8 == nullptr) return 1;
+  const locale_t before = uselocale(utf8);
+  const int columns = wcwidth(static_cast<wchar_t>(code));
+  uselocale(before);
+  return columns < 0 ? 1 : columns;
+}
+
 }  // namespace
 
 std::string EscapeControls(std::string_view text) {
@@ -42,6 +53,18 @@ std::string EscapeControls(std::string_view text) {
     }
   }
   return out;
+}
+
+std::string FitColumns(std::string_view text, int width) {
+  std::string out;
+  while (!text.empty()) {
+    const auto [bytes, code] = base::TakeCharacter(text);
+    const int columns = code ? ColumnsOf(*code) : 1;
+    if (columns > width) break;
+    width -= columns;
+    out += bytes;
+  }
+  return out + std::string(static_cast<std::size_t>(std::max(0, width)), ' ');
 }
 
 std::string FormatBytes(double bytes) {

@@ -11,6 +11,10 @@ namespace b2drive {
 // terminal nor look like another.
 std::string EscapeControls(std::string_view text);
 
+// `text` cut or filled with spaces to `width` columns of a terminal. Some characters take two
+// columns, some none.
+std::string FitColumns(std::string_view text, int width);
+
 // "999 B", "1.5 kB", "20 MB": decimal units, two significant places below ten.
 std::string FormatBytes(double bytes);
 

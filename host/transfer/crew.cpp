@@ -15,25 +15,56 @@ Crew::Crew(const Transfers& transfers, std::string command, std::string done, st
       workers_(threads) {}
 
 void Crew::Run(std::function<void()> task) {
+  AwaitRoom();
+  workers_.Run([this, task = std::move(task)] {
+    LeaveQueue();
+    if (Try(task)) ++succeeded_;
+  });
+}
+
+void Crew::AwaitRoom() {
+  constexpr std::size_t kMost = 1000;
+  Lock lock(mutex_);
+  while (waiting_ >= kMost) room_.wait(lock);
+  ++waiting_;
+}
+
+void Crew::LeaveQueue() {
+  Lock lock(mutex_);
+  --waiting_;
+  room_.notify_one();
+}
+
+void Crew::RunUncounted(std::function<void()> task) {
   workers_.Run([this, task = std::move(task)] { Try(task); });
 }
 
-void Crew::Try(const std::function<void()>& task) {
-  if (transfers_.canceled()) return;
+bool Crew::Try(const std::function<void()>& task) {
+  if (transfers_.canceled()) return false;
   try {
     task();
-    ++succeeded_;
+    return true;
   } catch (const HostError& error) {
     Fail(error);
   } catch (const std::exception& error) {
     Fail({ExitCode::kFailed, error.what()});
   }
+  return false;
 }
 
 void Crew::Fail(const HostError& error) {
   Lock lock(mutex_);
-  last_failure_ = error;
-  if (expected_ > 1) Report(command_, error.what());
+  if (++failures_ == 1 && expected_ <= 1) {
+    untold_ = error;
+    return;
+  }
+  TellFirst();
+  Report(command_, error);
+}
+
+void Crew::TellFirst() {
+  if (untold_) Report(command_, *untold_);
+  untold_.reset();
 }
 
 std::string Crew::Count() const {
@@ -43,12 +74,13 @@ std::string Crew::Count() const {
 ExitCode Crew::Finish() {
   workers_.Finish();
   Lock lock(mutex_);
-  if (succeeded_ == expected_) return ExitCode::kSuccess;
-  if (expected_ == 1 && last_failure_) throw HostError(*last_failure_);
+  if (failures_ == 0 && succeeded_ == expected_) return ExitCode::kSuccess;
+  if (expected_ <= 1 && untold_) throw HostError(*untold_);
+  TellFirst();
   if (transfers_.canceled()) {
     throw HostError(ExitCode::kInterrupted, Count() + "; these stay, the rest was not done");
   }
-  Report(command_, Count());
+  Report(command_, HostError(ExitCode::kPartly, Count()));
   return ExitCode::kPartly;
 }
 

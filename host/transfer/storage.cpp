@@ -2,9 +2,11 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "host/local/local_io.h"
+#include "host/terminal/interrupt.h"
 #include "host/terminal/report.h"
 
 namespace b2drive {
@@ -22,7 +24,7 @@ class LeftoverNote {
   }
 
  private:
-  void Say() const { Report("put", path_ + ": " + kLeftover); }
+  void Say() const { Note("put", path_ + ": " + kLeftover); }
 
   const UploadControl& control_;
   const std::string& path_;
@@ -33,17 +35,30 @@ class LeftoverNote {
 
 }  // namespace
 
-void Storage::PutFile(const std::string& parent_id, const std::string& path,
-                      const LocalSource& source) {
+// The plug-in would send it as a large file of one part, of which the service wants two.
+void Storage::RefuseOnePart(const std::string& path, std::uint64_t size) {
+  if (size == 0 || size != drive_.PartSize()) return;
+  throw HostError(ExitCode::kFailed, path,
+                  "nothing was sent: exactly " + std::to_string(size) +
+                      " bytes, the size of a part, is the one size that cannot be stored; make "
+                      "the file a byte longer or shorter");
+}
+
+Entry Storage::PutFile(const std::string& parent_id, const std::string& path,
+                       const LocalSource& source) {
+  RefuseOnePart(path, source.size);
   UploadControl control;
   const LeftoverNote note(control, path);
   bool found = false;
-  drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries, [&] {
+  const auto find_stored = [&] {
     auto stored = FindStored(parent_id, path, source);
     found = stored.has_value();
     return stored;
-  });
+  };
+  Entry stored = drive_.Upload(parent_id, path, source.fd.get(), source.size, control, kAllRetries,
+                               find_stored);
   note.Succeed(found);
+  return stored;
 }
 
 std::optional<Entry> Storage::FindStored(const std::string& parent_id, const std::string& path,
@@ -61,10 +76,16 @@ bool Storage::HoldsBytesOf(const LocalSource& source, const Entry& stored,
   if (stored.size == 0) return true;
   std::vector<char> mine;
   const auto compare = [&](std::uint64_t offset, const char* data, std::size_t count) {
-    mine.resize(count);
-    const bool same = ReadAt(source.fd.get(), mine.data(), count, offset) == count &&
-                      std::memcmp(mine.data(), data, count) == 0;
-    return same ? 0 : EILSEQ;
+    try {
+      mine.resize(count);
+      const bool same = ReadAt(source.fd.get(), mine.data(), count, offset) == count &&
+                        std::memcmp(mine.data(), data, count) == 0;
+      return same ? 0 : EILSEQ;
+    } catch (const FsError& error) {
+      return error.number();
+    } catch (const std::bad_alloc&) {
+      return ENOMEM;
+    }
   };
   try {
     drive_.Read({stored, path, 0, stored.size}, compare);
@@ -77,6 +98,7 @@ bool Storage::HoldsBytesOf(const LocalSource& source, const Entry& stored,
 
 Entry Storage::MakeFolder(const Entry& parent, const std::string& path) {
   if (IsBucket(path)) return drive_.MakeBucket(NameOf(path), path);
+  CheckName(path);
   Entry folder{NameOf(path), Join(parent.id, NameOf(path)), true, 0, {}};
   UploadControl control;
   drive_.MakeMarker(folder.id, path, control);

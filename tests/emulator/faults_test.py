@@ -99,6 +99,8 @@ class FaultTest(ServiceTest):
                  '[{"status": 503}, {"stauts": 503}]', '{"call": "b2_list_names"}'),
                 ("latency", "400 bad_request", '{"milliseconds": -1}',
                  '{"milliseconds": 86400001}'),
+                ("link", "400 bad_request", '{"link": "50"}', '{"link": "0,0"}'),
+                ("link", "400 bad_json", "{}", '{"link": 50}'),
                 ("latency", "400 bad_json", '{"milliseconds": 1.5}', "[]"),
                 ("nothing", "404 not_found", "{}")]:
             for body in bodies:

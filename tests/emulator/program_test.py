@@ -68,7 +68,8 @@ class StartTest(unittest.TestCase):
         with socket.create_server(("127.0.0.1", 0)) as taken:
             for code, *rows in [
                     (2, "--seed=photos", "--seed=photos/a:1:3T", "--seed=photos/:1:3",
-                     "--port=many", "--no-such-option", "--ca-key-file=x"),
+                     "--port=many", "--link=50", "--link=5,-1", "--link=1,nan", "--link=1,1,7",
+                     "--link=60000,20", "--no-such-option", "--ca-key-file=x"),
                     (1, "--bucket=tiny", "--ca-file=/nowhere/ca.pem",
                      f"--port={taken.getsockname()[1]}")]:
                 for option in rows:

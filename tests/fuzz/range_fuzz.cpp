@@ -19,7 +19,7 @@ std::string Bytes(std::uint64_t offset, std::uint64_t count) {
 
 class Checked final : public FetchSink {
  public:
-  Checked(std::uint64_t start, std::uint64_t count, _FS_TRANSFER& transfer)
+  Checked(std::uint64_t start, std::uint64_t count, const ActiveTransfer& transfer)
       : FetchSink(static_cast<long long>(start), transfer), expected_(Bytes(start, count)) {}
 
  protected:
@@ -80,7 +80,7 @@ void fuzz::Run(Input& input) {
     fuzz::ScriptedRequest::AnswerWith(
         [&](const fuzz::Transfer& transfer) { return SendOver(transfer, answer); });
     const ActiveTransfer active(transfers, "file");
-    Checked sink(reached, end - reached, active.state());
+    Checked sink(reached, end - reached, active);
     bool read = true;
     try {
       drive.Read(file, "file", reached, end - reached, sink, active);

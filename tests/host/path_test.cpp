@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "host/common/errors.h"
+
 namespace b2drive {
 namespace {
 
@@ -27,7 +29,7 @@ TEST(Path, ComesApartAndTogether) {
 
 TEST(Path, IsReadAsUsersWriteIt) {
   const std::tuple<std::string, std::string, bool, bool> rows[] = {
-      {"", "/", true, false},
+      {"/", "/", true, false},
       {"b", "/b", false, false},
       {"/b/", "/b", true, false},
       {"//b/a", "/b/a", false, false},
@@ -39,6 +41,7 @@ TEST(Path, IsReadAsUsersWriteIt) {
     EXPECT_EQ(std::tie(read.path, read.asks_for_folder, read.ambiguous),
               std::tie(path, folder, ambiguous));
   }
+  EXPECT_THROW(PathArgument(""), HostError);
 }
 
 }  // namespace

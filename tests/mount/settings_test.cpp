@@ -10,10 +10,11 @@ using testing::AllOf, testing::Property, testing::StartsWith, testing::Throws;
 
 std::string Show(const MountOptions& o) {
   auto text = [](auto... numbers) { return ((std::to_string(numbers) + " ") + ...); };
-  const auto& [read_only, cache_size, read_ahead, dir_ttl, retries, size, foreign] = o.files;
-  return text(read_only && o.kernel.read_only, o.kernel.allow_other, o.kernel.auto_unmount,
+  const auto& f = o.files;
+  return text(f.read_only && o.kernel.read_only, o.kernel.allow_other, o.kernel.auto_unmount,
               o.nonempty) +
-         text(o.kernel.umask, cache_size, dir_ttl.count(), read_ahead, retries, size.value_or(0));
+         text(o.kernel.umask, f.cache_size, f.dir_ttl.count(), f.read_ahead, f.retries,
+              f.size.value_or(0));
 }
 
 TEST(MountOptions, AreReadWithTheirDefaults) {

@@ -49,7 +49,7 @@ forget_counts
 for i in $(seq 70); do echo "$i" >"$bucket/known/waits$i" & done
 all_wait() { [ "$(count b2_upload_file)" -ge 70 ]; }
 await all_wait
-timeout 2 b2drive status "$mnt" >"$scratch/out"
+timeout 2 b2drive status "$mnt" >"$scratch/out" || equal "status while something waits" $? 1
 for i in $(seq 50); do timeout 2 stat "$bucket/known/0000001" "$bucket/known/waits$i"; done >"$scratch/out"
 timeout 2 ls -l "$bucket/known" >"$scratch/out"
 heal
@@ -75,6 +75,26 @@ ends_at_once() {  # ends_at_once SIGNAL...: nothing is lost when they end the mo
 }
 ends_at_once TERM TERM TERM
 ends_at_once KILL
+unmount
+
+step "a mount that was killed is mounted anew at once, whatever the kernel still answers from its cache"
+mount_drive
+for i in 1 2 3 4; do
+  stat "$mnt" >"$scratch/out"
+  kill -KILL "$(mount_pids)"
+  [ $((i % 2)) = 1 ] || stat "$mnt" >"$scratch/out" 2>&1 || true
+  mount_drive retries=0
+  ls "$bucket" >"$scratch/out"
+done
+equal "mounts" "$(grep -c " $mnt " /proc/self/mountinfo)" 1
+
+step "what waits is told, and waited for"
+fault '{"call":"b2_upload_file","status":503,"times":-1}'
+refused "Input/output" cp "$0" "$bucket/kept too"
+refused '"state": "waiting"' b2drive status --json --wait=0 "$mnt"
+heal
+b2drive status --wait "$mnt" >"$scratch/out"
+grep -q everything "$scratch/out"
 unmount
 
 step "a library that may delete more than it is told to is read through only"

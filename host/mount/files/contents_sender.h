@@ -6,22 +6,12 @@
 
 #include "host/common/fs_error.h"
 #include "host/common/thread_safety.h"
+#include "host/mount/files/delay.h"
 #include "host/mount/files/pending_contents.h"
 #include "host/mount/files/stored_file.h"
 #include "host/patient/upload_control.h"
 
 namespace b2drive::mount {
-
-// Why contents are not on the service yet.
-struct Delay {
-  std::string path;
-  std::uint64_t size = 0;  // bytes
-  bool sending = false;
-  int failures = 0;
-  bool lasting = false;  // not tried again by itself
-  std::string reason;    // the last failure's
-  Unfinished unfinished;
-};
 
 // Sends what one file has pending, and remembers how it went. Thread-safe, but for Send, which is
 // for one thread at a time. All throw FsError.

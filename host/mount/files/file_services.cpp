@@ -22,7 +22,8 @@ std::uint64_t LongestRange(const FileSystemOptions& options) {
 FileServices::FileServices(LiveSession& live, const FileSystemOptions& options,
                            const std::filesystem::path& folder, Disk& disk, const std::string& boot,
                            Redirected when_redirected)
-    : remote(live, transfers, {options.retries, !options.foreign_plugin, {}}),
+    : transfers(options.limit),
+      remote(live, transfers, {options.retries, !options.foreign_plugin, {}}),
       directory(
           [this](const std::string& id, const std::string& path) {
             return OnlyMountable(remote.List(id, path), path);

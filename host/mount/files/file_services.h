@@ -22,6 +22,7 @@ struct FileSystemOptions {
   std::uint64_t read_ahead = 16UL << 20;    // bytes, the longest range asked for at once
   std::chrono::seconds dir_ttl{60};         // how long a listing is believed
   int retries = 5;
+  std::int64_t limit = 0;             // bytes a second of all transfers together; 0: none
   std::optional<std::uint64_t> size;  // bytes, that df shows; none: the account's
   // Whether the plug-in is another than the program's own, which may delete more than it is told
   // to, and may deliver bytes before it knows that they are the right ones.

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "host/local/local_io.h"
 #include "host/mount/files/announcements.h"
 #include "host/mount/files/folder_markers.h"
 #include "host/mount/files/outbox.h"

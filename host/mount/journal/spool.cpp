@@ -181,10 +181,4 @@ void Spool::KeepSpare(const fs::path& spare) {
   disk_.Remove(spare);
 }
 
-std::string CurrentBoot() {
-  std::string boot = ReadSmallFile("/proc/sys/kernel/random/boot_id");
-  while (!boot.empty() && boot.back() == '\n') boot.pop_back();
-  return boot.empty() ? "unknown" : boot;
-}
-
 }  // namespace b2drive::mount

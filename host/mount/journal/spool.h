@@ -102,7 +102,4 @@ class Spool {
   std::vector<std::filesystem::path> spares_ B2_GUARDED_BY(mutex_);
 };
 
-// The boot of this machine, or a word for all of them when the system does not tell.
-std::string CurrentBoot();
-
 }  // namespace b2drive::mount

@@ -1,5 +1,7 @@
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <optional>
 #include <string>
 
 #include "host/common/fs_error.h"
@@ -9,45 +11,42 @@
 namespace b2drive::mount {
 namespace {
 
-std::string Describe(const Delay& delay) {
-  std::string text = delay.path + ": " + std::to_string(delay.size) + " bytes, ";
-  if (delay.sending) {
-    text += "is being sent";
-  } else if (delay.lasting) {
-    text += "will not be sent by itself";
-  } else {
-    text += "waits to be sent";
+std::optional<StatusItem> WaitingBehind(FileSystem& files, const std::string& last) {
+  const auto waiting = files.Waiting();
+  const Delay* next = nullptr;
+  for (const Delay& delay : waiting) {
+    if (delay.path > last && (next == nullptr || delay.path < next->path)) next = &delay;
   }
-  if (delay.failures > 0) {
-    text += ", failed " + std::to_string(delay.failures) + " times: " + delay.reason;
-  }
-  if (delay.unfinished.files > 0) {
-    text += "; left " + std::to_string(delay.unfinished.files) +
-            " unfinished large files of at most " + std::to_string(delay.unfinished.bytes) +
-            " bytes on the service";
-  }
-  return text;
+  return next != nullptr ? std::optional(ToItem(*next)) : std::nullopt;
 }
 
-std::string StatusLine(FileSystem& files, std::size_t index) {
-  const auto waiting = files.Waiting();
-  if (index < waiting.size()) return Describe(waiting[index]);
-  const auto remarks = files.announcements().Lines();
-  index -= waiting.size();
-  return index < remarks.size() ? remarks[index] : "";
+StatusItem AnnouncementBehind(FileSystem& files, std::uint32_t last) {
+  const auto lines = files.announcements().Lines();
+  StatusItem item{};
+  item.kind = last < lines.size() ? StatusItem::kAnnouncement : StatusItem::kEnd;
+  if (item.kind == StatusItem::kEnd) return item;
+  item.number = last + 1;
+  std::snprintf(item.text, sizeof item.text, "%s", lines[last].c_str());
+  return item;
+}
+
+StatusItem ItemBehind(FileSystem& files, const StatusItem& item) {
+  if (item.kind != StatusItem::kWaiting) return AnnouncementBehind(files, item.number);
+  const std::string last(item.path, strnlen(item.path, sizeof item.path));
+  return WaitingBehind(files, last).value_or(AnnouncementBehind(files, 0));
 }
 
 void Control(fuse_req_t request, fuse_ino_t, unsigned command, void*, fuse_file_info*, unsigned,
              const void* in, std::size_t in_size, std::size_t) {
   Reply reply(request);
   ServeAtOnce(ContextOf(request), reply, [&](FuseContext& context, Reply& owed) {
-    if (command != static_cast<unsigned>(kStatusRequest) || in_size != sizeof(StatusQuery)) {
+    if (command != static_cast<unsigned>(kStatusRequest) || in_size != sizeof(StatusItem)) {
       throw FsError(ENOTTY, "no such request");
     }
-    StatusQuery query = *static_cast<const StatusQuery*>(in);
-    std::snprintf(query.text, sizeof query.text, "%s",
-                  StatusLine(context.files, query.index).c_str());
-    owed.Controlled(&query, sizeof query);
+    StatusItem item{};
+    std::memcpy(&item, in, sizeof item);
+    item = ItemBehind(context.files, item);
+    owed.Controlled(&item, sizeof item);
   });
 }
 

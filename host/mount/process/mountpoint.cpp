@@ -43,38 +43,62 @@ fs::path MadeFolder(const fs::path& folder) {
   return fs::absolute(folder);
 }
 
-bool ShowsDrive(const fs::path& folder) {
+// What is left where a mount was killed. The kernel may still answer for it from its cache, stat
+// most of all; the process may still be ending.
+bool IsOfDeadMount(int error) { return error == ENOTCONN || error == ECONNABORTED; }
+
+// 0, or an errno that looking into the folder gave.
+int LookInto(const fs::path& folder, bool& shows_drive, bool& empty) {
+  struct stat status {};
+  if (stat(folder.c_str(), &status) != 0) return errno;
+  if (!S_ISDIR(status.st_mode)) return ENOTDIR;
   UniqueFd fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  StatusQuery query{};
-  return fd && ioctl(fd.get(), kStatusRequest, &query) == 0;
+  if (!fd) return errno;
+  StatusItem item{};
+  shows_drive = NextStatus(fd.get(), item) == 0 || IsOlderMount(fd.get());
+  std::error_code error;
+  empty = fs::is_empty(folder, error);
+  return error.value();
 }
 
 }  // namespace
 
 fs::path CheckMountpoint(const std::string& path, const MountOptions& options) {
   fs::path mountpoint = fs::absolute(path).lexically_normal();
-  struct stat status {};
-  if (stat(mountpoint.c_str(), &status) != 0) {
-    const bool left_over = errno == ENOTCONN && Unmount(mountpoint, true);
-    if (!left_over || stat(mountpoint.c_str(), &status) != 0) {
-      throw LocalFailure(mountpoint.string(), errno);
-    }
-  }
-  if (!S_ISDIR(status.st_mode)) {
+  bool shows_drive = false;
+  bool empty = false;
+  const int error = LookInto(mountpoint, shows_drive, empty);
+  if (IsOfDeadMount(error)) return mountpoint;
+  if (error == ENOTDIR) {
     throw HostError(ExitCode::kWrongKind, mountpoint.string() + ": not a folder");
   }
-  if (ShowsDrive(mountpoint)) {
+  if (error != 0) throw LocalFailure(mountpoint.string(), error);
+  if (shows_drive) {
     throw HostError(ExitCode::kExists,
                     mountpoint.string() + ": b2drive is mounted there; fusermount3 -u unmounts");
   }
-  std::error_code error;
-  const bool empty = fs::is_empty(mountpoint, error);
-  if (error) throw LocalFailure(mountpoint.string(), error.value());
   if (!empty && !options.nonempty) {
     throw HostError(ExitCode::kNotEmpty,
                     mountpoint.string() + ": not empty; -o nonempty mounts all the same");
   }
   return mountpoint;
+}
+
+void ClearMountpoint(const fs::path& mountpoint, const MountOptions& options) {
+  constexpr int kMostTries = 20;
+  bool shows_drive = false;
+  bool empty = false;
+  for (int tries = 0; IsOfDeadMount(LookInto(mountpoint, shows_drive, empty)); ++tries) {
+    if (tries == kMostTries) {
+      throw HostError(ExitCode::kFailed,
+                      mountpoint.string() +
+                          ": a mount that died is left there and cannot be "
+                          "cleared away; fusermount3 -uz or root's umount -l do");
+    }
+    if (tries > 0) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    Unmount(mountpoint, true);
+  }
+  CheckMountpoint(mountpoint, options);
 }
 
 CacheFolder::CacheFolder(const fs::path& cache_dir, const std::string& account_id)

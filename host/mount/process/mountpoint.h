@@ -9,8 +9,12 @@
 namespace b2drive::mount {
 
 // The folder to mount on, absolute. Throws HostError when it cannot be one: missing, no folder, not
-// empty. What a mount that was killed left there is cleared away.
+// empty. What a mount that was killed left there passes.
 std::filesystem::path CheckMountpoint(const std::string& path, const MountOptions& options);
+
+// Clears away what a mount that was killed left there, and checks what is below it. To be called
+// with the cache folder locked: of two mounts that are started at once, none clears away the other.
+void ClearMountpoint(const std::filesystem::path& mountpoint, const MountOptions& options);
 
 // The account's part of the cache folder, locked against other mounts while the object lives.
 class CacheFolder {

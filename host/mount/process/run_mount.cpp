@@ -1,23 +1,17 @@
 #include "host/mount/process/run_mount.h"
 
-#include <fcntl.h>
 #include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <iostream>
 #include <thread>
 
-#include "host/common/unique_fd.h"
 #include "host/mount/kernel/fuse_mount.h"
-#include "host/mount/kernel/status_query.h"
 #include "host/mount/process/background.h"
 #include "host/mount/process/mountpoint.h"
 #include "host/terminal/interrupt.h"
 #include "host/terminal/notices.h"
-#include "host/terminal/text_format.h"
 
 namespace b2drive::mount {
 namespace {
@@ -56,6 +50,7 @@ ExitCode SendRest(FileSystem& files) {
 MountOptions OptionsOf(const MountRequest& request) {
   MountOptions options = ParseMountOptions(request.options);
   options.files.foreign_plugin = request.foreign_plugin;
+  options.files.limit = request.limit;
   if (request.foreign_plugin && !options.files.read_only) {
     Notice("read only: a plug-in of another maker may delete more than it is told to");
     options.MakeReadOnly();
@@ -81,6 +76,7 @@ ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& con
   const MountOptions options = OptionsOf(request);
   const auto mountpoint = CheckMountpoint(request.mountpoint, options);
   CacheFolder cache(options.cache_dir, request.account_id);
+  ClearMountpoint(mountpoint, options);
   LiveSession live(connect);
   live.Current();
   FileSystem files(live, options.files, cache.path());
@@ -96,22 +92,6 @@ ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& con
   mounted.Serve();
   context.background.Finish();
   return SendRest(files);
-}
-
-ExitCode PrintStatus(const std::string& mountpoint) {
-  UniqueFd folder(open(mountpoint.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) throw LocalFailure(mountpoint, errno);
-  StatusQuery query{};
-  for (;; ++query.index) {
-    if (ioctl(folder.get(), kStatusRequest, &query) != 0) {
-      if (errno != ENOTTY && errno != EINVAL) throw LocalFailure(mountpoint, errno);
-      throw HostError(ExitCode::kWrongKind, mountpoint + ": b2drive is not mounted there");
-    }
-    if (query.text[0] == '\0') break;
-    std::cout << EscapeControls(query.text) << "\n";
-  }
-  if (query.index == 0) std::cout << "everything is on the service\n";
-  return ExitCode::kSuccess;
 }
 
 }  // namespace b2drive::mount

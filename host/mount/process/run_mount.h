@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -17,13 +18,11 @@ struct MountRequest {
   std::optional<int> live_fd;  // where someone waits for the mount to be live
   // Whether the plug-in is another than the program's own; the mount is read only then.
   bool foreign_plugin = false;
+  std::int64_t limit = 0;  // bytes a second of all transfers together; 0: none
 };
 
 // Mounts the drive, serves it until it is unmounted, and sends what is left. kPartly when something
 // could not be sent and waits for the next mount. Throws HostError.
 ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& connect);
-
-// Prints what is not on the service yet. Throws HostError when nothing of ours is mounted there.
-ExitCode PrintStatus(const std::string& mountpoint);
 
 }  // namespace b2drive::mount

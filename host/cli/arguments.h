@@ -1,0 +1,11 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace b2drive::cli {
+
+// Parses the arguments of `app`, each as it is: CLI11 alone would take "[a,b]" for two. To be
+// called once. Throws CLI::Error.
+void ParseArguments(CLI::App& app, int argc, char** argv);
+
+}  // namespace b2drive::cli
