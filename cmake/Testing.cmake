@@ -28,7 +28,7 @@ endfunction()
 # b2_add_shell_tests(label themes...): <theme>.sh of this folder is the test <label>.<theme>.
 function(b2_add_shell_tests label)
   foreach(theme IN LISTS ARGN)
-    add_test(NAME ${label}.${theme} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/${theme}.sh)
+    add_test(NAME ${label}.${theme} COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/${theme}.sh)
     set_tests_properties(${label}.${theme} PROPERTIES LABELS ${label} TIMEOUT 900)
     b2_pass_programs(${label}.${theme})
   endforeach()
