@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # lint.sh [BASE]: fails on code that clang-format would change, on what check_threads.py and check_links.py
-# find, and on what clang-tidy complains about in sources that changed since BASE (the commit before, unless given; "all"
-# for every source). Needs a configured build in build/release.
+# find, and on what clang-tidy complains about in sources that changed since BASE (the commit before, unless
+# given; "all" for every source). Needs a configured build in build/release.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 base=${1:-HEAD~1}
