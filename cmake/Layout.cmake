@@ -8,8 +8,16 @@ set_property(CACHE B2_LAYOUT PROPERTY STRINGS prefix fhs)
 
 # Above bin/ and Frameworks/, from the installation's prefix.
 set(B2_PROGRAM_PREFIX .)
+# Below share/zsh: where zsh looks for what came with the prefix, or with a package.
+set(B2_ZSH_FOLDER site-functions)
+# The unit for systemd, which each user enables, and the program that it runs.
+set(B2_UNIT_FOLDER ${CMAKE_INSTALL_DATADIR}/b2drive)
+set(B2_UNIT_PROGRAM %h/b2drive/bin/b2drive)
 if(B2_LAYOUT STREQUAL "fhs")
   set(B2_PROGRAM_PREFIX lib/b2drive)
+  set(B2_ZSH_FOLDER vendor-completions)
+  set(B2_UNIT_FOLDER lib/systemd/user)
+  set(B2_UNIT_PROGRAM /usr/bin/b2drive)
 elseif(NOT B2_LAYOUT STREQUAL "prefix")
   message(FATAL_ERROR "B2_LAYOUT is ${B2_LAYOUT}, and must be prefix or fhs")
 endif()

@@ -5,6 +5,8 @@ set(B2_PACKAGE_CONTACT "The maintainers of b2drive <maintainers@b2drive.example>
 set(doc ${CMAKE_INSTALL_DATADIR}/doc)
 install(FILES packaging/third-party.spdx DESTINATION ${doc}/b2drive COMPONENT host)
 install(DIRECTORY examples DESTINATION ${doc}/libbackblazeb2-dev COMPONENT headers)
+install(FILES docs/hosts.md docs/operations.md docs/limits.md
+  DESTINATION ${doc}/libbackblazeb2-dev COMPONENT headers)
 if(B2_LAYOUT STREQUAL "prefix")
   install(FILES CHANGELOG.md packaging/copyright DESTINATION ${doc}/b2drive COMPONENT host)
 endif()

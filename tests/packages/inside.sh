@@ -23,12 +23,31 @@ start_emulator() {
   export B2_APPLICATION_KEY_ID B2_APPLICATION_KEY B2DRIVE_PROXY
 }
 
-# works VERSION PROGRAM: it says its version, and lists what the emulator holds.
+# works VERSION PROGRAM: it says its version, lacks nothing, and lists what the emulator holds.
 works() {
   [ "$("$2" --version)" = "b2drive $1" ]
+  "$2" doctor >/tmp/said 2>&1
   [ "$("$2" ls /bucket-one/folder | wc -l)" = 3 ]
 }
 
+# What readers of manuals, shells, mount(8) and systemd look for.
+found_by_others() {
+  local page
+  for page in b2drive.1 b2drive-sync.1 b2emulator.1 mount.b2drive.8; do
+    grep -q '^\.SH NAME' <(zcat "/usr/share/man/man${page##*.}/$page.gz")
+  done
+  b2emulator --help | grep -oE -- '--[a-z-]+' | while read -r option; do
+    grep -qe "$option" <(zcat /usr/share/man/man1/b2emulator.1.gz | tr -d '\\')
+  done
+  grep -q _b2drive /usr/share/bash-completion/completions/b2drive
+  grep -q '^#compdef b2drive' /usr/share/zsh/vendor-completions/_b2drive
+  grep -q __b2drive /usr/share/fish/vendor_completions.d/b2drive.fish
+  grep -q '^ExecStart=/usr/bin/b2drive ' /usr/lib/systemd/user/b2drive@.service
+  [ -x /sbin/mount.b2drive ]
+}
+
+# A mount is possible as soon as the package fuse3 is there, which b2drive recommends.
+[ -e /dev/fuse ] || mknod /dev/fuse c 10 229
 unowned >/tmp/before
 apt-get -qq install -y ./*.deb >/tmp/said 2>&1
 version=$(dpkg-query -W -f '${source:Upstream-Version}' b2drive)
@@ -38,6 +57,7 @@ if b2drive ls 2>/tmp/said; then echo "trusts an unknown CA"; exit 1; fi
 cp /tmp/emulator.crt /usr/local/share/ca-certificates/
 update-ca-certificates >/dev/null 2>&1
 works "$version" b2drive
+found_by_others
 
 # The archive, unpacked anywhere, brings its own CA bundle.
 tar -xzf ./*.tar.gz -C /tmp
