@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # package.sh [FOLDER]: builds the last commit in a clean tree and leaves in FOLDER (build/packages, unless given)
 # the packages for Debian and an archive that works wherever it is unpacked. The same commit gives the same
-# bytes, on a system with the same compiler and libraries.
+# bytes, on a system with the same compiler and libraries. Fails when one of them names a folder of the build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+tree=$PWD
 mkdir -p "${1:-build/packages}"
 folder=$(realpath "${1:-build/packages}")
 umask 022
@@ -33,4 +34,10 @@ name=b2drive-$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/package/CMakeC
 cmake --install build/package --strip --prefix "$scratch/$name" >/dev/null
 tar -C "$scratch" --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner \
   -c "$name" | gzip -9n >"$folder/$name.tar.gz"
+
+for package in "$folder"/*.deb; do dpkg-deb -x "$package" "$scratch/contents"; done
+if grep -rl -e "$scratch" -e "$tree" "$scratch/contents" "$scratch/$name"; then
+  echo "package.sh: these name the build's folder" >&2
+  exit 1
+fi
 (cd "$folder" && sha256sum -- *.deb *.tar.gz)
