@@ -9,7 +9,7 @@ trap 'rm -rf "$scratch"' EXIT
 mkdir -p "$scratch/elsewhere-and-deeper/down"
 
 scripts/package.sh "$scratch/first"
-(umask 077 && TMPDIR="$scratch/elsewhere-and-deeper/down" TZ=Pacific/Auckland CCACHE_DIR=$PWD/build/second-cache \
-  scripts/package.sh "$scratch/second")
+(umask 077 && TMPDIR="$scratch/elsewhere-and-deeper/down" TZ=Pacific/Auckland LC_ALL=C.UTF-8 \
+  CCACHE_DIR=$PWD/build/second-cache scripts/package.sh "$scratch/second")
 diff -r "$scratch/first" "$scratch/second"
 echo "the same bytes twice"

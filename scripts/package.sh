@@ -8,7 +8,7 @@ tree=$PWD
 mkdir -p "${1:-build/packages}"
 folder=$(realpath "${1:-build/packages}")
 umask 022
-export LC_ALL=C.UTF-8 TZ=UTC
+export TZ=UTC  # and no locale yet: a compiler's cache tells objects apart by it
 SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
 export SOURCE_DATE_EPOCH
 
@@ -25,14 +25,14 @@ build() {  # build OPTIONS...: configures and builds with the layout that the op
 
 build
 rm -f "$folder"/*.deb "$folder"/*.tar.gz
-cpack -G DEB --config build/package/CPackConfig.cmake -B "$scratch/cpack" >../cpack.log ||
+LC_ALL=C.UTF-8 cpack -G DEB --config build/package/CPackConfig.cmake -B "$scratch/cpack" >../cpack.log ||
   { cat ../cpack.log; exit 1; }
 mv "$scratch"/cpack/*.deb "$folder"
 
 build -DB2_LAYOUT=prefix -DCMAKE_INSTALL_LIBDIR=lib
 name=b2drive-$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/package/CMakeCache.txt)-$(uname -sm | tr 'A-Z ' 'a-z-')
 cmake --install build/package --strip --prefix "$scratch/$name" >/dev/null
-tar -C "$scratch" --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner \
+LC_ALL=C.UTF-8 tar -C "$scratch" --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner \
   -c "$name" | gzip -9n >"$folder/$name.tar.gz"
 
 for package in "$folder"/*.deb; do dpkg-deb -x "$package" "$scratch/contents"; done
