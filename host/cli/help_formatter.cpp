@@ -1,5 +1,6 @@
 #include "host/cli/help_formatter.h"
 
+#include <algorithm>
 #include <sstream>
 #include <vector>
 
@@ -75,6 +76,7 @@ std::string TypeName(const CLI::Option& option) {
 
 std::string OptionRow(const CLI::Option& option) {
   std::string typed = option.get_name(false, true);
+  typed.erase(std::min(typed.find('{'), typed.size()));  // what a flag stands for
   for (auto at = typed.find(','); at != std::string::npos; at = typed.find(',', at + 2)) {
     typed.replace(at, 1, ", ");
   }

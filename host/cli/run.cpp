@@ -16,6 +16,7 @@
 #include "host/cli/help_formatter.h"
 #include "host/cli/usage_error.h"
 #include "host/common/errors.h"
+#include "host/common/process_limits.h"
 #include "host/terminal/interrupt.h"
 #include "host/terminal/output_style.h"
 #include "host/terminal/report.h"
@@ -129,6 +130,7 @@ ExitCode RunCommand(const Selected& selected, Context& context) {
 int RunSelected(const Selected& selected, const GlobalOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // a limit is a failed write
+  RaiseOpenFileLimit();
   SetOutputStyle(StyleOf(options));
   Transfers transfers(options.limit);
   Interrupt interrupt([&] { return transfers.Cancel(); });
@@ -164,6 +166,7 @@ ExitCode ReportUsage(const CLI::App& app, const CLI::ParseError& error,
 std::string VersionText() { return "b2drive " B2DRIVE_VERSION; }
 
 int Run(int argc, char** argv, const AddCommandsTo& add_commands) {
+  OccupyStandardDescriptors();
   CLI::App app(kDescription, "b2drive");
   app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", VersionText());
@@ -177,7 +180,8 @@ int Run(int argc, char** argv, const AddCommandsTo& add_commands) {
   try {
     ParseArguments(app, argc, argv);
   } catch (const CLI::Success& help) {
-    return app.exit(help);
+    app.exit(help);
+    return static_cast<int>(EndOutput(""));
   } catch (const CLI::ParseError& error) {
     return static_cast<int>(ReportUsage(app, error, {argv + std::min(argc, 1), argv + argc}));
   }

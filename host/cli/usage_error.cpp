@@ -70,7 +70,8 @@ std::string NearestName(const std::string& word, const std::vector<std::string>&
 std::string NoSuchCommand(const CLI::App& app, const std::string& word) {
   std::vector<std::string> names;
   for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
-  return word + ": no such command" + DidYouMean(word, names) + SeeHelp("");
+  return word + ": no such command" + DidYouMean(word, names) +
+         SeeHelp(app.get_parent() != nullptr ? app.get_name() : "");
 }
 
 std::string UsageErrorText(const CLI::App& app, const CLI::ParseError& error) {
@@ -84,6 +85,10 @@ std::string UsageErrorText(const CLI::App& app, const CLI::ParseError& error) {
     if (first) return NoSuchCommand(app, *word);
   }
   const std::string name = command != nullptr ? command->get_name() : "";
+  const bool has_commands = command != nullptr && !command->get_subcommands({}).empty();
+  if (has_commands && !rest.empty() && !rest.front().starts_with('-')) {
+    return name + ": " + NoSuchCommand(*command, rest.front());
+  }
   const bool unexpected = !rest.empty() && (command == nullptr || error.get_exit_code() == kExtras);
   const std::string cause =
       unexpected ? Unexpected(app, command, rest.front()) : FirstLine(error.what());

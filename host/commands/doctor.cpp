@@ -106,14 +106,14 @@ class Doctor {
   }
 
   Finding LookAtSignIn() {
-    if (!has_account_) return {Health::kFailed, "not tried without an account", ""};
+    if (!has_account_) return {Health::kSkipped, "not tried without an account", ""};
     const auto start = Clock::now();
     session_ = context_.Connect();
     return {Health::kOk, session_->ServiceName() + ", " + Since(start), ""};
   }
 
   Finding LookAtListing() {
-    if (!session_) return {Health::kFailed, "not tried without a session", ""};
+    if (!session_) return {Health::kSkipped, "not tried without a session", ""};
     const auto start = Clock::now();
     const std::size_t buckets = session_->drive().List("", "/").size();
     return {Health::kOk, std::to_string(buckets) + " buckets, " + Since(start), ""};
@@ -133,8 +133,17 @@ Finding Look(const Check& check) {
 }
 
 const char* Word(Health health) {
-  if (health == Health::kOk) return "ok";
-  return health == Health::kWarning ? "warning" : "FAILED";
+  switch (health) {
+    case Health::kOk:
+      return "ok";
+    case Health::kWarning:
+      return "warning";
+    case Health::kSkipped:
+      return "skipped";
+    case Health::kFailed:
+      break;
+  }
+  return "FAILED";
 }
 
 void Print(const Check& check, const Finding& finding) {
@@ -166,7 +175,8 @@ void AddDoctorCommand(CLI::App& app, Selected& selected) {
   CLI::App* doctor =
       app.add_subcommand("doctor", "Check what b2drive needs: network, account, service, mounting");
   doctor->footer(
-      "A line for each check: ok, warning or FAILED, and what to do. Nothing in it is secret. The\n"
+      "A line for each check: ok, warning, FAILED or skipped, and what to do. Nothing in it is "
+      "secret. The\n"
       "exit code is 1 when a check failed. The service is asked to sign in and for the buckets.");
   Choose(doctor, selected, std::make_shared<DoctorOptions>(), RunDoctor);
 }

@@ -6,7 +6,8 @@
 
 namespace b2drive::cli {
 
-enum class Health { kOk, kWarning, kFailed };
+// What cannot be tried without something that failed before is skipped.
+enum class Health { kOk, kWarning, kFailed, kSkipped };
 
 // What a check found, in one line without anything secret.
 struct Finding {

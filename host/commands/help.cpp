@@ -9,7 +9,7 @@ namespace {
 
 struct HelpOptions {
   const CLI::App* app = nullptr;
-  std::string command;
+  std::vector<std::string> command;  // and those in it
 };
 
 ExitCode RunHelp(Context&, const HelpOptions& options) {
@@ -17,11 +17,17 @@ ExitCode RunHelp(Context&, const HelpOptions& options) {
     std::cout << ProgramHelp(*options.app);
     return ExitCode::kSuccess;
   }
-  try {
-    std::cout << options.app->get_subcommand(options.command)->help(options.app->get_name());
-  } catch (const CLI::OptionNotFound&) {
-    throw HostError(ExitCode::kUsage, NoSuchCommand(*options.app, options.command));
+  const CLI::App* command = options.app;
+  std::string above;
+  for (const std::string& word : options.command) {
+    above += (above.empty() ? "" : " ") + command->get_name();
+    try {
+      command = command->get_subcommand(word);
+    } catch (const CLI::OptionNotFound&) {
+      throw HostError(ExitCode::kUsage, NoSuchCommand(*command, word));
+    }
   }
+  std::cout << command->help(above);
   return ExitCode::kSuccess;
 }
 

@@ -63,7 +63,7 @@ std::optional<Names> Kept(const fs::path& file, const std::string& key_id,
 void Keep(const fs::path& file, const std::string& key_id, const std::string& folder,
           const Names& names) {
   try {
-    fs::create_directories(file.parent_path());
+    MakePrivateFolders(file.parent_path());
     const Json kept = {
         {"time", std::time(nullptr)}, {"key_id", key_id}, {"folder", folder}, {"names", names}};
     ReplacePrivateFile(file, kept.dump());

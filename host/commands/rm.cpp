@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <set>
 
 #include "host/cli/filter_options.h"
 #include "host/commands/commands.h"
@@ -116,9 +117,11 @@ std::vector<Victim> ChooseVictims(Context& context, const RmOptions& options) {
                     "deletes exactly, say --exact-delete-supported");
   }
   std::vector<Victim> victims;
+  std::set<std::pair<std::string, bool>> chosen;
   for (const std::string& path : options.paths) {
     Victim victim = ChooseVictim(context.index(), PathArgument(path), options.recursive);
     if (!victim.entry.folder && !options.filter.Takes(victim.entry.name, false)) continue;
+    if (!chosen.emplace(victim.path, victim.entry.folder).second) continue;
     if (!exact) RefuseLongerNames(context.index(), victim);
     victims.push_back(std::move(victim));
   }

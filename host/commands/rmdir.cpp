@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <set>
+
 #include "host/commands/commands.h"
 #include "host/commands/deletion.h"
 #include "host/plugin/service_failure.h"
@@ -10,9 +13,15 @@ struct RmdirOptions {
   std::vector<std::string> paths;
 };
 
-Victim EmptyFolder(PathIndex& index, const std::string& path) {
+// Those in `going` do not count.
+Victim EmptyFolder(PathIndex& index, const std::string& path,
+                   const std::set<std::string>& going = {}) {
   Victim victim{path, index.FindFolder(path)};
-  if (!index.Children(path).empty()) throw ServiceFailure(path, AERROR::DIR_NOT_EMPTY, {});
+  const Listing children = index.Children(path);
+  const bool empty = std::ranges::all_of(children, [&](const Entry& child) {
+    return child.folder && going.contains(Join(path, child.name));
+  });
+  if (!empty) throw ServiceFailure(path, AERROR::DIR_NOT_EMPTY, {});
   return victim;
 }
 
@@ -32,10 +41,12 @@ void RemoveOne(Context& context, const std::string& path) {
 ExitCode RunRmdir(Context& context, const RmdirOptions& options) {
   context.changes().Expect();
   std::vector<Victim> victims;
+  std::set<std::string> going;  // in the order given, as those below them must be
   for (const std::string& path : options.paths) {
     const PathArgument argument(path);
     CheckDeletable(argument);
-    victims.push_back(EmptyFolder(context.index(), argument.path));
+    Victim victim = EmptyFolder(context.index(), argument.path, going);
+    if (going.insert(argument.path).second) victims.push_back(std::move(victim));
   }
   ConfirmDeletion(victims, {victims.size()}, options.yes, context.index());
   return ForEach("rmdir", victims.size(), [&](std::size_t at) {

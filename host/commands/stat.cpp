@@ -20,6 +20,7 @@ ExitCode RunStat(Context& context, const StatOptions& options) {
   }
   for (const auto& [name, value] : json.items()) {
     std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    if (text.empty()) continue;  // the root has neither name nor identifier
     std::cout << std::left << std::setw(10) << name + ":" << Shown(text) << "\n";
   }
   return ExitCode::kSuccess;

@@ -76,6 +76,9 @@ SyncPlan PlanFor(const SyncOptions& options, const SyncTrees& trees, const SyncR
 
 ExitCode RunSync(Context& context, const SyncOptions& options) {
   DeletionLimit::Parse(options.max_delete);
+  if (options.local.empty()) {
+    throw HostError(ExitCode::kUsage, "LOCAL is empty; . is the current folder");
+  }
   context.changes().Expect();
   SyncTrees trees = FindSyncFolders(context, options);
   SyncState state(SyncState::DefaultFolder(), PairOf(context, trees));

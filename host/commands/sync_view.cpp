@@ -50,7 +50,7 @@ Change ToChange(const SyncAction& action, const SyncOptions& options, const Sync
 
 bool ShownSteps::Do(const SyncAction& action) {
   if (action.kind != Kind::kSend) return steps_.Do(action);
-  const ProgressBar::File file(bar_, NameIn(action.path));
+  const ProgressBar::File file(bar_, NameOf(action.path));
   return steps_.Do(action);
 }
 

@@ -13,6 +13,11 @@ std::string ParentOf(std::string_view path) {
 
 std::string NameOf(std::string_view path) { return std::string(path.substr(path.rfind('/') + 1)); }
 
+std::string_view FolderIn(std::string_view names) {
+  const std::size_t slash = names.rfind('/');
+  return slash == std::string_view::npos ? std::string_view() : names.substr(0, slash);
+}
+
 std::vector<std::string> NamesOf(std::string_view path) {
   std::vector<std::string> names;
   if (IsRoot(path)) return names;

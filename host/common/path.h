@@ -24,6 +24,10 @@ std::string Join(std::string_view folder, std::string_view name);
 bool IsRoot(std::string_view path);
 bool IsBucket(std::string_view path);
 
+// Of names below a folder, with slashes between them and none before: all but the last one, empty
+// for a single one.
+std::string_view FolderIn(std::string_view names);
+
 // A path as a user writes it. A missing first slash is added, and runs of slashes count as one.
 struct PathArgument {
   // Throws kUsage for an empty one: a variable that is not set must not mean the whole account.

@@ -1,5 +1,6 @@
 #include "host/local/local_folders.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <memory>
 
 #include "host/common/errors.h"
 #include "host/local/local_target.h"
@@ -18,10 +20,29 @@ namespace {
 constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 constexpr mode_t kMode = 0777;
 
+struct Closer {
+  void operator()(DIR* stream) const { closedir(stream); }
+};
+
 }  // namespace
 
 bool IsPartName(std::string_view name) {
   return name.starts_with(".b2drive-") && (name.ends_with(".part") || name.ends_with(".whole"));
+}
+
+int ReadNames(int folder, std::vector<std::string>& names) {
+  // A description of its own, since the stream takes it over.
+  UniqueFd own(openat(folder, ".", kFolder));
+  const std::unique_ptr<DIR, Closer> stream(own ? fdopendir(own.get()) : nullptr);
+  if (!stream) return errno;
+  own.release();
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = readdir(stream.get());
+    if (entry == nullptr) return errno;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
 }
 
 const char* WhyNoName(std::string_view name) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/common/unique_fd.h"
 
@@ -10,6 +11,10 @@ namespace b2drive {
 
 // What a download that was cut short leaves beside a file, and goes on with the next time.
 bool IsPartName(std::string_view name);
+
+// Appends the names in an open folder, but for "." and "..". 0 or an errno; the names that came
+// before it count.
+int ReadNames(int folder, std::vector<std::string>& names);
 
 // Why nothing on this system can have that name; null when something can.
 const char* WhyNoName(std::string_view name);

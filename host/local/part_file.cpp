@@ -83,10 +83,21 @@ bool PartFile::TakeWhole() {
   return true;
 }
 
+// Whether a tree's download left bytes of this file there.
+bool PartFile::IsContinued(const LocalTarget& hidden) const {
+  const UniqueFd fd = OpenLocked(hidden, 0);
+  if (!fd || !IsOurs(fd.get(), hidden)) return false;
+  Lock lock(mutex_);
+  PartRecord record = record_;
+  const auto found = PartRecord::Read(fd.get());
+  return found && record.Continue(*found);
+}
+
 void PartFile::TakePart(PartName name) {
   const std::string file_name = target_.path.filename();
   const LocalTarget hidden = HiddenName(target_, file_name, ".part");
-  LocalTarget at = name == PartName::kBeside ? target_.Beside(file_name + ".part") : hidden;
+  const bool beside = name == PartName::kBeside && !IsContinued(hidden);
+  LocalTarget at = beside ? target_.Beside(file_name + ".part") : hidden;
   UniqueFd fd = OpenLocked(at, O_CREAT);
   if (!fd && errno == ENAMETOOLONG) {
     at = hidden;

@@ -66,6 +66,7 @@ class PartFile {
 
  private:
   bool TakeWhole();
+  bool IsContinued(const LocalTarget& hidden) const;
   void TakePart(PartName name);
   int Resume() B2_REQUIRES(mutex_);
   int Begin() B2_REQUIRES(mutex_);

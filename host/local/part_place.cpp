@@ -6,8 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
+#include <vector>
 
 #include "host/common/stable_hash.h"
+#include "host/local/local_folders.h"
 
 namespace b2drive {
 namespace fs = std::filesystem;
@@ -74,5 +77,19 @@ UniqueFd OpenLocked(const LocalTarget& at, int flags) {
 }
 
 void Unlink(const LocalTarget& at) { unlinkat(at.folder, at.path.c_str(), 0); }
+
+void RemoveAbandonedParts(int folder, const fs::path& shown) {
+  std::vector<std::string> names;
+  ReadNames(folder, names);  // what cannot be read stays
+  for (const std::string& name : names) {
+    if (!IsPartName(name)) continue;
+    const LocalTarget at(folder, name, shown);
+    try {
+      const UniqueFd fd = OpenLocked(at, 0);
+      if (fd && IsOurs(fd.get(), at)) Unlink(at);
+    } catch (const HostError&) {  // in use
+    }
+  }
+}
 
 }  // namespace b2drive

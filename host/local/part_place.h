@@ -29,4 +29,8 @@ HostError CannotOpen(const LocalTarget& target, const LocalTarget& part, int err
 
 void Unlink(const LocalTarget& at);
 
+// Removes the hidden part files in `folder`, but for those that somebody is fetching to, for when
+// nobody will go on with them. `shown` is the folder's path for messages.
+void RemoveAbandonedParts(int folder, const std::filesystem::path& shown);
+
 }  // namespace b2drive

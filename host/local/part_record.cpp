@@ -55,7 +55,8 @@ PartRecord::PartRecord(const PartContents& contents)
 
 std::optional<PartRecord> PartRecord::Read(int fd) {
   struct stat status {};
-  if (fstat(fd, &status) != 0 || status.st_size % kPage != 0) return std::nullopt;
+  if (fstat(fd, &status) != 0 || status.st_size % static_cast<off_t>(kPage) != 0)
+    return std::nullopt;
   Page page;
   const off_t at = status.st_size - static_cast<off_t>(kPage);
   if (at < 0 || pread(fd, &page, kPage, at) != kPage) return std::nullopt;

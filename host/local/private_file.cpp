@@ -1,6 +1,7 @@
 #include "host/local/private_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -32,6 +33,15 @@ class Temporary {
 };
 
 }  // namespace
+
+void MakePrivateFolders(const fs::path& folder) {
+  if (mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST) return;
+  if (errno != ENOENT || folder.empty()) throw LocalFailure(folder.string(), errno);
+  MakePrivateFolders(folder.parent_path());
+  if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+    throw LocalFailure(folder.string(), errno);
+  }
+}
 
 void ReplacePrivateFile(const fs::path& file, const std::string& text) {
   const auto now = std::chrono::system_clock::now().time_since_epoch().count();

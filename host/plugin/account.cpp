@@ -40,16 +40,6 @@ std::string ReadAll(int fd) {
   return text;
 }
 
-// For nobody else, where they are missing.
-void MakeFolders(const fs::path& folder) {
-  if (mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST) return;
-  if (errno != ENOENT || folder.empty()) throw LocalFailure(folder.string(), errno);
-  MakeFolders(folder.parent_path());
-  if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
-    throw LocalFailure(folder.string(), errno);
-  }
-}
-
 }  // namespace
 
 std::string Account::AccountId() const {
@@ -99,7 +89,7 @@ Account ReadAccountFile(const fs::path& file) {
 }
 
 void WriteAccountFile(const fs::path& file, const Account& account) {
-  MakeFolders(file.parent_path());
+  MakePrivateFolders(file.parent_path());
   std::string text =
       "application_key_id = " + account.key_id + "\napplication_key = " + account.key + "\n";
   if (!account.account_id.empty()) text += "account_id = " + account.account_id + "\n";

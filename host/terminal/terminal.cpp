@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 
 #include "host/common/errors.h"
 #include "host/common/unique_fd.h"
@@ -85,6 +86,13 @@ int FlushOutput() {
   return errno != 0 ? errno : EIO;
 }
 
+void OccupyStandardDescriptors() {
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(fd, F_GETFD) == 0 || errno != EBADF) continue;
+    open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // takes the lowest number, `fd`
+  }
+}
+
 bool Confirm(const std::string& question) {
   std::cerr << question << " [y/N] " << std::flush;
   std::string answer = ReadLine(STDIN_FILENO);
@@ -98,9 +106,11 @@ std::string Prompt(const std::string& question, bool hidden) {
                     "no account: run b2drive login, or set B2_APPLICATION_KEY_ID and "
                     "B2_APPLICATION_KEY (see b2drive --help)");
   }
+  // First: what was typed before is thrown away.
+  std::optional<EchoOff> quiet;
+  if (hidden) quiet.emplace(terminal.get());
   dprintf(terminal.get(), "%s: ", question.c_str());
   if (!hidden) return ReadLine(terminal.get());
-  EchoOff quiet(terminal.get());
   std::string answer = ReadLine(terminal.get());
   dprintf(terminal.get(), "\n");
   return answer;

@@ -20,6 +20,11 @@ void PrintToOutput(const std::string& line);
 // Ends what is printed on standard output; 0 or an errno, EPIPE when its reader went away.
 int FlushOutput();
 
+// To be called first. Of standard input, output and error those that are closed get a descriptor
+// that can neither be read nor written, or what is opened next, a file or a connection, would take
+// the number and be printed into.
+void OccupyStandardDescriptors();
+
 // The next line of standard input, without its end; empty behind the last.
 std::string ReadInputLine();
 

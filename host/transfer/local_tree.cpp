@@ -1,13 +1,10 @@
 #include "host/transfer/local_tree.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
-#include <string_view>
 #include <utility>
 
 #include "host/common/unique_fd.h"
@@ -33,8 +30,9 @@ class Walk {
     if (const int error = ReadNames(folder, names); error != 0) Fail(path, error);
     std::string inner = path.empty() ? "" : path + "/";
     const std::size_t start = inner.size();
-    for (const std::string& name : names)
-      ReadItem(folder, name, inner.replace(start, std::string::npos, name));
+    for (const std::string& name : names) {
+      if (!IsPartName(name)) ReadItem(folder, name, inner.replace(start, std::string::npos, name));
+    }
   }
 
   LocalTree Take() {
@@ -43,26 +41,6 @@ class Walk {
   }
 
  private:
-  struct Closer {
-    void operator()(DIR* stream) const { closedir(stream); }
-  };
-
-  // 0 or an errno; the names that came before it count.
-  static int ReadNames(int folder, std::vector<std::string>& names) {
-    // A description of its own, since the stream takes it over.
-    UniqueFd own(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const std::unique_ptr<DIR, Closer> stream(own ? fdopendir(own.get()) : nullptr);
-    if (!stream) return errno;
-    own.release();
-    for (;;) {
-      errno = 0;
-      const dirent* const entry = readdir(stream.get());
-      if (entry == nullptr) return errno;
-      const std::string_view name = entry->d_name;
-      if (name != "." && name != ".." && !IsPartName(name)) names.emplace_back(name);
-    }
-  }
-
   void ReadItem(int folder, const std::string& name, const std::string& path) {
     struct stat status {};
     if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {

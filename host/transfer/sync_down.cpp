@@ -8,9 +8,10 @@
 #include <optional>
 #include <utility>
 
+#include "host/common/path.h"
+#include "host/local/part_place.h"
 #include "host/terminal/report.h"
 #include "host/transfer/download.h"
-#include "host/transfer/sync_sides.h"
 
 namespace b2drive {
 namespace {
@@ -22,7 +23,13 @@ bool IsSame(const struct stat& status, std::uint64_t size, const timespec& modif
 
 // 0 or an errno.
 int StatusOf(int folder, const std::string& path, struct stat& status) {
-  return fstatat(folder, NameIn(path).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
+  return fstatat(folder, NameOf(path).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
+}
+
+// 0 or an errno, ENOTEMPTY in place of EEXIST.
+int RemoveFolder(int above, const std::string& name) {
+  if (unlinkat(above, name.c_str(), AT_REMOVEDIR) == 0) return 0;
+  return errno == EEXIST ? ENOTEMPTY : errno;
 }
 
 }  // namespace
@@ -56,7 +63,7 @@ void SyncDown::RequireAsPlanned(int folder, const SyncAction& action) const {
 bool SyncDown::Differs(const SyncAction& action) {
   const UniqueFd folder = local_.OpenExisting(FolderIn(action.path));
   RequireAsPlanned(folder.get(), action);
-  LocalSource source{UniqueFd(openat(folder.get(), NameIn(action.path).c_str(),
+  LocalSource source{UniqueFd(openat(folder.get(), NameOf(action.path).c_str(),
                                      O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)),
                      action.local->size};
   if (!source.fd) throw LocalFailure(Shown(action), errno);
@@ -90,21 +97,27 @@ void SyncDown::Fetch(const SyncAction& action) {
 void SyncDown::DeleteFile(const SyncAction& action) {
   const UniqueFd folder = local_.OpenExisting(FolderIn(action.path));
   RequireAsPlanned(folder.get(), action);
-  const bool gone = unlinkat(folder.get(), NameIn(action.path).c_str(), 0) == 0 || errno == ENOENT;
+  const bool gone = unlinkat(folder.get(), NameOf(action.path).c_str(), 0) == 0 || errno == ENOENT;
   if (!gone) throw LocalFailure(Shown(action), errno);
   book_.Forget(action.path);
 }
 
-// What the filter leaves out, and what came meanwhile, keeps a folder.
+// What the filter leaves out, and what came meanwhile, keeps a folder; what a download left does
+// not.
 bool SyncDown::DeleteFolder(const SyncAction& action) {
-  const UniqueFd folder = local_.OpenExisting(FolderIn(action.path));
-  if (unlinkat(folder.get(), NameIn(action.path).c_str(), AT_REMOVEDIR) == 0) return true;
-  if (errno == ENOTEMPTY || errno == EEXIST) {
-    Note("sync down", Shown(action) + ": is not empty and stays");
-  } else if (errno != ENOENT) {
-    throw LocalFailure(Shown(action), errno);
+  const UniqueFd above = local_.OpenExisting(FolderIn(action.path));
+  const std::string name = NameOf(action.path);
+  int error = RemoveFolder(above.get(), name);
+  if (error == ENOTEMPTY) {
+    RemoveAbandonedParts(local_.OpenExisting(action.path).get(), Shown(action));
+    error = RemoveFolder(above.get(), name);
   }
-  return false;
+  if (error == ENOTEMPTY) {
+    Note("sync down", Shown(action) + ": is not empty and stays");
+  } else if (error != 0 && error != ENOENT) {
+    throw LocalFailure(Shown(action), error);
+  }
+  return error == 0;
 }
 
 }  // namespace b2drive

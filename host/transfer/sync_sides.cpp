@@ -1,5 +1,7 @@
 #include "host/transfer/sync_sides.h"
 
+#include "host/common/path.h"
+
 namespace b2drive {
 
 SyncSide::SyncSide(const std::vector<LocalItem>& items) {
@@ -32,12 +34,5 @@ SyncSide::Place SyncSide::At(std::string_view path) const {
   const auto found = places_.find(path);
   return found == places_.end() ? Place() : found->second;
 }
-
-std::string_view FolderIn(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
-}
-
-std::string NameIn(std::string_view path) { return std::string(path.substr(path.rfind('/') + 1)); }
 
 }  // namespace b2drive

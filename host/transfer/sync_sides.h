@@ -49,8 +49,4 @@ class SyncSide {
   std::size_t files_ = 0;
 };
 
-// What is before the last slash of a path in a tree, which may be nothing, and what is behind.
-std::string_view FolderIn(std::string_view path);
-std::string NameIn(std::string_view path);
-
 }  // namespace b2drive

@@ -92,9 +92,7 @@ SyncState::SyncState(const fs::path& folder, SyncPair pair)
     : pair_(std::move(pair)), file_(folder / StableHash(KeyOf(pair_))) {}
 
 void SyncState::Reserve() {
-  std::error_code error;
-  fs::create_directories(file_.parent_path(), error);
-  if (error) throw LocalFailure(file_.parent_path().string(), error.value());
+  MakePrivateFolders(file_.parent_path());
   const std::string name = file_.string() + ".lock";
   lock_ = UniqueFd(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   if (!lock_) throw LocalFailure(name, errno);

@@ -4,13 +4,32 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <optional>
+#include <thread>
 #include <utility>
 
-#include "host/transfer/sync_sides.h"
+#include "host/common/path.h"
 #include "host/transfer/tree_deletion.h"
 
 namespace b2drive {
+namespace {
+
+// As long as a file system's clock shows the time that a file has, the file may change and keep it:
+// what is read then must not be recorded under that time. A time without fractions is of a clock
+// that ticks every second, or every other one.
+void LetClockMoveOn(const timespec& modified) {
+  using std::chrono::nanoseconds;
+  using std::chrono::seconds;
+  constexpr nanoseconds kFine = std::chrono::milliseconds(20);
+  constexpr nanoseconds kCoarse = seconds(2);
+  const nanoseconds tick = modified.tv_nsec == 0 ? kCoarse : kFine;
+  const nanoseconds now = std::chrono::system_clock::now().time_since_epoch();
+  const nanoseconds age = now - seconds(modified.tv_sec) - nanoseconds(modified.tv_nsec);
+  if (age >= nanoseconds::zero() && age < tick) std::this_thread::sleep_for(tick - age);
+}
+
+}  // namespace
 
 bool SyncUp::Do(const SyncAction& action) {
   switch (action.kind) {
@@ -34,12 +53,14 @@ SyncUp::OpenedFile SyncUp::OpenFile(const std::string& path) const {
   const UniqueFd folder = local_.OpenExisting(FolderIn(path));
   // A named pipe without a writer must not block here: it is refused below.
   UniqueFd fd(
-      openat(folder.get(), NameIn(path).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+      openat(folder.get(), NameOf(path).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
   if (!fd || fstat(fd.get(), &status) != 0) throw LocalFailure(shown, errno);
   if (!S_ISREG(status.st_mode)) {
     throw HostError(ExitCode::kWrongKind, shown, "is no regular file any more");
   }
+  LetClockMoveOn(status.st_mtim);
+  if (fstat(fd.get(), &status) != 0) throw LocalFailure(shown, errno);
   const auto size = static_cast<std::uint64_t>(status.st_size);
   return {{std::move(fd), size}, {size, status.st_mtim, ""}};
 }

@@ -10,12 +10,6 @@ namespace {
 
 constexpr std::size_t kDeletions = 8;  // at once
 
-// "" for what is directly in the folder that is deleted.
-std::string FolderOf(const std::string& item) {
-  const std::size_t slash = item.rfind('/');
-  return slash == std::string::npos ? "" : item.substr(0, slash);
-}
-
 }  // namespace
 
 void DeleteStoredFile(PatientDrive& drive, PathIndex& index, const Entry& now,
@@ -57,7 +51,7 @@ void TreeDeletion::Visit(const RemoteItem& item, const std::string& path, Crew& 
       DeleteStoredFile(drive_, index_, item.entry, full);
       changes_.Tell({"rm", full, "", item.entry.size, item.entry.id});
     } catch (...) {
-      Keep(FolderOf(item.path));
+      Keep(FolderIn(item.path));
       throw;
     }
   });
@@ -71,10 +65,9 @@ void RequireEmptied(PatientDrive& drive, const Entry& folder, const std::string&
   });
 }
 
-void TreeDeletion::Keep(const std::string& folder) {
+void TreeDeletion::Keep(std::string_view folder) {
   Lock lock(mutex_);
-  std::string at = folder;
-  while (kept_.insert(at).second && !at.empty()) at = FolderOf(at);
+  while (kept_.emplace(folder).second && !folder.empty()) folder = FolderIn(folder);
 }
 
 // Each that goes as a whole and stands in one that does not.
@@ -83,7 +76,7 @@ ExitCode TreeDeletion::DeleteFolders(const Entry& folder, const std::string& pat
   {
     Lock lock(mutex_);
     for (const std::string& inner : folders_) {
-      if (!kept_.contains(inner) && kept_.contains(FolderOf(inner))) whole.push_back(inner);
+      if (!kept_.contains(inner) && kept_.contains(FolderIn(inner))) whole.push_back(inner);
     }
   }
   Crew crew(transfers_, "rm", "folders were deleted", whole.size(), kDeletions);

@@ -37,7 +37,7 @@ class TreeDeletion {
 
  private:
   void Visit(const RemoteItem& item, const std::string& path, Crew& crew);
-  void Keep(const std::string& item);
+  void Keep(std::string_view folder);
   ExitCode DeleteFolders(const Entry& folder, const std::string& path);
 
   PatientDrive& drive_;
@@ -47,7 +47,8 @@ class TreeDeletion {
   Changes& changes_;
   std::set<std::string> folders_;  // relative to the folder, as RemoteItem::path
   Mutex mutex_;
-  std::set<std::string> kept_ B2_GUARDED_BY(mutex_);  // folders that something is left in
+  std::set<std::string, std::less<>> kept_
+      B2_GUARDED_BY(mutex_);  // folders that something is left in
 };
 
 }  // namespace b2drive

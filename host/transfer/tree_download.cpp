@@ -11,12 +11,6 @@ std::string Below(const std::string& folder, const std::string& names) {
   return folder.empty() || names.empty() ? folder + names : folder + "/" + names;
 }
 
-// What is before the last slash; empty without one.
-std::string Above(const std::string& names) {
-  const std::size_t slash = names.rfind('/');
-  return slash == std::string::npos ? "" : names.substr(0, slash);
-}
-
 }  // namespace
 
 TreeDownload::TreeDownload(PatientDrive& drive, const Transfers& transfers,
@@ -46,7 +40,7 @@ ExitCode TreeDownload::Run(const RemoteFile& folder, const std::string& below) {
 void TreeDownload::Visit(const RemoteItem& item, const Place& place) {
   if (transfers_.canceled()) throw Interrupted(place.path);
   // Of what is in a refused folder nothing is said.
-  bool refused = refused_.contains(Above(item.path));
+  bool refused = refused_.contains(FolderIn(item.path));
   try {
     if (!refused) Admit(item, place);
   } catch (const HostError& error) {
@@ -82,7 +76,7 @@ const char* TreeDownload::WhyNot(const RemoteItem& item, const std::string& loca
 
 void TreeDownload::Fetch(const Entry& entry, const Place& place) const {
   const std::shared_ptr<void> in_work = watch_.begins(entry.name);
-  const std::string above = Above(place.local);
+  const std::string_view above = FolderIn(place.local);
   const UniqueFd folder = local_.Open(above);
   DownloadOptions options;
   options.connections = options_.connections;

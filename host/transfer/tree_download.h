@@ -58,8 +58,8 @@ class TreeDownload {
   const TreeDownloadOptions options_;
   const Watch watch_;
   Changes& changes_;
-  std::set<std::string> taken_;    // names in the tree that something has
-  std::set<std::string> refused_;  // folders whose contents are left out
+  std::set<std::string> taken_;                 // names in the tree that something has
+  std::set<std::string, std::less<>> refused_;  // folders whose contents are left out
   Crew crew_;
 };
 

@@ -30,6 +30,9 @@ class ReadingTest(B2DriveCase):
         self.store("file")
         self.store("folder/x")
         self.write("local")
+        for shell in "exec 1>&-", "exec 1>/dev/full":
+            for command in "--help", "ls /photos", "cat /photos/file":
+                self.run_to_end(13, *command.split(), shell=["sh", "-c", shell + '; exec "$@"', "-"])
         for code, line, command in [
                 (2, "stat: b: not expected", "stat a b"),
                 (2, "not in range", "get /photos/file --offset -1"),
@@ -146,7 +149,9 @@ class WritingTest(B2DriveCase):
         self.assert_stored("d/g")
         self.output("mkdir", "-p", "/second-bucket/x/y", "/photos/d")
         self.assert_fails(10, "/second-bucket", "rmdir", "/second-bucket")
-        self.output("rmdir", "/second-bucket/x/y")
+        self.output("rmdir", "--yes", "/second-bucket/x/y", "/second-bucket/x")
+        self.store("twice")
+        self.output("rm", "/photos/twice", "/photos/twice")
         self.output("rm", "-r", "--yes", "/second-bucket", "/photos")
         self.assertEqual(self.output("ls"), "")
 

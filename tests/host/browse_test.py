@@ -124,6 +124,8 @@ class BrowseTest(b2drive_case.B2DriveCase):
                 ("b2drive: frobnicate: no such command (see b2drive --help)", "--json=false frobnicate"),
                 ("b2drive: put: --recursiv: no such option; did you mean --recursive? "
                  "(see b2drive put --help)", "put --recursiv a /b"),
+                ("b2drive: sync: upp: no such command; did you mean up? (see b2drive sync --help)",
+                 "sync upp"),
                 ("b2drive: stat: PATH is required (see b2drive stat --help)", "stat"),
                 ("b2drive: stat: b: not expected (see b2drive stat --help)", "stat a b")]:
             self.assertEqual(self.run_to_end(2, *command.split()), ("", line + "\n"))

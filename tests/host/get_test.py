@@ -31,6 +31,10 @@ class GetTest(B2DriveCase):
         self.part, self.got = self.work / "big.part", self.work / "big"
         return content
 
+    def find_part(self):
+        self.part = next(self.part.parent.glob("*.part"), self.part)
+        return self.part.exists()
+
     def heal(self):
         self.service.control("faults", method="DELETE")
         self.service.control("requests", method="DELETE")
@@ -42,11 +46,11 @@ class GetTest(B2DriveCase):
                   for name, value in request["headers"] if name.lower() == "range"]
         return sum(int(last) - int(first) + 1 for first, last in (r.groups() for r in ranges))
 
-    def kill_when(self, it_is_time):
+    def kill_when(self, it_is_time, *command):
         """Kills a slow get; gives the record that is left."""
         self.service.fault(call=READ, times=-1, drip=8 * MIB)
-        program = self.start("get", "/photos/big")
-        while not self.part.exists() or not it_is_time(Record(self.part)):
+        program = self.start(*command or ("get", "/photos/big"))
+        while not self.find_part() or not it_is_time(Record(self.part)):
             self.assertIsNone(program.poll())
             time.sleep(0.01)
         program.kill()
@@ -69,6 +73,17 @@ class GetTest(B2DriveCase):
         self.assertEqual(self.asked(), len(content) - record.kept)
         self.assertEqual(self.got.read_bytes(), content)
         self.assertEqual(os.listdir(self.work), ["big"])
+
+    def test_what_a_tree_left_is_gone_on_with(self):
+        content = self.store_big()
+        tree = self.work / "photos"
+        tree.mkdir()
+        self.part, self.got = tree / "none.part", tree / "big"
+        record = self.kill_when(lambda now: now.kept * 2 >= len(content), "get", "-r", "/photos")
+        self.output("get", "/photos/big", "photos")
+        self.assertEqual(self.asked(), len(content) - record.kept)
+        self.assertEqual(self.got.read_bytes(), content)
+        self.assertEqual(os.listdir(tree), ["big"])
 
     def test_after_a_power_cut_only_what_was_on_disk_counts(self):
         content = self.store_big()

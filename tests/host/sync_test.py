@@ -103,7 +103,7 @@ class SyncTest(B2DriveCase):
         self.assert_stored("t/a t/b t/d/.bzEmpty t/g t/kept.o")
         (self.work / "here/c").symlink_to("a")
         down = "down", "--delete", "--exclude", "*.o", "/photos/t", "here"
-        self.make("here", "x/y/z", "x/k.o")
+        self.make("here", "x/y/z", "x/y/.b2drive-0.part", "x/k.o")
         self.assertEqual(self.sync(0, *down, "-n")[0][0], "rm here/x/y/z")
         error = self.sync(0, *down)[1]
         self.assertIn("here/x: is not empty and stays", error)

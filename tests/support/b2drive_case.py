@@ -71,7 +71,9 @@ class B2DriveCase(unittest.TestCase):
         terminal, its_end = pty.openpty()
         program, asked = self.start(*arguments, stdin=its_end), ""
         while "[y/N]" not in asked:
-            asked += program.stderr.read(1)
+            one = program.stderr.read(1)
+            self.assertTrue(one, asked)
+            asked += one
         meanwhile()
         os.write(terminal, b"y\n")
         error = program.communicate()[1]

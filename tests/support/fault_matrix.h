@@ -39,7 +39,8 @@ class Client {
   virtual bool IsPatient() const { return false; }
 };
 // Sanitizers take their time.
-inline constexpr std::chrono::seconds kPatience{3}, kStop{kMemoryIsMeasurable ? 2 : 6};
+inline constexpr std::chrono::seconds kPatience{kMemoryIsMeasurable ? 3 : 8},
+    kStop{kMemoryIsMeasurable ? 2 : 6};
 
 // Performs each operation once for each disturbance, with a new client and in many processes at a
 // time. B2_MOUNT_TEST_LONG: also where only patience ends it. What must hold:

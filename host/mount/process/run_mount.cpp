@@ -1,12 +1,12 @@
 #include "host/mount/process/run_mount.h"
 
 #include <malloc.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <thread>
 
+#include "host/common/process_limits.h"
 #include "host/mount/kernel/fuse_mount.h"
 #include "host/mount/process/background.h"
 #include "host/mount/process/mountpoint.h"
@@ -17,11 +17,7 @@ namespace b2drive::mount {
 namespace {
 
 void RaiseLimits() {
-  rlimit files{};
-  if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
-    files.rlim_cur = files.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &files);
-  }
+  RaiseOpenFileLimit();
 #ifdef __GLIBC__
   // One heap for every few threads: many threads that each allocate a little need much otherwise.
   constexpr int kHeaps = 4;
