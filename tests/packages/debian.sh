@@ -16,7 +16,6 @@ options=()
 while read -r line; do options+=(--aptopt="$line"); done < <(apt-config dump | grep -E '^Acquire::(Check|http)')
 # Everything happens in the folder of mmdebstrap's own, with /proc and /dev of the new system.
 mmdebstrap --quiet --variant=apt --format=null "${options[@]}" \
-  --customize-hook="mkdir \"\$1/packages\"" \
-  --customize-hook="copy-in $packages/*.deb $packages/*.tar.gz $here/inside.sh /packages" \
+  --customize-hook="mkdir \"\$1/packages\" && cp '$packages'/* '$here/inside.sh' \"\$1/packages\"" \
   --customize-hook="chroot \"\$1\" bash /packages/inside.sh" \
   "$suite" - "${mirror:?}"
