@@ -27,6 +27,7 @@ struct Arguments {
 
 void Declare(CLI::App& app, Arguments& arguments) {
   emulator::Options& options = arguments.options;
+  app.set_version_flag("--version", "b2emulator " B2EMULATOR_VERSION);
   app.option_defaults()->always_capture_default();
   app.add_option("--port", options.port, "Port on 127.0.0.1; 0: any free one");
   app.add_option("--account-id", options.account_id, "Account ID, 12 hex digits; empty: made up");

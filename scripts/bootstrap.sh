@@ -11,7 +11,7 @@ debian_packages=(
   libbenchmark-dev libgmock-dev libgtest-dev
   curl fuse3 libfuse3-dev
   backblaze-b2 python3-b2sdk rclone restic
-  fish mandoc zsh
+  doxygen file fish lintian mandoc mmdebstrap zsh
   fio gzip procps rsync sqlite3 stress-ng tar util-linux
 )
 homebrew_packages=(

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# lint.sh [BASE]: fails on code that clang-format would change, on what check_threads.py finds, and on what
-# clang-tidy complains about in sources that changed since BASE (the commit before, unless given; "all"
-# for every source). Needs a configured build in build/release.
+# lint.sh [BASE]: fails on code that clang-format would change, on what check_threads.py and check_links.py
+# find, and on what clang-tidy complains about in sources that changed since BASE (the commit before, unless
+# given; "all" for every source). Needs a configured build in build/release.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 base=${1:-HEAD~1}
@@ -10,6 +10,7 @@ base=${1:-HEAD~1}
 mapfile -t sources < <(git ls-files '*.h' '*.cpp' '*.c')
 clang-format --dry-run -Werror "${sources[@]}"
 scripts/check_threads.py
+scripts/check_links.py
 
 changed() {
   local patterns=('src/*.cpp' 'host/*.cpp' 'emulator/*.cpp')

@@ -45,7 +45,7 @@ void RequireCaBundle(const fs::path& program_folder) {
 
 fs::path ShippedPlugin(const fs::path& program_folder) {
   fs::path prefix = program_folder.parent_path();
-  fs::path installed = prefix / B2_INSTALL_LIBDIR / kPluginName;
+  fs::path installed = (prefix / B2_MODULE_FOLDER / kPluginName).lexically_normal();
   return fs::exists(installed) ? installed : prefix / "lib" / kPluginName;
 }
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "protocol/export.h"
+#include "export.h"
 
 // The one result code shared by the host and every module. Only some codes come from this module;
 // the rest are here because the enumeration is shared and GetAERRORA names them all. The spelling

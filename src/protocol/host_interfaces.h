@@ -3,8 +3,8 @@
 #include <cstdarg>
 #include <cstdint>
 
-#include "protocol/aerror.h"
-#include "protocol/records.h"
+#include "aerror.h"
+#include "records.h"
 
 // What the host implements and the module calls. All objects are the host's: the module frees none
 // and keeps only the pointers that BindLogger, GetProtocol and Connect hand it. Destructors are not

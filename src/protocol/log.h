@@ -1,7 +1,7 @@
 #pragma once
 
-#include "protocol/export.h"
-#include "protocol/host_interfaces.h"
+#include "export.h"
+#include "host_interfaces.h"
 
 // The host's logger; null silences logging. Written by BindLogger and UnbindLogger only.
 extern B2_EXPORT ILog* logger;

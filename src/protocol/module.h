@@ -1,7 +1,7 @@
 #pragma once
 
-#include "protocol/aerror.h"
-#include "protocol/host_interfaces.h"
+#include "aerror.h"
+#include "host_interfaces.h"
 
 // The exported functions, as a host resolves them. None lets an exception escape.
 //
@@ -31,7 +31,11 @@ using GetAuthFields = AERROR (*)(char* buffer, int* size);
 using GetOptFields = AERROR (*)(char* buffer, int* size);
 using OnLoad = void (*)();
 
-// OnLoad alone is exported under its decorated name.
+// A code's name, for a host that does not compile the names in; see GetAERRORA.
+using GetCodeName = const char* (*)(AERROR code);
+
+// These alone are exported under their decorated names.
 inline constexpr char kOnLoadSymbol[] = "_Z6OnLoadv";
+inline constexpr char kGetCodeNameSymbol[] = "_Z10GetAERRORA6AERROR";
 
 }  // namespace module_api

@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "protocol/aerror.h"
-#include "protocol/host_interfaces.h"
-#include "protocol/records.h"
+#include "aerror.h"
+#include "host_interfaces.h"
+#include "records.h"
 
 // The protocol object, one per account. Slot order is binary interface.
 //
