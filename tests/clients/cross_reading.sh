@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What one client wrote the others list and read, byte for byte: rclone, b2drive, the service's command
-# line, its SDK and curl. b2drive asks the service not to verify its uploads.
+# What one client wrote the others list and read, byte for byte, with hash, type and time: rclone,
+# b2drive, the service's command line, its SDK and curl.
 . "$(dirname "$0")/../support/shell.sh"
 start_emulator --recommended-part-size 5000000
 rclone() { command rclone --b2-upload-cutoff 5M --b2-chunk-size 5M "$@"; }
@@ -22,6 +22,19 @@ drive_reads() {  # drive_reads PATH: b2drive shows the tree below PATH, and noth
   b2drive ls "$1" | sed 's,/$,,' | sort | diff <(ls "$scratch/tree" | sort) -
 }
 
+modified=2001-02-03T04:05:06.789Z
+find "$scratch/tree" -type f -exec touch -d "$modified" {} +
+type_of() { if [ "${1##*.}" = txt ]; then echo text/plain; else echo application/octet-stream; fi; }
+
+drive_shows() {  # drive_shows PATH: a file's time, hash and type, and gives them to its copy here
+  b2drive stat --json "$1/plain.txt" >"$scratch/seen"
+  equal "time" "$(date -d "$(field modified <"$scratch/seen")" +%s)" "$(date -d "$modified" +%s)"
+  equal "hash" "$(field sha1 <"$scratch/seen")" "$(sha1sum <"$scratch/tree/plain.txt" | cut -d" " -f1)"
+  equal "type" "$(field content_type <"$scratch/seen" | cut -d";" -f1)" text/plain
+  b2drive get "$1/plain.txt" "$scratch/mine"
+  equal "time of the copy" "$(stat -c %Y "$scratch/mine")" "$(date -d "$modified" +%s)"
+}
+
 step "rclone writes, b2drive reads; what is sent again is what has changed"
 rclone mkdir b2:from-rclone
 rclone sync "$scratch/tree" b2:from-rclone/tree
@@ -33,6 +46,7 @@ equal "uploads and hidings" \
   "$(count b2_upload_file),$(count b2_start_large_file),$(count b2_hide_file)" 1,0,1
 rclone check --download "$scratch/tree" b2:from-rclone/tree
 drive_reads /from-rclone/tree
+drive_shows /from-rclone/tree
 
 step "b2drive writes, rclone reads; the plug-in's folder markers are files to it"
 mkdir "$scratch/tree/no files here"
@@ -46,17 +60,36 @@ echo -n | rclone rcat "b2:from-drive/by rclone/.bzEmpty"
 equal "a marker by rclone" "$(b2drive ls "/from-drive/by rclone"),$(b2drive stat --json \
   "/from-drive/by rclone" | field name)" ",by rclone"
 
-step "unverified hashes"
-equal "hash" "$(rclone sha1sum "b2:from-drive/tree/plain.txt")" \
-  "$(cd "$scratch/tree" && sha1sum plain.txt)"
+step "hashes, types and times that b2drive stores"
+for file in plain.txt deep/large.bin; do
+  hash=$(sha1sum <"$scratch/tree/$file" | cut -d" " -f1)
+  rclone lsjson --hash "b2:from-drive/tree/$file" >"$scratch/seen"
+  equal "time by rclone" "$(field ModTime <"$scratch/seen" | cut -d. -f1)" "${modified%.*}"
+  equal "type by rclone" "$(field MimeType <"$scratch/seen")" "$(type_of "$file")"
+  equal "hash by rclone" "$(field sha1 <"$scratch/seen")" "$hash"
+  /usr/bin/python3 - "tree/$file" "$hash" "$(type_of "$file")" "$(date -d "$modified" +%s%3N)" <<'END'
+import sys
+from b2sdk import v2 as b2
+api = b2.B2Api(b2.SqliteAccountInfo())
+file = api.get_bucket_by_name("from-drive").get_file_info_by_name(sys.argv[1])
+info = file.file_info
+found = [info.get("large_file_sha1", file.content_sha1), file.content_type,
+         info["src_last_modified_millis"]]
+assert found == sys.argv[2:], found
+END
+  cli download-file-by-name from-drive "tree/$file" "$scratch/cli"
+  cmp "$scratch/tree/$file" "$scratch/cli"
+done
 rclone check --checksum "$scratch/tree" b2:from-drive/tree --exclude .bzEmpty
-# The command line takes the word "unverified:" for a part of the hash, and writes nothing.
-refused "checksum mismatch" cli download-file-by-name from-drive tree/plain.txt "$scratch/cli"
-cli download-file-by-name from-drive tree/deep/large.bin "$scratch/cli"
-cmp "$scratch/tree/deep/large.bin" "$scratch/cli"
-curl -fsS "$(backblaze-b2 get-download-url-with-auth from-drive tree/plain.txt)" -D "$scratch/headers" |
+b2drive put --type x/y --info colour=red "$scratch/tree/plain.txt" /from-drive/typed
+id=$(b2drive stat --json /from-drive/typed | field id)
+backblaze-b2 get-file-info "${id#*/}" >"$scratch/seen"
+equal "type and information by the command line" \
+  "$(field contentType <"$scratch/seen"),$(field colour <"$scratch/seen")" x/y,red
+b2drive mv /from-drive/typed "/from-drive/tree/moved 100%"
+curl -fsS "$(backblaze-b2 get-download-url-with-auth from-drive "tree/moved 100%")" -D "$scratch/headers" |
   cmp - "$scratch/tree/plain.txt"
-grep -qi '^x-bz-content-sha1: unverified:' "$scratch/headers"
+grep -qi '^x-bz-info-colour: red' "$scratch/headers"
 
 step "the command line writes, twice, b2drive and rclone read"
 backblaze-b2 create-bucket from-cli allPrivate >/dev/null
@@ -65,6 +98,7 @@ forget_counts
 cli sync "$scratch/tree" b2://from-cli/tree
 equal "uploads" "$(count b2_upload_file),$(count b2_start_large_file)" 0,0
 drive_reads /from-cli/tree
+drive_shows /from-cli/tree
 rclone check --download "$scratch/tree" b2:from-cli/tree
 
 step "b2drive deletes what the others wrote"
