@@ -1,5 +1,8 @@
 #include "host/commands/copying.h"
 
+#include <map>
+#include <optional>
+
 #include "host/common/name_rules.h"
 #include "host/transfer/server_copy.h"
 
@@ -18,10 +21,9 @@ constexpr char kDetails[] =
     "comes through this machine. Time, type and information go with a file. Where a file has the\n"
     "name already, the new one becomes its latest version.";
 constexpr char kMoveDetails[] =
-    "\nThen the old name is deleted in all versions, unless it got a newer one meanwhile. A "
-    "folder\n"
-    "moves file by file, several at once: when that is interrupted, the same again with -T goes\n"
-    "on with the rest. Hidden files and older versions do not move.";
+    "\nThen the old name is deleted with its older versions, unless it got a newer one meanwhile.\n"
+    "A folder moves file by file, several at once: when that is interrupted, the same again with\n"
+    "-T goes on with the rest. Hidden files stay.";
 
 struct Target {
   std::string path;
@@ -40,14 +42,38 @@ Target FindTarget(PathIndex& index, const CopyOptions& options) {
     index.FindFolder(argument.path);
     return {argument.path, true};
   }
+  if (IsBucket(argument.path) && !found) {
+    throw HostError(ExitCode::kNotFound, argument.path, "no such bucket; see mkdir");
+  }
   index.FindFolder(ParentOf(argument.path));
   return {argument.path, false};
 }
 
+// One would be under the other, as an older version of it.
+void RefuseSameNames(const CopyOptions& options, const Target& to) {
+  std::map<std::string, std::string> sources;
+  for (std::size_t at = 0; to.into && at + 1 < options.paths.size(); ++at) {
+    const std::string path = PathArgument(options.paths[at]).path;
+    const auto [first, added] = sources.emplace(NameOf(path), path);
+    if (!added) {
+      throw HostError(ExitCode::kUsage, path, "has the same last name as " + first->second);
+    }
+  }
+}
+
+// `there` is what has the name `target`, if anything.
 void RequirePossible(const Entry& source, const std::string& path, const std::string& target,
-                     const CopyOptions& options) {
+                     const std::optional<Entry>& there, const CopyOptions& options) {
   CheckName(target);
   if (target == path) throw HostError(ExitCode::kUsage, path, "that is the same name");
+  if ((path + "/").starts_with(target + "/")) {
+    throw HostError(ExitCode::kUsage, path, "would go over a folder that it is in");
+  }
+  if (there && there->folder != source.folder) {
+    throw HostError(ExitCode::kWrongKind, target,
+                    there->folder ? "is a folder, and what comes is a file"
+                                  : "is a file, and what comes is a folder");
+  }
   if (!source.folder) return;
   if (!options.recursive && !options.move) {
     throw HostError(ExitCode::kWrongKind, path, "is a folder; use cp -r");
@@ -66,13 +92,14 @@ ExitCode Run(Context& context, const CopyOptions& options) {
   context.changes().Expect();
   PathIndex& index = context.index();
   const Target to = FindTarget(index, options);
+  RefuseSameNames(options, to);
   ServerCopy copy(context.drive(), index, context.changes(), options.move);
   ExitCode partly = ExitCode::kSuccess;
   const ExitCode code = ForEach(copy.name(), options.paths.size() - 1, [&](std::size_t at) {
     const PathArgument argument(options.paths[at]);
     const Entry source = index.Find(argument);
     const std::string target = to.into ? Join(to.path, NameOf(argument.path)) : to.path;
-    RequirePossible(source, argument.path, target, options);
+    RequirePossible(source, argument.path, target, index.Lookup(target), options);
     if (!source.folder) {
       copy.File(source, argument.path, target);
     } else if (copy.Folder(context.transfers(), source, argument.path, target) !=

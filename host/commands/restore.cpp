@@ -36,12 +36,10 @@ ExitCode RunRestore(Context& context, const RestoreOptions& options) {
     Note("restore", path + ": that is its latest version already");
     return ExitCode::kSuccess;
   }
-  // An answer that was lost: the copy is newer than all that there was.
   const auto find_copied = [&]() -> std::optional<Entry> {
     const Listing now = VersionsOf(*view.drive, index, path);
-    const bool copied = !now.empty() && now.front().id != versions.front().id &&
-                        !IsHideMarker(now.front()) && now.front().size == version.size;
-    return copied ? std::optional(now.front()) : std::nullopt;
+    const bool shown = !now.empty() && !IsHideMarker(now.front());
+    return shown ? std::optional(now.front()) : std::nullopt;
   };
   const Entry copy = view.drive->Copy(version, index.FolderId(ParentOf(path)), path, find_copied);
   context.changes().Tell({"restore", path, "", version.size, copy.id});

@@ -88,7 +88,8 @@ class PatientDrive {
   void DeleteFile(const Entry& file, const std::string& path, const Finder& still_there);
 
   // Copies a file on the service to `path` in the folder `folder_id`. Before it is repeated,
-  // `find_copied` gives the entry that is the copy after all, if there is one.
+  // `find_copied` gives what stands there, which may be the copy after all. kDamaged when the
+  // service's answer tells of other bytes.
   Entry Copy(const Entry& file, const std::string& folder_id, const std::string& path,
              const Finder& find_copied);
 

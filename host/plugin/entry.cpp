@@ -60,6 +60,20 @@ _FS_FILE_V2 ToRecord(const Entry& entry) {
   return record;
 }
 
+bool MayBeAlike(const Entry& one, const Entry& other) {
+  if (one.folder || other.folder || one.size != other.size) return false;
+  if (!one.details || !other.details) return true;
+  const std::string& first = one.details->sha1;
+  const std::string& second = other.details->sha1;
+  return first.empty() || second.empty() || first == second;
+}
+
+bool AreAlike(const Entry& one, const Entry& other) {
+  return MayBeAlike(one, other) && one.details && other.details && !one.details->sha1.empty() &&
+         one.details->sha1 == other.details->sha1 && one.details->type == other.details->type &&
+         one.details->info == other.details->info;
+}
+
 timespec Now() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);

@@ -45,6 +45,11 @@ struct FileAttributes {
 
 using Listing = std::vector<Entry>;
 
+// Whether two files may have the same bytes, by what is known of them.
+bool MayBeAlike(const Entry& one, const Entry& other);
+// Whether they have the same bytes, type and information for certain.
+bool AreAlike(const Entry& one, const Entry& other);
+
 Entry ToEntry(const _FS_FILE_V2& record);
 // What the plug-in needs to know of an entry that it is to store or delete.
 _FS_FILE_V2 ToRecord(const Entry& entry);

@@ -4,25 +4,25 @@
 #include <vector>
 
 #include "host/common/path.h"
+#include "host/terminal/interrupt.h"
+#include "host/terminal/report.h"
 #include "host/transfer/tree_deletion.h"
 
 namespace b2drive {
 namespace {
 
-constexpr std::size_t kCopies = 8;  // at once
-
-bool HasBytesOf(const Entry& copy, const Entry& file) {
-  return !copy.folder && copy.size == file.size && copy.details && file.details &&
-         !file.details->sha1.empty() && copy.details->sha1 == file.details->sha1;
-}
+constexpr std::size_t kCopies = 8;                       // at once
+constexpr std::uint64_t kMostInOneCall = 5'000'000'000;  // bytes
 
 }  // namespace
 
 Entry ServerCopy::Copy(const Entry& file, const std::string& target) {
+  const InterruptCleanup at_exit([&] {
+    if (file.size > kMostInOneCall) Note(name(), target + ": " + kLeftover);
+  });
   const auto find_copied = [&] {
     index_.Forget(ParentOf(target));
-    const auto found = index_.Lookup(target);
-    return found && HasBytesOf(*found, file) ? found : std::nullopt;
+    return index_.Lookup(target);
   };
   Entry copy = drive_.Copy(file, index_.FolderId(ParentOf(target)), target, find_copied);
   index_.Forget(ParentOf(target));
@@ -48,6 +48,7 @@ ExitCode ServerCopy::Folder(const Transfers& transfers, const Entry& folder,
   Crew crew(transfers, name(), move_ ? "files were moved" : "files were copied", 0, kCopies);
   try {
     WalkRemoteTree(drive_, folder, path, {}, [&](RemoteItem item) {
+      if (transfers.canceled()) throw Interrupted(path);
       if (item.entry.folder) {
         if (!item.entry.name.empty()) folders.push_back(std::move(item));
         return;

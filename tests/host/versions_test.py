@@ -1,5 +1,6 @@
 """Copies, moves and versions: what the service does without the contents coming here."""
 
+import hashlib
 import json
 import time
 
@@ -64,6 +65,11 @@ class VersionsTest(B2DriveCase):
                 (2, "into itself", "mv", "/photos/into", "/photos/into/new"),
                 (11, "use cp -r", "cp", "/photos/into", "/photos/z"),
                 (11, "keeps its name", "mv", "/photos", "/photos/z"),
+                (2, "same last name", "mv", "/photos/b2/b", "/photos/b", "/photos/into"),
+                (2, "a folder that it is in", "mv", "-T", "/photos/b2/new", "/photos/b2"),
+                (11, "is a file", "mv", "/photos/b2", "/photos/b"),
+                (11, "is a folder", "cp", "-T", "/photos/b", "/photos/b2/new"),
+                (7, "no such bucket", "cp", "-r", "/photos/b2", "/none"),
                 (2, "give KEY=VALUE", "put", "--info", "x", "typed", "/photos/z"),
                 (2, "takes no such", "put", "--info", "b2-x=y", "typed", "/photos/z")]:
             self.assert_fails(code, line, *arguments)
@@ -78,6 +84,26 @@ class VersionsTest(B2DriveCase):
                 self.output("mv", "/photos/a", "/photos/b")
                 self.assert_stored("b")
                 self.output("rm", "/photos/b")
+
+    def test_only_a_copy_is_taken_for_one(self):
+        self.retries = 1
+        self.put("a", "text")
+        # An answer about something else: nothing is deleted.
+        for wrong in ["Length\": 4", "Length\": 0"], [hashlib.sha1(b"text").hexdigest(), "0" * 40]:
+            self.service.fault(call=COPY, replace=[wrong])
+            self.assert_fails(17, "another file", "mv", "/photos/a", "/photos/b")
+        self.assertEqual(self.show("a"), "text")
+        # What stands there with the same bytes has another type, and another client's has others.
+        self.write("local", "text")
+        self.output("put", "--type", "x/y", "local", "/photos/b")
+        self.service.fault(call=COPY, status=503)
+        self.output("mv", "/photos/a", "/photos/b")
+        self.assertNotIn("x/y", self.output("stat", "/photos/b"))
+        oldest = self.versions("/photos/b")[-1][1]
+        self.put("b", "theirs!")
+        self.service.fault(call=COPY, status=503)
+        self.output("restore", "/photos/b", "--version", oldest)
+        self.assertEqual(self.show("b"), "text")
 
     def test_versions_are_shown_fetched_restored_and_hidden(self):
         self.put("f", "1", "22")
