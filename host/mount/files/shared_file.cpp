@@ -13,6 +13,13 @@ FsError ChangedMeanwhile(const std::string& path) {
   return {ESTALE, path + ": changed meanwhile by someone else"};
 }
 
+// The service keeps milliseconds.
+bool IsStoredTime(const timespec& time, const Entry& stored) {
+  constexpr long kMillisecond = 1'000'000;
+  return time.tv_sec == stored.modified.tv_sec &&
+         time.tv_nsec / kMillisecond == stored.modified.tv_nsec / kMillisecond;
+}
+
 }  // namespace
 
 SharedFile::SharedFile(FileServices& services, const std::string& path, std::optional<Entry> stored)
@@ -213,13 +220,16 @@ void SharedFile::Abandon() {
   pending_.Abandon();
 }
 
-// The stored version itself, also where something newer waits on top of it.
+// The stored version itself, also where something newer waits on top of it. A copy on the service
+// keeps the stored time: a file whose time was set since is uploaded.
 void SharedFile::CopyStored(const Entry& stored, const std::string& target) {
-  SpoolPtr contents = pending_.Freeze();
-  if (!contents) contents = stored_.Bring(stored, path(), UINT64_MAX);
-  UploadControl control;
   const timespec time = pending_.IsClean() ? modified() : stored.modified;
-  stored_.Upload(target, *contents, time, control, kAllRetries);
+  if (!IsStoredTime(time, stored) || !stored_.Copy(stored, target)) {
+    SpoolPtr contents = pending_.Freeze();
+    if (!contents) contents = stored_.Bring(stored, path(), UINT64_MAX);
+    UploadControl control;
+    stored_.Upload(target, *contents, time, control, kAllRetries);
+  }
 }
 
 // The old name goes only when the service holds the new one and the journal says it, so nothing is

@@ -33,6 +33,9 @@ class StoredFile {
   // Stores contents under `path` with this modification time, and is that version then.
   Entry Upload(const std::string& path, const SpoolFile& contents, const timespec& modified,
                UploadControl& control, int retries);
+  // Makes the version `entry` the newest one under the path `target`, too, by a copy on the
+  // service, and is that version then. False when the plug-in offers no such copies.
+  bool Copy(const Entry& entry, const std::string& target);
   // Deletes all versions of the name; ESTALE when another one than `entry` is the latest.
   void Delete(const Entry& entry, const std::string& path);
 
