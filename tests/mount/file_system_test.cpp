@@ -39,6 +39,27 @@ TEST_F(FileSystemTest, ATimeThatIsSetGoesWithTheFile) {
   }
 }
 
+TEST_F(FileSystemTest, ARenameMovesNoBytesAndDeletesNothingUncopied) {
+  const std::string text(3 * kPart, 't');
+  Put("a", text);
+  Remount();
+  const auto sent = [this] {
+    return service->Count("b2_upload_file") + service->Count("b2_upload_part") +
+           service->Count("b2_download_file_by_id");
+  };
+  const std::size_t before = sent();
+  Fail("b2_copy_file", 403, kAlways);
+  EXPECT_EQ(Rename("a", "b"), EACCES);
+  Heal();
+  service->AddFault({.call = "b2_copy_file", .replace = {{std::to_string(text.size()), "7"}}});
+  EXPECT_EQ(Rename("a", "b"), EIO);
+  EXPECT_EQ(Versions("a"), Texts{text});
+  EXPECT_EQ(Rename("a", "b"), 0);
+  EXPECT_EQ(sent(), before);
+  EXPECT_EQ(Read("b"), text);
+  ExpectAgreement();
+}
+
 // What the mount knows of a name is up to dir_ttl old.
 TEST_F(FileSystemTest, NothingIsDeletedThatAnotherClientStoredSince) {
   const std::pair<std::string, std::function<int()>> rows[] = {
