@@ -34,4 +34,9 @@ void ParseArguments(CLI::App& app, int argc, char** argv) {
   app.parse(std::move(arguments));
 }
 
+CLI::Option* NotEmpty(CLI::Option* option) {
+  const auto refuse = [](const std::string& text) { return text.empty() ? "is empty" : ""; };
+  return option->check(refuse, "", "");
+}
+
 }  // namespace b2drive::cli

@@ -8,4 +8,8 @@ namespace b2drive::cli {
 // called once. Throws CLI::Error.
 void ParseArguments(CLI::App& app, int argc, char** argv);
 
+// Refuses an empty text for `option`, which it gives back: a variable that is not set must not mean
+// that nothing was asked for.
+CLI::Option* NotEmpty(CLI::Option* option);
+
 }  // namespace b2drive::cli

@@ -1,11 +1,10 @@
 #include "host/cli/context.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 
 #include "host/common/errors.h"
+#include "host/local/certificates.h"
 #include "host/local/installation.h"
 #include "host/plugin/proxy.h"
 #include "host/terminal/output_style.h"
@@ -28,10 +27,18 @@ std::optional<_PROXYINFO> ChosenProxy(const std::optional<std::string>& option) 
   return proxy;
 }
 
+std::string ChosenCaFile(const std::string& option) {
+  const char* const inherited = std::getenv("SSL_CERT_FILE");
+  const std::string file = option.empty() && inherited != nullptr ? inherited : option;
+  return file.empty() ? "" : std::filesystem::absolute(file).string();
+}
+
 }  // namespace
 
 Context::Context(GlobalOptions options, Transfers& transfers)
-    : options_(std::move(options)), transfers_(transfers) {}
+    : options_(std::move(options)),
+      ca_file_(ChosenCaFile(options_.ca_file)),
+      transfers_(transfers) {}
 
 PluginLibrary& Context::library() {
   if (library_) return *library_;
@@ -62,15 +69,12 @@ void Context::SetAccount(FoundAccount found) { account_ = std::move(found); }
 
 std::optional<_PROXYINFO> Context::proxy() const { return ChosenProxy(options_.proxy); }
 
-std::string Context::ca_file() const {
-  const char* const inherited = std::getenv("SSL_CERT_FILE");
-  return options_.ca_file.empty() && inherited != nullptr ? inherited : options_.ca_file;
+void Context::RequireCaFile() const {
+  if (!ca_file_.empty()) RequireCertificates(ca_file_, "--ca-file or SSL_CERT_FILE");
 }
 
 std::unique_ptr<Session> Context::Connect(View view) {
-  if (const std::string file = ca_file(); !file.empty() && access(file.c_str(), R_OK) != 0) {
-    throw LocalFailure(file + ", the certificates of --ca-file or SSL_CERT_FILE", errno);
-  }
+  std::call_once(ca_file_read_, [this] { RequireCaFile(); });
   SessionOptions settings;
   settings.proxy = proxy();
   settings.limit = options_.limit;
@@ -78,7 +82,7 @@ std::unique_ptr<Session> Context::Connect(View view) {
   settings.details = details_ || view != View::kFiles;
   settings.hide = hide_;
   settings.view = view;
-  settings.ca_file = ca_file();
+  settings.ca_file = ca_file_;
   settings.upload_connections = upload_connections_;
   PluginLibrary& plugin = library();
   return std::make_unique<Session>(plugin, account(), settings);

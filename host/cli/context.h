@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -64,8 +65,11 @@ class Context {
   ViewedDrive Open(View view);
   // Deleting hides names; before anything connects. Throws as Open does.
   void HideOnDelete();
-  // Certificates that are trusted besides the bundle's; empty: none.
-  std::string ca_file() const;
+  // Certificates that are trusted besides the bundle's, a whole path: a mount leaves the folder
+  // that it was started in. Empty: none.
+  const std::string& ca_file() const { return ca_file_; }
+  // Throws unless they can be read, if there are any.
+  void RequireCaFile() const;
   // At the same time for one large file; before anything connects.
   void SetUploadConnections(int connections) { upload_connections_ = connections; }
   // Entries tell what is stored with files; before anything connects.
@@ -89,6 +93,8 @@ class Context {
   Patience ThePatience() const;
 
   const GlobalOptions options_;
+  const std::string ca_file_;
+  std::once_flag ca_file_read_;
   Transfers& transfers_;
   bool details_ = false;
   bool hide_ = false;

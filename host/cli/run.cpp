@@ -75,9 +75,9 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& options) {
          "Most bytes a second to move, by all transfers together: 512K, 10M, 1G; a bare number is "
          "in K; 0 for no limit")
       ->type_name("RATE");
-  app.add_option("--ca-file", options.ca_file,
-                 "A PEM file with certificates to trust besides those that come with b2drive; else "
-                 "SSL_CERT_FILE's")
+  NotEmpty(app.add_option("--ca-file", options.ca_file,
+                          "A PEM file with certificates to trust besides those that come with "
+                          "b2drive; else SSL_CERT_FILE's"))
       ->type_name("FILE");
   app.add_option("--retries", options.retries,
                  "How often a call that failed for a passing reason is made again; the waits "

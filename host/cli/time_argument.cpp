@@ -17,16 +17,21 @@ namespace {
 constexpr char kTimeForms[] = "a time as 2026-01-31 or 2026-01-31T12:00:00Z";
 
 std::optional<timespec> ReadTime(const std::string& text) {
+  constexpr std::size_t kYearDigits = 4;
+  if (text.find_first_not_of("0123456789") != kYearDigits) return std::nullopt;
   for (const char* format :
-       {"%Y-%m-%dT%H:%M:%S", "%Y-%m-%d %H:%M:%S", "%Y-%m-%d %H:%M", "%Y-%m-%d"}) {
+       {"%Y-%m-%dT%H:%M:%S", "%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M", "%Y-%m-%d %H:%M", "%Y-%m-%d"}) {
     std::tm parts{};
     const char* end = strptime(text.c_str(), format, &parts);
     if (end == nullptr) continue;
     char* rest = const_cast<char*>(end);
     const double fraction = *end == '.' ? std::strtod(end, &rest) : 0;
     if (*rest == 'Z') ++rest;
-    if (*rest == '\0' && fraction < 1)
-      return timespec{timegm(&parts), static_cast<long>(fraction * 1e9)};
+    if (*rest != '\0' || fraction >= 1) continue;
+    const int day = parts.tm_mday;
+    const std::time_t seconds = timegm(&parts);  // of February 31 it makes March 3
+    if (parts.tm_mday != day) return std::nullopt;
+    return timespec{seconds, static_cast<long>(fraction * 1e9)};
   }
   return std::nullopt;
 }

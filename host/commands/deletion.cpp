@@ -25,6 +25,36 @@ std::string Summary(const std::vector<Victim>& victims) {
   return text;
 }
 
+const char* Done(Deed deed) {
+  if (deed == Deed::kCancel) return "canceled";
+  return deed == Deed::kHide ? "hidden" : "deleted";
+}
+
+// Whether a single folder is to go whole, in which listings show nothing.
+bool LooksEmpty(const std::vector<Victim>& victims, const Amount& amount, const Filter& filter) {
+  return amount.items == 1 && filter.empty() && victims.front().entry.folder &&
+         !IsBucket(victims.front().path);
+}
+
+// "at least 4 files and folders".
+std::string Text(const Amount& amount, Deed deed) {
+  const std::string count = (amount.at_least ? "at least " : "") + std::to_string(amount.items);
+  if (deed == Deed::kCancel) {
+    return count +
+           (amount.items == 1 ? " upload that may still run" : " uploads that may still run");
+  }
+  if (amount.unseen) return "a folder with hidden or unfinished files";
+  return count + " files and folders";
+}
+
+std::string Question(const std::string& summary, const Amount& amount, Deed deed) {
+  const std::string about = summary + ": " + Text(amount, deed);
+  if (deed == Deed::kCancel) return "Cancel " + about + "?";
+  if (deed == Deed::kHide) return "Hide " + about + "?";
+  return "Delete " + about + ", in all " +
+         (amount.versions > 0 ? std::to_string(amount.versions) + " versions?" : "versions?");
+}
+
 }  // namespace
 
 void CheckDeletable(const PathArgument& argument) {
@@ -46,49 +76,50 @@ void Count(PatientDrive& drive, const Victim& victim, const Filter& filter, Amou
   });
 }
 
+// Folders first: a look at one name narrows what the view shows.
 void CountVersions(Context& context, const std::vector<Victim>& victims, const Filter& filter,
                    Amount& amount) {
   const ViewedDrive view = context.Open(View::kVersions);
   for (const auto& [path, entry] : victims) {
-    if (!entry.folder) {
-      amount.versions += VersionsOf(*view.drive, context.index(), path).size();
-      continue;
-    }
-    view.drive->ListNamed(entry.id, "", path);
+    if (!entry.folder) continue;
     WalkRemoteTree(*view.drive, entry, path, filter, [&](const RemoteItem& item) {
       if (!item.entry.folder && item.entry.name != kMarkerName) ++amount.versions;
     });
   }
+  if (LooksEmpty(victims, amount, filter)) {
+    const auto& [path, entry] = victims.front();
+    amount.unseen = amount.versions > 0 ||
+                    !context.Open(View::kUnfinished).drive->ListNamed(entry.id, "", path).empty();
+  }
+  for (const auto& [path, entry] : victims) {
+    if (!entry.folder) amount.versions += VersionsOf(*view.drive, context.index(), path).size();
+  }
 }
 
-void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& count, bool yes,
-                     PathIndex& index, bool hide) {
-  if (!yes && count.items == 1 && count.versions > 1) {
-    Note("", victims.front().path + ": all its " + std::to_string(count.versions) +
+void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& amount, bool yes,
+                     PathIndex& index, Deed deed) {
+  const bool asked = amount.items > 1 || amount.unseen;
+  if (!yes && !asked && amount.versions > 1) {
+    Note("", victims.front().path + ": all its " + std::to_string(amount.versions) +
                  " versions are deleted");
   }
-  if (yes || count.items <= 1) return;
-  std::string summary = Summary(victims);
-  std::string amount =
-      (count.at_least ? "at least " : "") + std::to_string(count.items) + " files and folders";
+  if (yes || !asked) return;
+  const std::string summary = Summary(victims);
   if (!StdinIsTerminal()) {
-    throw HostError(ExitCode::kNotConfirmed, summary + ": nothing was deleted: this is about " +
-                                                 amount + " and nobody can be asked; use --yes");
+    throw HostError(ExitCode::kNotConfirmed, summary + ": nothing was " + Done(deed) +
+                                                 ": this is about " + Text(amount, deed) +
+                                                 " and nobody can be asked; use --yes");
   }
-  const std::string versions = count.versions > 0
-                                   ? "in all " + std::to_string(count.versions) + " versions"
-                                   : "in all versions";
-  const std::string question = hide ? "Hide " + summary + ": " + amount + "?"
-                                    : "Delete " + summary + ": " + amount + ", " + versions + "?";
-  if (!Confirm(EscapeControls(question))) {
-    throw HostError(ExitCode::kNotConfirmed, summary + ": not confirmed, nothing was deleted");
+  if (!Confirm(EscapeControls(Question(summary, amount, deed)))) {
+    throw HostError(ExitCode::kNotConfirmed,
+                    summary + ": not confirmed, nothing was " + Done(deed));
   }
   index.ForgetAll();
 }
 
 void DeleteFolder(PatientDrive& drive, const Victim& victim) {
   CallForBucket(victim.path,
-                "a bucket can hold hidden files or unfinished large files that no listing shows",
+                "a bucket can hold hidden or unfinished files, which versions and unfinished show",
                 [&] {
                   if (IsBucket(victim.path)) return drive.DeleteBucket(victim.entry, victim.path);
                   drive.DeleteFolder(victim.entry, victim.path);

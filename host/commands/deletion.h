@@ -15,11 +15,15 @@ struct Victim {
   Entry entry;
 };
 
+// What a question is about.
+enum class Deed { kDelete, kHide, kCancel };
+
 // How much goes with a deletion.
 struct Amount {
   std::size_t items = 0;
   std::size_t versions = 0;  // of all files in it; 0 when they are not counted
   bool at_least = false;     // more, in folders whose name is empty, which cannot be listed
+  bool unseen = false;       // more than the user has named or can see: asked even for one item
 };
 
 // Throws kUsage unless `argument` names one thing that can be deleted.
@@ -29,14 +33,15 @@ void CheckDeletable(const PathArgument& argument);
 // takes there, the files.
 void Count(PatientDrive& drive, const Victim& victim, const Filter& filter, Amount& amount);
 
-// Adds the versions that go with the victims.
+// Adds the versions that go with the victims, and whether one is a folder that only looks empty.
+// The markers of folders do not count.
 void CountVersions(Context& context, const std::vector<Victim>& victims, const Filter& filter,
                    Amount& amount);
 
-// Throws kNotConfirmed unless the user agrees, to hiding with `hide`. Not asked for a single item,
-// nor when `yes`. After an answer everything is looked up afresh.
+// Throws kNotConfirmed unless the user agrees. Not asked for a single item, nor when `yes`. After
+// an answer everything is looked up afresh.
 void ConfirmDeletion(const std::vector<Victim>& victims, const Amount& amount, bool yes,
-                     PathIndex& index, bool hide = false);
+                     PathIndex& index, Deed deed = Deed::kDelete);
 
 // Deletes an empty bucket, or a folder with everything in it.
 void DeleteFolder(PatientDrive& drive, const Victim& victim);

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <iostream>
 
+#include "host/cli/arguments.h"
 #include "host/cli/entry_json.h"
 #include "host/cli/filter_options.h"
 #include "host/cli/time_argument.h"
@@ -91,23 +92,19 @@ ExitCode RunFind(Context& context, const FindOptions& options) {
   });
 }
 
-CLI::Option* AddTest(CLI::App* find, const char* name, std::string& value, const char* what) {
-  const auto refuse = [](const std::string& text) { return text.empty() ? "is empty" : ""; };
-  return find->add_option(name, value, what)->check(refuse, "", "");
-}
-
 }  // namespace
 
 void AddFindCommand(CLI::App& app, Selected& selected) {
   auto options = std::make_shared<FindOptions>();
   CLI::App* find = app.add_subcommand("find", "Print the paths of files and folders in a tree");
   find->footer("Of several tests all must hold. The folder PATH itself is not printed.");
-  AddTest(find, "--name", options->name, "Whose name, the last of the path, matches")
+  NotEmpty(find->add_option("--name", options->name, "Whose name, the last of the path, matches"))
       ->type_name("GLOB");
-  AddTest(find, "--size", options->size, "Files of more (+) or less (-) or just so many bytes")
+  NotEmpty(find->add_option("--size", options->size,
+                            "Files of more (+) or less (-) or just so many bytes"))
       ->type_name("[+-]N[K|M|G]");
-  AddTest(find, "--newer", options->newer,
-          "Files stored after this local file changed, or after a time (UTC)")
+  NotEmpty(find->add_option("--newer", options->newer,
+                            "Files stored after this local file changed, or after a time (UTC)"))
       ->type_name("FILE|TIME");
   find->add_option("--type", options->type, "Files (f) or folders (d) only")
       ->check(CLI::IsMember({"f", "d"}))

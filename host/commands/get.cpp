@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "host/cli/arguments.h"
 #include "host/cli/filter_options.h"
 #include "host/cli/progress.h"
 #include "host/commands/commands.h"
@@ -91,7 +92,8 @@ ExitCode RunGet(Context& context, const GetOptions& options) {
 }
 
 void AddTreeOptions(CLI::App* get, GetOptions& options) {
-  get->add_option("--version", options.version, "That version of a file; versions shows the IDs")
+  NotEmpty(get->add_option("--version", options.version,
+                           "That version of a file; versions shows the IDs"))
       ->type_name("ID");
   get->add_flag("-r,--recursive", options.recursive,
                 "Copy a folder or bucket with everything in it, by the rules of cp")

@@ -2,10 +2,12 @@
 #include <iostream>
 #include <map>
 
+#include "host/cli/arguments.h"
 #include "host/cli/entry_json.h"
 #include "host/cli/filter_options.h"
 #include "host/cli/time_argument.h"
 #include "host/commands/commands.h"
+#include "host/plugin/service_failure.h"
 #include "host/terminal/text_format.h"
 #include "host/transfer/remote_tree.h"
 #include "host/transfer/versions.h"
@@ -138,7 +140,10 @@ class Source {
       const auto version = VersionAt(VersionsOf(*view_.drive, index_, argument.path), time_);
       if (version) return *version;
     }
-    return {NameOf(argument.path), index_.FolderId(argument.path), true, 0, {}};
+    if (IsBucket(argument.path)) return index_.Find(argument);
+    const Entry folder{NameOf(argument.path), index_.FolderId(argument.path), true, 0, {}};
+    if (StoodAt(*view_.drive, folder.id, argument.path, time_)) return folder;
+    throw NotFound(argument.path);
   }
 
   Rows Folder(const std::string& path) {
@@ -210,7 +215,8 @@ void AddLsCommand(CLI::App& app, Selected& selected) {
   ls->add_flag("-t", options->by_time, "The newest first");
   ls->add_flag("-S", options->by_size, "The largest first");
   ls->add_flag("-r", options->reverse, "The other way round");
-  ls->add_option("--at", options->at, "How folders stood at this time (UTC), as versions tell")
+  NotEmpty(
+      ls->add_option("--at", options->at, "How folders stood at this time (UTC), as versions tell"))
       ->type_name("TIME")
       ->excludes("-R");
   AddFilterOptions(ls, options->filter);

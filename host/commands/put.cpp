@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <span>
 
+#include "host/cli/arguments.h"
 #include "host/cli/filter_options.h"
 #include "host/cli/progress.h"
 #include "host/commands/commands.h"
@@ -23,17 +24,42 @@ struct PutOptions {
   std::vector<std::string> paths;  // the sources, then the target
 };
 
+constexpr std::size_t kMostInfo = 7;
+
+// What the service would refuse of KEY=VALUE; empty for nothing. Capital letters become small ones.
+std::string FaultOf(const std::string& pair) {
+  constexpr std::size_t kLongestKey = 50;
+  constexpr std::string_view kMeant[] = {
+      "b2-content-disposition", "b2-content-language", "b2-expires",
+      "b2-cache-control",       "b2-content-encoding", "b2-content-type"};
+  const std::size_t equals = pair.find('=');
+  if (equals == 0 || equals == std::string::npos) return "give KEY=VALUE";
+  std::string key = pair.substr(0, equals);
+  std::ranges::transform(key, key.begin(),
+                         [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; });
+  if (key.size() > kLongestKey) return "the key has more than 50 characters";
+  const std::size_t odd =
+      key.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-_.`~!#$%^&*'|+");
+  if (odd != std::string::npos) {
+    return "a key has letters of ASCII, digits and -_.`~!#$%^&*'|+ only";
+  }
+  if (!key.starts_with("b2-") || std::ranges::count(kMeant, key) > 0) return "";
+  return "keys that begin with b2- mean something to the service, which does not know " + key;
+}
+
 // As the plug-in takes what is stored with a file.
 std::vector<std::string> TextsOf(const PutOptions& options) {
   std::vector<std::string> texts;
   if (!options.type.empty()) texts.push_back("type=" + options.type);
   for (const std::string& pair : options.info) {
-    const std::size_t equals = pair.find('=');
-    if (equals == 0 || equals == std::string::npos)
-      throw HostError(ExitCode::kUsage, "--info " + pair + ": give KEY=VALUE");
+    const std::string fault = FaultOf(pair);
+    if (!fault.empty()) throw HostError(ExitCode::kUsage, "--info " + pair + ": " + fault);
     texts.push_back("info." + pair);
   }
-  return texts;
+  if (options.info.size() <= kMostInfo) return texts;
+  throw HostError(ExitCode::kUsage, "--info: at most " + std::to_string(kMostInfo) +
+                                        " entries; the service stores ten, of which b2drive needs "
+                                        "three for time, size and SHA-1");
 }
 
 void Store(Context& context, Upload& upload, const std::vector<std::string>& texts) {
@@ -113,7 +139,8 @@ void AddPutCommand(CLI::App& app, Selected& selected) {
       ->capture_default_str()
       ->check(CLI::Range(1, 32))
       ->type_name("N");
-  put->add_option("--type", options->type, "Content type to store; else by the name's extension")
+  NotEmpty(put->add_option("--type", options->type,
+                           "Content type to store; else by the name's extension"))
       ->type_name("TYPE");
   put->add_option("--info", options->info, "Information to store with each file; repeatable")
       ->allow_extra_args(false)

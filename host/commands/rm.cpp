@@ -21,7 +21,8 @@ struct RmOptions {
 };
 
 constexpr char kDetails[] =
-    "All versions of a file go, and with a folder also its hidden files. When one of the\n"
+    "All versions of a file go, and with a folder also its hidden and unfinished files: rm asks\n"
+    "before, also where the folder looks empty. When one of the\n"
     "paths is wrong nothing is deleted. A file that got a newer version while rm asked stays.\n"
     "With --include or --exclude the files go that these take, and no folder; the names that\n"
     "they are compared with begin in PATH. A folder that nothing but its files keeps is gone\n"
@@ -100,7 +101,7 @@ ExitCode DeleteTree(Context& context, const Victim& victim, const RmOptions& opt
   ExitCode code = ExitCode::kSuccess;
   if (DeletesExactly(context, options)) {
     TreeDeletion deletion(context.drive(), context.index(), context.transfers(), options.filter,
-                          context.changes());
+                          context.changes(), options.hide);
     code = deletion.Run(victim.entry, victim.path);
   } else if (bucket) {
     EmptyBucket(context, victim.path, children);
@@ -110,7 +111,8 @@ ExitCode DeleteTree(Context& context, const Victim& victim, const RmOptions& opt
       RequireEmptied(context.drive(), victim.entry, victim.path);
     }
     DeleteFolder(context.drive(), victim);
-    context.changes().Tell({"rm", victim.path, "", std::nullopt, victim.entry.id});
+    const char* const action = options.hide ? "hide" : "rm";
+    context.changes().Tell({action, victim.path, "", std::nullopt, victim.entry.id});
   }
   return code;
 }
@@ -142,11 +144,13 @@ ExitCode RunRm(Context& context, const RmOptions& options) {
   Amount amount;
   if (!options.yes) {
     for (const Victim& victim : victims) Count(context.drive(), victim, options.filter, amount);
-    if (!options.hide && StdinIsTerminal() && context.uses_shipped_plugin()) {
+    const bool may_look_empty = amount.items == 1 && victims.front().entry.folder;
+    if (!options.hide && context.uses_shipped_plugin() && (StdinIsTerminal() || may_look_empty)) {
       CountVersions(context, victims, options.filter, amount);
     }
   }
-  ConfirmDeletion(victims, amount, options.yes, context.index(), options.hide);
+  ConfirmDeletion(victims, amount, options.yes, context.index(),
+                  options.hide ? Deed::kHide : Deed::kDelete);
   ExitCode partly = ExitCode::kSuccess;
   const ExitCode code = ForEach("rm", victims.size(), [&](std::size_t at) {
     const Victim& victim = victims[at];

@@ -34,8 +34,8 @@ void RemoveOne(Context& context, const std::string& path) {
   context.index().Forget(ParentOf(path));
   context.index().FindFolder(path);
   throw HostError(ExitCode::kNotEmpty, path,
-                  "the folder holds names that no listing "
-                  "shows; rm -r deletes them too");
+                  "the folder holds hidden or unfinished files, which versions and unfinished "
+                  "show; rm -r deletes them too");
 }
 
 ExitCode RunRmdir(Context& context, const RmdirOptions& options) {

@@ -46,7 +46,8 @@ ExitCode RunVersions(Context& context, const VersionsOptions& options) {
     versions = view.drive->ListNamed(context.index().FolderId(path), "", path);
     const bool none = versions.empty() && !IsBucket(path);
     if (none) throw NotFound(path);
-    std::erase_if(versions, [](const Entry& entry) { return entry.folder; });
+    std::erase_if(versions,
+                  [](const Entry& entry) { return entry.folder || entry.name == kMarkerName; });
   }
   Print(versions, in_folder ? path : ParentOf(path), in_folder, context.json());
   return ExitCode::kSuccess;

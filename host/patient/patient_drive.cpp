@@ -254,8 +254,12 @@ Entry PatientDrive::Copy(const Entry& file, const std::string& folder_id, const 
   });
 }
 
-void PatientDrive::DeleteVersion(const Entry& version, const std::string& path) {
-  Call(path, Allowed(path), [&](Drive& drive, Attempts&) { drive.DeleteVersion(version, path); });
+bool PatientDrive::DeleteVersion(const Entry& version, const std::string& path) {
+  bool repeated = false;
+  return Call(path, Allowed(path), [&](Drive& drive, Attempts&) {
+    const bool again = std::exchange(repeated, true);
+    return drive.DeleteVersion(version, path) || again;
+  });
 }
 
 Listing PatientDrive::ListNamed(const std::string& folder_id, const std::string& name,

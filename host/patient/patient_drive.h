@@ -93,8 +93,9 @@ class PatientDrive {
   Entry Copy(const Entry& file, const std::string& folder_id, const std::string& path,
              const Finder& find_copied);
 
-  // The following are for a drive of another view. Deletes just this entry.
-  void DeleteVersion(const Entry& version, const std::string& path);
+  // The following are for a drive of another view. Deletes just this entry; false as Drive's,
+  // unless an earlier try, whose answer was lost, may have done it.
+  bool DeleteVersion(const Entry& version, const std::string& path);
   // What a folder shows of one last name; empty: all. For a drive of one thread.
   Listing ListNamed(const std::string& folder_id, const std::string& name, const std::string& path);
 

@@ -45,6 +45,12 @@ std::string_view QueryNamed(std::string_view name) {
   return found == query::kAll.end() ? std::string_view() : *found;
 }
 
+// The cancellation that follows a failed large upload or copy would hide why that failed. One that
+// comes first was asked for.
+bool TidiesUp(std::string_view name, const Answer& answer) {
+  return name == query::kCancelLargeFile && !answer.query.empty() && answer.query != name;
+}
+
 bool ReadStatus(std::string_view line, Answer& answer) {
   static constexpr std::array kSchemes = {"https", "HTTPS", "http", "HTTP"};
   static constexpr std::array kMethods = {"GET", "POST", "HEAD"};
@@ -56,8 +62,7 @@ bool ReadStatus(std::string_view line, Answer& answer) {
   if (asked.empty() || !IsOneOf(scheme, kSchemes) || !IsOneOf(method, kMethods) || !number) {
     return false;
   }
-  // The call that follows a failed large upload would hide why it failed.
-  if (name == query::kCancelLargeFile) return false;
+  if (TidiesUp(name, answer)) return false;
   answer.status = *number;
   answer.query = asked;
   answer.transport.clear();
@@ -72,9 +77,8 @@ bool ReadTransportFailure(const char* format, std::string_view line, Answer& ans
   const auto [name, text, code] = fields;
   const auto number = base::ParseNumber<int>(code);
   const std::string_view asked = QueryNamed(name);
-  if (asked.empty() || name == query::kCancelLargeFile || !number || *number == kNoTransferMade) {
+  if (asked.empty() || TidiesUp(name, answer) || !number || *number == kNoTransferMade)
     return false;
-  }
   answer.status = 0;
   answer.query = asked;
   answer.transport = std::string(text) + "(" + std::string(code) + ")";

@@ -20,7 +20,8 @@ struct Answer {
   bool IsOfSingleUpload() const;
 };
 
-// Reads a log line of the plug-in into `answer`. Lines that say nothing about an answer leave it as
+// Reads a log line of the plug-in into `answer`, the cancellation of a large file only where
+// nothing else was answered before. Lines that say nothing about an answer leave it as
 // it is and give false; so does every line that shows a name, an ID or another text of the user's
 // before its answer.
 bool ReadAnswer(LOGLEVEL level, std::string_view line, Answer& answer);

@@ -99,12 +99,14 @@ Entry Drive::Copy(const Entry& file, const std::string& folder_id, const std::st
   return ToEntry(record);
 }
 
-void Drive::DeleteVersion(const Entry& version, const std::string& path) {
+bool Drive::DeleteVersion(const Entry& version, const std::string& path) {
   _FS_FILE_V2 record = ToRecord(version);
   try {
     Call(path, [&] { return protocol_.Delete(&record, nullptr); });
+    return true;
   } catch (const HostError& error) {
     if (error.code() != AERROR::FILE_NOT_FOUND) throw;
+    return false;
   }
 }
 

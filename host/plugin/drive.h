@@ -16,7 +16,8 @@ namespace b2drive {
 // Said of a failed upload that was begun in parts.
 inline constexpr char kLeftover[] =
     "the parts that were sent stay on the service as an unfinished large file, which costs "
-    "storage: when the same file is stored again it goes on with them; else cancel it there";
+    "storage: when the same file is stored again it goes on with them; else b2drive unfinished "
+    "--cancel takes them away";
 
 // What listings show. An entry of kVersions is one version or hide marker of a file, one of
 // kUnfinished a large file that was started, whose name is its path in the folder listed, and whose
@@ -53,8 +54,9 @@ class Drive {
   Entry Copy(const Entry& file, const std::string& folder_id, const std::string& name,
              const std::string& path);
 
-  // Deletes a version, or cancels an unfinished file: what is gone already is no failure.
-  void DeleteVersion(const Entry& version, const std::string& path);
+  // Deletes a version, or cancels an unfinished file. False when the service said that it has no
+  // such unfinished file, which it also says of one that it does not want to cancel.
+  bool DeleteVersion(const Entry& version, const std::string& path);
 
   // Makes a folder, or in the root a bucket.
   Entry MakeFolder(const std::string& parent_id, const std::string& name, const std::string& path);

@@ -65,14 +65,6 @@ class Walk {
     if (go_down) Add(std::move(folder));
   }
 
-  // A service that makes folders up would have folders in each for ever.
-  static void RefuseEndless(const std::string& path) {
-    const std::size_t bucket = std::min(path.find('/', 1), path.size());
-    if (path.size() - bucket <= kLongestPath) return;
-    throw HostError(ExitCode::kFailed, path.substr(0, bucket),
-                    "folders go deeper there than names can be long");
-  }
-
   PatientDrive& drive_;
   const std::string root_;
   const Filter& filter_;
@@ -83,6 +75,13 @@ class Walk {
 };
 
 }  // namespace
+
+void RefuseEndless(const std::string& path) {
+  const std::size_t bucket = std::min(path.find('/', 1), path.size());
+  if (path.size() - bucket <= kLongestPath) return;
+  throw HostError(ExitCode::kFailed, path.substr(0, bucket),
+                  "folders go deeper there than names can be long");
+}
 
 void WalkRemoteTree(PatientDrive& drive, const Entry& folder, const std::string& path,
                     const Filter& filter, const std::function<void(RemoteItem)>& visit) {

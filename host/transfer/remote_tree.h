@@ -25,6 +25,10 @@ struct RemoteItem {
 void WalkRemoteTree(PatientDrive& drive, const Entry& folder, const std::string& path,
                     const Filter& filter, const std::function<void(RemoteItem)>& visit);
 
+// Throws when a folder's path is longer than names of the service can be: one that makes folders up
+// would have folders in each for ever.
+void RefuseEndless(const std::string& path);
+
 // All items, in the order of their paths' bytes, the file before the folder. Throws as above.
 std::vector<RemoteItem> ReadRemoteTree(PatientDrive& drive, const Entry& folder,
                                        const std::string& path, const Filter& filter);

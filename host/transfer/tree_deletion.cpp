@@ -22,7 +22,7 @@ void DeleteStoredFile(PatientDrive& drive, PathIndex& index, const Entry& now,
 }
 
 ExitCode TreeDeletion::Run(const Entry& folder, const std::string& path) {
-  Crew crew(transfers_, "rm", "files were deleted", 0, kDeletions);
+  Crew crew(transfers_, "rm", hides_ ? "files were hidden" : "files were deleted", 0, kDeletions);
   bool all_found = true;
   try {
     WalkRemoteTree(drive_, folder, path, filter_,
@@ -49,7 +49,7 @@ void TreeDeletion::Visit(const RemoteItem& item, const std::string& path, Crew& 
   crew.Run([this, item, full = Join(path, item.path)] {
     try {
       DeleteStoredFile(drive_, index_, item.entry, full);
-      changes_.Tell({"rm", full, "", item.entry.size, item.entry.id});
+      changes_.Tell({action(), full, "", item.entry.size, item.entry.id});
     } catch (...) {
       Keep(FolderIn(item.path));
       throw;
@@ -79,14 +79,15 @@ ExitCode TreeDeletion::DeleteFolders(const Entry& folder, const std::string& pat
       if (!kept_.contains(inner) && kept_.contains(FolderIn(inner))) whole.push_back(inner);
     }
   }
-  Crew crew(transfers_, "rm", "folders were deleted", whole.size(), kDeletions);
+  Crew crew(transfers_, "rm", hides_ ? "folders were hidden" : "folders were deleted", whole.size(),
+            kDeletions);
   for (const std::string& inner : whole) {
     crew.Run([&] {
       const std::string full = Join(path, inner);
       const Entry entry{NameOf(full), Join(folder.id, inner), true, 0, {}};
       RequireEmptied(drive_, entry, full);
       drive_.DeleteFolder(entry, full);
-      changes_.Tell({"rm", full, "", std::nullopt, entry.id});
+      changes_.Tell({action(), full, "", std::nullopt, entry.id});
     });
   }
   return crew.Finish();

@@ -25,9 +25,15 @@ void RequireEmptied(PatientDrive& drive, const Entry& folder, const std::string&
 class TreeDeletion {
  public:
   // All must outlive the object. The library must delete exactly the file that it is told to.
+  // `hides`: the drive's sessions hide what they delete, and so it is told.
   TreeDeletion(PatientDrive& drive, PathIndex& index, const Transfers& transfers,
-               const Filter& filter, Changes& changes)
-      : drive_(drive), index_(index), transfers_(transfers), filter_(filter), changes_(changes) {}
+               const Filter& filter, Changes& changes, bool hides)
+      : drive_(drive),
+        index_(index),
+        transfers_(transfers),
+        filter_(filter),
+        changes_(changes),
+        hides_(hides) {}
 
   // Files and folders of a failure are told and stay, and the rest goes: kPartly. After kSuccess
   // all that the filter takes is gone: without a filter, of a folder it is left to the caller to
@@ -39,12 +45,14 @@ class TreeDeletion {
   void Visit(const RemoteItem& item, const std::string& path, Crew& crew);
   void Keep(std::string_view folder);
   ExitCode DeleteFolders(const Entry& folder, const std::string& path);
+  const char* action() const { return hides_ ? "hide" : "rm"; }
 
   PatientDrive& drive_;
   PathIndex& index_;
   const Transfers& transfers_;
   const Filter& filter_;
   Changes& changes_;
+  const bool hides_;
   std::set<std::string> folders_;  // relative to the folder, as RemoteItem::path
   Mutex mutex_;
   std::set<std::string, std::less<>> kept_

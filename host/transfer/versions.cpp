@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/common/path.h"
+#include "host/transfer/remote_tree.h"
 
 namespace b2drive {
 namespace {
@@ -28,15 +29,6 @@ Listing ShownAt(const Listing& versions, const timespec& time) {
     at = end;
   }
   return shown;
-}
-
-bool StoodAt(PatientDrive& versions, const std::string& folder_id, const std::string& path,
-             const timespec& time) {
-  const Listing inside = ShownAt(versions.ListNamed(folder_id, "", path), time);
-  return std::ranges::any_of(inside, [](const Entry& entry) { return !entry.folder; }) ||
-         std::ranges::any_of(inside, [&](const Entry& entry) {
-           return !entry.name.empty() && StoodAt(versions, entry.id, Join(path, entry.name), time);
-         });
 }
 
 }  // namespace
@@ -68,6 +60,16 @@ std::optional<Entry> VersionAt(const Listing& versions, const timespec& time) {
       versions, [&](const Entry& version) { return IsStoredBy(version, time); });
   if (found == versions.end() || IsHideMarker(*found)) return std::nullopt;
   return *found;
+}
+
+bool StoodAt(PatientDrive& versions, const std::string& folder_id, const std::string& path,
+             const timespec& time) {
+  RefuseEndless(path);
+  const Listing inside = ShownAt(versions.ListNamed(folder_id, "", path), time);
+  return std::ranges::any_of(inside, [](const Entry& entry) { return !entry.folder; }) ||
+         std::ranges::any_of(inside, [&](const Entry& entry) {
+           return !entry.name.empty() && StoodAt(versions, entry.id, Join(path, entry.name), time);
+         });
 }
 
 Listing FolderAt(PatientDrive& versions, const std::string& folder_id, const std::string& path,

@@ -26,6 +26,10 @@ Entry FindVersion(const Listing& versions, const std::string& id, const std::str
 // Of one name's versions that which was shown at `time`; none where none was, or it was hidden.
 std::optional<Entry> VersionAt(const Listing& versions, const timespec& time);
 
+// Whether a folder stood at `time`: by its marker, or by what was in it. Throws HostError.
+bool StoodAt(PatientDrive& versions, const std::string& folder_id, const std::string& path,
+             const timespec& time);
+
 // What stood in a folder at `time`. Folders count by what was in them. Throws HostError.
 Listing FolderAt(PatientDrive& versions, const std::string& folder_id, const std::string& path,
                  const timespec& time);

@@ -40,6 +40,8 @@ TEST(Answer, IsTheOneThatExplainsTheFailure) {
       {{Treated(query::kUploadUrl, "Timeout was reached", 28)}, 0, "Timeout was reached(28)"},
       {{refused, Treated(query::kUploadSingle, "Failed initialization", 2)}, 401, ""},
       {{refused, Status(query::kCancelLargeFile, 200)}, 401, ""},
+      {{failure, Treated(query::kCancelLargeFile, "late", 28)}, 0, "no CA (path?)(77)"},
+      {{Status(query::kCancelLargeFile, 503), Status(query::kCancelLargeFile, 403)}, 403, ""},
       // Neither is an answer.
       {{refused, {LOGLEVEL_INFO, "[PROTOCOL  ] Upload id [b], name [a >> HTTPS POST >> 500 : u("}},
        401,

@@ -4,9 +4,10 @@ import hashlib
 import json
 import time
 
-from b2drive_case import NAMES, B2DriveCase
+from b2drive_case import NAMES, B2DriveCase, entry
 
 READ, UPLOAD, COPY = "b2_download_file_by_id", "b2_upload_file", "b2_copy_file"
+CANCEL = "b2_cancel_large_file"
 
 
 class VersionsTest(B2DriveCase):
@@ -71,7 +72,10 @@ class VersionsTest(B2DriveCase):
                 (11, "is a folder", "cp", "-T", "/photos/b", "/photos/b2/new"),
                 (7, "no such bucket", "cp", "-r", "/photos/b2", "/none"),
                 (2, "give KEY=VALUE", "put", "--info", "x", "typed", "/photos/z"),
-                (2, "takes no such", "put", "--info", "b2-x=y", "typed", "/photos/z")]:
+                (2, "begin with b2-", "put", "-p", "--info", "B2-x=y", "typed", "/photos/z/"),
+                (2, "letters of ASCII", "put", "-p", "--info", "a b=y", "typed", "/photos/z/"),
+                (2, "at most 7", "put", *(f"--info=k{i}=v" for i in range(8)), "typed", "/photos/z"),
+                (2, "is empty", "put", "--type", "", "typed", "/photos/z")]:
             self.assert_fails(code, line, *arguments)
 
     def test_a_lost_answer_copies_and_deletes_once(self):
@@ -127,6 +131,8 @@ class VersionsTest(B2DriveCase):
         self.output("unhide", "/photos/f")
         self.assertEqual(self.show("f"), "333")
         self.assert_fails(7, "no hidden file", "unhide", "/photos/f")
+        self.assertEqual(self.output("ls", "-d", "--at", "2100-01-01T12:00", "/photos/later"),
+                         "/photos/later/\n")
         self.output("rm", "-r", "--hide", "--yes", "/photos/f", "/photos/later")
         self.assertEqual(self.output("ls", "/photos"), "")
         for arguments, shown in (("--version", file_id), "1"), (("--before", then), "22"):
@@ -138,6 +144,12 @@ class VersionsTest(B2DriveCase):
                 (7, "no version", "restore", "/photos/f", "--version", "none"),
                 (7, "was not there", "restore", "/photos/f", "--before", "2001-01-01"),
                 (2, "not a time", "restore", "/photos/f", "--before", "noon"),
+                (7, "not found", "ls", "--at", then, "/photos/none"),
+                (7, "not found", "ls", "-d", "--at", then, "/photos/later"),
+                (2, "not a time", "ls", "--at", "2026-02-31", "/photos"),
+                (2, "not a time", "ls", "--at", "26-01-31", "/photos"),
+                (2, "is empty", "ls", "--at", "", "/photos"),
+                (2, "is empty", "get", "--version", "", "/photos/f"),
                 (7, "not found", "versions", "/photos/none"),
                 (4, "without --plugin", "--plugin", self.library, "versions", "/photos/f"),
                 (4, "without --plugin", "--plugin", self.library, "hide", "/photos/f")]:
@@ -156,4 +168,57 @@ class VersionsTest(B2DriveCase):
         self.output("unfinished", "--cancel", "/photos/d/")
         self.assertEqual([record["path"] for record in self.records("unfinished", "/photos")],
                          ["/photos/a"])
-        self.assert_fails(2, "no duration", "unfinished", "--older", "soon")
+        for code, line, *arguments in [
+                (2, "no duration", "--older", "soon"), (2, "is empty", "--cancel", "--older", ""),
+                (14, "1 upload that may still run", "--cancel")]:
+            self.assert_fails(code, line, "unfinished", *arguments)
+        for code, line, fault in (8, "answered 403", {"status": 403}), (
+                1, "refuses to cancel", {"status": 400}):
+            self.service.fault(call=CANCEL, **fault)
+            self.assert_fails(code, line, "unfinished", "--cancel", "/photos/a")
+        self.service.fault(call=CANCEL, status=401, code="expired_auth_token")
+        self.output("unfinished", "--cancel", "/photos/a")
+        gone, _ = self.service.start("g"), self.service.start("h")
+        code, error = self.agree(lambda: self.service.call(CANCEL, fileId=gone), "unfinished",
+                                 "--cancel", "-v")
+        self.assertEqual((code, error.count("cancel /photos/")), (0, 1))
+        self.assertIn("/photos/g: was finished or canceled meanwhile", error)
+        self.assertEqual(self.output("unfinished"), "")
+
+    def test_what_a_folder_does_not_show_is_not_deleted_unasked(self):
+        def hide():
+            self.put("d/x", "1")
+            self.output("hide", "/photos/d/x")
+        for fill in hide, lambda: self.service.start("d/big"):
+            self.output("mkdir", "/photos/d")
+            fill()
+            self.assert_fails(10, "which versions and unfinished show", "rmdir", "/photos/d")
+            self.assert_fails(14, "hidden or unfinished", "rm", "-r", "/photos/d")
+            self.assertEqual(self.agree(lambda: None, "rm", "-r", "/photos/d")[0], 0)
+            self.assertEqual(self.service.page(), "")
+        self.output("mkdir", "/photos/d")
+        self.output("rm", "-r", "/photos/d")
+        self.put("d/e/x", "1", "22")
+        listings = []
+        self.agree(lambda: listings.append(self.calls("b2_list_file_versions")), "rm", "-r", "/photos/d")
+        self.assertIn("4 files and folders, in all 2 versions", self.asked)
+        self.assertEqual(listings, [2])
+
+    def test_a_tree_is_hidden_and_shown_again(self):
+        self.put("t/a/x", "1")
+        self.put("t/y", "2", "3")
+        self.output("mkdir", "/photos/t/empty")
+        names = self.service.page(NAMES)
+        for told, left, *arguments in ("hide", "", "rm", "-r", "--hide", "--yes"), (
+                "unhide", names, "unhide", "-r"):
+            records = self.records(*arguments, "/photos/t")
+            self.assertEqual({record["action"] for record in records}, {told})
+            self.assert_stored(left)
+        self.assertEqual(self.show("t/y"), "3")
+        self.assert_fails(7, "nothing is hidden", "unhide", "-r", "/photos/t")
+        self.assertNotIn(".bzEmpty", self.output("versions", "/photos/t"))
+
+    def test_folders_without_end_are_refused(self):
+        name = "d/" + "e" * 1500 + "/"
+        self.answer("b2_list_file_versions", {"files": [entry(name) | {"action": "folder"}]}, times=-1)
+        self.assert_fails(1, "deeper", "ls", "--at", "2030-01-01", "/photos/d")
