@@ -172,6 +172,7 @@ class VersionsTest(B2DriveCase):
         self.output("mkdir", "/photos/d")
         self.output("rm", "-r", "/photos/d")
         self.put("d/e/x", "1", "22")
+        self.service.control("requests", method="DELETE")
         listings = []
         self.agree(lambda: listings.append(self.calls("b2_list_file_versions")), "rm", "-r", "/photos/d")
         self.assertIn("3 files and folders, in all 2 versions", self.asked)
