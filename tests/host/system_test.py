@@ -124,8 +124,8 @@ class DoctorTest(SystemCase):
             ["plug-in", "sign-in"], "FAILED") | {"listing": "skipped"})
         self.assertEqual(self.checks(1, "--proxy", "http://127.0.0.1:1"), well | dict.fromkeys(
             ["proxy", "sign-in"], "FAILED") | {"listing": "skipped"})
-        self.write("none.pem", "no certificate")
-        for file in ".", "none.pem", "missing.pem":
+        self.write("folder/none.pem", "no certificate")
+        for file in "folder", "folder/none.pem", "missing.pem":
             self.assertEqual(self.checks(1, "--ca-file", file), well | dict.fromkeys(
                 ["certificates", "sign-in"], "FAILED") | {"listing": "skipped"})
             self.assert_fails(13, f"{self.work / file}, the certificates", "--ca-file", file, "ls")
