@@ -1,3 +1,4 @@
+#include "host/cli/arguments.h"
 #include "host/cli/time_argument.h"
 #include "host/commands/commands.h"
 #include "host/terminal/report.h"
@@ -58,8 +59,9 @@ void AddRestoreCommand(CLI::App& app, Selected& selected) {
       "the name. b2drive versions shows what there is.");
   restore->add_option("PATH", options->path)->required();
   CLI::Option_group* which = restore->add_option_group("which");
-  which->add_option("--version", options->version, "That of this ID")->type_name("ID");
-  which->add_option("--before", options->before, "That which was shown at this time (UTC)")
+  NotEmpty(which->add_option("--version", options->version, "That of this ID"))->type_name("ID");
+  NotEmpty(
+      which->add_option("--before", options->before, "That which was shown at this time (UTC)"))
       ->type_name("TIME");
   which->require_option(1);
   Choose(restore, selected, options, RunRestore);

@@ -143,6 +143,7 @@ class VersionsTest(B2DriveCase):
         for code, line, *arguments in [
                 (7, "no version", "restore", "/photos/f", "--version", "none"),
                 (7, "was not there", "restore", "/photos/f", "--before", "2001-01-01"),
+                (2, "is empty", "restore", "/photos/f", "--version", ""),
                 (2, "not a time", "restore", "/photos/f", "--before", "noon"),
                 (7, "not found", "ls", "--at", then, "/photos/none"),
                 (7, "not found", "ls", "-d", "--at", then, "/photos/later"),
