@@ -74,7 +74,7 @@ void Context::RequireCaFile() const {
 }
 
 std::unique_ptr<Session> Context::Connect(View view) {
-  std::call_once(ca_file_read_, [this] { RequireCaFile(); });
+  RequireCaFile();
   SessionOptions settings;
   settings.proxy = proxy();
   settings.limit = options_.limit;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -94,7 +93,6 @@ class Context {
 
   const GlobalOptions options_;
   const std::string ca_file_;
-  std::once_flag ca_file_read_;
   Transfers& transfers_;
   bool details_ = false;
   bool hide_ = false;
