@@ -1,6 +1,7 @@
 #include "b2/file_details.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -70,15 +71,20 @@ void ReadText(std::string_view text, FileAttributes& attributes) {
 
 // Of a record's time; none where it has no date.
 std::optional<long long> Milliseconds(const std::string& time) {
-  int year = 0, month = 0, day = 0, seconds = 0, used = 0;
-  const char* const form = "%4d-%2d-%2dT%*2d:%*2d:%2d%n";
-  if (std::sscanf(time.c_str(), form, &year, &month, &day, &seconds, &used) != 4 || used == 0) {
-    return std::nullopt;
-  }
-  const long long whole = RFC3339ToLocalTM(time.c_str());
+  int year = 0, month = 0, day = 0, hours = 0, minutes = 0, seconds = 0, used = 0;
+  std::sscanf(time.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d%n", &year, &month, &day, &hours, &minutes,
+              &seconds, &used);
+  const std::chrono::year_month_day date{std::chrono::year(year),
+                                         std::chrono::month(static_cast<unsigned>(month)),
+                                         std::chrono::day(static_cast<unsigned>(day))};
+  if (used == 0 || !date.ok()) return std::nullopt;
+  // By hand: the C library's conversions of a time take a lock and look at the time zone.
+  const std::chrono::seconds whole = std::chrono::sys_days(date).time_since_epoch() +
+                                     std::chrono::hours(hours) + std::chrono::minutes(minutes) +
+                                     std::chrono::seconds(seconds);
   const double fraction = std::strtod(time.c_str() + used, nullptr);  // ".417Z"
   const bool counts = fraction > 0 && fraction < 1;
-  return whole * 1000 + (counts ? std::llround(fraction * 1000) : 0);
+  return whole.count() * 1000LL + (counts ? std::llround(fraction * 1000) : 0);
 }
 
 std::string RecordTime(long long milliseconds) {

@@ -160,21 +160,25 @@ TEST_F(FileSystemTest, AFailedLargeUploadIsRepeatedByItselfForAWhileOnlyAndItsRe
   const std::string large(3 * kPart, 'l');
   Fail("b2_upload_part", 403, kAlways);
   HandlePtr handle = Create("a", large);
-  const auto expect_left = [&](int left) {
+  const auto fail = [&] {
     EXPECT_EQ(Try([&] { files->Sync(*handle); }), EDQUOT);
-    const Delay delay = files->Waiting().at(0);
-    EXPECT_EQ(delay.unfinished.files, left);
-    EXPECT_EQ(delay.lasting, left == kTimes);
+    return files->Waiting().at(0);
   };
   // The next one goes on with what is there, unless it cannot be found.
-  for (int times = 1; times <= 3; ++times) expect_left(1);
+  for (int times = 1; times <= 3; ++times) EXPECT_EQ(fail().unfinished.files, 1);
   Fail("b2_list_unfinished_large_files", 403, kAlways);
-  for (int left = 2; left <= kTimes; ++left) expect_left(left);
-  EXPECT_EQ(service->store().UnfinishedCount(), std::size_t{kTimes});
+  Delay delay;
+  do {
+    delay = fail();
+    EXPECT_EQ(delay.lasting, delay.unfinished.files >= kTimes);
+  } while (!delay.lasting);
+  const auto left = static_cast<std::size_t>(delay.unfinished.files);
+  EXPECT_LE(left, kTimes + 1U);  // it is repeated by itself, too, while the machine is slow
+  EXPECT_EQ(service->store().UnfinishedCount(), left);
   Heal();
   files->Sync(*handle);
   Close(std::move(handle));
-  EXPECT_EQ(service->store().UnfinishedCount(), std::size_t{kTimes - 1});
+  EXPECT_EQ(service->store().UnfinishedCount(), left - 1);
   ExpectAgreement();
   EXPECT_EQ(Versions("a").at(0), large);
 }

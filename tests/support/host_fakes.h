@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -50,7 +51,7 @@ class MemoryCache final : public ICacheIO {
   }
 
   std::string bytes;
-  bool fails = false;
+  std::atomic<bool> fails = false;
   std::size_t largest_read = SIZE_MAX;  // bytes
   std::function<void(long long offset)> on_read;
 };
