@@ -3,6 +3,7 @@
 set -eEuo pipefail
 trap 'echo "FAILED in line $LINENO: $BASH_COMMAND" >&2; cat /tmp/said >&2' ERR
 export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
+unset SSL_CERT_FILE  # b2drive trusts what it names, too
 cd /packages
 
 # All files but those of apt's and dpkg's own state, and what installed packages own.
