@@ -88,7 +88,7 @@ void fuzz::Run(Input& input) {
   BackBlazeB2 protocol("", nullptr);
   protocol.SetOpt("exact_delete", "true");
   fuzz::Must(protocol.Connect(nullptr, kForm) == AERROR::SUCCESS, "a sign-in");
-  Drive drive(protocol);
+  Drive drive(protocol, b2drive::View::kFiles);
   PathIndex index([&](auto& id, auto& folder) { return drive.List(id, folder); });
   try {
     const auto found = index.Lookup(argument);

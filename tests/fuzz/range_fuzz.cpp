@@ -70,7 +70,7 @@ void fuzz::Run(Input& input) {
   fuzz::Input first(input.Line());
   BackBlazeB2 protocol("", nullptr);
   protocol.SetOpt("strict_answers", "true");
-  Drive drive(protocol);
+  Drive drive(protocol, b2drive::View::kFiles);
   Transfers transfers;
   const Entry file{"file", "bucket/file", false, kFileSize, {}};
   std::uint64_t reached = first.Number(kFileSize);
