@@ -31,8 +31,8 @@ LocalItem Local(const std::string& word) {
 RemoteItem Remote(const std::string& word) {
   const LocalItem item = Local(word);
   const std::string name = item.path.substr(item.path.rfind('/') + 1);
-  return {item.path, {name, word, item.kind == Kind::kFolder, item.size, item.modified,
-                      item.modified}};
+  return {item.path,
+          {name, word, item.kind == Kind::kFolder, item.size, item.modified, item.modified}};
 }
 
 std::vector<std::string> Words(const std::string& text) {
