@@ -58,8 +58,8 @@ ExitCode UnhideTree(Context& context, PatientDrive& named, PatientDrive& all,
   std::erase_if(names, [](const auto& name) { return !IsHidden(name.second); });
   if (names.empty()) throw HostError(ExitCode::kNotFound, path, "nothing is hidden there");
   Crew crew(context.transfers(), "unhide", "files are shown again", names.size(), kAtOnce);
-  for (const auto& [name, versions] : names) {
-    crew.Run([&context, &named, &versions, &name] { Show(context, named, versions, name); });
+  for (const auto& one : names) {
+    crew.Run([&context, &named, &one] { Show(context, named, one.second, one.first); });
   }
   return crew.Finish();
 }
