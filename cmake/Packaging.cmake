@@ -7,6 +7,8 @@ install(FILES packaging/third-party.spdx DESTINATION ${doc}/b2drive COMPONENT ho
 install(DIRECTORY examples DESTINATION ${doc}/libbackblazeb2-dev COMPONENT headers)
 install(FILES docs/hosts.md docs/operations.md docs/limits.md
   DESTINATION ${doc}/libbackblazeb2-dev COMPONENT headers)
+install(DIRECTORY fixtures DESTINATION ${CMAKE_INSTALL_DATADIR}/b2emulator COMPONENT emulator
+  PATTERN __pycache__ EXCLUDE)
 if(B2_LAYOUT STREQUAL "prefix")
   install(FILES CHANGELOG.md packaging/copyright DESTINATION ${doc}/b2drive COMPONENT host)
 endif()
@@ -61,9 +63,9 @@ b2_package(library libbackblazeb2-3 "storage module that shows cloud buckets as 
 b2_package(host b2drive "cloud storage buckets on the command line and as a mounted folder"
   "Lists, reads, writes and deletes what is in the buckets of a storage account,\nand mounts them as a folder that every program can use.")
 b2_package(headers libbackblazeb2-dev "headers for programs that load libbackblazeb2"
-  "The interfaces, records and codes of the module's boundary, with files for\nCMake and pkg-config, and an example of a host.")
+  "The interfaces, records and codes of the module's boundary, with files for\nCMake and pkg-config, an example of a host, and b2conform, which checks a\nmodule, and a module that checks hosts.")
 b2_package(emulator b2emulator "stand-in for a cloud storage service, for tests"
-  "Answers on one port of 127.0.0.1 as the storage service does, for any client\nthat can use a proxy and a CA file, and fails on demand.")
+  "Answers on one port of 127.0.0.1 as the storage service does, for any client\nthat can use a proxy and a CA file, and fails on demand. Keeps its files over\nrestarts where asked.")
 
 set(exactly "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/CompressManPages.cmake)
@@ -75,5 +77,6 @@ set(CPACK_DEBIAN_HOST_PACKAGE_DEPENDS "libbackblazeb2-3 ${exactly}, ca-certifica
 set(CPACK_DEBIAN_HOST_PACKAGE_RECOMMENDS fuse3)
 set(CPACK_DEBIAN_HEADERS_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_HEADERS_PACKAGE_DEPENDS "libbackblazeb2-3 ${exactly}")
+set(CPACK_DEBIAN_HEADERS_PACKAGE_RECOMMENDS b2emulator)
 set(CPACK_DEBIAN_EMULATOR_PACKAGE_SECTION devel)
 include(CPack)

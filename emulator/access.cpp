@@ -15,8 +15,8 @@ ServiceError Unauthorized(const std::string& message) {
   return ServiceError(401, "unauthorized", message);
 }
 
-ServiceError BadToken() {
-  return ServiceError(401, "bad_auth_token", "Invalid authorization token");
+ServiceError Expired() {
+  return ServiceError(401, "expired_auth_token", "Authorization token has expired");
 }
 
 void CheckToken(const std::string& token) {
@@ -26,9 +26,7 @@ void CheckToken(const std::string& token) {
 }
 
 void CheckLife(Clock::time_point expires) {
-  if (Clock::now() >= expires) {
-    throw ServiceError(401, "expired_auth_token", "Authorization token has expired");
-  }
+  if (Clock::now() >= expires) throw Expired();
 }
 
 bool HasExpired(const Key& key) { return key.expires && Timestamp() >= *key.expires; }
@@ -57,14 +55,20 @@ void RequireName(const Key& key, std::string_view name) {
   if (key.name_prefix && !name.starts_with(*key.name_prefix)) throw Unauthorized("Not authorized");
 }
 
-Access::Access(std::string account_id, std::string master_key, std::chrono::seconds token_life)
-    : account_id_(std::move(account_id)), token_life_(token_life) {
+Access::Access(std::string account_id, std::string master_key, std::chrono::seconds token_life,
+               std::shared_ptr<Ledger> ledger)
+    : account_id_(std::move(account_id)), token_life_(token_life), ledger_(std::move(ledger)) {
   keys_[account_id_] = std::make_shared<const Key>(
       Key{.id = account_id_, .secret = std::move(master_key), .capabilities = AllCapabilities()});
 }
 
 std::string Access::NewToken(const char* kind) const {
   return "4_" + account_id_ + "_" + RandomHex(40) + "_" + kind;
+}
+
+ServiceError Access::UnknownToken(const std::string& token) const {
+  if (continues_ && token.starts_with("4_" + account_id_ + "_")) return Expired();
+  return ServiceError(401, "bad_auth_token", "Invalid authorization token");
 }
 
 KeyPtr Access::Login(std::string_view basic_header) const {
@@ -86,7 +90,7 @@ KeyPtr Access::CheckAccountToken(const std::string& token) const {
   CheckToken(token);
   base::Lock lock(mutex_);
   const auto found = account_tokens_.find(token);
-  if (found == account_tokens_.end()) throw BadToken();
+  if (found == account_tokens_.end()) throw UnknownToken(token);
   CheckLife(found->second.expires);
   return found->second.key;
 }
@@ -108,7 +112,9 @@ UploadPass Access::BeginUpload(const std::string& token, const std::string& path
   CheckToken(token);
   base::Lock lock(mutex_);
   const auto found = upload_tokens_.find(token);
-  if (found == upload_tokens_.end() || found->second->path != path) throw BadToken();
+  if (found == upload_tokens_.end() || found->second->path != path) {
+    throw UnknownToken(token);
+  }
   CheckLife(found->second->expires);
   if (found->second->busy.exchange(true)) {
     throw BadRequest("more than one upload using auth token " + token);
@@ -161,8 +167,27 @@ KeyPtr Access::AddKey(Key wanted) {
   wanted.secret = "K001" + RandomHex(27);
   auto key = std::make_shared<const Key>(std::move(wanted));
   base::Lock lock(mutex_);
+  ledger_->Put(*key);
   keys_[key->id] = key;
   return key;
+}
+
+void Access::Replace(const std::vector<KeyPtr>& keys) {
+  base::Lock lock(mutex_);
+  ledger_->Replace(keys);
+  std::erase_if(keys_, [this](const auto& entry) { return entry.first != account_id_; });
+  for (const KeyPtr& key : keys) keys_[key->id] = key;
+  std::set<KeyPtr> valid(keys.begin(), keys.end());
+  valid.insert(keys_.at(account_id_));
+  std::erase_if(account_tokens_,
+                [&valid](const auto& entry) { return !valid.contains(entry.second.key); });
+  upload_tokens_.clear();
+  download_tokens_.clear();
+}
+
+void Access::Restore(const std::vector<KeyPtr>& keys) {
+  base::Lock lock(mutex_);
+  for (const KeyPtr& key : keys) keys_[key->id] = key;
 }
 
 std::vector<KeyPtr> Access::Keys() const {
@@ -181,6 +206,7 @@ KeyPtr Access::DeleteKey(const std::string& key_id) {
     throw BadRequest("Application key not found: " + key_id);
   }
   KeyPtr key = found->second;
+  ledger_->ForgetKey(key_id);
   keys_.erase(found);
   std::erase_if(account_tokens_, [&](const auto& entry) { return entry.second.key == key; });
   std::erase_if(upload_tokens_, [&](const auto& entry) { return entry.second->key == key; });

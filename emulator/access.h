@@ -12,22 +12,12 @@
 #include <vector>
 
 #include "base/thread_safety.h"
+#include "emulator/access_key.h"
+#include "emulator/errors.h"
+#include "emulator/ledger.h"
 #include "emulator/url.h"
 
 namespace emulator {
-
-// An application key and what it may do. Without a bucket and a prefix it reaches the whole
-// account.
-struct Key {
-  std::string id = {};
-  std::string secret = {};
-  std::string name = {};
-  std::set<std::string> capabilities = {};
-  std::optional<std::string> bucket_id = {};
-  std::optional<std::string> name_prefix = {};
-  std::optional<int64_t> expires = {};  // ms since 1970
-};
-using KeyPtr = std::shared_ptr<const Key>;
 
 // The capabilities of the master key.
 const std::set<std::string>& AllCapabilities();
@@ -76,7 +66,8 @@ struct DownloadGrant {
 class Access {
  public:
   // `token_life` is that of the tokens of accounts and of upload URLs.
-  Access(std::string account_id, std::string master_key, std::chrono::seconds token_life);
+  Access(std::string account_id, std::string master_key, std::chrono::seconds token_life,
+         std::shared_ptr<Ledger> ledger = std::make_shared<Ledger>());
 
   const std::string& account_id() const { return account_id_; }
 
@@ -107,6 +98,14 @@ class Access {
   std::vector<KeyPtr> Keys() const;
   // Voids its account and upload tokens too. Returns what was deleted.
   KeyPtr DeleteKey(const std::string& key_id);
+  // All keys but the master key are these. Tokens of upload URLs and of downloads, and those of
+  // accounts whose keys are not among them, are void.
+  void Replace(const std::vector<KeyPtr>& keys);
+  // Adds keys that the ledger has already.
+  void Restore(const std::vector<KeyPtr>& keys);
+  // From now on tokens of this account that are unknown count as expired: an earlier run gave them
+  // out.
+  void ContinueEarlierRun() { continues_ = true; }
 
  private:
   struct AccountToken {
@@ -115,9 +114,12 @@ class Access {
   };
 
   std::string NewToken(const char* kind) const;
+  ServiceError UnknownToken(const std::string& token) const;
 
   const std::string account_id_;
   const std::chrono::seconds token_life_;
+  const std::shared_ptr<Ledger> ledger_;
+  std::atomic<bool> continues_ = false;
 
   mutable base::Mutex mutex_;
   std::map<std::string, KeyPtr> keys_ B2_GUARDED_BY(mutex_);

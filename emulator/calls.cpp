@@ -41,9 +41,12 @@ const Call* FindCall(std::string_view name) {
   return found == kCalls.end() ? nullptr : found;
 }
 
-std::string UploadUrl(std::string_view call_name, const UploadTicket& ticket, int version) {
-  return "https://pod-000-1001-00.backblazeb2.com/b2api/v" + std::to_string(version) + "/" +
-         std::string(call_name) + "/" + ticket.path;
+std::string UploadUrl(const CallContext& call, std::string_view call_name,
+                      const UploadTicket& ticket) {
+  const std::string base =
+      call.base.empty() ? "https://pod-000-1001-00.backblazeb2.com" : call.base;
+  return base + "/b2api/v" + std::to_string(call.version) + "/" + std::string(call_name) + "/" +
+         ticket.path;
 }
 
 Bucket CallContext::BucketArg() const {

@@ -29,6 +29,7 @@ struct CallContext {
   KeyPtr key;
   int version;
   int64_t page_cap;
+  const std::string& base;  // as Incoming has it
 };
 
 // One JSON call of the service.
@@ -49,7 +50,8 @@ inline constexpr std::string_view kDownloadBase = "https://f001.backblazeb2.com"
 inline constexpr std::string_view kS3Base = "https://s3.us-west-001.backblazeb2.com";
 
 // The URL that takes uploads with the ticket.
-std::string UploadUrl(std::string_view call_name, const UploadTicket& ticket, int version);
+std::string UploadUrl(const CallContext& call, std::string_view call_name,
+                      const UploadTicket& ticket);
 
 // Largest single upload, part and copy source, bytes.
 inline constexpr uint64_t kMaxUploadBytes = 5'000'000'000;

@@ -25,7 +25,7 @@ json GetUploadUrl(const CallContext& call) {
   const auto ticket = call.access.IssueUpload(bucket.id, call.key);
   return {{"bucketId", bucket.id},
           {"authorizationToken", ticket->token},
-          {"uploadUrl", UploadUrl("b2_upload_file", *ticket, call.version)}};
+          {"uploadUrl", UploadUrl(call, "b2_upload_file", *ticket)}};
 }
 
 json HideFile(const CallContext& call) {

@@ -19,7 +19,7 @@ json GetUploadPartUrl(const CallContext& call) {
   const auto ticket = call.access.IssueUpload(file_id, call.key);
   return {{"fileId", file_id},
           {"authorizationToken", ticket->token},
-          {"uploadUrl", UploadUrl("b2_upload_part", *ticket, call.version)}};
+          {"uploadUrl", UploadUrl(call, "b2_upload_part", *ticket)}};
 }
 
 json FinishLargeFile(const CallContext& call) {

@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -34,7 +36,7 @@ using File = std::unique_ptr<std::FILE, Free<std::fclose>>;
 
 constexpr long kLifeSeconds = 10L * 365 * 24 * 3600;
 constexpr const char* kHosts =
-    "DNS:api.backblazeb2.com,DNS:*.backblazeb2.com,DNS:localhost,IP:127.0.0.1";
+    "DNS:api.backblazeb2.com,DNS:*.backblazeb2.com,DNS:localhost,IP:127.0.0.1,IP:::1";
 
 struct Authority {
   Certificate certificate;
@@ -88,7 +90,7 @@ Authority NewAuthority() {
   return ca;
 }
 
-Certificate NewLeaf(EVP_PKEY* key, const Authority& ca) {
+Certificate NewLeaf(EVP_PKEY* key, const Authority& ca, const std::string& hosts) {
   Certificate leaf = NewCertificate(key, "api.backblazeb2.com");
   X509* const raw = leaf.get();
   X509_set_issuer_name(raw, X509_get_subject_name(ca.certificate.get()));
@@ -97,7 +99,7 @@ Certificate NewLeaf(EVP_PKEY* key, const Authority& ca) {
   AddExtension(raw, ca.certificate.get(), NID_ext_key_usage, "serverAuth");
   AddExtension(raw, ca.certificate.get(), NID_subject_key_identifier, "hash");
   AddExtension(raw, ca.certificate.get(), NID_authority_key_identifier, "keyid");
-  AddExtension(raw, ca.certificate.get(), NID_subject_alt_name, kHosts);
+  AddExtension(raw, ca.certificate.get(), NID_subject_alt_name, hosts.c_str());
   Require(X509_sign(raw, ca.key.get(), EVP_sha256()) > 0, "sign the certificate");
   return leaf;
 }
@@ -110,6 +112,9 @@ std::string Contents(BIO* bio) {
 
 // Others see either nothing or the whole file.
 void WriteWhole(const fs::path& path, const std::string& text, mode_t mode) {
+  if (fs::exists(path) && !fs::is_regular_file(path)) {  // a device would give way to a file
+    throw std::runtime_error(path.string() + ": is no regular file");
+  }
   const fs::path temporary = path.string() + "." + RandomHex(8);
   const int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
   const bool written =
@@ -180,12 +185,20 @@ Authority FindOrMakeAuthority(const fs::path& ca_file, const fs::path& ca_key_fi
 
 }  // namespace
 
+void CopyWhole(const fs::path& from, const fs::path& to) {
+  std::ifstream file(from, std::ios::binary);
+  WriteWhole(to, {std::istreambuf_iterator<char>(file), {}}, 0644);
+}
+
 void FreeSslContext::operator()(ssl_ctx_st* context) const { SSL_CTX_free(context); }
 
-SslContext MakeServerContext(const fs::path& ca_file, const fs::path& ca_key_file) {
+SslContext MakeServerContext(const fs::path& ca_file, const fs::path& ca_key_file,
+                             const std::vector<std::string>& hosts) {
   const Authority ca = FindOrMakeAuthority(ca_file, ca_key_file);
   const PrivateKey key = NewKey();
-  const Certificate leaf = NewLeaf(key.get(), ca);
+  std::string all_hosts = kHosts;
+  for (const std::string& host : hosts) all_hosts += "," + host;
+  const Certificate leaf = NewLeaf(key.get(), ca, all_hosts);
   SslContext context(SSL_CTX_new(TLS_server_method()));
   Require(context != nullptr, "make a TLS context");
   SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);

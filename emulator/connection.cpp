@@ -20,6 +20,7 @@
 #include "emulator/http_request.h"
 #include "emulator/message.h"
 #include "emulator/pace.h"
+#include "emulator/recording.h"
 
 namespace emulator {
 namespace {
@@ -57,6 +58,7 @@ class Connection {
   bool ServeNext();
   bool Serve(HttpRequest& request);
   bool ServeTunnel(Request& record);
+  PlannedAnswer AnswerTo(HttpRequest& request);
   bool Finish(const PlannedAnswer& planned, HttpRequest& request);
   void StartLinkFromHere();
   void Establish(const std::string& host);
@@ -153,9 +155,10 @@ bool Connection::Serve(HttpRequest& request) {
   if (record.host == kControlHost) {
     return Finish({HandleControl(core_, incoming, request)}, request);
   }
+  incoming.base = BaseOf(record);
   Service::Route(incoming);
   LogEntry entry(core_.log, record);
-  const PlannedAnswer planned = Exchange(core_, stream_, incoming, request);
+  const PlannedAnswer planned = AnswerTo(request);
   if (!planned.silent) {
     request.Drain();
     record.status = planned.answer.status;
@@ -163,6 +166,20 @@ bool Connection::Serve(HttpRequest& request) {
   // The client must find its request in the log once it has the answer.
   entry.Update();
   return Finish(planned, request);
+}
+
+PlannedAnswer Connection::AnswerTo(HttpRequest& request) {
+  Incoming& incoming = request.incoming();
+  if (core_.playback) return core_.playback->Play(incoming, request);
+  if (!core_.recorder) return Exchange(core_, stream_, incoming, request);
+  HashedBody hashed(request);
+  PlannedAnswer planned = Exchange(core_, stream_, incoming, hashed);
+  try {
+    core_.recorder->Add(incoming, hashed.Sha1OfAll(), planned);
+  } catch (const ServiceError& failure) {
+    return {ErrorAnswer(failure)};
+  }
+  return planned;
 }
 
 bool Connection::Finish(const PlannedAnswer& planned, HttpRequest& request) {

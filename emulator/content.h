@@ -27,13 +27,24 @@ class Content {
   static std::shared_ptr<const Content> Synthetic(uint64_t size,
                                                   const std::function<bool()>& go_on = {});
 
+  // Bytes of a block.
+  struct Piece {
+    Block block;
+    uint64_t skipped;  // bytes of the block before the piece
+    uint64_t end;      // offset in the content where the piece ends
+  };
+
   // Appends the first `length` bytes of `block`.
   void Append(Block block, size_t length) { AppendPiece(std::move(block), 0, length); }
+  // Appends `length` bytes of `block` from the offset `skipped` on.
+  void AppendPiece(Block block, uint64_t skipped, uint64_t length);
 
   // Appends `length` bytes of `other` from the offset `first` on, all of which it must have.
   void Append(const Content& other, uint64_t first, uint64_t length);
 
   uint64_t size() const { return pieces_.empty() ? 0 : pieces_.back().end; }
+
+  const std::vector<Piece>& pieces() const { return pieces_; }
 
   // The longest run of adjacent bytes that starts at `offset`; empty at the end.
   std::string_view At(uint64_t offset) const;
@@ -48,14 +59,6 @@ class Content {
   std::string sha1 = "none";
 
  private:
-  struct Piece {
-    Block block;
-    uint64_t skipped;  // bytes of the block before the piece
-    uint64_t end;      // offset in the content where the piece ends
-  };
-
-  void AppendPiece(Block block, uint64_t skipped, uint64_t length);
-
   std::vector<Piece> pieces_;
 };
 

@@ -5,8 +5,8 @@
 
 namespace emulator {
 
-// Answers a request to the control host: faults, request log, counts, tokens, latency and link of
-// the running emulator. Such requests are neither logged nor delayed.
+// Answers a request to the control host: faults, request log, counts, files, the whole state,
+// tokens, latency and link of the running emulator. Such requests are neither logged nor delayed.
 Answer HandleControl(Core& core, Incoming& incoming, BodySource& body);
 
 }  // namespace emulator

@@ -11,7 +11,33 @@
 namespace emulator {
 namespace {
 
-Options Completed(Options options) {
+Address AddressOf(const Options& options) {
+  Address address = ParseAddress(options.listen, options.port);
+  if (!address.loopback && !options.allow_remote) {
+    throw std::invalid_argument("others can reach " + options.listen +
+                                ": --allow-remote must be given too");
+  }
+  return address;
+}
+
+// The account is the folder's, once it has one.
+void TakeAccount(const Account& account, Options& options) {
+  if (!options.account_id.empty() && options.account_id != account.id) {
+    throw std::invalid_argument(options.data.string() + ": is of the account " + account.id);
+  }
+  options.account_id = account.id;
+  if (options.key.empty()) options.key = account.key;
+}
+
+Options Completed(Options options, const DataFolder* data) {
+  if (data != nullptr) {
+    if (data->account()) TakeAccount(*data->account(), options);
+    // A CA file of the user's own goes with a key file of the user's own, or is a copy.
+    if (options.ca_key_file.empty()) {
+      options.ca_file = options.data / "ca.pem";
+      options.ca_key_file = options.data / "ca-key.pem";
+    }
+  }
   if (options.account_id.empty()) options.account_id = RandomHex(12);
   if (options.key.empty()) options.key = "K001" + RandomHex(27);
   if (options.ca_file.empty()) {
@@ -29,14 +55,26 @@ void Emulator::RemoveFile::operator()(const std::filesystem::path* file) const {
   delete file;
 }
 
-Emulator::Emulator(Options options) {
-  const bool wants_ca_file = !options.ca_file.empty();
-  const Options complete = Completed(std::move(options));
-  if (!wants_ca_file) own_ca_file_.reset(new std::filesystem::path(complete.ca_file));
-  core_ = std::make_unique<Core>(complete);
+Emulator::Emulator(Options options, const std::function<void(Store&)>& fill)
+    : ca_file_(options.ca_file) {
+  const Address address = AddressOf(options);
+  std::shared_ptr<DataFolder> data;
+  if (!options.data.empty()) data = std::make_shared<DataFolder>(options.data);
+  std::unique_ptr<Playback> playback;
+  if (!options.replay.empty()) playback = std::make_unique<Playback>(options.replay);
+  if (playback && options.account_id.empty()) options.account_id = playback->AccountId();
+  const Options complete = Completed(std::move(options), data.get());
+  const bool own_ca_file = ca_file_.empty() && !data;
+  if (own_ca_file) own_ca_file_.reset(new std::filesystem::path(complete.ca_file));
+  core_ = std::make_unique<Core>(complete, std::move(data), std::move(playback));
+  if (ca_file_.empty()) ca_file_ = complete.ca_file;
+  if (ca_file_ != complete.ca_file) CopyWhole(complete.ca_file, ca_file_);
   Core& core = *core_;
-  server_ = std::make_unique<Server>(core.options.port,
-                                     [&core](Stream& stream) { ServeConnection(core, stream); });
+  server_ =
+      std::make_unique<Server>(address, [&core](Stream& stream) { ServeConnection(core, stream); });
+  if (fill) fill(core.store);
+  core.NoteStart();
+  server_->Start();
 }
 
 Emulator::~Emulator() = default;
@@ -44,7 +82,7 @@ Emulator::~Emulator() = default;
 uint16_t Emulator::port() const { return server_->port(); }
 const std::string& Emulator::account_id() const { return core_->options.account_id; }
 const std::string& Emulator::key() const { return core_->options.key; }
-const std::filesystem::path& Emulator::ca_file() const { return core_->options.ca_file; }
+const std::filesystem::path& Emulator::ca_file() const { return ca_file_; }
 
 Store& Emulator::store() { return core_->store; }
 
@@ -68,6 +106,12 @@ size_t Emulator::Count(std::string_view call) const {
 void Emulator::ExpireTokens() { core_->access.ExpireAll(); }
 void Emulator::ExpireUploadUrls() { core_->access.ExpireUploads(); }
 void Emulator::CloseIdleConnections() { server_->CloseIdle(); }
+
+std::vector<std::string> Emulator::ReplayComplaints() const {
+  return core_->playback ? core_->playback->Complaints() : std::vector<std::string>{};
+}
+
+void Emulator::Reset() { core_->Reset(); }
 
 void Emulator::DropConnections() { server_->Drop(); }
 

@@ -22,13 +22,14 @@ namespace emulator {
 struct Core;
 class Server;
 
-// A stand-in for the storage service on a port of 127.0.0.1, which takes TLS directly and as an
-// HTTP proxy. Members may be called from any thread.
+// A stand-in for the storage service on a port, of 127.0.0.1 unless asked otherwise, which takes
+// TLS directly and as an HTTP proxy. Members may be called from any thread.
 class Emulator {
  public:
-  // Starts it; it answers when the constructor returns. Throws std::invalid_argument for options
-  // that do not fit and std::runtime_error when something cannot be had, such as the port.
-  explicit Emulator(Options options = {});
+  // Starts it; it answers when the constructor returns, and nothing before `fill` has. Throws
+  // std::invalid_argument for options that do not fit, std::runtime_error when something cannot be
+  // had, such as the port, and what `fill` throws.
+  explicit Emulator(Options options = {}, const std::function<void(Store&)>& fill = {});
   Emulator(const Emulator&) = delete;
   Emulator& operator=(const Emulator&) = delete;
   // Ends all connections, requests in progress among them, and waits for its threads.
@@ -64,6 +65,11 @@ class Emulator {
   void ExpireTokens();
   // Voids the tokens of all upload URLs given out so far.
   void ExpireUploadUrls();
+  // Everything is as it was when it began to answer: buckets, files and keys, no faults, no
+  // requests.
+  void Reset();
+  // While it replays, what has not gone as recorded so far, a line each.
+  std::vector<std::string> ReplayComplaints() const;
   // Ends every connection that exists now: idle ones at once, others after their request.
   void CloseIdleConnections();
   // Ends every connection that exists now, at once.
@@ -80,6 +86,7 @@ class Emulator {
 
   // A CA file that nobody asked for, removed at the end.
   std::unique_ptr<const std::filesystem::path, RemoveFile> own_ca_file_;
+  std::filesystem::path ca_file_;
   std::unique_ptr<Core> core_;
   std::unique_ptr<Server> server_;  // goes first: its threads use core_
 };

@@ -7,9 +7,15 @@
 namespace emulator {
 namespace {
 
-bool HostServed(std::string_view host, bool by_proxy) {
-  if (host.ends_with(".backblazeb2.com")) return true;
-  return !by_proxy && (host == "localhost" || host == "127.0.0.1");
+bool IsService(std::string_view host) { return host.ends_with(".backblazeb2.com"); }
+
+// Where it is open to others, they may call it what they like.
+bool HostServed(const Options& options, std::string_view host, bool by_proxy) {
+  if (IsService(host)) return true;
+  if (by_proxy) return false;
+  if (options.allow_remote) return true;
+  return host == "localhost" || host == "127.0.0.1" || host == "[::1]" || host == options.listen ||
+         std::ranges::find(options.names, host) != options.names.end();
 }
 
 bool ProxyAllowed(const Options& options, const Request& request) {
@@ -21,7 +27,10 @@ bool ProxyAllowed(const Options& options, const Request& request) {
 }  // namespace
 
 std::string HostOf(std::string_view authority) {
-  return ToLower(authority.substr(0, authority.rfind(':')));
+  const size_t colon = authority.rfind(':');
+  // Not one of an IPv6 address in its brackets.
+  const bool is_port = authority.find(']', colon) == std::string_view::npos;
+  return ToLower(is_port ? authority.substr(0, colon) : authority);
 }
 
 std::optional<Answer> RefusalOf(const Options& options, const Request& request, bool by_proxy) {
@@ -31,8 +40,13 @@ std::optional<Answer> RefusalOf(const Options& options, const Request& request, 
     refusal.headers.emplace_back("Proxy-Authenticate", "Basic realm=\"b2emulator\"");
     return refusal;
   }
-  if (HostServed(request.host, by_proxy)) return std::nullopt;
+  if (HostServed(options, request.host, by_proxy)) return std::nullopt;
   return ErrorAnswer(403, "access_denied", "Not a host of the service: " + request.host);
+}
+
+std::string BaseOf(const Request& request) {
+  if (IsService(request.host)) return "";
+  return (request.secure ? "https://" : "http://") + request.Header("Host");
 }
 
 bool SplitTarget(Incoming& incoming) {

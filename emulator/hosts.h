@@ -18,6 +18,10 @@ std::string HostOf(std::string_view authority);
 // none for any other. Through the proxy only the service's own hosts are served.
 std::optional<Answer> RefusalOf(const Options& options, const Request& request, bool by_proxy);
 
+// Where a client that comes without a proxy has found this, such as "http://localhost:8443"; "" for
+// one that uses the service's own hosts.
+std::string BaseOf(const Request& request);
+
 // Splits the target into path and query. Returns whether it was absolute (http://host/path), as
 // only proxies get it; its host becomes the request's then.
 bool SplitTarget(Incoming& incoming);

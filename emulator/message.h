@@ -20,6 +20,7 @@ struct Incoming {
   std::string query;
   int version = 0;   // the number in /b2api/v<number>/, 0 for other paths
   std::string rest;  // of the path, after the call's name or after "/file/"
+  std::string base;  // what URLs in answers begin with; "": the service's own
   std::optional<uint64_t> content_length;
   bool ignore_range = false;  // serve downloads whole
 };

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "emulator/link_settings.h"
 
@@ -12,11 +13,16 @@ namespace emulator {
 
 // How an emulator is set up. The defaults behave as the real service does.
 struct Options {
-  // Port on 127.0.0.1; 0 lets the system choose one.
+  // IP address to listen at; one that others can reach must be allowed.
+  std::string listen = "127.0.0.1";
+  bool allow_remote = false;
+  // Port; 0 lets the system choose one.
   uint16_t port = 0;
-  // Account ID (12 hex digits), also the ID of the master key. Empty: made up.
+  // Names by which clients reach it without a proxy, for its certificate.
+  std::vector<std::string> names = {};
+  // Account ID (12 hex digits), also the ID of the master key. Empty: that of `data`, or made up.
   std::string account_id = {};
-  // The master key's secret. Empty: made up (31 characters).
+  // The master key's secret. Empty: that of `data`, or made up (31 characters).
   std::string key = {};
   // Where the CA's certificate is written (PEM), for clients to trust. Empty: a temporary file
   // that goes with the emulator.
@@ -25,6 +31,12 @@ struct Options {
   // are, so several emulators can share one CA. Needs `ca_file`. Empty: a new CA each time, its
   // key not written.
   std::filesystem::path ca_key_file = {};
+  // Folder in which everything is kept: what was answered is there again after the process has been
+  // killed, the account and the CA too. Empty: everything is in memory.
+  std::filesystem::path data = {};
+  // Where requests and answers are recorded; and what is played in place of the service. Empty:
+  // none.
+  std::filesystem::path record = {}, replay = {};
   // Added to every request before it is worked on.
   std::chrono::milliseconds latency{0};
   // What connections go over; none: straight through the machine.

@@ -9,6 +9,7 @@
 #include "base/numbers.h"
 #include "emulator/errors.h"
 #include "emulator/inspection.h"
+#include "emulator/memory.h"
 
 namespace emulator {
 namespace {
@@ -65,9 +66,13 @@ Bucket EnsureBucket(Store& store, const std::string& name) {
 }
 
 bool Plant(Store& store, const Seed& seed, const std::function<bool()>& go_on) {
+  Need need;
+  need.AddFiles(seed.count, NumberedName(seed, 0).size());
+  CheckMemory(need, store.KeepsContents(), "seed '" + seed.bucket + "/" + seed.prefix + "'");
   const Bucket bucket = EnsureBucket(store, seed.bucket);
-  const ContentPtr content = Content::Synthetic(seed.size, go_on);
+  ContentPtr content = Content::Synthetic(seed.size, go_on);
   if (!content) return false;
+  content = store.Adopt(std::move(content));
   const bool single = seed.count == 1 && seed.folders == 0;
   for (uint64_t i = 0; i < seed.count; ++i) {
     if (go_on && !go_on()) return false;

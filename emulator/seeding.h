@@ -28,7 +28,8 @@ Seed ParseSeed(std::string_view text);
 Bucket EnsureBucket(Store& store, const std::string& name);
 
 // Makes the seed's files, and its bucket if need be. Returns false, without the rest of them, when
-// `go_on` does, which is asked before each file.
+// `go_on` does, which is asked before each file. Throws std::runtime_error when they do not fit
+// into memory.
 bool Plant(Store& store, const Seed& seed, const std::function<bool()>& go_on = {});
 
 // Adds one file to a bucket, which is made if need be.

@@ -1,7 +1,5 @@
 #include "emulator/server.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -20,30 +18,19 @@ constexpr int kBacklog = 1024;
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-int Listen(uint16_t port) {
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+int Listen(const Address& address) {
+  const int listener = socket(address.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (listener < 0) Fail("socket");
   const int on = 1;
   setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+  if (bind(listener, reinterpret_cast<const sockaddr*>(&address.storage), address.size) != 0 ||
       listen(listener, kBacklog) != 0) {
     const int error = errno;
     close(listener);
     errno = error;
-    Fail("cannot listen on port " + std::to_string(port));
+    Fail("cannot listen at " + address.text);
   }
   return listener;
-}
-
-uint16_t PortOf(int listener) {
-  sockaddr_in address{};
-  socklen_t size = sizeof address;
-  if (getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0) Fail("getsockname");
-  return ntohs(address.sin_port);
 }
 
 // Threads started from here leave signals, SIGPIPE among them, to the program's own threads.
@@ -55,8 +42,10 @@ void BlockSignals() {
 
 }  // namespace
 
-Server::Server(uint16_t port, std::function<void(Stream&)> serve)
-    : serve_(std::move(serve)), listener_(Listen(port)), port_(PortOf(listener_)) {
+Server::Server(const Address& address, std::function<void(Stream&)> serve)
+    : serve_(std::move(serve)), listener_(Listen(address)), port_(PortOf(listener_)) {}
+
+void Server::Start() {
   acceptor_ = std::thread([this] { AcceptLoop(); });
 }
 
@@ -67,7 +56,7 @@ Server::~Server() {
     for (Worker& worker : workers_) worker.stream.Shutdown();
   }
   shutdown(listener_, SHUT_RDWR);
-  acceptor_.join();
+  if (acceptor_.joinable()) acceptor_.join();
   close(listener_);
   for (Worker& worker : workers_) worker.thread.join();
 }
@@ -77,7 +66,7 @@ void Server::AcceptLoop() {
   while (true) {
     const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (socket >= 0) {
-      Start(socket);
+      StartWorker(socket);
       for (Worker& worker : TakeDone()) worker.thread.join();
       continue;
     }
@@ -93,7 +82,7 @@ bool Server::IsStopping() {
   return stopping_;
 }
 
-void Server::Start(int socket) {
+void Server::StartWorker(int socket) {
   base::Lock lock(mutex_);
   Worker& worker = workers_.emplace_back(socket);
   if (stopping_) worker.stream.Shutdown();

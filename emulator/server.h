@@ -7,19 +7,24 @@
 #include <thread>
 
 #include "base/thread_safety.h"
+#include "emulator/address.h"
 #include "emulator/stream.h"
 
 namespace emulator {
 
-// Listens on 127.0.0.1 and serves each connection on a thread of its own.
+// Listens at an address and serves each connection on a thread of its own. Connections that come
+// before Start wait for it.
 class Server {
  public:
   // `serve` is run once per connection, must return when its stream is shut down, and must not
   // throw. A connection for which no thread can be had is closed. Port 0: the system's choice.
   // Throws std::system_error.
-  Server(uint16_t port, std::function<void(Stream&)> serve);
+  Server(const Address& address, std::function<void(Stream&)> serve);
   // Shuts all connections down and waits for their threads.
   ~Server();
+
+  // Once.
+  void Start();
 
   uint16_t port() const { return port_; }
 
@@ -38,7 +43,7 @@ class Server {
 
   void AcceptLoop();
   bool IsStopping();
-  void Start(int socket);
+  void StartWorker(int socket);
   void Serve(Worker& worker);
   std::list<Worker> TakeDone();
 

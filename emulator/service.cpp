@@ -134,8 +134,8 @@ Answer Service::Authorize(const Incoming& incoming) const {
   if (!key) return BadCredentials();
   json account{{"accountId", access_.account_id()},
                {"authorizationToken", access_.IssueAccountToken(key)},
-               {"apiUrl", kApiBase},
-               {"downloadUrl", kDownloadBase},
+               {"apiUrl", incoming.base.empty() ? kApiBase : incoming.base},
+               {"downloadUrl", incoming.base.empty() ? kDownloadBase : incoming.base},
                {"recommendedPartSize", options_.recommended_part_size},
                {"absoluteMinimumPartSize", options_.absolute_minimum_part_size},
                {"allowed", AllowedJson(*key, store_)}};
@@ -153,7 +153,8 @@ Answer Service::CallByName(const Incoming& incoming) {
   const KeyPtr key = access_.CheckAccountToken(request.Header("Authorization"));
   RequireCapability(*key, call->capability);
   const Args args = Args::Of(incoming);
-  const CallContext context{store_, access_, args, key, incoming.version, options_.page_cap};
+  const CallContext context{store_,           access_,           args,         key,
+                            incoming.version, options_.page_cap, incoming.base};
   return JsonAnswer(call->answer(context).dump(2));
 }
 

@@ -26,7 +26,7 @@ auto& BucketIn(Buckets& buckets, const std::string& id) {
 }
 
 template <typename Value>
-void Replace(Value& value, const std::optional<Value>& change) {
+void Apply(Value& value, const std::optional<Value>& change) {
   if (change) value = *change;
 }
 
@@ -40,6 +40,14 @@ const Bucket* Store::Named(std::string_view name) const {
   return nullptr;
 }
 
+const Store::BucketState& Store::At(const std::string& bucket_id) const {
+  return BucketIn(buckets_, bucket_id);
+}
+
+Store::BucketState& Store::At(const std::string& bucket_id) {
+  return BucketIn(buckets_, bucket_id);
+}
+
 Bucket Store::CreateBucket(Bucket wanted) {
   CheckBucketName(wanted.name);
   wanted.id = RandomHex(24);
@@ -51,34 +59,42 @@ Bucket Store::CreateBucket(Bucket wanted) {
   if (buckets_.size() >= kMaxBuckets) {
     throw ServiceError(400, "too_many_buckets", "Too many buckets");
   }
-  BucketState& state = buckets_[wanted.id];
-  state.id = std::make_shared<const std::string>(wanted.id);
-  state.record = std::move(wanted);
-  return state.record;
+  ledger_->Put(wanted);
+  return NewBucket(std::move(wanted)).record;
+}
+
+Store::BucketState& Store::NewBucket(Bucket record) {
+  BucketState& state = buckets_[record.id];
+  state.id = std::make_shared<const std::string>(record.id);
+  state.record = std::move(record);
+  return state;
 }
 
 Bucket Store::UpdateBucket(const std::string& bucket_id, const BucketChange& change) {
   base::WriteLock lock(mutex_);
-  Bucket& record = BucketIn(buckets_, bucket_id).record;
+  Bucket& current = At(bucket_id).record;
+  Bucket record = current;
   if (change.if_revision_is && *change.if_revision_is != record.revision) {
     throw ServiceError(409, "conflict", "The bucket's revision is another");
   }
-  Replace(record.type, change.type);
-  Replace(record.info, change.info);
-  Replace(record.cors_rules, change.cors_rules);
-  Replace(record.lifecycle_rules, change.lifecycle_rules);
+  Apply(record.type, change.type);
+  Apply(record.info, change.info);
+  Apply(record.cors_rules, change.cors_rules);
+  Apply(record.lifecycle_rules, change.lifecycle_rules);
   ++record.revision;
-  return record;
+  ledger_->Put(record);
+  return current = record;
 }
 
 Bucket Store::DeleteBucket(const std::string& bucket_id) {
   base::WriteLock lock(mutex_);
-  BucketState& state = BucketIn(buckets_, bucket_id);
+  BucketState& state = At(bucket_id);
   if (!state.versions.empty()) {
     throw ServiceError(400, "cannot_delete_non_empty_bucket", "Cannot delete non-empty bucket");
   }
   Bucket record = state.record;
   ++record.revision;
+  ledger_->ForgetBucket(bucket_id);
   buckets_.erase(bucket_id);
   return record;
 }
@@ -95,7 +111,7 @@ std::vector<Bucket> Store::Buckets() const {
 
 Bucket Store::GetBucket(const std::string& bucket_id) const {
   base::ReadLock lock(mutex_);
-  return BucketIn(buckets_, bucket_id).record;
+  return At(bucket_id).record;
 }
 
 std::optional<Bucket> Store::FindBucket(std::string_view name) const {
@@ -117,15 +133,25 @@ Version Store::Make(const BucketState& bucket, const NewFile& file, ContentPtr c
           .action = action};
 }
 
-VersionPtr Store::Insert(BucketState& bucket, Version version) {
-  auto inserted = std::make_shared<const Version>(std::move(version));
-  bucket.versions.Insert(inserted);
-  by_sequence_[inserted->sequence] = inserted;
-  return inserted;
+VersionPtr Store::Add(BucketState& bucket, Version version) {
+  auto added = std::make_shared<const Version>(std::move(version));
+  ledger_->Put(*added);
+  Insert(bucket, added);
+  return added;
+}
+
+void Store::Insert(BucketState& bucket, const VersionPtr& version) {
+  bucket.versions.Insert(version);
+  by_sequence_[version->sequence] = version;
+}
+
+void Store::Remove(const VersionPtr& version) {
+  ledger_->Forget(*version, next_sequence_);
+  Erase(version);
 }
 
 void Store::Erase(const VersionPtr& version) {
-  BucketIn(buckets_, *version->bucket_id).versions.Erase(version);
+  At(*version->bucket_id).versions.Erase(version);
   by_sequence_.erase(version->sequence);
   large_.Erase(*version);
 }
@@ -139,22 +165,23 @@ VersionPtr Store::Lookup(const std::string& file_id) const {
 
 VersionPtr Store::AddFile(const std::string& bucket_id, const NewFile& file, ContentPtr content) {
   CheckFileName(file.name);
+  content = Adopt(std::move(content));
   base::WriteLock lock(mutex_);
-  BucketState& bucket = BucketIn(buckets_, bucket_id);
-  return Insert(bucket, Make(bucket, file, std::move(content), Action::kUpload));
+  BucketState& bucket = At(bucket_id);
+  return Add(bucket, Make(bucket, file, std::move(content), Action::kUpload));
 }
 
 VersionPtr Store::Hide(const std::string& bucket_id, const std::string& name) {
   static const ContentPtr nothing = Content::FromText("");
   base::WriteLock lock(mutex_);
-  BucketState& bucket = BucketIn(buckets_, bucket_id);
+  BucketState& bucket = At(bucket_id);
   const VersionPtr newest = bucket.versions.NewestFinished(name);
   if (!newest) throw ServiceError(400, "no_such_file", "File not present: " + name);
   if (newest->action == Action::kHide) {
     throw ServiceError(400, "already_hidden", "File already hidden: " + name);
   }
   const NewFile marker{.name = name, .content_type = std::string(kHideMarkerType)};
-  return Insert(bucket, Make(bucket, marker, nothing, Action::kHide));
+  return Add(bucket, Make(bucket, marker, nothing, Action::kHide));
 }
 
 VersionPtr Store::Find(const std::string& file_id) const {
@@ -166,7 +193,7 @@ VersionPtr Store::Find(const std::string& file_id) const {
 
 VersionPtr Store::Visible(const std::string& bucket_id, const std::string& name) const {
   base::ReadLock lock(mutex_);
-  return BucketIn(buckets_, bucket_id).versions.Visible(name);
+  return At(bucket_id).versions.Visible(name);
 }
 
 void Store::Delete(const std::string& name, const std::string& file_id) {
@@ -175,74 +202,17 @@ void Store::Delete(const std::string& name, const std::string& file_id) {
   if (!version || version->name != name) {
     throw ServiceError(400, "file_not_present", "File not present: " + name + " " + file_id);
   }
-  Erase(version);
+  Remove(version);
 }
 
 ListPage Store::ListNames(const std::string& bucket_id, const ListQuery& query) const {
   base::ReadLock lock(mutex_);
-  return BucketIn(buckets_, bucket_id).versions.ListVisible(query);
+  return At(bucket_id).versions.ListVisible(query);
 }
 
 ListPage Store::ListVersions(const std::string& bucket_id, const ListQuery& query) const {
   base::ReadLock lock(mutex_);
-  return BucketIn(buckets_, bucket_id).versions.ListAll(query);
-}
-
-VersionPtr Store::StartLarge(const std::string& bucket_id, const NewFile& file) {
-  static const ContentPtr none = std::make_shared<const Content>();
-  CheckFileName(file.name);
-  base::WriteLock lock(mutex_);
-  BucketState& bucket = BucketIn(buckets_, bucket_id);
-  Version start = Make(bucket, file, none, Action::kStart);
-  start.large = true;
-  return large_.Insert(Insert(bucket, std::move(start)));
-}
-
-Part Store::AddPart(const std::string& file_id, int64_t number, ContentPtr content) {
-  if (number < 1 || number > 10'000) {
-    throw BadRequest("Part number must be between 1 and 10000: " + std::to_string(number));
-  }
-  base::WriteLock lock(mutex_);
-  return large_.Put(file_id, {number, std::move(content), Timestamp()});
-}
-
-VersionPtr Store::FinishLarge(const std::string& file_id,
-                              const std::vector<std::string>& part_sha1s) {
-  base::WriteLock lock(mutex_);
-  const VersionPtr start = large_.Find(file_id);
-  Version finished = *start;
-  finished.action = Action::kUpload;
-  finished.content = large_.Join(file_id, part_sha1s, minimum_part_size_);
-  Erase(start);
-  return Insert(BucketIn(buckets_, *start->bucket_id), std::move(finished));
-}
-
-VersionPtr Store::CancelLarge(const std::string& file_id) {
-  base::WriteLock lock(mutex_);
-  VersionPtr start = large_.Find(file_id);
-  Erase(start);
-  return start;
-}
-
-VersionPtr Store::ActiveLarge(const std::string& file_id) const {
-  base::ReadLock lock(mutex_);
-  return large_.Find(file_id);
-}
-
-std::vector<Part> Store::Parts(const std::string& file_id) const {
-  base::ReadLock lock(mutex_);
-  return large_.Parts(file_id);
-}
-
-std::vector<VersionPtr> Store::Unfinished(const std::string& bucket_id) const {
-  base::ReadLock lock(mutex_);
-  BucketIn(buckets_, bucket_id);  // which must exist
-  return large_.InBucket(bucket_id);
-}
-
-size_t Store::UnfinishedCount() const {
-  base::ReadLock lock(mutex_);
-  return large_.size();
+  return At(bucket_id).versions.ListAll(query);
 }
 
 }  // namespace emulator

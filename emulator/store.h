@@ -2,31 +2,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "base/thread_safety.h"
 #include "emulator/bucket_versions.h"
 #include "emulator/large_files.h"
+#include "emulator/ledger.h"
+#include "emulator/state.h"
 #include "emulator/version.h"
 
 namespace emulator {
-
-// `id` and `revision` are the store's to choose.
-struct Bucket {
-  std::string id = {};
-  std::string name = {};
-  std::string type = "allPrivate";
-  FileInfo info = {};
-  std::string cors_rules = "[]";       // JSON, kept as it came
-  std::string lifecycle_rules = "[]";  // JSON, kept as it came; nothing acts on it
-  int64_t revision = 1;
-};
 
 // What to change of a bucket; members not given stay.
 struct BucketChange {
@@ -43,7 +36,9 @@ struct BucketChange {
 class Store {
  public:
   // Parts of large files have at least `minimum_part_size` bytes, except the last.
-  explicit Store(int64_t minimum_part_size = 5'000'000) : minimum_part_size_(minimum_part_size) {}
+  explicit Store(int64_t minimum_part_size = 5'000'000,
+                 std::shared_ptr<Ledger> ledger = std::make_shared<Ledger>())
+      : minimum_part_size_(minimum_part_size), ledger_(std::move(ledger)) {}
 
   // Takes `wanted`'s name, type, info and rules.
   Bucket CreateBucket(Bucket wanted);
@@ -56,6 +51,17 @@ class Store {
   Bucket GetBucket(const std::string& bucket_id) const;
   // By name without regard to case.
   std::optional<Bucket> FindBucket(std::string_view name) const;
+
+  // As Ledger::Once, for what fills the store.
+  bool Once(const std::string& what, const std::function<bool()>& act) {
+    return ledger_->Once(what, act);
+  }
+  // Whether contents are on disk.
+  bool KeepsContents() const { return ledger_->KeepsContents(); }
+  // Takes the bytes of an upload, for AddFile and AddPart.
+  std::unique_ptr<ContentSink> NewContent(uint64_t size) { return ledger_->NewContent(size); }
+  // The same bytes where those of uploads are kept; adding many files of them does it once.
+  ContentPtr Adopt(ContentPtr content) { return ledger_->Adopt(std::move(content)); }
 
   // Adds a version, which is visible from then on.
   VersionPtr AddFile(const std::string& bucket_id, const NewFile& file, ContentPtr content);
@@ -84,6 +90,12 @@ class Store {
   // Unfinished large files of all buckets.
   size_t UnfinishedCount() const;
 
+  State Export() const;
+  // Everything is as in `state`, whose versions may be the store's own; numbers go on.
+  void Replace(const State& state);
+  // Takes over what the ledger has already. The store must be empty.
+  void Restore(const State& state);
+
  private:
   struct BucketState {
     Bucket record;
@@ -92,14 +104,23 @@ class Store {
   };
 
   const Bucket* Named(std::string_view name) const B2_REQUIRES_SHARED(mutex_);
+  // Throw 400 bad_bucket_id.
+  const BucketState& At(const std::string& bucket_id) const B2_REQUIRES_SHARED(mutex_);
+  BucketState& At(const std::string& bucket_id) B2_REQUIRES(mutex_);
   // Null for an unknown ID. Throws 400 for a text that is no ID.
   VersionPtr Lookup(const std::string& file_id) const B2_REQUIRES_SHARED(mutex_);
   Version Make(const BucketState& bucket, const NewFile& file, ContentPtr content, Action action)
       B2_REQUIRES(mutex_);
-  VersionPtr Insert(BucketState& bucket, Version version) B2_REQUIRES(mutex_);
+  BucketState& NewBucket(Bucket record) B2_REQUIRES(mutex_);
+  // These two tell the ledger, the two below do not.
+  VersionPtr Add(BucketState& bucket, Version version) B2_REQUIRES(mutex_);
+  void Remove(const VersionPtr& version) B2_REQUIRES(mutex_);
+  void Insert(BucketState& bucket, const VersionPtr& version) B2_REQUIRES(mutex_);
   void Erase(const VersionPtr& version) B2_REQUIRES(mutex_);
+  void Take(const State& state) B2_REQUIRES(mutex_);
 
   const int64_t minimum_part_size_;
+  const std::shared_ptr<Ledger> ledger_;
 
   mutable base::SharedMutex mutex_;
   std::map<std::string, BucketState> buckets_ B2_GUARDED_BY(mutex_);  // by ID

@@ -54,16 +54,18 @@ std::string ReadTrailer(BodySource& body) {
 }
 
 // Receives the content block by block, so that nothing grows and nothing is copied.
-ContentPtr Receive(BodySource& body, const UploadPlan& plan) {
-  auto content = std::make_shared<Content>();
+ContentPtr Receive(BodySource& body, const UploadPlan& plan, Store& store) {
+  const std::unique_ptr<ContentSink> sink = store.NewContent(plan.size);
   Sha1 digest;
-  while (content->size() < plan.size) {
-    const size_t step = std::min<uint64_t>(plan.size - content->size(), Content::kBlockSize);
+  for (uint64_t left = plan.size; left > 0;) {
+    const size_t step = std::min<uint64_t>(left, Content::kBlockSize);
     auto block = std::make_shared_for_overwrite<char[]>(step);
     if (body.Read(block.get(), step) != step) throw Aborted{};
     digest.Update({block.get(), step});
-    content->Append(std::move(block), step);
+    sink->Append(std::move(block), step);
+    left -= step;
   }
+  const std::shared_ptr<Content> content = sink->Finish();
   const std::string computed = digest.HexDigest();
   const std::string wanted = plan.digest == Digest::kAtEnd ? ReadTrailer(body) : plan.sha1;
   if (plan.digest == Digest::kUnverified) {
@@ -112,7 +114,7 @@ Answer UploadFile(Store& store, Access& access, const Incoming& incoming, BodySo
   const UploadPlan plan = PlanOf(incoming);
   const NewFile file = FileOf(request);
   RequireName(pass.key(), file.name);
-  const VersionPtr version = store.AddFile(pass.target(), file, Receive(body, plan));
+  const VersionPtr version = store.AddFile(pass.target(), file, Receive(body, plan, store));
   return JsonAnswer(FileJson(*version, {access.account_id(), incoming.version}).dump(2));
 }
 
@@ -123,7 +125,7 @@ Answer UploadPart(Store& store, Access& access, const Incoming& incoming, BodySo
   const int64_t number = PartNumberOf(request);
   store.ActiveLarge(pass.target());
   if (plan.size == 0) throw BadRequest("Parts must have at least 1 byte");
-  const Part part = store.AddPart(pass.target(), number, Receive(body, plan));
+  const Part part = store.AddPart(pass.target(), number, Receive(body, plan, store));
   return JsonAnswer(PartJson(part, pass.target(), {access.account_id(), incoming.version}).dump(2));
 }
 

@@ -1,7 +1,5 @@
 #include "emulator/url.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <boost/algorithm/hex.hpp>
 #include <iterator>
@@ -9,6 +7,7 @@
 
 #include "base/encodings.h"
 #include "base/utf8.h"
+#include "emulator/base64.h"
 #include "emulator/errors.h"
 #include "emulator/names.h"
 
@@ -17,18 +16,6 @@ namespace {
 
 constexpr std::string_view kPlain =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-/~!$'()*;=:@";
-
-std::string DecodeBase64(std::string_view text) {
-  if (text.size() % 4 != 0) return "";
-  std::string bytes(text.size() / 4 * 3, '\0');
-  const int length =
-      EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
-                      reinterpret_cast<const unsigned char*>(text.data()), int(text.size()));
-  if (length < 0) return "";
-  const auto padding = static_cast<size_t>(std::count(text.begin(), text.end(), '='));
-  bytes.resize(static_cast<size_t>(length) - std::min(padding, static_cast<size_t>(length)));
-  return bytes;
-}
 
 }  // namespace
 
@@ -77,7 +64,7 @@ std::string ValueOf(const Pairs& pairs, std::string_view name) {
 std::pair<std::string, std::string> ParseBasic(std::string_view header) {
   const size_t space = header.find(' ');
   if (space == std::string_view::npos || ToLower(header.substr(0, space)) != "basic") return {};
-  const std::string decoded = DecodeBase64(header.substr(space + 1));
+  const std::string decoded = DecodeBase64(header.substr(space + 1)).value_or("");
   const size_t colon = decoded.find(':');
   if (colon == std::string::npos) return {};
   return {decoded.substr(0, colon), decoded.substr(colon + 1)};

@@ -7,16 +7,17 @@ debian_packages=(
   build-essential ca-certificates ccache clang clang-format clang-tidy cmake git libclang-rt-14-dev ninja-build
   pkg-config python3
   libboost1.81-dev libcli11-dev libcrypto++-dev libcurl4-openssl-dev libevent-dev libjsoncpp-dev
-  libssl-dev libxml2-dev nlohmann-json3-dev zlib1g-dev
+  libsqlite3-dev libssl-dev libxml2-dev nlohmann-json3-dev zlib1g-dev
   libbenchmark-dev libgmock-dev libgtest-dev
   curl fuse3 libfuse3-dev
   backblaze-b2 python3-b2sdk rclone restic
-  doxygen file fish lintian mandoc mmdebstrap zsh
+  golang-go nodejs python3-pytest
+  doxygen file fish graphviz lintian mandoc mkdocs mmdebstrap zsh
   fio gzip procps rsync sqlite3 stress-ng tar util-linux
 )
 homebrew_packages=(
   boost ca-certificates cli11 cmake cryptopp curl googletest google-benchmark jsoncpp libevent
-  libxml2 ninja nlohmann-json openssl@3 pkg-config
+  libxml2 ninja nlohmann-json openssl@3 pkg-config sqlite
 )
 
 missing_debian_packages() {

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# rclone: versions, hiding, parts of files, copies within the service, links, uploads that fail.
+# rclone: versions, hiding, parts of files, copies within the service, links, uploads that fail, and a
+# service that is killed.
 . "$(dirname "$0")/../support/shell.sh"
-start_emulator
+start_emulator --data "$scratch/data"
 rclone() { command rclone --b2-upload-cutoff 5M --b2-chunk-size 5M --b2-copy-cutoff 5M "$@"; }
 rclone mkdir b2:first-bucket
 rclone mkdir b2:other-bucket
@@ -31,6 +32,17 @@ fault '{"call": "b2_upload_part", "skip": 2, "times": -1, "status": 400, "code":
 refused bad_request rclone copyto --retries 1 "$scratch/large.bin" b2:first-bucket/never
 equal "unfinished large files" "$(count openLargeFiles)" 0
 heal
+
+step "killed between two parts, and what came before"
+fault '{"call": "b2_upload_part", "skip": 1, "times": -1, "dripRequest": 100000}'
+rclone copyto --transfers 1 "$scratch/large.bin" b2:other-bucket/across &
+copying=$!
+until [ "$(count b2_upload_part)" -ge 2 ]; do sleep 0.1; done
+restart_emulator --data "$scratch/data"
+wait "$copying"
+rclone cat b2:other-bucket/across | cmp - "$scratch/large.bin"
+rclone cat b2:first-bucket/large.bin | cmp - "$scratch/large.bin"
+rclone deletefile b2:other-bucket/across
 
 step "a part of a file"
 rclone cat --offset 5000000 --count 1234567 b2:first-bucket/large.bin |

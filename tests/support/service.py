@@ -44,9 +44,7 @@ class Service:
     timeout = 20  # seconds
 
     def __init__(self, *options, proxy_login=""):
-        self.process = subprocess.Popen(
-            [os.environ["B2EMULATOR"], "--minimum-part-size=10", "--bucket=photos", *options],
-            stdout=subprocess.PIPE, text=True)
+        self.process = self.start_program(*options)
         atexit.register(self.process.kill)  # of a case that failed too early to stop it
         ready = json.loads(self.process.stdout.readline())
         self.port, self.ca_file = ready["port"], ready["caFile"]
@@ -57,11 +55,16 @@ class Service:
         buckets = self.call("b2_list_buckets", accountId=self.account, bucketName="photos").json
         self.bucket = buckets["buckets"][0]["bucketId"]
 
+    def start_program(self, *options):
+        return subprocess.Popen(
+            [os.environ["B2EMULATOR"], "--minimum-part-size=10", "--bucket=photos", *options],
+            stdout=subprocess.PIPE, text=True)
+
     def stop(self):
         """Gives the exit code."""
         self.process.terminate()
-        self.process.communicate()
-        return self.process.returncode
+        self.process.stdout.close()
+        return self.process.wait()
 
     def send(self, url, headers={}, body=None, method=None):
         """Over a connection of its own."""

@@ -63,6 +63,18 @@ field() {  # field NAME: a member of the JSON on standard input, one member a li
   sed -nE "s/.*\"$1\": ?\"?([^\",}]*).*/\1/p"
 }
 
+run_emulator() {
+  "$B2EMULATOR" --ca-file "$ca_file" "$@" >"$scratch/ready" &
+  emulator_pid=$!
+  await [ -s "$scratch/ready" ]
+}
+
+restart_emulator() {  # restart_emulator OPTIONS...: after kill -9, on its port
+  kill -9 "$emulator_pid"
+  wait "$emulator_pid" 2>/dev/null || true
+  run_emulator --port "${proxy##*:}" "$@"
+}
+
 # start_emulator [OPTIONS...]: leaves account and client settings in the environment.
 start_emulator() {
   mkdir -p "$scratch"/{Frameworks,bin,lib,home,mnt,cache}
@@ -72,9 +84,7 @@ start_emulator() {
   # A mount that hangs goes in time for its test to fail and to clean up.
   (timeout "${B2_TEST_LIMIT:-780}" tail --pid=$$ -f /dev/null || kill -9 $(mount_pids)) &>/dev/null &
   disown
-  "$B2EMULATOR" --ca-file "$ca_file" "$@" >"$scratch/ready" &
-  emulator_pid=$!
-  await [ -s "$scratch/ready" ]
+  run_emulator "$@"
   key_id=$(field accountId <"$scratch/ready")
   key=$(field applicationKey <"$scratch/ready")
   proxy=http://127.0.0.1:$(field port <"$scratch/ready")
