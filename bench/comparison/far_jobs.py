@@ -54,6 +54,15 @@ class Command:
     stored: Callable = None  # (Places): local file or folder
 
 
+def _sync_of(folder):
+    """The words that make the bucket's folder of the same name as the local one is."""
+    return {
+        "b2drive": lambda p: ["sync", "up", folder(p), f"/bench-store/{folder(p).name}"],
+        "rclone": lambda p: ["sync", folder(p), f"bench:bench-store/{folder(p).name}"],
+        "b2": lambda p: ["sync", "--noProgress", folder(p), f"b2://bench-store/{folder(p).name}"],
+    }
+
+
 def _sync_and_change(places, program):
     """A program may keep notes of its own about what it has synced."""
     places.programs.run(program, SYNC.words[program](places))
@@ -66,11 +75,9 @@ def _make_out_for_b2(places, program):
         places.out.mkdir()
 
 
-SYNC = Command(f"sync, one in {ONE_IN} new ({{small}} files)", {
-    "b2drive": lambda p: ["sync", "up", p.synced, "/bench-store/synced"],
-    "rclone": lambda p: ["sync", p.synced, "bench:bench-store/synced"],
-    "b2": lambda p: ["sync", "--noProgress", p.synced, "b2://bench-store/synced"],
-}, setup=_sync_and_change, stored=lambda p: p.synced)
+SYNC = Command(f"sync, one in {ONE_IN} new ({{small}} files)",
+               _sync_of(lambda p: p.synced), setup=_sync_and_change,
+               stored=lambda p: p.synced)
 COMMANDS = [
     Command("put ({large} MiB)", {
         "b2drive": lambda p: ["put", p.large, "/bench-store/large"],
@@ -92,6 +99,7 @@ COMMANDS = [
         "rclone": lambda p: ["copy", f"bench:bench-read/{p.folder.name}", p.out],
         "b2": lambda p: ["sync", "--noProgress", f"b2://bench-read/{p.folder.name}", p.out],
     }, setup=_make_out_for_b2),
+    Command("sync ({small} files)", _sync_of(lambda p: p.folder), stored=lambda p: p.folder),
     SYNC,
 ]
 

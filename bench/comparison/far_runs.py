@@ -26,7 +26,8 @@ class Runner:
         self._service = FarService(str(arguments.build / "bin" / "b2emulator"), str(scratch),
                                    far_jobs.SEEDS, far_jobs.BUCKETS)
         try:
-            self._programs = mounts.Programs(arguments.build, self._service, scratch)
+            self._programs = mounts.Programs(arguments.build, self._service, scratch,
+                                              arguments.save)
             self._places = far_jobs.Places(self._programs, scratch, large, small)
             self._store = mount_runs.Store(self._service)
             self._mounted = mount_runs.Runner(self._service, self._programs, self._places)

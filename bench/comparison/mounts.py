@@ -13,8 +13,8 @@ START_SECONDS, END_SECONDS = 60, 120
 class Programs:
     """Mounts of either program under `scratch`, where the emulator's CA bundle stands already."""
 
-    def __init__(self, build, running, scratch):
-        self._scratch = scratch
+    def __init__(self, build, running, scratch, saving="close"):
+        self._scratch, self._saving = scratch, saving
         self._drive = scratch / "bin" / "b2drive"
         # Copied: it looks for the library and the CA bundle beside its own folder.
         for source, target in ((build / "bin" / "b2drive", self._drive),
@@ -41,12 +41,13 @@ class Programs:
         (scratch / "rclone.conf").touch()
 
     def mount(self, program):
-        """A fresh mount with an empty cache folder, with defaults otherwise."""
+        """A fresh mount with an empty cache folder, with defaults but for when files are sent."""
         folder, cache = self._scratch / "mount", self._scratch / "cache"
         shutil.rmtree(cache, ignore_errors=True)
         folder.mkdir(exist_ok=True)
         if program == "b2drive":
-            command = [self._drive, "mount", "-f", "-o", f"cache_dir={cache}", folder]
+            command = [self._drive, "mount", "-f", "-o", f"cache_dir={cache},save={self._saving}",
+                       folder]
         else:
             command = ["rclone", "mount", "bench:", folder, "--vfs-cache-mode", "writes",
                        "--cache-dir", cache]

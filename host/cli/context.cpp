@@ -130,7 +130,9 @@ PathIndex& Context::index() {
   if (index_) return *index_;
   PatientDrive& service = drive();
   index_ = std::make_unique<PathIndex>(
-      [&](const std::string& id, const std::string& path) { return service.List(id, path); });
+      [&](const std::string& id, const std::string& path, ListingReceiver& receiver) {
+        service.List(id, path, receiver);
+      });
   return *index_;
 }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <memory>
 #include <span>
 
 #include "host/cli/arguments.h"
@@ -6,6 +7,7 @@
 #include "host/cli/progress.h"
 #include "host/commands/commands.h"
 #include "host/transfer/crew.h"
+#include "host/transfer/digest_ahead.h"
 #include "host/transfer/upload_plan.h"
 
 namespace b2drive::cli {
@@ -25,6 +27,8 @@ struct PutOptions {
 };
 
 constexpr std::size_t kMostInfo = 7;
+// Where clients keep the SHA-1 of a file that went up in parts.
+constexpr char kWholeSha1[] = "large_file_sha1";
 
 // What the service would refuse of KEY=VALUE; empty for nothing. Capital letters become small ones.
 std::string FaultOf(const std::string& pair) {
@@ -43,6 +47,7 @@ std::string FaultOf(const std::string& pair) {
   if (odd != std::string::npos) {
     return "a key has letters of ASCII, digits and -_.`~!#$%^&*'|+ only";
   }
+  if (key == kWholeSha1) return "b2drive makes that one itself";
   if (!key.starts_with("b2-") || std::ranges::count(kMeant, key) > 0) return "";
   return "keys that begin with b2- mean something to the service, which does not know " + key;
 }
@@ -62,8 +67,17 @@ std::vector<std::string> TextsOf(const PutOptions& options) {
                                         "three for time, size and SHA-1");
 }
 
-void Store(Context& context, Upload& upload, const std::vector<std::string>& texts) {
+// What is known of a single file before anything connects.
+std::unique_ptr<DigestAhead> BeginDigest(const Context& context, const PutOptions& options) {
+  const bool known = context.uses_shipped_plugin() && options.paths.size() == 2;
+  return known ? std::make_unique<DigestAhead>(options.paths.front()) : nullptr;
+}
+
+void Store(Context& context, Upload& upload, std::vector<std::string> texts, DigestAhead* digest) {
   LocalSource opened = upload.spooled ? std::move(*upload.spooled) : OpenSource(upload.local);
+  if (const auto sha1 = digest == nullptr ? std::nullopt : digest->Of(opened)) {
+    texts.push_back(std::string("info.") + kWholeSha1 + "=" + *sha1);
+  }
   const Entry stored = context.storage().PutFile(upload.folder->id, upload.path(), opened, texts);
   context.changes().Tell({"put", upload.path(), upload.local, opened.size, stored.id});
   if (!opened.IsChanged()) return;
@@ -94,6 +108,7 @@ ExitCode RunPut(Context& context, const PutOptions& options) {
   const std::vector<std::string> texts = TextsOf(options);
   context.SetUploadConnections(options.connections);
   context.WantDetails();
+  const std::unique_ptr<DigestAhead> digest = BeginDigest(context, options);
   UploadPlan plan(context.index(), options.filter);
   MakePlan(plan, options);
   std::vector<Upload>& uploads = plan.uploads();
@@ -109,7 +124,7 @@ ExitCode RunPut(Context& context, const PutOptions& options) {
   for (Upload& upload : uploads) {
     crew.Run([&] {
       const ProgressBar::File file(bar, upload.name);
-      Store(context, upload, texts);
+      Store(context, upload, texts, digest.get());
     });
   }
   return crew.Finish();

@@ -27,6 +27,10 @@ Entry ChooseVersion(const Listing& versions, const RestoreOptions& options,
 }
 
 ExitCode RunRestore(Context& context, const RestoreOptions& options) {
+  if (options.version.empty() && options.before.empty()) {
+    throw HostError(ExitCode::kUsage,
+                    "which version? give --version or --before (see b2drive restore --help)");
+  }
   const std::string path = PathArgument(options.path).path;
   context.changes().Expect();
   const ViewedDrive view = context.Open(View::kVersions);
@@ -58,12 +62,11 @@ void AddRestoreCommand(CLI::App& app, Selected& selected) {
       "hides\n"
       "the name. b2drive versions shows what there is.");
   restore->add_option("PATH", options->path)->required();
-  CLI::Option_group* which = restore->add_option_group("which");
-  NotEmpty(which->add_option("--version", options->version, "That of this ID"))->type_name("ID");
+  NotEmpty(restore->add_option("--version", options->version, "That of this ID"))->type_name("ID");
   NotEmpty(
-      which->add_option("--before", options->before, "That which was shown at this time (UTC)"))
-      ->type_name("TIME");
-  which->require_option(1);
+      restore->add_option("--before", options->before, "That which was shown at this time (UTC)"))
+      ->type_name("TIME")
+      ->excludes("--version");
   Choose(restore, selected, options, RunRestore);
 }
 

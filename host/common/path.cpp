@@ -39,6 +39,10 @@ std::string Join(std::string_view folder, std::string_view name) {
 bool IsRoot(std::string_view path) { return path == "/"; }
 bool IsBucket(std::string_view path) { return !IsRoot(path) && path.rfind('/') == 0; }
 
+bool IsAtOrBelow(std::string_view path, std::string_view folder) {
+  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
 PathArgument::PathArgument(std::string_view text) {
   if (text.empty()) throw HostError(ExitCode::kUsage, "a PATH is empty; / is the whole account");
   while (!text.empty()) {

@@ -23,6 +23,8 @@ std::vector<std::string> NamesOf(std::string_view path);
 std::string Join(std::string_view folder, std::string_view name);
 bool IsRoot(std::string_view path);
 bool IsBucket(std::string_view path);
+// Whether it is this folder, which is not the root, or below it.
+bool IsAtOrBelow(std::string_view path, std::string_view folder);
 
 // Of names below a folder, with slashes between them and none before: all but the last one, empty
 // for a single one.

@@ -12,4 +12,10 @@ inline void RaiseOpenFileLimit() {
   setrlimit(RLIMIT_NOFILE, &files);
 }
 
+// How many it may open now.
+inline rlim_t MostOpenFiles() {
+  rlimit files{};
+  return getrlimit(RLIMIT_NOFILE, &files) == 0 ? files.rlim_cur : 0;
+}
+
 }  // namespace b2drive

@@ -1,6 +1,5 @@
 #include "host/common/workers.h"
 
-#include <chrono>
 #include <system_error>
 
 namespace b2drive {
@@ -49,6 +48,15 @@ void Workers::Start() {
 void Workers::Finish() {
   Lock lock(mutex_);
   while (IsBusy()) finished_.wait(lock);
+}
+
+bool Workers::FinishWithin(std::chrono::milliseconds time) {
+  const auto end = std::chrono::steady_clock::now() + time;
+  Lock lock(mutex_);
+  while (IsBusy()) {
+    if (finished_.wait_until(lock, end) == std::cv_status::timeout) return !IsBusy();
+  }
+  return true;
 }
 
 // False when the thread may go.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <list>
@@ -23,6 +24,8 @@ class Workers {
   void Run(std::function<void()> task);
   // Returns when no task runs or waits.
   void Finish();
+  // The same, but no later than that; whether none does.
+  bool FinishWithin(std::chrono::milliseconds time);
 
  private:
   using Threads = std::list<std::thread>;

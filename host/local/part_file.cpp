@@ -12,7 +12,6 @@
 #include "host/local/local_folders.h"
 #include "host/local/local_io.h"
 #include "host/local/part_place.h"
-#include "host/local/sha1.h"
 #include "host/terminal/report.h"
 #include "host/terminal/text_format.h"
 
@@ -22,6 +21,9 @@ namespace {
 
 // Bytes that a power cut may take. What is shorter is fetched again rather than secured.
 constexpr std::uint64_t kSecureEvery = 64UL * 1024 * 1024;
+// Between two looks at whether anybody still wants it.
+constexpr std::uint64_t kHashedAtOnce = 64UL * 1024 * 1024;
+constexpr std::uint64_t kPiece = 256UL * 1024;
 
 // What the file in place of `target` is to have. Throws for what cannot be replaced.
 mode_t ModeFor(const LocalTarget& target) {
@@ -215,8 +217,32 @@ int PartFile::Secure() {
   return failure != 0 ? failure : error;
 }
 
+std::uint64_t PartFile::InSequence() const {
+  Lock lock(mutex_);
+  for (std::size_t i = 0; i < record_.ranges(); ++i) {
+    if (record_.ReachedIn(i) < record_.EndOf(i)) return record_.ReachedIn(i);
+  }
+  return length_;
+}
+
+bool PartFile::HashOn() {
+  const std::uint64_t end = std::min(InSequence(), hashed_ + kHashedAtOnce);
+  std::vector<char> buffer(std::min(kPiece, end - hashed_));
+  const std::uint64_t before = hashed_;
+  while (hashed_ < end) {
+    const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), end - hashed_);
+    const std::size_t got = ReadAt(fd_.get(), buffer.data(), wanted, hashed_);
+    if (got == 0) break;
+    hash_.Update(buffer.data(), got);
+    hashed_ += got;
+  }
+  return hashed_ > before;
+}
+
 void PartFile::RequireHash(const std::string& sha1, const std::string& path) {
-  if (Sha1Of(fd_.get(), length_) == sha1) return;
+  while (HashOn()) {
+  }
+  if (hashed_ == length_ && hash_.HexDigest() == sha1) return;
   Lock lock(mutex_);
   if (StandsAt(fd_.get(), at_)) Unlink(at_);
   at_.path.clear();

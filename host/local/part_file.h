@@ -15,6 +15,7 @@
 #include "host/common/unique_fd.h"
 #include "host/local/local_target.h"
 #include "host/local/part_record.h"
+#include "host/local/sha1.h"
 #include "host/terminal/interrupt.h"
 
 namespace b2drive {
@@ -57,8 +58,12 @@ class PartFile {
   // Records that what was written from `begin` to `end` is right. 0 or an errno.
   int Note(std::uint64_t begin, std::uint64_t end);
 
+  // Hashes some of what has come in sequence, so that less is left for RequireHash; false when
+  // there was nothing more. To be called by one thread at a time. Throws FsError.
+  bool HashOn();
+
   // Throws kDamaged, and throws away what came, unless it is all of `path` on the drive, whose
-  // bytes have this SHA-1. To be called by one thread, when nothing is missing.
+  // bytes have this SHA-1. To be called when nothing is missing.
   void RequireHash(const std::string& sha1, const std::string& path);
 
   // Puts the file in place, over an older one, whose mode it takes. Once its bytes are on disk, so
@@ -79,6 +84,7 @@ class PartFile {
   HostError Failed(int error) const;
   HostError Spoiled(int error);
   bool IsShort() const;
+  std::uint64_t InSequence() const;  // an offset: all before it is there
   bool IsUseless() const B2_REQUIRES(mutex_);
   void RemoveUseless();
 
@@ -92,6 +98,8 @@ class PartFile {
   // Where the bytes are now, nowhere at first; the caller of Commit alone changes it.
   LocalTarget at_;
   UniqueFd fd_;  // locked
+  Sha1 hash_;
+  std::uint64_t hashed_ = 0;  // bytes
   const InterruptCleanup at_exit_;
 };
 

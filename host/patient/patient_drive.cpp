@@ -118,6 +118,14 @@ Listing PatientDrive::List(const std::string& folder_id, const std::string& path
               [&](Drive& drive, Attempts&) { return drive.List(folder_id, path); });
 }
 
+void PatientDrive::List(const std::string& folder_id, const std::string& path,
+                        ListingReceiver& receiver) {
+  Call(path, Allowed(path), [&](Drive& drive, Attempts&) {
+    receiver.StartOver();
+    drive.List(folder_id, path, receiver);
+  });
+}
+
 void PatientDrive::Read(const RangeRequest& request, const RangeSink& sink) {
   std::uint64_t reached = request.offset;
   const std::uint64_t end = request.offset + request.length;

@@ -56,6 +56,8 @@ class PatientDrive {
   std::shared_ptr<Session> SignIn();
 
   Listing List(const std::string& folder_id, const std::string& path);
+  // The same as it comes; what the receiver throws is thrown here, too.
+  void List(const std::string& folder_id, const std::string& path, ListingReceiver& receiver);
 
   // Delivers the range piece by piece, after a failure from the byte reached.
   void Read(const RangeRequest& request, const RangeSink& sink);

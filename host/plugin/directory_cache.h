@@ -1,11 +1,8 @@
 #pragma once
 
-#include <boost/multi_index/key.hpp>
-#include <boost/multi_index/ordered_index.hpp>
-#include <boost/multi_index/sequenced_index.hpp>
-#include <boost/multi_index_container.hpp>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -13,6 +10,7 @@
 
 #include "host/common/thread_safety.h"
 #include "host/plugin/entry.h"
+#include "host/plugin/folder_reading.h"
 
 namespace b2drive {
 
@@ -24,26 +22,38 @@ namespace b2drive {
 // A file and a folder can have one name: it then means the file, unless the folder is asked for.
 class DirectoryCache {
  public:
-  using Lister = std::function<Listing(const std::string& folder_id, const std::string& path)>;
+  using Clock = std::chrono::steady_clock;
+  using Lister = std::function<void(const std::string& folder_id, const std::string& path,
+                                    ListingReceiver& receiver)>;
+  // Runs a task on a thread of its own, or throws.
+  using Runner = std::function<void(std::function<void()> task)>;
 
-  // Keeps about `most_names`, folders among them. Of more, those listed last.
-  DirectoryCache(Lister lister, std::chrono::seconds lifetime, std::size_t most_names);
+  // Keeps about `most_names`, folders among them. Of more, those listed last. With a runner, which
+  // must have finished before this object goes, folders are read while their listings come.
+  DirectoryCache(Lister lister, SameNames same_names, std::chrono::seconds lifetime,
+                 std::size_t most_names, Runner runner = {});
 
-  // What is in a folder: in the lister's order, what was added since at the end, or by name.
+  // What is in a folder: in the lister's order, what was added since at the end.
   Listing List(const std::string& folder);
-  Listing ListByName(const std::string& folder);
   // Those whose names begin with `prefix`, by name.
   Listing BeginningWith(const std::string& folder, const std::string& prefix);
-  std::optional<Entry> Find(const std::string& path);
+  // `since`: a listing that was asked for before that is not believed.
+  std::optional<Entry> Find(const std::string& path, Clock::time_point since = {});
   std::optional<Entry> FindFolder(const std::string& path);
   // Whether the folder of `path` holds any other name.
   bool HasSiblings(const std::string& path);
   // Asks nobody.
   bool IsKnownEmpty(const std::string& folder);
-  // Up to `count` names behind `name`, of folders or of files, as far as they are known at once.
-  // Asks nobody.
+  // Up to `count` names behind `name`, or from the first on where that is empty, of folders or of
+  // files, as far as they are known at once. Asks nobody.
   std::vector<std::string> After(const std::string& folder, const std::string& name, bool folders,
                                  std::size_t count);
+
+  // Reads a folder in the order of its names: entries from a position on, some of them at a time,
+  // and a null piece behind the last one. Waits only for the next one, and throws what ended the
+  // listing when it comes to what is not there because of that.
+  std::unique_ptr<FolderReading> StartReading(const std::string& folder);
+  NameTable::Run ReadFrom(FolderReading& reading, std::uint64_t position);
 
   // The identifier of a folder, which need not exist: its bucket's and its path in that. Throws
   // FsError when the bucket does not exist; so does what looks into such a folder.
@@ -59,53 +69,51 @@ class DirectoryCache {
   void ForgetAll();
 
  private:
-  using Clock = std::chrono::steady_clock;
+  using ListingPtr = std::shared_ptr<FolderListing>;
+  class Receiver;
 
-  // As the lister gave them, and by name, the file before the folder.
-  struct ByName {};
-  using Names = boost::multi_index_container<
-      Entry,
-      boost::multi_index::indexed_by<boost::multi_index::sequenced<>,
-                                     boost::multi_index::ordered_unique<
-                                         boost::multi_index::tag<ByName>,
-                                         boost::multi_index::key<&Entry::name, &Entry::folder>>>>;
-
-  struct Change {
-    std::string name;
-    std::optional<Entry> entry;  // none: removed
-  };
   struct Folder {
-    Names names;
+    ListingPtr names;  // complete, never null
     bool known = false;
-    Clock::time_point listed_at{};
-    bool listing = false;
-    bool forgotten = false;  // while listing: what comes is too old to be believed
+    Clock::time_point asked_at{};
+    ListingPtr coming;  // null: no listing is under way
+    Clock::time_point coming_asked_at{};
+    bool forgotten = false;  // since then: what comes is too old to be believed
     int waiters = 0;         // threads that hold a reference without the lock
-    std::uint64_t failures = 0;
-    std::exception_ptr failure;
-    std::vector<Change> changes;  // made while listing
   };
   using Folders = std::unordered_map<std::string, Folder>;
 
-  Folder& Ready(Lock& lock, const std::string& path) B2_REQUIRES(mutex_);
+  Folder& FolderAt(const std::string& path) B2_REQUIRES(mutex_);
+  bool IsFresh(const Folder& folder) const;
+  const NameTable& Names(Lock& lock, const std::string& path, Clock::time_point since = {})
+      B2_REQUIRES(mutex_);
   // Waits for another thread's listing; throws its failure.
   void AwaitListing(Lock& lock, Folder& folder) B2_REQUIRES(mutex_);
+  // A listing is under way from here on: the caller must have it read, which ends it.
+  ListingPtr Begin(Folder& folder) B2_REQUIRES(mutex_);
+  // Asks the service. Throws nothing: the listing knows what came of it.
   void Read(Folder& folder, const std::string& path) B2_REQUIRES(mutex_);
-  void SetListing(Folder& folder, Listing listing) B2_REQUIRES(mutex_);
+  void ReadElsewhere(Folder& folder, const std::string& path) B2_REQUIRES(mutex_);
+  void End(Folder& folder, std::exception_ptr failure) B2_REQUIRES(mutex_);
+  // What a listing that is under way has already.
+  std::optional<Entry> FindEarly(const std::string& path) B2_REQUIRES(mutex_);
   void Apply(const std::string& path, const std::optional<Entry>& entry);
-  static void Replace(Names& names, const Change& change);
+  void SetNames(Folder& folder, ListingPtr names) B2_REQUIRES(mutex_);
   void Forget(Folder& folder) B2_REQUIRES(mutex_);
   void Clear(Folder& folder) B2_REQUIRES(mutex_);
   // Drops folders that nobody asks about while there is too much of them.
   void Shrink(const Folder& keep) B2_REQUIRES(mutex_);
 
   const Lister lister_;
+  const SameNames same_names_;
   const std::chrono::seconds lifetime_;
   const std::size_t most_names_;
+  const Runner runner_;
   Mutex mutex_;  // not held while the service is asked
   Condition listed_;
   Folders folders_ B2_GUARDED_BY(mutex_);
-  std::size_t names_ B2_GUARDED_BY(mutex_) = 0;  // in all folders
+  std::size_t names_ B2_GUARDED_BY(mutex_) = 0;    // in all folders
+  std::size_t readers_ B2_GUARDED_BY(mutex_) = 0;  // that wait for a listing to go on
 };
 
 }  // namespace b2drive

@@ -29,13 +29,20 @@ void Drive::Call(const std::string& path, const std::function<AERROR()>& operati
 }
 
 Listing Drive::List(const std::string& id, const std::string& path) {
-  ListingSink sink(view_ != View::kFiles);
+  ListingCollector collector(view_ != View::kFiles);
+  List(id, path, collector);
+  return std::move(collector.listing());
+}
+
+void Drive::List(const std::string& id, const std::string& path, ListingReceiver& receiver) {
+  ListingSink sink(receiver);
   try {
     Call(path, [&] { return protocol_.GetFileList(id.c_str(), &sink, nullptr); });
   } catch (const HostError&) {
-    if (sink.nonsense().empty()) throw;
+    if (sink.nonsense().empty() && !sink.failure()) throw;
   }
-  if (sink.nonsense().empty()) return std::move(sink.listing());
+  if (sink.failure()) std::rethrow_exception(sink.failure());
+  if (sink.nonsense().empty()) return;
   throw HostError(ExitCode::kFailed, path,
                   "the service's answer makes no sense: " + sink.nonsense());
 }
@@ -56,6 +63,9 @@ void Drive::Read(const Entry& file, const std::string& path, std::uint64_t offse
     }
   } catch (const HostError&) {
     if (sink.error_number() == 0) throw;
+  }
+  if (sink.error_number() == FetchSink::kMisplaced) {
+    throw HostError(ExitCode::kFailed, path, "the plug-in delivers bytes that were not asked for");
   }
   if (sink.error_number() != 0) {
     throw LocalFailure("writing " + path, sink.error_number()).About(path);
@@ -85,6 +95,12 @@ Entry Drive::Upload(const std::string& parent_id, const std::string& name, const
           .About(path);
     }
     throw error.Saying(error.what() + Leftover(error.code()));
+  }
+  if (contents.bytes_read() < size) {
+    throw HostError(ExitCode::kFailed, path,
+                    "the plug-in says that all is stored, and has read " +
+                        std::to_string(contents.bytes_read()) + " of " + std::to_string(size) +
+                        " bytes");
   }
   return ToEntry(record);
 }

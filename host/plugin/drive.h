@@ -34,6 +34,8 @@ class Drive {
   // The direct children of a folder, as the service orders them. In the view of files no two of one
   // kind have the same name; in that of versions a name's newest comes first.
   Listing List(const std::string& id, const std::string& path);
+  // The same as it comes. What the receiver throws is thrown here, too.
+  void List(const std::string& id, const std::string& path, ListingReceiver& receiver);
 
   // Delivers `length` bytes from `offset` to `sink`. `length` must be at least 1: the service
   // answers a request for none with the whole file.

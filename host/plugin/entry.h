@@ -50,6 +50,19 @@ bool MayBeAlike(const Entry& one, const Entry& other);
 // Whether they have the same bytes, type and information for certain.
 bool AreAlike(const Entry& one, const Entry& other);
 
+// Takes a listing as it comes, in the service's order.
+class ListingReceiver {
+ public:
+  // What came belongs to an attempt that failed: the listing begins again.
+  virtual void StartOver() = 0;
+  // False when there was one of this name and kind before, which ends the listing. Exceptions end
+  // it, too, and reach whoever asked for it.
+  virtual bool Take(Entry entry) = 0;
+
+ protected:
+  ~ListingReceiver() = default;
+};
+
 Entry ToEntry(const _FS_FILE_V2& record);
 // What the plug-in needs to know of an entry that it is to store or delete.
 _FS_FILE_V2 ToRecord(const Entry& entry);

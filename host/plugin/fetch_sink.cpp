@@ -12,9 +12,14 @@ bool FetchSink::AwaitTurn(std::size_t count) const {
 }
 
 AERROR FetchSink::OnFetched(long long offset, const void* data, int count, int) {
-  if (!AwaitTurn(static_cast<std::size_t>(count))) return AERROR::CANCEL;
-  long long at = offset - start_;
-  int error = Accept(at, static_cast<const char*>(data), static_cast<std::size_t>(count));
+  const long long at = offset - start_;
+  // From the start on and without gaps; what is repeated comes again at a place that was there
+  // before.
+  const bool in_place = count >= 0 && at >= 0 && at <= received_;
+  if (in_place && !AwaitTurn(static_cast<std::size_t>(count))) return AERROR::CANCEL;
+  const int error =
+      in_place ? Accept(at, static_cast<const char*>(data), static_cast<std::size_t>(count))
+               : kMisplaced;
   if (error != 0) {
     error_number_ = error;
     transfer_.state().state = TRANSFER_FAILED;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cerrno>
+
 #include "host/plugin/transfers.h"
 #include "protocol/host_interfaces.h"
 
@@ -13,6 +15,9 @@ class FetchSink : public IFetchCallback {
 
   AERROR OnFetched(long long offset, const void* data, int count, int flags) final;
 
+  // Of bytes that are of no place that they can be of.
+  static constexpr int kMisplaced = EPROTO;
+
   int error_number() const { return error_number_; }  // 0: none
   long long received() const { return received_; }    // bytes, counted from the start
 
@@ -20,7 +25,8 @@ class FetchSink : public IFetchCallback {
   // `start` is the first offset that will be asked for.
   FetchSink(long long start, const ActiveTransfer& transfer) : start_(start), transfer_(transfer) {}
 
-  // Takes bytes that stand `at` bytes after the start; 0 or an errno.
+  // Takes bytes that stand `at` bytes after the start; 0 or an errno, kMisplaced for bytes that
+  // were not asked for.
   virtual int Accept(long long at, const char* data, std::size_t count) = 0;
 
  private:

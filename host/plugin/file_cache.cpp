@@ -18,6 +18,7 @@ AERROR FileCache::Read(_FS_HANDLE* handle, long long offset, void* data, int cou
     got = pread(fd_, data, granted, offset);
   } while (got < 0 && errno == EINTR);
   *read = static_cast<int>(got > 0 ? got : 0);
+  bytes_read_ += static_cast<std::uint64_t>(*read);
   if (got < 0) error_number_ = errno;
   if (got == 0 && count > 0) error_number_ = ENODATA;
   return error_number_ == 0 ? AERROR::SUCCESS : AERROR::CACHE_READ_FAILED;

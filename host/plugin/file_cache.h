@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 #include "host/plugin/transfers.h"
 #include "protocol/host_interfaces.h"
@@ -19,11 +20,14 @@ class FileCache final : public ICacheIO {
 
   // Why a read failed, an errno; 0: none did. A file that became shorter gives ENODATA.
   int error_number() const { return error_number_; }
+  // Of all reads together.
+  std::uint64_t bytes_read() const { return bytes_read_; }
 
  private:
   int fd_;
   const ActiveTransfer& transfer_;
   std::atomic<int> error_number_{0};
+  std::atomic<std::uint64_t> bytes_read_{0};
 };
 
 }  // namespace b2drive

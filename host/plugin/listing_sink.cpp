@@ -1,6 +1,7 @@
 #include "host/plugin/listing_sink.h"
 
 #include <limits>
+#include <utility>
 
 namespace b2drive {
 namespace {
@@ -10,22 +11,36 @@ std::string KeyOf(const Entry& entry) { return entry.folder ? entry.name + "/" :
 
 }  // namespace
 
-AERROR ListingSink::AddFile(const _FS_FILE_V2* record) {
+AERROR ListingSink::AddFile(const _FS_FILE_V2* record) try {
   constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-  Entry entry = ToEntry(*record);
-  std::string key = KeyOf(entry);
-  if (entry.size > kLargest) {
-    nonsense_ = "it gives " + key + " a negative size";
-  } else if (!names_repeat_ && !IsNew(key)) {
-    nonsense_ = "it lists " + key + " twice";
+  if (record == nullptr) {
+    nonsense_ = "it lists an entry that is none";
+  } else if (record->size > kLargest) {
+    nonsense_ = "it gives " + KeyOf(ToEntry(*record)) + " a negative size";
+  } else if (!receiver_.Take(ToEntry(*record))) {
+    nonsense_ = "it lists " + KeyOf(ToEntry(*record)) + " twice";
   }
-  if (!nonsense_.empty()) return AERROR::FAILED;
-  listing_.push_back(std::move(entry));
-  last_key_ = std::move(key);
-  return AERROR::SUCCESS;
+  return nonsense_.empty() ? AERROR::SUCCESS : AERROR::FAILED;
+} catch (...) {
+  failure_ = std::current_exception();
+  return AERROR::FAILED;
 }
 
-bool ListingSink::IsNew(const std::string& key) {
+void ListingCollector::StartOver() {
+  listing_.clear();
+  last_key_.clear();
+  keys_.reset();
+}
+
+bool ListingCollector::Take(Entry entry) {
+  std::string key = KeyOf(entry);
+  if (!names_repeat_ && !IsNew(key)) return false;
+  listing_.push_back(std::move(entry));
+  last_key_ = std::move(key);
+  return true;
+}
+
+bool ListingCollector::IsNew(const std::string& key) {
   if (!keys_) {
     if (listing_.empty() || key > last_key_) return true;
     keys_.emplace();

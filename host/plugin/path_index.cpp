@@ -18,7 +18,7 @@ HostError WrongKind(const std::string& path, const std::string& text) {
 }  // namespace
 
 PathIndex::PathIndex(DirectoryCache::Lister lister)
-    : cache_(std::move(lister), kLifetime, SIZE_MAX) {}
+    : cache_(std::move(lister), SameNames::kBoth, kLifetime, SIZE_MAX) {}
 
 bool PathIndex::HasBucketOf(const std::string& path) {
   return IsBucket(path) || cache_.Find(path.substr(0, path.find('/', 1)));

@@ -69,7 +69,8 @@ void PluginLibrary::ReadIdentity() {
   get_name(&name);
   if (name != nullptr) protocol_name_ = name;
   free_text(name);
-  version_ = get_version();
+  const char* const version = get_version();
+  if (version != nullptr) version_ = version;
   if (protocol_name_ != "backblazeb2") {
     throw HostError(ExitCode::kNoPlugin, "the plug-in " + file_ + " serves \"" + protocol_name_ +
                                              "\", b2drive needs a plug-in for backblazeb2");

@@ -52,10 +52,10 @@ class FileDownload {
  private:
   using Span = PartFile::Span;
 
-  std::vector<Span> Spans() const;
   bool IsWhole() const { return length_ == file_.entry.size; }
-  void Verify();
-  void Fetch(const std::vector<Span>& spans);
+  bool IsVerified() const;
+  void Fetch();
+  void HashWhile(const std::function<bool()>& fetching);
   void FetchSpan(const Span& span);
   void Fail(const HostError& error);
   void ThrowFailure();

@@ -62,6 +62,9 @@ AERROR BackBlazeB2::PartSender::Send(const Part& part) {
 }
 
 AERROR BackBlazeB2::PartSender::Attempt(const Part& part) {
+  // Before a request object is lent for the part, so that one object, and its connections, serve
+  // both.
+  if (!HasTarget() && GetUrl() != AERROR::SUCCESS) return AERROR::FAILED;
   const auto post = [&](const Request& request) { return Post(*request, part); };
   return protocol_.QueryUnless(stop_, upload_.options, {post, query::kUploadLargeFile},
                                OnPassing([this](JsonObject& answer) { return OnStored(answer); }),
@@ -69,8 +72,7 @@ AERROR BackBlazeB2::PartSender::Attempt(const Part& part) {
 }
 
 _CURLRTN BackBlazeB2::PartSender::Post(BackBlazeB2CURL& request, const Part& part) {
-  if (target_ && target_->IsOld()) target_.reset();
-  if (!target_ && GetUrl() != AERROR::SUCCESS) return NotStarted();
+  if (!HasTarget() && GetUrl() != AERROR::SUCCESS) return NotStarted();
   BindQueryLogger(upload_.options.query_logger);
   request.SetLowSpeedTimeout(kLowSpeedSeconds);
   request.BindProgress(reinterpret_cast<curl_xferinfo_callback>(&_CURL_PROGRESS_SHARED),
@@ -79,6 +81,11 @@ _CURLRTN BackBlazeB2::PartSender::Post(BackBlazeB2CURL& request, const Part& par
   request.AddHeader("X-Bz-Part-Number", part.number);
   request.SetSpeedLimit(upload_.speed_limit);
   return upload_.options.verify_uploads ? PostRange(request, digest_) : PostRange(request, range_);
+}
+
+bool BackBlazeB2::PartSender::HasTarget() {
+  if (target_ && target_->IsOld()) target_.reset();
+  return target_.has_value();
 }
 
 AERROR BackBlazeB2::PartSender::GetUrl() {

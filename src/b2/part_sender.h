@@ -39,6 +39,7 @@ class BackBlazeB2::PartSender {
   AERROR Send(const Part& part);
   AERROR Attempt(const Part& part);
   _CURLRTN Post(BackBlazeB2CURL& request, const Part& part);
+  bool HasTarget();  // drops one that is old
   AERROR GetUrl();
   AERROR OnStored(JsonObject& answer);
   // For what passes: another attempt on another URL, if there is one left.

@@ -23,8 +23,9 @@ AERROR BackBlazeB2::StartLargeFile(const Stop& stop, const Options& options, Jso
   });
   on_range[500] = {doubt, ""};
   const auto send = [&](const Request& request) {
-    request->SetNewConnection(true);  // one that is started twice stays behind once
-    return PostJson(*request, api_url_, call::kStartLargeFile, authorization_token_, start);
+    AimAt(*request, api_url_, call::kStartLargeFile);
+    Authorize(*request, authorization_token_);
+    return request->PerformPostOnce(start.ToText());  // one that is started twice stays behind once
   };
   const AERROR result = QueryUnless(stop, options, {send, query::kStartLargeFile},
                                     std::move(on_range), {{408, {doubt, ""}}}, PassingFailures());

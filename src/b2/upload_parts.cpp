@@ -20,6 +20,14 @@ using Clock = std::chrono::steady_clock;
 
 constexpr long long kUsualPartBytes = 100'000'000;
 constexpr long long kMostPartBytes = 5'000'000'000;
+constexpr char kWholeSha1[] = "large_file_sha1";
+
+// Whether the host says the SHA-1 of what it hands over.
+bool SaysSha1(const Options& options, const _FS_FILE_V2& record) {
+  const std::string text = std::string("info.") + kWholeSha1 + "=";
+  const auto says = [&](const std::string& other) { return other.starts_with(text); };
+  return options.file_details && std::ranges::any_of(record.texts, says);
+}
 
 // Tells the host of an upload's progress.
 class Progress {
@@ -88,10 +96,10 @@ class BackBlazeB2::PartsUpload {
   AERROR Prepare() {
     JsonObject info = InfoMembers(attributes_);
     info["src_size"] = std::to_string(plan_.size);
-    if (options_.hash_before) {
+    if (options_.hash_before && !attributes_.info.contains(kWholeSha1)) {
       const auto sha1 = HashRange({cache_, handle_, 0, plan_.size}, stop_);
       if (!sha1) return AERROR::UPLOAD_CANCELED;
-      info["large_file_sha1"] = *sha1;
+      info[kWholeSha1] = *sha1;
     }
     start_ = Members({{"bucketId", object_.container},
                       {"fileName", object_.rest},
@@ -229,7 +237,8 @@ AERROR BackBlazeB2::UploadInParts(const Options& options, const char* path,
   if (*path == '\0' || info->name.empty() || cache == nullptr) return AERROR::FAILED;
   ItemPath object = SplitNormalized(std::string(path) + "/" + info->name);
   if (object.container.empty() || object.rest.empty()) return AERROR::ACCESS_DENIED;
-  const int own = options.hash_before ? 2 : 1;  // src_size, large_file_sha1
+  // src_size, large_file_sha1
+  const int own = options.hash_before && !SaysSha1(options, *info) ? 2 : 1;
   FileAttributes attributes;
   const AERROR described = GetAttributes(options, *info, object.rest, attributes, own);
   if (described != AERROR::SUCCESS) return described;

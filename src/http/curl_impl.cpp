@@ -11,6 +11,11 @@ namespace {
 constexpr long kLowSpeed = 1;  // bytes per second
 constexpr long kLowSpeedSeconds = 20;
 
+// Not the reader that bodies in memory have: those libcurl is shown whole.
+std::size_t ReadOnce(char* data, std::size_t size, std::size_t count, BufferCursor* cursor) {
+  return read_callback_buf_func(data, size, count, cursor);
+}
+
 }  // namespace
 
 CURLImpl::CURLImpl() {
@@ -53,7 +58,6 @@ void CURLImpl::Clear() {
   SetLowSpeedLimit(kLowSpeed);
   SetLowSpeedTimeout(kLowSpeedSeconds);
   SetContentDecoding(true);
-  SetNewConnection(false);
 
   query_.clear();
   headers_.clear();
@@ -87,6 +91,11 @@ _CURLRTN CURLImpl::PerformPost(void* read_function, void* read_data, long long s
   transfer.Collect();
   transfer.Send({read_function, read_data, size, query, mime_});
   return transfer.Run(error_buffer_);
+}
+
+_CURLRTN CURLImpl::PerformPostOnce(std::string body) {
+  BufferCursor cursor{body.data(), 0, static_cast<long long>(body.size())};
+  return PerformPost(CallbackPointer(&ReadOnce), &cursor, cursor.length);
 }
 
 _CURLRTN CURLImpl::PerformHead() {

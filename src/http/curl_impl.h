@@ -40,6 +40,9 @@ class CURLImpl {
   // the length of the BufferCursor that `read_data` then is. Without a reader the percent-encoded
   // query string is the body.
   virtual _CURLRTN PerformPost(void* read_function, void* read_data, long long size);
+  // What a kept connection did not answer libcurl sends once more, unseen; this body it cannot
+  // send again: CURLE_SEND_FAIL_REWIND then.
+  _CURLRTN PerformPostOnce(std::string body);
   virtual _CURLRTN PerformHead();
 
   CURL* GetCURL() const { return easy_.get(); }
@@ -81,9 +84,6 @@ class CURLImpl {
   void SetLowSpeedLimit(long bytes_per_second) {
     easy_.Set(CURLOPT_LOW_SPEED_LIMIT, bytes_per_second);
   }
-  // Whether it goes over a connection of its own. On a kept one libcurl sends once more, unseen,
-  // what was not answered.
-  void SetNewConnection(bool is_new) { easy_.Set(CURLOPT_FRESH_CONNECT, is_new ? 1L : 0L); }
   void SetSendBuffer();  // of 1 MiB, for every new socket
   void SetPostFileSize(long long bytes) { easy_.Set(CURLOPT_INFILESIZE_LARGE, curl_off_t{bytes}); }
   // Whether a compressed answer is asked for and unpacked, as it is by default. Off, an object that

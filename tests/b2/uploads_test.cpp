@@ -115,6 +115,7 @@ TEST_F(UploadsTest, WhatPassesCostsAPartAndNotTheFile) {
       {{.call = kPartUrl, .status = 401}, "spc!"},
       {{.call = kStart, .status = 503}, "sl!"},
       {{.call = kStart, .cut_after = 1, .commit = true}, "slLc!"},
+      {{.call = kStart, .cut_request_after = UINT64_MAX, .commit = true}, "slLc!"},
       {{.call = kFinish, .status = 503, .commit = true}, "sp123ffi"},
       {{.call = kFinish, .cut_request_after = UINT64_MAX, .commit = true}, "sp123ffi"},
       {{.call = kFinish, .status = 401}, "sp123fc!"}};
@@ -157,6 +158,15 @@ TEST_F(UploadsTest, WhatArrivesIsWhatWasSent) {
   EXPECT_EQ(Upload(bucket, "large", Bytes(1500)), SUCCESS);
   const auto large = emulator::VersionsOf(store(), "bucket", "large").front();
   EXPECT_EQ(large->info.at("large_file_sha1"), large->content->ComputeSha1());
+  SetOpt("file_details", "true");
+  const std::string text = Bytes(1500), sha1(40, 'a');
+  MemoryCache cache(text);
+  _FS_FILE_V2 known = RecordOf("known", text.size());
+  known.texts = {"info.large_file_sha1=" + sha1};
+  for (int i = 0; i < 8; ++i) known.texts.push_back("info." + std::to_string(i) + "=");
+  EXPECT_EQ(UploadFrom(cache, bucket, known), SUCCESS);
+  const auto said = emulator::VersionsOf(store(), "bucket", "known").front();
+  EXPECT_EQ(said->info.at("large_file_sha1"), sha1);
   // Unseen without the option.
   Set("verify_uploads=false upload_part_size=1000");
   for (const int size : {10, 1500}) {

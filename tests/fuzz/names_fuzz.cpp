@@ -89,7 +89,8 @@ void fuzz::Run(Input& input) {
   protocol.SetOpt("exact_delete", "true");
   fuzz::Must(protocol.Connect(nullptr, kForm) == AERROR::SUCCESS, "a sign-in");
   Drive drive(protocol, b2drive::View::kFiles);
-  PathIndex index([&](auto& id, auto& folder) { return drive.List(id, folder); });
+  PathIndex index(
+      [&](auto& id, auto& folder, auto& receiver) { drive.List(id, folder, receiver); });
   try {
     const auto found = index.Lookup(argument);
     if (found && !IsBucket(argument.path)) Delete(drive, argument.path, *found, names);

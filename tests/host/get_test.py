@@ -9,7 +9,7 @@ from b2drive_case import B2DriveCase
 
 READ = "b2_download_file_by_id"
 MIB = 1 << 20
-RANGE = 16 * MIB
+RANGE = 4 * MIB
 PAGE, BOOT = 4096, 128
 
 

@@ -73,6 +73,7 @@ class VersionsTest(B2DriveCase):
                 (7, "no such bucket", "cp", "-r", "/photos/b2", "/none"),
                 (2, "give KEY=VALUE", "put", "--info", "x", "typed", "/photos/z"),
                 (2, "begin with b2-", "put", "-p", "--info", "B2-x=y", "typed", "/photos/z/"),
+                (2, "makes that", "put", "--info=Large_file_sha1=y", "typed", "/photos/z"),
                 (2, "letters of ASCII", "put", "-p", "--info", "a b=y", "typed", "/photos/z/"),
                 (2, "at most 7", "put", *(f"--info=k{i}=v" for i in range(8)), "typed", "/photos/z"),
                 (2, "is empty", "put", "--type", "", "typed", "/photos/z")]:
@@ -144,6 +145,8 @@ class VersionsTest(B2DriveCase):
                 (7, "no version", "restore", "/photos/f", "--version", "none"),
                 (7, "was not there", "restore", "/photos/f", "--before", "2001-01-01"),
                 (2, "is empty", "restore", "/photos/f", "--version", ""),
+                (2, "which version", "restore", "/photos/f"),
+                (2, "excludes", "restore", "/photos/f", "--version", "x", "--before", "2001-01-01"),
                 (2, "not a time", "restore", "/photos/f", "--before", "noon"),
                 (7, "not found", "ls", "--at", then, "/photos/none"),
                 (7, "not found", "ls", "-d", "--at", then, "/photos/later"),

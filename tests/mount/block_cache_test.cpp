@@ -65,6 +65,16 @@ TEST_F(BlockCacheTest, AReaderTakesOnlyWhatIsNeitherThereNorOnItsWay) {
   EXPECT_FALSE(version->ClaimGap(0, 6 * kBlock, 2 * kBlock));
   version->CancelUnwanted(*running);
   EXPECT_TRUE(version->Claim(3 * kBlock, 4 * kBlock));
+
+  version = cache_.Open("2", 6 * kBlock - 1);
+  Bring(version, 4, 5, 'a');
+  for (const auto& [begin, end] : {std::pair{5, 6}, {2, 4}, {1, 2}}) {
+    const FetchPtr fetch = version->ClaimGapBefore(6 * kBlock, kBlock, 2 * kBlock);
+    ASSERT_TRUE(fetch);
+    EXPECT_EQ(fetch->begin, begin * kBlock);
+    EXPECT_EQ(fetch->end, std::min(end * kBlock, version->size()));
+  }
+  EXPECT_FALSE(version->ClaimGapBefore(6 * kBlock, kBlock, kBlock));
 }
 
 TEST_F(BlockCacheTest, ABlockDroppedWhileItsFetchRunsIsNotThere) {

@@ -17,12 +17,15 @@ namespace {
 
 class DirectoryCacheTest : public testing::Test {
  protected:
-  Listing Ask(const std::string& id, const std::string& path) {
+  void Ask(const std::string& id, const std::string& path, ListingReceiver& receiver) {
     ++asked_[path];
-    EXPECT_EQ(id, path == "/" ? "" : "B");
-    if (path == "/") return {{"b", "B", true, 0, {}}};
-    if (meanwhile_) meanwhile_();
-    return listing_;
+    EXPECT_EQ(id, path == "/" ? "" : "B" + path.substr(2));
+    if (path == "/") {
+      receiver.Take({"b", "B", true, 0, {}});
+    } else {
+      if (meanwhile_) meanwhile_();
+      for (const Entry& entry : listing_) receiver.Take(entry);
+    }
   }
   static std::string Show(const std::optional<Entry>& entry) {
     return !entry ? "none" : entry->folder ? "folder" : std::to_string(entry->size);
@@ -35,8 +38,8 @@ class DirectoryCacheTest : public testing::Test {
                       {"..", "B/5", false, 1, {}},     {"a/b", "B/6", false, 1, {}}};
   std::map<std::string, std::atomic<int>> asked_;
   std::function<void()> meanwhile_;
-  const DirectoryCache::Lister lister_ = [this](auto&... names) { return Ask(names...); };
-  DirectoryCache cache_{lister_, std::chrono::seconds(1000), 99};
+  const DirectoryCache::Lister lister_ = [this](auto&... names) { Ask(names...); };
+  DirectoryCache cache_{lister_, SameNames::kBoth, std::chrono::seconds(1000), 99};
 };
 
 TEST_F(DirectoryCacheTest, OneListingAnswersForAllNames) {
@@ -56,8 +59,14 @@ TEST_F(DirectoryCacheTest, OneListingAnswersForAllNames) {
 TEST_F(DirectoryCacheTest, AFileSystemShowsOneOfANameAndNoneThatItCannotHold) {
   listing_.push_back({std::string("a\0b", 3), "B/7", false, 1, {}});
   listing_.push_back({std::string(256, 'x'), "B/8", false, 1, {}});
+  DirectoryCache shown(
+      [this](auto& id, auto& path, ListingReceiver& receiver) {
+        MountableNames names(receiver, path);
+        Ask(id, path, names);
+      },
+      SameNames::kFolderOnly, std::chrono::seconds(1000), 99);
   const std::vector<std::string> ids = {"B/1", "B/both", "B/htob"};
-  EXPECT_TRUE(std::ranges::equal(OnlyMountable(listing_, "/b"), ids, {}, &Entry::id));
+  EXPECT_TRUE(std::ranges::equal(shown.List("/b"), ids, {}, &Entry::id));
 }
 
 TEST_F(DirectoryCacheTest, OwnChangesShowAlsoWhenMadeDuringAListing) {
@@ -110,7 +119,7 @@ TEST_F(DirectoryCacheTest, AFailedListingFailsAllThatWaitAndIsAskedAgain) {
 }
 
 TEST_F(DirectoryCacheTest, AListingThatIsTooOldIsNotBelieved) {
-  DirectoryCache forgetful(lister_, std::chrono::seconds(0), 99);
+  DirectoryCache forgetful(lister_, SameNames::kBoth, std::chrono::seconds(0), 99);
   EXPECT_TRUE(forgetful.Find("/b/f"));
   listing_.clear();
   EXPECT_FALSE(forgetful.Find("/b/f"));
@@ -134,6 +143,12 @@ TEST_F(DirectoryCacheTest, AScanInOrderTellsWhatComesNext) {
   for (const char* path : {"/b/b", "/b/d"}) EXPECT_EQ(folders.Next(path), Paths{});
   EXPECT_EQ(folders.Next("/b/f"), (Paths{"/b/h", "/b/j", "/b/l", "/b/n", "/b/p"}));
   EXPECT_EQ(asked_["/b"], 1);
+  // Down a tree each step counts, and the next folder's own come with its siblings.
+  ScanWatch down(cache_, ScanWatch::Kind::kFolders);
+  for (const char* folder : {"/b/b", "/b/b/d"}) cache_.List(folder);
+  for (const char* path : {"/b", "/b/b"}) EXPECT_EQ(down.Next(path), Paths{});
+  const Paths next = down.Next("/b/b/b");
+  EXPECT_EQ(next.front() + next.back(), "/b/b/d/b/b/b/p");
 }
 
 TEST(TimeBookTest, KeepsOfVeryManyTimesThoseSetLast) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
@@ -102,7 +103,7 @@ class FaultyDisk : public Disk {
     });
   }
   int SyncFolder(const Path& folder) override {
-    return Do([&] {
+    return Do(true, [&] {
       for (auto& [path, history] : names_) {
         if (path.parent_path() == folder) history = {history.back()};
       }
@@ -139,6 +140,11 @@ class FaultyDisk : public Disk {
       const std::size_t half = written.size() / 2;
       if (synced == written || kind > 3) return written;
       if (kind == 0) return synced;
+      if (synced.size() == written.size()) {  // in place: as far as the disk came
+        const auto [old, now] = std::ranges::mismatch(synced, written);
+        const auto at = static_cast<std::size_t>(old - synced.begin()) + 20 * kind;
+        return at < written.size() ? written.substr(0, at) + synced.substr(at) : written;
+      }
       if (kind == 1) return std::string(written.size(), '\0');
       const bool over = kind == 2 && synced.size() > half;
       return written.substr(0, half) + (over ? synced.substr(half) : "");
@@ -166,9 +172,10 @@ class FaultyDisk : public Disk {
     return off ? EIO : error_;
   }
 
-  int Do(const std::function<int()>& action) {
+  int Do(const std::function<int()>& action) { return Do(false, action); }
+  int Do(bool opens, const std::function<int()>& action) {
     std::lock_guard lock(mutex_);
-    const int error = Begin(false);
+    const int error = Begin(opens);
     return error != 0 ? error : action();
   }
 

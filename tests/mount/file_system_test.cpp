@@ -106,6 +106,8 @@ TEST_F(FileSystemTest, WhatWaitedIsSentOnceAtMost) {
 }
 
 TEST_F(FileSystemTest, AJournalThatCannotBeReadIsListedAndKept) {
+  options.log_size = 0;
+  Remount();
   Fail("b2_upload_file", 500, kAlways);
   EXPECT_EQ(Write("a", "precious"), EIO);
   Kill();

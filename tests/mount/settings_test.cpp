@@ -28,13 +28,32 @@ TEST(MountOptions, AreReadWithTheirDefaults) {
   const MountOptions given = ParseMountOptions("uid=1,gid=4294967294,cache_dir=/a=b");
   EXPECT_TRUE(given.kernel.uid == 1 && given.kernel.gid == 4294967294 && given.cache_dir == "/a=b");
   EXPECT_TRUE(ParseMountOptions("cache_dir=a").cache_dir.is_absolute());
+  EXPECT_FALSE(given.files.saving == Saving::kInBackground || given.files.pending_size);
+  const FileSystemOptions keeps = ParseMountOptions("save=background,pending_size=2K").files;
+  EXPECT_TRUE(keeps.saving == Saving::kInBackground && keeps.pending_size == 2048);
 }
 
 TEST(MountOptions, RefusalsNameTheOption) {
-  for (const std::string word :
-       {"nope", "ro=1", "uid", "uid=", "uid=-1", "uid=4294967295", "umask=8", "umask=1000",
-        "cache_dir=", "cache_size=1023K", "cache_size=5X", "cache_size=K", "cache_size=16777216T",
-        "dir_ttl=1s", "read_ahead=1", "retries=1001", "size=4095"}) {
+  for (const std::string word : {"nope",
+                                 "ro=1",
+                                 "uid",
+                                 "uid=",
+                                 "uid=-1",
+                                 "uid=4294967295",
+                                 "umask=8",
+                                 "umask=1000",
+                                 "cache_dir=",
+                                 "cache_size=1023K",
+                                 "cache_size=5X",
+                                 "cache_size=K",
+                                 "cache_size=16777216T",
+                                 "dir_ttl=1s",
+                                 "read_ahead=1",
+                                 "retries=1001",
+                                 "size=4095",
+                                 "save=",
+                                 "save=soon",
+                                 "pending_size=x"}) {
     EXPECT_THAT(
         [&] { ParseMountOptions("ro," + word + ",retries=3"); },
         Throws<HostError>(AllOf(Property(&HostError::exit_code, ExitCode::kUsage),

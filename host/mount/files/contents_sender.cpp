@@ -1,5 +1,6 @@
 #include "host/mount/files/contents_sender.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -33,7 +34,7 @@ class ContentsSender::Attempt {
 };
 
 bool ContentsSender::Send(int retries) {
-  const SpoolPtr contents = pending_.sealed();
+  const SpoolPtr contents = pending_.TakeSealed();
   if (!contents) return false;
   try {
     const Attempt attempt(*this);
@@ -50,16 +51,20 @@ bool ContentsSender::Send(int retries) {
 }
 
 void ContentsSender::SendOnce(const SpoolPtr& contents, UploadControl& control, int retries) {
-  if (!stored_.certain() && IsThere(contents)) return;
+  const auto since = waiting_since();
+  if (since && IsThere(contents, *since)) return;
   NoteSent(contents,
            stored_.Upload(pending_.path(), *contents, contents->Modified(), control, retries));
 }
 
 // Whether the service holds contents that waited. What someone else has stored since they were
-// written is not hidden by them: they get a name of their own.
-bool ContentsSender::IsThere(const SpoolPtr& contents) {
+// written is not hidden by them: they get a name of their own. Many files that wait in one folder
+// share a look at it.
+bool ContentsSender::IsThere(const SpoolPtr& contents, Clock::time_point since) {
+  constexpr auto kLongestUse = std::chrono::seconds(1);
   const std::string name = pending_.path();
-  const std::optional<Entry> found = stored_.FindAfresh(name);
+  const std::optional<Entry> found =
+      stored_.FindSince(name, std::max(since, Clock::now() - kLongestUse));
   if (found && found->id != pending_.base()) {
     const SpoolPtr theirs =
         pending_.MayHaveSent(found->size) ? stored_.Bring(*found, name, found->size) : nullptr;
@@ -94,6 +99,18 @@ void ContentsSender::NoteSent(const SpoolPtr& contents, const Entry& entry) {
   Lock lock(mutex_);
   failure_.reset();
   failures_ = 0;
+  waiting_since_.reset();
+}
+
+void ContentsSender::NoteWaiting() {
+  Lock lock(mutex_);
+  if (!waiting_since_) waiting_since_ = Clock::now();
+}
+
+std::optional<ContentsSender::Clock::time_point> ContentsSender::waiting_since() const {
+  const bool certain = stored_.certain();
+  Lock lock(mutex_);
+  return waiting_since_ || certain ? waiting_since_ : std::optional(Clock::now());
 }
 
 Unfinished ContentsSender::LeftBehind() const {
@@ -108,6 +125,7 @@ void ContentsSender::NoteNotSent(const SpoolPtr& contents, const FsError& error)
   {
     Lock lock(mutex_);
     ++failures_;
+    waiting_since_ = Clock::now();  // what was found before may have changed by this attempt
     const bool lasting = error.lasting() || unfinished_.files >= kMostUnfinished;
     failure_ = FsError(error.number(), error.what(), lasting);
   }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cerrno>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +14,11 @@
 #include "host/patient/upload_control.h"
 
 namespace b2drive::mount {
+
+// Whether the service said no, where waiting alone does not help.
+inline bool IsRefusal(const FsError& failure) {
+  return failure.lasting() || (failure.number() != EIO && failure.number() != ETIMEDOUT);
+}
 
 // Sends what one file has pending, and remembers how it went. Thread-safe, but for Send, which is
 // for one thread at a time. All throw FsError.
@@ -26,6 +33,8 @@ class ContentsSender {
   bool Send(int retries);
   // Ends a Send that runs.
   void GiveUp();
+  // What is sealed waits from now on, so that others may store something before it is sent.
+  void NoteWaiting();
 
   // The last failure, if what failed still waits.
   std::optional<FsError> Failure() const;
@@ -33,9 +42,12 @@ class ContentsSender {
 
  private:
   class Attempt;
+  using Clock = std::chrono::steady_clock;
 
   void SendOnce(const SpoolPtr& contents, UploadControl& control, int retries);
-  bool IsThere(const SpoolPtr& contents);
+  bool IsThere(const SpoolPtr& contents, Clock::time_point since);
+  // None when it does not wait: what is saved then counts as stored at that moment.
+  std::optional<Clock::time_point> waiting_since() const;
   void GoElsewhere();
   void NoteSent(const SpoolPtr& contents, const Entry& entry);
   void NoteNotSent(const SpoolPtr& contents, const FsError& error);
@@ -47,6 +59,7 @@ class ContentsSender {
   SharedFile& file_;
   mutable Mutex mutex_;
   std::shared_ptr<UploadControl> running_ B2_GUARDED_BY(mutex_);
+  std::optional<Clock::time_point> waiting_since_ B2_GUARDED_BY(mutex_);
   int failures_ B2_GUARDED_BY(mutex_) = 0;
   std::optional<FsError> failure_ B2_GUARDED_BY(mutex_);
   Unfinished unfinished_ B2_GUARDED_BY(mutex_);

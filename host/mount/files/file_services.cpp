@@ -9,11 +9,12 @@ namespace b2drive::mount {
 namespace {
 
 constexpr std::size_t kMostFetchers = 32;
-constexpr std::size_t kMostNames = 300'000;  // about 100 MB
+constexpr std::size_t kMostListers = 32;
+constexpr std::size_t kMostNames = 1'200'000;  // about 150 MB
 
 // What one reader asks for ahead must not push out of the cache what it has not read yet.
 std::uint64_t LongestRange(const FileSystemOptions& options) {
-  constexpr std::uint64_t kShare = 8;
+  constexpr std::uint64_t kShare = 32;
   return std::min(options.read_ahead, options.cache_size / kShare);
 }
 
@@ -25,12 +26,15 @@ FileServices::FileServices(LiveSession& live, const FileSystemOptions& options,
     : transfers(options.limit),
       remote(live, transfers, {options.retries, !options.foreign_plugin, {}}),
       directory(
-          [this](const std::string& id, const std::string& path) {
-            return OnlyMountable(remote.List(id, path), path);
+          [this](const std::string& id, const std::string& path, ListingReceiver& receiver) {
+            MountableNames names(receiver, path);
+            remote.List(id, path, names);
           },
-          options.dir_ttl, kMostNames),
-      spool(disk, folder / "spool", boot),
+          SameNames::kFolderOnly, options.dir_ttl, kMostNames,
+          [this](std::function<void()> task) { listers.Run(std::move(task)); }),
+      spool(disk, folder / "spool", boot, options.log_size),
       blocks(disk, folder / "blocks", options.cache_size, MostVersions()),
+      listers(kMostListers),
       fetchers(kMostFetchers),
       reading{remote, blocks, fetchers, LongestRange(options)},
       redirected(std::move(when_redirected)) {}

@@ -1,15 +1,37 @@
 #include "host/mount/files/file_system.h"
 
 #include <cerrno>
-#include <set>
 
 #include "host/common/fs_error.h"
 #include "host/common/name_rules.h"
 #include "host/common/path.h"
+#include "host/common/process_limits.h"
 #include "host/common/waiting.h"
+#include "host/terminal/notices.h"
 
 namespace b2drive::mount {
 namespace {
+
+// Each file that waits holds a descriptor.
+Outbox::Bound BoundOf(const FileSystemOptions& options, const std::filesystem::path& folder,
+                      const Spool& spool) {
+  constexpr std::uint64_t kShare = 5;
+  std::error_code error;
+  const std::uint64_t available = std::filesystem::space(folder, error).available;
+  return {spool, options.pending_size.value_or(error ? 0 : available / kShare),
+          MostOpenFiles() / kShare};
+}
+
+bool SameTime(const timespec& one, const timespec& other) {
+  return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
+}
+
+// Of what can be told without the contents. A copy of a file without a time of its own has none.
+bool IsCopy(const Entry& copy, const Entry& original) {
+  const bool timeless =
+      SameTime(copy.modified, copy.uploaded) && SameTime(original.modified, original.uploaded);
+  return MayBeAlike(copy, original) && (timeless || SameTime(copy.modified, original.modified));
+}
 
 FsError NoSuchFile(const std::string& path) { return {ENOENT, path + ": not found"}; }
 
@@ -18,6 +40,7 @@ FsError NoSuchFile(const std::string& path) { return {ENOENT, path + ": not foun
 FileSystem::FileSystem(LiveSession& live, const FileSystemOptions& options,
                        const std::filesystem::path& folder, Disk& disk, const std::string& boot)
     : size_(options.size),
+      saving_(options.saving),
       started_(Now()),
       services_(live, options, folder, disk, boot,
                 [this](SharedFile& file, const std::string& from, const std::string& to) {
@@ -27,10 +50,17 @@ FileSystem::FileSystem(LiveSession& live, const FileSystemOptions& options,
       markers_(services_.remote, services_.directory),
       prefetcher_(services_.directory, services_.reading),
       files_(services_, [this](const SharedFilePtr& file) { outbox_.LastClosed(file); }),
-      outbox_(files_, options.read_only) {
+      outbox_(files_, BoundOf(options, folder, services_.spool), options.read_only),
+      moves_(disk, folder / "moves"),
+      folder_moves_(
+          {services_.directory, files_, markers_, gate_, moves_,
+           [this](const std::string& from, const std::string& to) { MoveFile(from, to, true); },
+           [this](const std::string& from, const std::string& to) { FinishMove(from, to); },
+           options.rename_max}) {
   Spool::Found found = services_.spool.Recover();
   for (const std::string& line : found.damaged) announcements_.Add(line);
   outbox_.Resume(std::move(found.unsent));
+  if (!options.read_only) folder_moves_.Resume();
 }
 
 Entry FileSystem::StoredEntry(const std::string& path) {
@@ -52,6 +82,7 @@ std::optional<Entry> FileSystem::ExistingFile(const std::string& path) {
 }
 
 Entry FileSystem::Stat(const std::string& path) {
+  const PathGate::Pass pass(gate_, path);
   if (IsRoot(path)) return {"", "", true, 0, started_};
   if (SharedFilePtr file = files_.Find(path)) return file->Stat();
   return Shown(StoredEntry(path), path);
@@ -63,39 +94,44 @@ Entry FileSystem::Shown(Entry stored, const std::string& path) {
   return stored;
 }
 
-void FileSystem::List(const std::string& folder, const Visitor& visit) {
+std::unique_ptr<FolderReader> FileSystem::OpenFolder(const std::string& folder) {
+  const auto pass = PathGate::Pass::ToList(gate_, folder);
   prefetcher_.ListAhead(folder);
-  std::set<std::string> shown;
-  // Before the listing: a file that is let go meanwhile stands in it.
-  const std::vector<SharedFilePtr> open = files_.In(folder);
-  Listing stored = services_.directory.ListByName(folder);  // the order that is read ahead
-  for (const SharedFilePtr& file : open) {
-    Entry entry = file->Stat();
-    visit(entry);
-    shown.insert(std::move(entry.name));
-  }
-  for (Entry& entry : stored) {
-    if (shown.contains(entry.name)) continue;
-    const std::string path = Join(folder, entry.name);
-    visit(Shown(std::move(entry), path));
-  }
+  return std::make_unique<FolderReader>(
+      services_, files_, folder,
+      [this](Entry stored, const std::string& path) { return Shown(std::move(stored), path); });
 }
 
 std::unique_ptr<Handle> FileSystem::Open(const std::string& path, bool for_writing, bool truncate) {
+  const PathGate::Pass pass(gate_, path);
+  return OpenFile(path, for_writing, truncate);
+}
+
+std::unique_ptr<Handle> FileSystem::OpenFile(const std::string& path, bool for_writing,
+                                             bool truncate) {
   auto handle = std::make_unique<Handle>(
       files_, path, [&] { return ExistingFile(path); }, services_.reading, for_writing);
+  TellFailure(*handle);
   if (truncate) handle->file().StartEmpty();
   if (!for_writing) prefetcher_.FetchAhead(path);
   return handle;
 }
 
 std::unique_ptr<Handle> FileSystem::Create(const std::string& path) {
+  const PathGate::Pass pass(gate_, path);
   if (IsBucket(path)) throw FsError(EACCES, path + ": only buckets stand here");
   CheckName(path);
   auto handle = std::make_unique<Handle>(
       files_, path, [&] { return StoredFile(path); }, services_.reading, true);
+  TellFailure(*handle);
   handle->file().StartEmpty();
   return handle;
+}
+
+// The close that returned before could not.
+void FileSystem::TellFailure(Handle& handle) {
+  const auto failure = in_background() ? handle.file().TakeUntold() : std::nullopt;
+  if (failure) throw FsError(*failure);
 }
 
 std::size_t FileSystem::Write(Handle& handle, std::uint64_t offset, const char* data,
@@ -114,7 +150,9 @@ void FileSystem::Flush(Handle& handle) {
   if (!handle.wrote && !handle.file().HasUnsealed()) return;
   AboutToWait();
   const bool wrote = handle.wrote.exchange(false);
-  if (handle.file().HasUnsaved()) return outbox_.Save(handle.held.file());
+  const bool unsaved = handle.file().HasUnsaved();
+  if (in_background() && (wrote || unsaved)) return outbox_.Keep(handle.held.file());
+  if (unsaved) return outbox_.Save(handle.held.file());
   handle.file().Settle();
   // Another descriptor's close may have tried to save what this one wrote.
   auto failure = handle.file().Failure();
@@ -127,6 +165,15 @@ void FileSystem::Sync(Handle& handle) {
   outbox_.Save(handle.held.file());
 }
 
+void FileSystem::SyncFolder(const std::string& folder) {
+  if (!in_background()) return;
+  AboutToWait();
+  const std::string below = Join(folder, "");
+  for (const SharedFilePtr& file : files_.All()) {
+    if (!file->IsSettled() && file->path().starts_with(below)) outbox_.Save(file);
+  }
+}
+
 std::uint64_t FileSystem::TotalBytes() {
   constexpr std::uint64_t kFallback = 10ULL << 40;
   std::uint64_t total = size_ ? *size_ : services_.remote.TotalBytes();
@@ -134,13 +181,15 @@ std::uint64_t FileSystem::TotalBytes() {
 }
 
 void FileSystem::Truncate(const std::string& path, std::uint64_t size) {
-  auto handle = Open(path, true, false);
+  const PathGate::Pass pass(gate_, path);
+  auto handle = OpenFile(path, true, false);
   Truncate(*handle, size);
   Flush(*handle);
   Close(std::move(handle));
 }
 
 void FileSystem::SetTime(const std::string& path, timespec time) {
+  const PathGate::Pass pass(gate_, path);
   if (SharedFilePtr file = files_.Find(path)) return file->SetTime(time);
   if (IsRoot(path)) return;
   const Entry entry = StoredEntry(path);
@@ -148,6 +197,11 @@ void FileSystem::SetTime(const std::string& path, timespec time) {
 }
 
 void FileSystem::Unlink(const std::string& path) {
+  const PathGate::Pass pass(gate_, path);
+  RemoveFile(path);
+}
+
+void FileSystem::RemoveFile(const std::string& path) {
   HeldFile held(files_, path, [&] { return ExistingFile(path); });
   markers_.KeepParentOf(path);
   held.file()->Unlink(path, !held.IsOnly());
@@ -155,17 +209,35 @@ void FileSystem::Unlink(const std::string& path) {
   markers_.KeepIfEmptied(ParentOf(path));
 }
 
-void FileSystem::Rename(const std::string& from, const std::string& to, bool replace) {
+void FileSystem::Rename(const std::string& from, const std::string& to, bool replace,
+                        const std::function<void()>& renamed) {
   if (from == to) return;
-  if (Stat(from).folder) throw FsError(EXDEV, from + ": folders are not renamed");
-  if (IsBucket(to)) throw FsError(EACCES, to + ": only buckets stand here");
   CheckName(to);
+  if (Stat(from).folder) return folder_moves_.Move({from, to}, replace, renamed);
+  if (IsBucket(to)) throw FsError(EACCES, to + ": only buckets stand here");
+  const PathGate::Pass pass(gate_, from, to);
   if (!replace) services_.directory.Forget(ParentOf(to));
+  markers_.KeepParentOf(from);
+  MoveFile(from, to, replace);
+  renamed();
+  markers_.KeepIfEmptied(ParentOf(from));
+}
+
+// The earlier mount may have ended between the copy and the removal of the old name, and programs
+// may have written, or others stored, something else under the new one since.
+void FileSystem::FinishMove(const std::string& from, const std::string& to) {
+  const std::optional<Entry> there = StoredFile(to);
+  if (!there && !files_.Find(to)) return MoveFile(from, to, false);
+  const std::optional<Entry> old = StoredFile(from);
+  if (there && old && IsCopy(*there, *old) && !files_.Find(from)) return RemoveFile(from);
+  Notice(from + ": stays, since there is another " + to + " by now");
+}
+
+void FileSystem::MoveFile(const std::string& from, const std::string& to, bool replace) {
   const NameWatch watch(files_, to);
   const std::optional<Entry> seen = StoredFile(to);
   if (!replace && (seen || files_.Find(to))) throw FsError(EEXIST, to + ": exists");
   HeldFile held(files_, from, [&] { return ExistingFile(from); });
-  markers_.KeepParentOf(from);
   held.file()->Move(from, to, seen, watch.file().get());
   const bool taken = watch.WasTaken();
   // One that was opened under the name meanwhile.
@@ -176,18 +248,20 @@ void FileSystem::Rename(const std::string& from, const std::string& to, bool rep
   }
   if (before || taken)
     services_.directory.Forget(ParentOf(to));  // it may have been stored after ours
-  markers_.KeepIfEmptied(ParentOf(from));
 }
 
 void FileSystem::MakeFolder(const std::string& path) {
+  const PathGate::Pass pass(gate_, path);
   if (!IsBucket(path)) CheckName(path);
   markers_.Make(path);
 }
 
 void FileSystem::RemoveFolder(const std::string& path) {
+  const PathGate::Pass pass(gate_, path);
   if (!StoredEntry(path).folder) throw FsError(ENOTDIR, path + ": is a file");
   services_.directory.Forget(path);  // others may have stored something
-  if (!services_.directory.List(path).empty() || !files_.In(path).empty()) {
+  const std::string any_name = Join(path, "");
+  if (services_.directory.HasSiblings(any_name) || !files_.In(path).empty()) {
     throw FsError(ENOTEMPTY, path + ": not empty");
   }
   markers_.KeepParentOf(path);

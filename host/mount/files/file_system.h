@@ -8,7 +8,8 @@
 
 #include "host/local/local_io.h"
 #include "host/mount/files/announcements.h"
-#include "host/mount/files/folder_markers.h"
+#include "host/mount/files/folder_moves.h"
+#include "host/mount/files/folder_reader.h"
 #include "host/mount/files/outbox.h"
 #include "host/mount/files/prefetcher.h"
 
@@ -39,23 +40,29 @@ class FileSystem {
              const std::string& boot = CurrentBoot());
 
   Entry Stat(const std::string& path);
-  using Visitor = std::function<void(const Entry& entry)>;
-  void List(const std::string& folder, const Visitor& visit);
+  std::unique_ptr<FolderReader> OpenFolder(const std::string& folder);
 
   std::unique_ptr<Handle> Open(const std::string& path, bool for_writing, bool truncate);
   std::unique_ptr<Handle> Create(const std::string& path);
   std::size_t Write(Handle& handle, std::uint64_t offset, const char* data, std::size_t count);
   void Truncate(Handle& handle, std::uint64_t size);
-  // At each close of a descriptor: what was written is on the service when it returns.
+  // At each close of a descriptor: what was written is on the service when it returns, or kept
+  // here and sent in the background.
   void Flush(Handle& handle);
+  // What was written is on the service when it returns.
   void Sync(Handle& handle);
+  // The same for all that waits below a folder, where closes do not wait for it.
+  void SyncFolder(const std::string& folder);
   void Close(std::unique_ptr<Handle> handle) { handle.reset(); }
 
   void Truncate(const std::string& path, std::uint64_t size);
   void SetTime(const std::string& path, timespec time);
   void Unlink(const std::string& path);
-  // Within one file system; a folder gives EXDEV.
-  void Rename(const std::string& from, const std::string& to, bool replace);
+  // As rename(2) does; a bucket, or a folder that holds too much, gives EXDEV.
+  // `renamed` is called before programs come to either name again.
+  void Rename(
+      const std::string& from, const std::string& to, bool replace,
+      const std::function<void()>& renamed = [] {});
   void MakeFolder(const std::string& path);
   void RemoveFolder(const std::string& path);
 
@@ -70,14 +77,22 @@ class FileSystem {
   void Hurry();
 
  private:
+  void TellFailure(Handle& handle);
   Entry StoredEntry(const std::string& path);
   // With the time that programs see.
   Entry Shown(Entry stored, const std::string& path);
   std::optional<Entry> StoredFile(const std::string& path);
   // As StoredFile; throws when no file has this name here either.
   std::optional<Entry> ExistingFile(const std::string& path);
+  std::unique_ptr<Handle> OpenFile(const std::string& path, bool for_writing, bool truncate);
+  void RemoveFile(const std::string& path);
+  void MoveFile(const std::string& from, const std::string& to, bool replace);
+  void FinishMove(const std::string& from, const std::string& to);
+
+  bool in_background() const { return saving_ == Saving::kInBackground; }
 
   const std::optional<std::uint64_t> size_;  // bytes; none: the account's
+  const Saving saving_;
   const timespec started_;
   Announcements announcements_;
   FileServices services_;
@@ -85,6 +100,9 @@ class FileSystem {
   Prefetcher prefetcher_;
   OpenFiles files_;
   Outbox outbox_;
+  PathGate gate_;
+  MoveJournal moves_;
+  FolderMoves folder_moves_;
 };
 
 }  // namespace b2drive::mount

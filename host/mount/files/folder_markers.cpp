@@ -79,6 +79,14 @@ void FolderMarkers::KeepIfEmptied(const std::string& folder) {
   if (directory_.IsKnownEmpty(folder)) EnsureMarker(folder);
 }
 
+bool FolderMarkers::HasMarker(const std::string& path) {
+  {
+    Lock lock(mutex_);
+    if (markers_.contains(path)) return true;
+  }
+  return remote_.HasMarker(directory_.FolderId(path), path);
+}
+
 void FolderMarkers::EnsureMarker(const std::string& folder) {
   if (IsRoot(folder) || IsBucket(folder)) return;
   {

@@ -18,6 +18,8 @@ class FolderMarkers {
       : remote_(remote), directory_(directory) {}
 
   void Make(const std::string& path);
+  // Asks the service, unless it is known.
+  bool HasMarker(const std::string& path);
   // The caller has seen that it is empty. Takes the marker only: were something stored in the
   // folder meanwhile, it would stay.
   void Remove(const std::string& path);

@@ -1,7 +1,5 @@
 #include "host/mount/files/mountable.h"
 
-#include <unordered_set>
-
 #include "host/common/path.h"
 #include "host/terminal/notices.h"
 
@@ -16,17 +14,15 @@ bool FitsFileSystem(const std::string& name) {
 
 }  // namespace
 
-Listing OnlyMountable(Listing listing, const std::string& folder) {
-  std::unordered_set<std::string> folders;
-  for (const Entry& entry : listing) {
-    if (entry.folder) folders.insert(entry.name);
-  }
-  std::erase_if(listing, [&](const Entry& entry) {
-    if (FitsFileSystem(entry.name)) return !entry.folder && folders.contains(entry.name);
-    Notice(Join(folder, entry.name) + ": left out, no file system can hold this name");
-    return true;
-  });
-  return listing;
+void MountableNames::StartOver() {
+  left_out_.clear();
+  receiver_.StartOver();
+}
+
+bool MountableNames::Take(Entry entry) {
+  if (FitsFileSystem(entry.name)) return receiver_.Take(std::move(entry));
+  Notice(Join(folder_, entry.name) + ": left out, no file system can hold this name");
+  return left_out_.insert(entry.folder ? entry.name + "/" : entry.name).second;
 }
 
 }  // namespace b2drive::mount

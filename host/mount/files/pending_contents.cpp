@@ -23,7 +23,8 @@ PendingContents::PendingContents(Spool& spool, BlockCache& blocks, Unsent unsent
       blocks_(blocks),
       destination_(std::move(unsent.destination)),
       work_(unsent.contents),
-      sealed_(std::move(unsent.contents)) {}
+      sealed_(unsent.contents),
+      taken_(unsent.contents) {}
 
 SpoolPtr PendingContents::visible() const {
   Lock lock(state_);
@@ -60,6 +61,14 @@ bool PendingContents::HasUnsavedBytes() const {
 SpoolPtr PendingContents::sealed() const {
   Lock lock(state_);
   return abandoned_ ? nullptr : sealed_;
+}
+
+SpoolPtr PendingContents::TakeSealed() {
+  Lock writing(writing_);  // what is being sealed knows whether this may arrive before it
+  Lock lock(state_);
+  if (abandoned_) return nullptr;
+  taken_ = sealed_;
+  return sealed_;
 }
 
 void PendingContents::StartEmpty() {
@@ -122,22 +131,33 @@ bool PendingContents::Resize(std::uint64_t size) {
 
 void PendingContents::Seal() {
   Lock writing(writing_);
-  SealWork();
+  SealWork(false);
 }
 
-void PendingContents::SealWork() {
+void PendingContents::SealAndSecure() {
+  Lock writing(writing_);
+  SealWork(true);
+  const SpoolPtr sealed = this->sealed();
+  if (sealed && sealed->IsSecured()) return RemoveEntriesBefore(sealed, false);
+  SecureSealed();
+}
+
+void PendingContents::SealWork(bool secured) {
   SpoolPtr work;
+  SpoolPtr taken;
   {
     Lock lock(state_);
     if (abandoned_ || change_ == Change::kNone) return;
     work = work_;
+    taken = taken_.lock();
   }
   // Earlier contents may just be arriving. And where an earlier entry would come back after a loss
   // of power this one must too, or what it sends would look like someone else's.
   const std::vector<SpoolPtr> earlier = Entered();
-  for (const SpoolPtr& one : earlier) destination_.NoteAttempt(*one);
-  const bool secured =
-      std::ranges::any_of(earlier, [](const SpoolPtr& one) { return one->IsSecured(); });
+  for (const SpoolPtr& one : earlier) {
+    if (one == taken) destination_.NoteAttempt(*one);
+    secured = secured || one->IsSecured();
+  }
   const Destination destination = destination_.Get();
   try {
     WithRoom(blocks_, [&] {

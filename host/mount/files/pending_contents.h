@@ -51,8 +51,12 @@ class PendingContents {
   void Seal();
   // Returns when what is sealed survives a loss of power.
   void Secure();
+  // Both.
+  void SealAndSecure();
   // What is to be sent; null for nothing.
   SpoolPtr sealed() const;
+  // The same, for whoever begins to send it.
+  SpoolPtr TakeSealed();
   // `contents` are the version `id` now.
   void Sent(const SpoolPtr& contents, const std::string& id);
   // They could not be sent, but may have arrived all the same. What is sealed survives a loss of
@@ -75,7 +79,7 @@ class PendingContents {
  private:
   // The work, which may be written. Null when nothing is shown.
   SpoolPtr Writable() B2_REQUIRES(writing_);
-  void SealWork() B2_REQUIRES(writing_);
+  void SealWork(bool secured) B2_REQUIRES(writing_);
   void SecureSealed() B2_REQUIRES(writing_);
   void RemoveEntriesBefore(const SpoolPtr& contents, bool itself) B2_REQUIRES(writing_);
   void RemoveEntry(const SpoolPtr& contents) B2_REQUIRES(writing_);
@@ -92,6 +96,7 @@ class PendingContents {
   SpoolPtr work_ B2_GUARDED_BY(state_);  // what is shown; as it was sealed, if nothing is unsealed
   Change change_ B2_GUARDED_BY(state_) = Change::kNone;  // of the work, since it was sealed
   SpoolPtr sealed_ B2_GUARDED_BY(state_);
+  std::weak_ptr<SpoolFile> taken_ B2_GUARDED_BY(state_);  // the last whose sending was begun
   SpoolPtr frozen_ B2_GUARDED_BY(state_);
   std::vector<SpoolPtr> superseded_ B2_GUARDED_BY(state_);  // sealed before it, entries standing
   bool abandoned_ B2_GUARDED_BY(state_) = false;

@@ -40,7 +40,7 @@ void Prefetcher::Run(std::function<void()> task) {
 void Prefetcher::ListAhead(const std::string& folder) {
   if (IsRoot(folder)) return;
   for (const std::string& next : folder_scans_.Next(folder)) {
-    Run([&directory = directory_, next] { directory.List(next); });
+    Run([&directory = directory_, next] { directory.StartReading(next); });
   }
 }
 

@@ -36,7 +36,8 @@ SharedFile::SharedFile(FileServices& services, Unsent unsent)
       pending_(services.spool, services.reading.blocks, std::move(unsent)),
       stored_(services, std::nullopt, false),
       sender_(services, pending_, stored_, *this),
-      modified_(pending_.visible()->Modified()) {}
+      modified_(pending_.visible()->Modified()),
+      kept_(true) {}
 
 timespec SharedFile::modified() const {
   Lock lock(state_);
@@ -134,10 +135,21 @@ void SharedFile::Retire() {
 }
 
 // What is sealed carries its time: it is stored with it, if need be by a later mount.
-void SharedFile::Seal() {
+void SharedFile::TimeUnsealed() {
   const SpoolPtr shown = pending_.HasUnsealed() ? pending_.visible() : nullptr;
   if (shown) shown->SetModified(modified());
+}
+
+void SharedFile::Seal() {
+  TimeUnsealed();
   pending_.Seal();
+}
+
+void SharedFile::Secure() {
+  AboutToWait();
+  TimeUnsealed();
+  kept_ = kept_ || pending_.HasUnsealed();
+  pending_.SealAndSecure();
 }
 
 void SharedFile::Save() {
@@ -147,10 +159,16 @@ void SharedFile::Save() {
 }
 
 void SharedFile::Settle() {
-  if (!pending_.HasUnsealed()) return;
-  AboutToWait();
-  Seal();
-  pending_.Secure();
+  if (pending_.HasUnsealed()) Secure();
+}
+
+bool SharedFile::IsRefused() const {
+  const auto failure = Failure();
+  return failure && IsRefusal(*failure);
+}
+
+std::optional<FsError> SharedFile::TakeUntold() {
+  return IsRefused() && kept_.exchange(false) ? Failure() : std::nullopt;
 }
 
 void SharedFile::SendWaiting(int retries) {
@@ -246,10 +264,7 @@ void SharedFile::MoveLocked(const std::string& name, const std::string& target,
   } else {
     stored_.Set(there);
   }
-  if (replaced != nullptr && !replaced->IsSettled()) {
-    Seal();
-    pending_.Secure();
-  }
+  if (replaced != nullptr && !replaced->IsSettled()) Secure();
   const std::optional<Entry> moved = stored_.known();
   pending_.Redirect(target, moved ? moved->id : "");
   try {

@@ -47,12 +47,19 @@ class SharedFile {
   void Save();
   // Sees to it that a file which was emptied and not written survives as it is.
   void Settle();
+  // What was written survives a loss of power when it returns.
+  void Secure();
   // What was written since the last save is to be sent too.
   void SealUnsaved() { Seal(); }
   // Sends what was saved or closed and waits, if anything.
   void SendWaiting(int retries);
   // The last failure to send, if what failed still waits.
   std::optional<FsError> Failure() const { return sender_.Failure(); }
+  bool IsRefused() const;  // the last attempt to send what waits
+  // A refusal of what a program was told to be kept. Given once.
+  std::optional<FsError> TakeUntold();
+  // Others may store something before it is sent.
+  void NoteWaiting() { sender_.NoteWaiting(); }
 
   // Removes the name from the service, all versions. Open handles keep the contents. ESTALE when
   // someone else has stored a newer version, ENOENT when this is not the file's name any more.
@@ -74,6 +81,7 @@ class SharedFile {
 
  private:
   void Seal();
+  void TimeUnsealed();
   void Bring(std::uint64_t count);
   bool TrySending(int retries);
   void Touch();
@@ -96,6 +104,7 @@ class SharedFile {
   timespec modified_ B2_GUARDED_BY(state_){};
   // The version that the file is known by and its name do not belong together.
   std::atomic<bool> moving_{false};
+  std::atomic<bool> kept_{false};  // and no program was told of a refusal since
 };
 using SharedFilePtr = std::shared_ptr<SharedFile>;
 

@@ -35,7 +35,12 @@ std::optional<Entry> StoredFile::Find(const std::string& path) {
 
 std::optional<Entry> StoredFile::FindAfresh(const std::string& path) {
   services_.directory.Forget(ParentOf(path));
-  auto found = services_.directory.Find(path);
+  return FindSince(path, {});
+}
+
+std::optional<Entry> StoredFile::FindSince(const std::string& path,
+                                           std::chrono::steady_clock::time_point since) {
+  auto found = services_.directory.Find(path, since);
   return found && !found->folder ? found : std::nullopt;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -25,6 +26,9 @@ class StoredFile {
   std::optional<Entry> Find(const std::string& path);
   // Asks the service in any case.
   std::optional<Entry> FindAfresh(const std::string& path);
+  // As a listing shows it that was asked for at this time or later.
+  std::optional<Entry> FindSince(const std::string& path,
+                                 std::chrono::steady_clock::time_point since);
   // Whether the latest listing shows this version under `path`.
   bool IsListed(const Entry& entry, const std::string& path);
 

@@ -69,7 +69,11 @@ int Disk::Copy(int from, int to, std::uint64_t count) {
 int Disk::Sync(int fd) { return ErrnoOf(fsync(fd)); }
 
 int Disk::SyncFolder(const fs::path& folder) {
-  return Sync(Open(folder, O_RDONLY | O_DIRECTORY).get());
+  try {
+    return Sync(Open(folder, O_RDONLY | O_DIRECTORY).get());
+  } catch (const FsError& error) {
+    return error.number();
+  }
 }
 
 int Disk::Rename(const fs::path& from, const fs::path& to) {

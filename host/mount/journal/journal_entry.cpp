@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 
-#include "base/utf8.h"
+#include "host/mount/journal/json_path.h"
 
 namespace b2drive::mount {
 namespace {
@@ -15,20 +14,6 @@ using nlohmann::json;
 // is not missed then.
 constexpr char kPassing[] = " ";
 
-// A path need not be UTF-8, but texts in JSON must: other paths become arrays of their bytes.
-json FromPath(const std::string& path) {
-  if (base::IsUtf8(path)) return path;
-  json bytes = json::array();
-  for (char byte : path) bytes.push_back(static_cast<unsigned char>(byte));
-  return bytes;
-}
-
-std::string ToPath(const json& value) {
-  if (value.is_string()) return value.get<std::string>();
-  const auto bytes = value.get<std::vector<unsigned char>>();
-  return {bytes.begin(), bytes.end()};
-}
-
 JournalEntry EntryOf(const json& values) {
   JournalEntry entry;
   entry.file = values.at("file").get<std::string>();
@@ -38,6 +23,8 @@ JournalEntry EntryOf(const json& values) {
   entry.boot = values.value("boot", "");
   entry.destination.path = ToPath(values.at("path"));
   entry.destination.base = values.value("base", "");
+  const json modified = values.value("modified", json{0, 0});
+  entry.modified = {modified.at(0).get<std::time_t>(), modified.at(1).get<long>()};
   for (const json& one : values.value("attempted", json::array())) {
     entry.destination.attempted.push_back(
         {one.at(0).get<std::uint64_t>(), one.at(1).get<std::uint32_t>()});
@@ -53,9 +40,13 @@ std::string EntryTextOf(const JournalEntry& entry) {
   for (const Fingerprint& one : destination.attempted) {
     attempted.push_back({one.size, one.checksum});
   }
-  json values{{"file", entry.file},       {"size", entry.size},
-              {"order", entry.order},     {"path", FromPath(destination.path)},
-              {"base", destination.base}, {"attempted", attempted}};
+  json values{{"file", entry.file},
+              {"size", entry.size},
+              {"order", entry.order},
+              {"path", FromPath(destination.path)},
+              {"base", destination.base},
+              {"attempted", attempted},
+              {"modified", {entry.modified.tv_sec, entry.modified.tv_nsec}}};
   const bool passing = !entry.boot.empty();
   if (passing) values["boot"] = entry.boot;
   return (passing ? kPassing : "") + values.dump(-1, ' ', false, json::error_handler_t::replace);

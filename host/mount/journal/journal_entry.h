@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,7 @@ struct JournalEntry {
   std::uint64_t order = 0;  // grows from entry to entry
   std::string boot;         // the boot in which it counts; empty: in any
   Destination destination;
+  timespec modified{};  // of the contents
 };
 
 std::string EntryTextOf(const JournalEntry& entry);

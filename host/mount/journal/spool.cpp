@@ -5,19 +5,18 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 
 #include "host/common/fs_error.h"
 #include "host/local/local_io.h"
-#include "host/mount/journal/journal_entry.h"
-#include "host/mount/journal/journal_scan.h"
+#include "host/mount/journal/spool_replay.h"
+#include "host/terminal/notices.h"
 
 namespace b2drive::mount {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr char kSpareSuffix[] = ".spare";
-constexpr std::size_t kMostSpares = 64;
+constexpr std::uint64_t kMostRemoval = 300;         // bytes of the record that removes an entry
+constexpr std::uint64_t kMostLogged = 128UL << 10;  // bytes; of more the copy costs more than syncs
 
 }  // namespace
 
@@ -37,8 +36,13 @@ void SpoolFile::SetModified(const timespec& time) const {
 
 std::uint64_t SpoolFile::Size() const { return SizeOf(fd_.get()); }
 
-Spool::Spool(Disk& disk, fs::path folder, std::string boot)
-    : disk_(disk), folder_(std::move(folder)), boot_(std::move(boot)) {
+Spool::Spool(Disk& disk, fs::path folder, std::string boot, std::uint64_t log_size)
+    : disk_(disk),
+      folder_(std::move(folder)),
+      boot_(std::move(boot)),
+      entries_(disk, folder_),
+      log_(disk, folder_, log_size),
+      log_is_off_(boot_ == kUnknownBoot) {
   std::error_code error;
   fs::create_directories(AsideOf(folder_), error);
   Check(error.value(), folder_, "cannot be made");
@@ -52,18 +56,16 @@ SpoolPtr Spool::Opened(const ScannedEntry& scanned) {
   const bool secured = scanned.entry.boot.empty();
   auto contents =
       std::make_shared<SpoolFile>(disk_, scanned.contents, disk_.Open(scanned.contents, O_RDWR));
-  contents->entry_ = secured ? SpoolFile::EntryState::kSecured : SpoolFile::EntryState::kWritten;
+  SetEntry(*contents, secured ? SpoolFile::EntryState::kSecured : SpoolFile::EntryState::kWritten);
   // Before an earlier one of the same name goes.
-  if (!secured) Secure(*contents, scanned.entry.destination);
+  if (!secured) SecureInFiles(*contents, scanned.entry);
   return contents;
 }
 
 Spool::Found Spool::Recover() {
+  ReplaySpoolLog(disk_, folder_, boot_);
   const JournalScan scan = ScanJournal(disk_, folder_, boot_);
-  {
-    Lock lock(mutex_);
-    next_ = scan.last_number + 1;
-  }
+  entries_.SkipNumbersTo(scan.last_number);
   Found found;
   for (const ScannedEntry& scanned : scan.entries) {
     SpoolPtr contents = Opened(scanned);
@@ -77,14 +79,17 @@ Spool::Found Spool::Recover() {
     }
     found.unsent.push_back({destination, std::move(contents)});
   }
+  if (SpoolLog::IsIn(folder_)) {  // all that it says is in synced files now
+    const Lock lock(log_mutex_);
+    log_.Clear();
+  }
   found.damaged = RemoveUnnamed(disk_, folder_);
-  Lock lock(mutex_);
-  spares_.clear();
+  entries_.DropSpares();
   return found;
 }
 
 SpoolPtr Spool::Make() {
-  fs::path file = NewName("");
+  fs::path file = entries_.NewName("");
   UniqueFd fd = disk_.Open(file, O_RDWR | O_CREAT | O_EXCL);
   return std::make_shared<SpoolFile>(disk_, std::move(file), std::move(fd));
 }
@@ -110,87 +115,135 @@ void Spool::Resize(const SpoolFile& file, std::uint64_t size) const {
 }
 
 void Spool::Enter(SpoolFile& contents, const Destination& destination) {
-  WriteEntry(contents, destination, contents.entry_ == SpoolFile::EntryState::kSecured);
+  contents.IsSecured() ? Secure(contents, destination) : WriteEntry(contents, destination);
 }
 
 void Spool::Secure(SpoolFile& contents, const Destination& destination) {
-  Check(disk_.Sync(contents.fd()), contents.file(), "not synced");
-  WriteEntry(contents, destination, true);
+  if (!SecureInLog(contents, destination)) SecureInFiles(contents, EntryOf(contents, destination));
 }
 
-// Written into a spare, which may hold an older text, and in place at once, so that an entry is
-// never read half.
-void Spool::WriteEntry(SpoolFile& contents, const Destination& destination, bool secured) {
-  const fs::path spare = TakeSpare();
-  const fs::path file = EntryFileOf(contents.file());
-  std::uint64_t order = 0;
-  {
-    Lock lock(mutex_);
-    order = next_++;
-  }
-  const std::string text = EntryTextOf({contents.file().filename().string(), contents.Size(), order,
-                                        secured ? "" : boot_, destination});
-  const UniqueFd fd = disk_.Open(spare, O_WRONLY | O_CREAT);
-  int error = disk_.Write(fd.get(), text.data(), text.size(), 0);
-  // Not emptied first: ext4 then begins to write to the disk at every close.
-  if (error == 0) error = disk_.Resize(fd.get(), text.size());
-  if (error == 0 && secured) error = disk_.Sync(fd.get());
-  if (error == 0) error = disk_.Rename(spare, file);
-  if (error != 0) {
-    disk_.Remove(spare);
-    Check(error, file, "cannot be written");
-  }
+JournalEntry Spool::EntryOf(const SpoolFile& contents, const Destination& destination) {
+  return {contents.file().filename().string(),
+          contents.Size(),
+          entries_.NextNumber(),
+          boot_,
+          destination,
+          contents.Modified()};
+}
+
+void Spool::WriteEntry(SpoolFile& contents, const Destination& destination) {
+  entries_.Write(EntryOf(contents, destination));
+  if (contents.entry_ == SpoolFile::EntryState::kNone)
+    SetEntry(contents, SpoolFile::EntryState::kWritten);
+}
+
+void Spool::SecureInFiles(SpoolFile& contents, JournalEntry entry) {
+  Check(disk_.Sync(contents.fd()), contents.file(), "not synced");
+  entry.boot.clear();
+  entries_.Write(entry);
   // Before the folder is synced: the entry is there in any case.
   if (contents.entry_ == SpoolFile::EntryState::kNone)
-    contents.entry_ = SpoolFile::EntryState::kWritten;
-  if (!secured) return;
+    SetEntry(contents, SpoolFile::EntryState::kWritten);
   Check(disk_.SyncFolder(folder_), folder_, "not synced");
-  contents.entry_ = SpoolFile::EntryState::kSecured;
+  SetEntry(contents, SpoolFile::EntryState::kSecured);
 }
 
+bool Spool::SecureInLog(SpoolFile& contents, const Destination& destination) {
+  const std::uint64_t size = contents.Size();
+  if (size > kMostLogged) return false;
+  const Lock lock(log_mutex_);
+  const JournalEntry entry = EntryOf(contents, destination);
+  SpoolLog::Record record{EntryTextOf(entry), std::string(size, '\0')};
+  if (ReadAt(contents.fd(), record.contents.data(), size, 0) != size) return false;
+  // A full disk must not keep what is in the log from being removed.
+  const std::uint64_t removals = (logged_.size() + 1) * kMostRemoval;
+  if (!MakeRoomFor(record, removals)) return false;
+  // Its file's entry is synced, and must not give way to one that is not.
+  if (contents.entry_ == SpoolFile::EntryState::kSecured) return false;
+  entries_.Write(entry);
+  if (contents.entry_ == SpoolFile::EntryState::kNone)
+    SetEntry(contents, SpoolFile::EntryState::kWritten);
+  if (!Log(record)) return false;
+  logged_.insert_or_assign(contents.shared_from_this(), entry);
+  SetEntry(contents, SpoolFile::EntryState::kLogged);
+  return true;
+}
+
+bool Spool::RemoveInLog(SpoolFile& contents) {
+  const Lock lock(log_mutex_);
+  const SpoolLog::Record record{EntryTextOf(EntryOf(contents, {})), ""};
+  // What is not in the log may be in one that is given up, but could not be removed.
+  if (log_is_off_) EmptyLog();
+  const bool logged = contents.entry_ == SpoolFile::EntryState::kLogged && MakeRoomFor(record, 0) &&
+                      contents.entry_ == SpoolFile::EntryState::kLogged && Log(record);
+  if (!logged) return false;
+  entries_.Remove(contents.file(), false);
+  SetEntry(contents, SpoolFile::EntryState::kNone);
+  logged_.erase(contents.shared_from_this());
+  return true;
+}
+
+// False when it is to be said in files: then nothing is in the log any more.
+bool Spool::MakeRoomFor(const SpoolLog::Record& record, std::uint64_t rest) {
+  if (!log_is_off_ && log_.HasRoomFor(record, rest)) return true;
+  EmptyLog();
+  return !log_is_off_ && log_.HasRoomFor(record, rest);
+}
+
+// As MakeRoomFor.
+bool Spool::Log(const SpoolLog::Record& record) {
+  try {
+    log_.Add(record);
+    return true;
+  } catch (const FsError& error) {
+    log_is_off_ = true;
+    Notice(std::string(error.what()) + "; each file is synced by itself from now on");
+  }
+  EmptyLog();
+  return false;
+}
+
+// What it alone secures is secured in files.
+void Spool::EmptyLog() {
+  if (logged_.empty() && !log_.is_there()) return;
+  for (const auto& [contents, logged] : logged_) {
+    Check(disk_.Sync(contents->fd()), contents->file(), "not synced");
+    JournalEntry entry = logged;
+    entry.boot.clear();
+    entries_.Write(entry);
+  }
+  Check(disk_.SyncFolder(folder_), folder_, "not synced");
+  log_.Clear();
+  for (const auto& [contents, entry] : logged_) {
+    SetEntry(*contents, SpoolFile::EntryState::kSecured);
+  }
+  logged_.clear();
+}
+
+void Spool::SetEntry(SpoolFile& contents, SpoolFile::EntryState state) {
+  const bool before = contents.entry_.exchange(state) != SpoolFile::EntryState::kNone;
+  const bool now = state != SpoolFile::EntryState::kNone;
+  if (before == now) return;
+  if (now) {
+    contents.counted_ = contents.Size();
+    ++held_files_;
+    held_bytes_ += contents.counted_;
+  } else {
+    --held_files_;
+    held_bytes_ -= contents.counted_;
+  }
+}
+
+// What stays the next mount sends: a failure that passes must not be the reason.
 void Spool::RemoveEntry(SpoolFile& contents) {
   if (contents.entry_ == SpoolFile::EntryState::kNone) return;
-  const bool secured = contents.entry_ == SpoolFile::EntryState::kSecured;
-  // Not the contents' own name: they may be entered and removed again before the spare is used.
-  const fs::path spare = NewName(kSpareSuffix);
-  const int kept = disk_.Rename(EntryFileOf(contents.file()), spare);
-  if (kept != 0 && kept != ENOENT) {  // a full disk, or folder
-    const int error = disk_.Remove(EntryFileOf(contents.file()));
-    if (error != ENOENT) Check(error, contents.file(), "its journal entry cannot be removed");
+  try {
+    if (RemoveInLog(contents)) return;
+  } catch (const FsError&) {
+    if (RemoveInLog(contents)) return;
   }
-  if (secured && disk_.SyncFolder(folder_) != 0) {
-    Check(disk_.SyncFolder(folder_), folder_, "not synced");
-  }
-  contents.entry_ = SpoolFile::EntryState::kNone;
-  if (kept == 0) KeepSpare(spare);
-}
-
-fs::path Spool::NewName(const char* suffix) {
-  Lock lock(mutex_);
-  return folder_ / (std::to_string(next_++) + suffix);
-}
-
-fs::path Spool::TakeSpare() {
-  {
-    Lock lock(mutex_);
-    if (!spares_.empty()) {
-      fs::path spare = std::move(spares_.back());
-      spares_.pop_back();
-      return spare;
-    }
-  }
-  return NewName(kSpareSuffix);
-}
-
-void Spool::KeepSpare(const fs::path& spare) {
-  {
-    Lock lock(mutex_);
-    if (spares_.size() < kMostSpares) {
-      spares_.push_back(spare);
-      return;
-    }
-  }
-  disk_.Remove(spare);
+  entries_.Remove(contents.file(), contents.entry_ == SpoolFile::EntryState::kSecured);
+  SetEntry(contents, SpoolFile::EntryState::kNone);
 }
 
 }  // namespace b2drive::mount

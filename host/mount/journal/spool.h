@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -12,13 +13,15 @@
 #include "host/common/thread_safety.h"
 #include "host/common/unique_fd.h"
 #include "host/mount/journal/disk.h"
+#include "host/mount/journal/entry_files.h"
 #include "host/mount/journal/journal_scan.h"
+#include "host/mount/journal/spool_log.h"
 
 namespace b2drive::mount {
 
 // A file in the spool folder: contents that a program writes or that wait to be sent. Removed with
 // the object unless a journal entry names it.
-class SpoolFile {
+class SpoolFile : public std::enable_shared_from_this<SpoolFile> {
  public:
   SpoolFile(Disk& disk, std::filesystem::path file, UniqueFd fd)
       : disk_(disk), file_(std::move(file)), fd_(std::move(fd)) {}
@@ -33,16 +36,20 @@ class SpoolFile {
   // it is none of the contents'.
   timespec Modified() const;
   void SetModified(const timespec& time) const;
-  bool IsSecured() const { return entry_ == EntryState::kSecured; }
+  bool IsSecured() const {
+    const EntryState entry = entry_;
+    return entry == EntryState::kLogged || entry == EntryState::kSecured;
+  }
 
  private:
   friend class Spool;
-  enum class EntryState { kNone, kWritten, kSecured };
+  enum class EntryState { kNone, kWritten, kLogged, kSecured };
 
   Disk& disk_;
   const std::filesystem::path file_;
   UniqueFd fd_;
   std::atomic<EntryState> entry_{EntryState::kNone};
+  std::atomic<std::uint64_t> counted_{0};  // bytes, in the spool's Held
 };
 using SpoolPtr = std::shared_ptr<SpoolFile>;
 
@@ -55,15 +62,18 @@ struct Unsent {
 // The spool folder with its journal. Beside a spool file that is to be sent stands its entry, a
 // file of the same name and ".json" that says where it goes. An entry that is only written is
 // good as long as the machine runs (it carries the machine's boot): a killed mount finds it. A
-// secured one also survives a loss of power, and its contents with it; so does its removal. What
-// has no good entry was never acknowledged, and is removed at the next start. Of several for one
-// path the one entered last counts.
+// secured one also survives a loss of power, and its contents with it; so does its removal: the
+// files are synced, or what they say is in the log. What has no good entry was never acknowledged,
+// and is removed at the next start. Of several for one path the one entered last counts.
 //
 // Thread-safe, but for two calls on one file. All throw FsError.
 class Spool {
  public:
-  // `boot` names the time since the machine was started.
-  Spool(Disk& disk, std::filesystem::path folder, std::string boot);
+  // `boot` names the time since the machine was started. Small contents are secured in a log of
+  // `log_size` bytes, which is emptied when it is full.
+  Spool(Disk& disk, std::filesystem::path folder, std::string boot,
+        std::uint64_t log_size = kLogSize);
+  static constexpr std::uint64_t kLogSize = 16UL << 20;
 
   struct Found {
     std::vector<Unsent> unsent;        // secured
@@ -89,22 +99,38 @@ class Spool {
   // They were sent, or nobody wants them any more.
   void RemoveEntry(SpoolFile& contents);
 
+  // What has an entry now.
+  struct Held {
+    std::uint64_t files = 0;
+    std::uint64_t bytes = 0;
+  };
+  Held held() const { return {held_files_, held_bytes_}; }
+
  private:
-  void WriteEntry(SpoolFile& contents, const Destination& destination, bool secured);
+  JournalEntry EntryOf(const SpoolFile& contents, const Destination& destination);
+  void WriteEntry(SpoolFile& contents, const Destination& destination);
+  void SecureInFiles(SpoolFile& contents, JournalEntry entry);  // keeps its order
+  // False when it cannot, or the log is not for these contents.
+  bool SecureInLog(SpoolFile& contents, const Destination& destination);
+  bool RemoveInLog(SpoolFile& contents);
+  bool MakeRoomFor(const SpoolLog::Record& record, std::uint64_t rest) B2_REQUIRES(log_mutex_);
+  bool Log(const SpoolLog::Record& record) B2_REQUIRES(log_mutex_);
+  void EmptyLog() B2_REQUIRES(log_mutex_);
+  void SetEntry(SpoolFile& contents, SpoolFile::EntryState state);
   SpoolPtr Opened(const ScannedEntry& scanned);
-  std::filesystem::path NewName(const char* suffix);
-  std::filesystem::path TakeSpare();
-  void KeepSpare(const std::filesystem::path& spare);
   void Check(int error, const std::filesystem::path& file, const char* what) const;
 
   Disk& disk_;
   const std::filesystem::path folder_;
   const std::string boot_;
-  Mutex mutex_;
-  std::uint64_t next_ B2_GUARDED_BY(mutex_) = 0;  // names files, and orders entries
-  // Entries that were removed, for the next ones: ext4 looks at every file removed in the last
-  // minute when it makes one, which would be most of the work of copying many small files.
-  std::vector<std::filesystem::path> spares_ B2_GUARDED_BY(mutex_);
+  EntryFiles entries_;
+  std::atomic<std::uint64_t> held_files_{0};
+  std::atomic<std::uint64_t> held_bytes_{0};
+  // Held while entries that are in the log are written or removed.
+  Mutex log_mutex_;
+  SpoolLog log_ B2_GUARDED_BY(log_mutex_);
+  bool log_is_off_ B2_GUARDED_BY(log_mutex_);
+  std::map<SpoolPtr, JournalEntry> logged_ B2_GUARDED_BY(log_mutex_);
 };
 
 }  // namespace b2drive::mount

@@ -25,61 +25,79 @@ void Release(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
   fuse_reply_err(request, 0);
 }
 
-std::shared_ptr<const Listing> EntriesOf(FuseContext& context, OpenFolder& folder, bool anew) {
+// A program that begins again sees what the folder holds by then.
+std::shared_ptr<FolderReader> ReaderOf(FuseContext& context, OpenFolder& folder, bool anew) {
   if (!anew) {
     Lock lock(folder.mutex);
-    if (folder.entries) return folder.entries;
+    if (folder.reader) return folder.reader;
   }
-  Listing entries = {{".", "", true, 0, {}}, {"..", "", true, 0, {}}};
-  context.files.List(folder.path, [&](const Entry& entry) { entries.push_back(entry); });
-  auto read = std::make_shared<const Listing>(std::move(entries));
+  std::shared_ptr<FolderReader> reader = context.files.OpenFolder(folder.path);
   Lock lock(folder.mutex);
-  return folder.entries = read;
+  return folder.reader = reader;
 }
 
-constexpr std::size_t kDots = 2;
+constexpr std::uint64_t kDots = 2;  // positions before the reader's
 // C libraries skip entries of number 0.
 constexpr std::uint64_t kUnknownNumber = 0xFFFFFFFF;
 
-// Appends entries from `at` on while they fit; gives the bytes used. With attributes each entry
-// counts as looked up, but for the dots.
-std::size_t Append(FuseContext& context, const std::string& path, const Listing& entries,
-                   std::size_t at, std::vector<char>& out, bool with_attributes) {
-  fuse_req_t unused = nullptr;  // libfuse asks for it, and makes nothing of it
-  std::size_t used = 0;
-  for (; at < entries.size(); ++at) {
-    const Entry& listed = entries[at];
-    const auto next = static_cast<off_t>(at + 1);
+// A reply to readdir, filled entry by entry. With attributes each entry counts as looked up, but
+// for the dots.
+class FolderReply {
+ public:
+  FolderReply(FuseContext& context, const std::string& path, std::size_t size, bool attributes)
+      : context_(context), path_(path), out_(size), attributes_(attributes) {}
+
+  // False when it does not fit any more.
+  bool Add(std::uint64_t next, const Entry& listed) {
     fuse_entry_param entry{};
-    entry.attr = ToStat(context, kUnknownNumber, listed);
-    const bool remembered = with_attributes && at >= kDots;
-    if (remembered) entry = ToEntryParam(context, Join(path, listed.name), listed);
-    char* place = out.data() + used;
-    const std::size_t room = out.size() - used;
-    const std::size_t needed =
-        with_attributes
-            ? fuse_add_direntry_plus(unused, place, room, listed.name.c_str(), &entry, next)
-            : fuse_add_direntry(unused, place, room, listed.name.c_str(), &entry.attr, next);
-    if (needed > room) {
-      if (remembered) context.inodes.Forget(entry.ino, 1);
-      break;
+    entry.attr = ToStat(context_, kUnknownNumber, listed);
+    const bool remembered = attributes_ && next > kDots;
+    if (remembered) entry = ToEntryParam(context_, Join(path_, listed.name), listed);
+    const std::size_t needed = Write(listed.name.c_str(), entry, static_cast<off_t>(next));
+    if (used_ + needed > out_.size()) {
+      if (remembered) context_.inodes.Forget(entry.ino, 1);
+      return false;
     }
-    used += needed;
+    used_ += needed;
+    if (remembered) remembered_.push_back(entry.ino);
+    return true;
   }
-  return used;
-}
+  void Send(Reply& reply) {
+    if (reply.Bytes(out_.data(), used_)) return;
+    for (const fuse_ino_t number : remembered_) context_.inodes.Forget(number, 1);
+  }
+
+ private:
+  std::size_t Write(const char* name, const fuse_entry_param& entry, off_t next) {
+    fuse_req_t unused = nullptr;  // libfuse asks for it, and makes nothing of it
+    char* place = out_.data() + used_;
+    const std::size_t room = out_.size() - used_;
+    return attributes_ ? fuse_add_direntry_plus(unused, place, room, name, &entry, next)
+                       : fuse_add_direntry(unused, place, room, name, &entry.attr, next);
+  }
+
+  FuseContext& context_;
+  const std::string& path_;
+  std::vector<char> out_;
+  std::size_t used_ = 0;
+  const bool attributes_;
+  std::vector<fuse_ino_t> remembered_;
+};
 
 void ReadFolder(fuse_req_t request, std::size_t size, off_t offset, fuse_file_info* info,
                 bool with_attributes) {
-  Serve(request,
-        [size, offset, opened = info->fh, with_attributes](FuseContext& context, Reply& reply) {
-          const auto folder = context.folders.Of(opened);
-          const auto entries = EntriesOf(context, *folder, offset == 0);
-          std::vector<char> out(size);
-          const std::size_t used = Append(context, folder->path, *entries,
-                                          static_cast<std::size_t>(offset), out, with_attributes);
-          reply.Bytes(out.data(), used);
-        });
+  Serve(request, [size, from = static_cast<std::uint64_t>(offset), opened = info->fh,
+                  with_attributes](FuseContext& context, Reply& reply) {
+    const auto folder = context.folders.Of(opened);
+    const auto reader = ReaderOf(context, *folder, from == 0);
+    FolderReply filled(context, folder->path, size, with_attributes);
+    if (from == 0) filled.Add(1, {".", "", true, 0, {}});
+    if (from <= 1) filled.Add(kDots, {"..", "", true, 0, {}});
+    reader->Read(from <= kDots ? 0 : from - kDots, [&](std::uint64_t next, const Entry& entry) {
+      return filled.Add(next + kDots, entry);
+    });
+    filled.Send(reply);
+  });
 }
 
 void Read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* info) {
@@ -91,7 +109,11 @@ void ReadPlus(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset,
   ReadFolder(request, size, offset, info, true);
 }
 
-void Sync(fuse_req_t request, fuse_ino_t, int, fuse_file_info*) { fuse_reply_err(request, 0); }
+void Sync(fuse_req_t request, fuse_ino_t, int, fuse_file_info* info) {
+  ServeDone(request, [opened = info->fh](FuseContext& context) {
+    context.files.SyncFolder(context.folders.Of(opened)->path);
+  });
+}
 
 void Make(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t) {
   Serve(request, [parent, name = std::string(name)](FuseContext& context, Reply& reply) {

@@ -110,8 +110,7 @@ void Rename(fuse_req_t request, fuse_ino_t from_folder, const char* from_name, f
     if ((flags & ~static_cast<unsigned>(RENAME_NOREPLACE)) != 0) {
       throw FsError(EINVAL, from + ": no such kind of renaming");
     }
-    context.files.Rename(from, to, flags == 0);
-    if (from != to) context.inodes.Renamed(from, to);
+    context.files.Rename(from, to, flags == 0, [&] { context.inodes.Renamed(from, to); });
   });
 }
 

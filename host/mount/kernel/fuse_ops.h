@@ -16,13 +16,13 @@
 
 namespace b2drive::mount {
 
-// One opendir() of a program: what the folder held when reading began.
+// One opendir() of a program.
 struct OpenFolder {
   explicit OpenFolder(std::string of) : path(std::move(of)) {}
 
   const std::string path;
   Mutex mutex;
-  std::shared_ptr<const Listing> entries B2_GUARDED_BY(mutex);
+  std::shared_ptr<FolderReader> reader B2_GUARDED_BY(mutex);
 };
 
 // How the files look to programs.

@@ -44,6 +44,19 @@ bool ServeAtOnce(FuseContext& context, Reply& reply, const Operation& operation)
   return true;
 }
 
+// Runs an operation; false when its names have changed meanwhile.
+template <typename Operation>
+bool ServeOnce(FuseContext& context, Reply& reply, const Operation& operation) noexcept {
+  try {
+    operation(context, reply);
+  } catch (const NamesChanged&) {
+    return false;
+  } catch (...) {
+    reply.Error(NumberOfFailure());
+  }
+  return true;
+}
+
 // Runs it on a thread of its own, so that none of the few that read the kernel's requests waits.
 template <typename Operation>
 void ServeInBackground(FuseContext& context, Reply owed, Operation operation) noexcept {
@@ -51,11 +64,8 @@ void ServeInBackground(FuseContext& context, Reply owed, Operation operation) no
     auto reply = std::make_shared<Reply>(std::move(owed));
     context.owed.Add(reply);
     context.background.Run([&context, reply, operation = std::move(operation)] {
-      try {
-        operation(context, *reply);
-      } catch (...) {
-        reply->Error(NumberOfFailure());
-      }
+      const RunningAgain here;
+      while (!ServeOnce(context, *reply, operation)) continue;
     });
   } catch (...) {  // no memory or no thread: an unanswered reply says EIO when it goes
     NumberOfFailure();

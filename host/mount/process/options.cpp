@@ -50,6 +50,12 @@ std::filesystem::path ReadFolder(std::string_view text) {
   return std::filesystem::absolute(text);  // the mount leaves the folder that it was started from
 }
 
+Saving ReadSaving(std::string_view text) {
+  if (text == "close") return Saving::kAtClose;
+  if (text == "background") return Saving::kInBackground;
+  throw std::invalid_argument("close or background is needed");
+}
+
 struct Row {
   const char* name;  // with "=" if it takes a value
   const char* help;
@@ -86,6 +92,11 @@ constexpr std::array kRows = {
         [](MountOptions& o, std::string_view value) {
           o.files.cache_size = ReadBytesFrom(value, 1UL << 20);
         }},
+    Row{"save=", "when files are sent: close or background, see below", "close",
+        [](MountOptions& o, std::string_view value) { o.files.saving = ReadSaving(value); }},
+    Row{"pending_size=", "most bytes that wait in the background (K, M, G); then closes wait",
+        "20% of what is free below cache_dir",
+        [](MountOptions& o, std::string_view value) { o.files.pending_size = ReadBytes(value); }},
     Row{"dir_ttl=", "seconds that a listing is believed", "60",
         [](MountOptions& o, std::string_view value) {
           o.files.dir_ttl = std::chrono::seconds(ReadNumberUpTo(value, 1'000'000'000));
@@ -93,6 +104,10 @@ constexpr std::array kRows = {
     Row{"read_ahead=", "longest range asked for at once (K, M)", "16M",
         [](MountOptions& o, std::string_view value) {
           o.files.read_ahead = ReadBytesFrom(value, 128UL << 10);
+        }},
+    Row{"rename_max=", "most files and folders in a folder that is renamed", "10000",
+        [](MountOptions& o, std::string_view value) {
+          o.files.rename_max = ReadNumberUpTo(value, 1'000'000'000);
         }},
     Row{"retries=", "how often a call that failed for a passing reason is repeated", "5",
         [](MountOptions& o, std::string_view value) {
@@ -151,9 +166,13 @@ MountOptions ParseMountOptions(const std::string& text) {
 std::string MountOptionsHelp() {
   std::ostringstream text;
   for (const Row& row : kRows) {
-    text << "  " << std::left << std::setw(14) << row.name << row.help << " (" << row.preset
+    text << "  " << std::left << std::setw(15) << row.name << row.help << " (" << row.preset
          << ")\n";
   }
+  text << "\nWith save=close the service holds a file when its close returns.\n"
+          "With save=background the disk below cache_dir does, and the file is sent afterwards; "
+          "fsync\n"
+          "of a file or folder and unmounting wait for the service.\n";
   return text.str();
 }
 

@@ -24,7 +24,7 @@ struct MountOptions {
 // have for themselves is skipped.
 MountOptions ParseMountOptions(const std::string& text);
 
-// One line an option, with its default.
+// One line an option, with its default, and what save= promises.
 std::string MountOptionsHelp();
 
 }  // namespace b2drive::mount

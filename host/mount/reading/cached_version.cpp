@@ -94,6 +94,17 @@ FetchPtr CachedVersion::ClaimGap(std::uint64_t offset, std::uint64_t end, std::u
   return offset < end ? ClaimLocked(offset, offset + longest) : nullptr;
 }
 
+FetchPtr CachedVersion::ClaimGapBefore(std::uint64_t offset, std::uint64_t begin,
+                                       std::uint64_t longest) {
+  Lock lock(mutex_);
+  const std::uint64_t first = begin / kBlock;
+  std::uint64_t stop = std::min((offset + kBlock - 1) / kBlock, std::uint64_t{there_.size()});
+  while (stop > first && !IsMissing(stop - 1)) --stop;
+  std::uint64_t start = stop;
+  while (start > first && (stop - start) * kBlock < longest && IsMissing(start - 1)) --start;
+  return start < stop ? ClaimLocked(start * kBlock, stop * kBlock) : nullptr;
+}
+
 FetchPtr CachedVersion::ClaimLocked(std::uint64_t offset, std::uint64_t end) {
   const std::uint64_t begin = offset / kBlock * kBlock;
   end = std::min((end + kBlock - 1) / kBlock * kBlock, size_);

@@ -56,6 +56,10 @@ class CachedVersion {
   // As Claim, for `longest` bytes from the first gap that begins between `offset` and `end`.
   FetchPtr ClaimGap(std::uint64_t offset, std::uint64_t end, std::uint64_t longest);
 
+  // The other way: up to `longest` bytes before the last gap that ends between `begin` and
+  // `offset`.
+  FetchPtr ClaimGapBefore(std::uint64_t offset, std::uint64_t begin, std::uint64_t longest);
+
   // Writes bytes of a fetch, which no reader sees before Advance; 0 or an errno.
   int Store(const char* data, std::size_t count, std::uint64_t offset);
   // Shows what was stored before `reached`.
@@ -73,6 +77,9 @@ class CachedVersion {
  private:
   bool IsThere(std::uint64_t offset) const B2_REQUIRES(mutex_) { return there_[offset / kBlock]; }
   FetchPtr Covering(std::uint64_t offset) const B2_REQUIRES(mutex_);
+  bool IsMissing(std::uint64_t block) const B2_REQUIRES(mutex_) {
+    return !there_[block] && !Covering(block * kBlock);
+  }
   FetchPtr ClaimLocked(std::uint64_t offset, std::uint64_t end) B2_REQUIRES(mutex_);
   void MarkUpTo(const Fetch& fetch, std::uint64_t from) B2_REQUIRES(mutex_);
   void LoseAll() B2_REQUIRES(mutex_);

@@ -1,0 +1,123 @@
+#include <future>
+
+#include "tests/mount/file_system_test.h"
+
+namespace b2drive::mount {
+namespace {
+
+using testing::Contains, testing::HasSubstr, testing::MatchesRegex, testing::Pair,
+    testing::UnorderedElementsAre;
+
+// Closes return when the cache folder holds the contents.
+class BackgroundTest : public FileSystemTest {
+ protected:
+  static constexpr int kSenders = 16;
+
+  BackgroundTest() {
+    options.saving = Saving::kInBackground;
+    Remount();
+  }
+  ~BackgroundTest() override { service->OnRequest({}); }
+
+  // Uploads that begin wait there until it is opened.
+  void CloseGate() {
+    service->OnRequest([this, opened = gate_.get_future().share()](const auto& request) {
+      if (request.call != "b2_upload_file") return;
+      ++uploads_;
+      opened.wait();
+    });
+  }
+  static void Await(const std::function<bool()>& met) {
+    while (!met()) usleep(1000);
+  }
+  void AwaitSent() {
+    Await([this] { return files->Waiting().empty(); });
+  }
+  Delay AwaitFailure() {
+    Await([this] { return files->Waiting()[0].failures > 0 && !files->Waiting()[0].sending; });
+    return files->Waiting()[0];
+  }
+
+  std::promise<void> gate_;
+  std::atomic<int> uploads_ = 0;
+};
+
+TEST_F(BackgroundTest, WhatWaitsIsShownAndOnlyTheLastOfANameIsSent) {
+  Put("changed", "before");
+  EXPECT_EQ(MakeFolder("f"), 0);
+  CloseGate();
+  for (int i = 0; i < kSenders; ++i) EXPECT_EQ(Write("held" + std::to_string(i), "x"), 0);
+  Await([this] { return uploads_ == kSenders; });
+  for (const std::string line :
+       {"save a 1", "save a 22", "append a 3", "save b b", "move b c", "save d d", "unlink d",
+        "save over old", "save e new", "move e over", "save changed mine", "save f/g g",
+        "save cut 12345", "resize cut 2"}) {
+    EXPECT_EQ(Do(line), 0) << line;
+  }
+  EXPECT_EQ(Do("rmdir f"), ENOTEMPTY);
+  Put("changed", "theirs");
+  Contents shown = Shown();
+  std::erase_if(shown, [](const auto& file) { return file.first.starts_with("held"); });
+  EXPECT_THAT(shown,
+              UnorderedElementsAre(Pair("a", "223"), Pair("c", "b"), Pair("over", "new"),
+                                   Pair("changed", "mine"), Pair("f/g", "g"), Pair("cut", "12")));
+  gate_.set_value();
+  AwaitSent();
+  EXPECT_EQ(uploads_, kSenders + static_cast<int>(shown.size()));
+  EXPECT_EQ(Versions("changed").at(0), "theirs");
+  EXPECT_THAT(Names(), Contains(MatchesRegex("changed .unsent COPY .*")));
+  ExpectAgreement();
+}
+
+TEST_F(BackgroundTest, SyncsOfAFileOrItsFolderEndWhenTheServiceHoldsIt) {
+  Fail("b2_upload_file", 503, kAlways);
+  HandlePtr handle = Create("f/a", "1");
+  EXPECT_EQ(Try([&] { files->Flush(*handle); }), 0);
+  EXPECT_EQ(Try([&] { files->Sync(*handle); }), EIO);
+  EXPECT_EQ(Try([&] { files->SyncFolder(At("f")); }), EIO);
+  EXPECT_EQ(Try([&] { files->SyncFolder(At("g")); }), 0);
+  Heal();
+  EXPECT_EQ(Try([&] { files->SyncFolder("/"); }), 0);
+  EXPECT_EQ(Versions("f/a"), Texts{"1"});
+  Close(std::move(handle));
+}
+
+TEST_F(BackgroundTest, ARefusalIsToldAtTheNextOpenOnce) {
+  for (const auto& [status, seen] :
+       {std::pair{400, "errno 5"}, {403, "errno 122"}, {503, "text"}}) {
+    Fail("b2_upload_file", status, kAlways);
+    EXPECT_EQ(Write("a", "text"), 0);
+    EXPECT_THAT(AwaitFailure().reason, HasSubstr(std::to_string(status)));
+    EXPECT_EQ(Read("a"), seen);
+    EXPECT_EQ(Read("a"), "text");
+    Heal();
+    EXPECT_EQ(Write("a", "text"), 0);
+    AwaitSent();
+  }
+}
+
+TEST_F(BackgroundTest, ClosesWaitWhileTooMuchDoes) {
+  const std::string most(20, 'x');
+  options.pending_size = most.size();
+  Remount();
+  CloseGate();
+  EXPECT_EQ(Write("a", most), 0);
+  Await([this] { return uploads_ == 1; });
+  auto stored = std::async([&] { return Write("b", "b") == 0 ? Versions("a") : Texts{}; });
+  usleep(1000);
+  gate_.set_value();
+  EXPECT_EQ(stored.get(), Texts{most});
+  AwaitSent();
+  // What is larger than all that may wait, and what nothing makes room for, is saved at the close.
+  EXPECT_EQ(Write("large", most + "x"), 0);
+  EXPECT_EQ(Versions("large").size(), 1u);
+  Fail("b2_upload_file", 403, kAlways);
+  EXPECT_EQ(Write("c", most), 0);
+  AwaitFailure();
+  EXPECT_EQ(Write("d", "d"), EDQUOT);
+  Heal();
+  ExpectAgreement();
+}
+
+}  // namespace
+}  // namespace b2drive::mount
