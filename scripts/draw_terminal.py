@@ -49,9 +49,10 @@ def draw(lines):
     yield (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width:.0f} {height}" font-size="14" '
            'font-family="ui-monospace, DejaVu Sans Mono, Menlo, Consolas, monospace">')
     yield ("<style>text{fill:#d7dae0;white-space:pre;animation:show .01s both}"
-           ".typed{fill:#8fd694;font-weight:bold}@keyframes show{from{opacity:0}}</style>")
+           ".typed{fill:#8fd694;font-weight:bold}@keyframes show{from{opacity:0}}"
+           "@media(prefers-reduced-motion){text{animation:none}}</style>")
     yield '<rect width="100%" height="100%" rx="8" fill="#1e2127"/>'
-    seconds = 0.0
+    seconds = -TYPING  # the first line stands there from the start
     for row, line in enumerate(lines):
         typed = line.startswith("$ ")
         seconds += TYPING if typed else PRINTING

@@ -13,7 +13,7 @@ scripts/check_threads.py
 scripts/check_links.py
 
 changed() {
-  local patterns=('src/*.cpp' 'host/*.cpp' 'emulator/*.cpp')
+  local patterns=('src/*.cpp' 'host/*.cpp' 'emulator/*.cpp' 'conform/*.cpp')
   if [ "$base" = all ]; then git ls-files "${patterns[@]}"; else
     git diff --name-only --diff-filter=d "$base" -- "${patterns[@]}"
   fi

@@ -11,8 +11,8 @@ BELOW = {name: set(ORDER[i:]) for i, name in enumerate(ORDER)}
 BELOW["b2"] -= {"toolkit"}
 BELOW["engine"] -= {"toolkit"}
 BELOW["http"] -= {"toolkit"}
-PARTS = {"base", "src", "host", "emulator"}
-COMMON = "base"  # below all three parts; stands on Boost alone
+PARTS = {"base", "src", "host", "emulator", "conform"}
+COMMON = "base"  # below all other parts; stands on Boost alone
 UNCHECKED = {"mutex", "shared_mutex", "condition_variable"}  # base/thread_safety.h has what clang checks
 HOMES = {  # include prefix: folders of src/ that may use it
     "curl/": {"http"},
@@ -52,6 +52,8 @@ def wrong(root, path, top, name):
         if first == "host":
             return str(pathlib.Path(name).parent) not in reached(path.parent.relative_to(root))
         return first in {"emulator", "tests"} | set(ORDER) - {"protocol"}
+    if top == "conform":  # what any host is given, and no more
+        return first in {"host", "emulator", "tests"} | set(ORDER) - {"protocol"}
     return first in {"host", "tests"} | set(ORDER)
 
 

@@ -34,17 +34,20 @@ works() {
 # What readers of manuals, shells, mount(8) and systemd look for.
 found_by_others() {
   local page
-  for page in b2drive.1 b2drive-sync.1 b2emulator.1 mount.b2drive.8; do
+  for page in b2drive.1 b2drive-sync.1 b2emulator.1 b2conform.1 mount.b2drive.8; do
     grep -q '^\.SH NAME' <(zcat "/usr/share/man/man${page##*.}/$page.gz")
   done
-  b2emulator --help | grep -oE -- '--[a-z-]+' | while read -r option; do
-    grep -qe "$option" <(zcat /usr/share/man/man1/b2emulator.1.gz | tr -d '\\')
+  for page in b2emulator b2conform; do
+    $page --help | grep -oE -- '--[a-z-]+' | while read -r option; do
+      grep -qe "$option" <(zcat /usr/share/man/man1/$page.1.gz | tr -d '\\')
+    done
   done
   grep -q _b2drive /usr/share/bash-completion/completions/b2drive
   grep -q '^#compdef b2drive' /usr/share/zsh/vendor-completions/_b2drive
   grep -q __b2drive /usr/share/fish/vendor_completions.d/b2drive.fish
   grep -q '^ExecStart=/usr/bin/b2drive ' /usr/lib/systemd/user/b2drive@.service
   [ -x /sbin/mount.b2drive ]
+  [ -s /usr/share/b2emulator/fixtures/shell/b2emulator.sh ]
 }
 
 # A mount is possible as soon as the package fuse3 is there, which b2drive recommends.
@@ -53,6 +56,7 @@ unowned >/tmp/before
 apt-get -qq install -y ./*.deb >/tmp/said 2>&1
 version=$(dpkg-query -W -f '${source:Upstream-Version}' b2drive)
 [ "$(b2emulator --version)" = "b2emulator $version" ]
+b2conform --plugin /usr/lib/*/libbackblazeb2.so.3 --only 'connect.*' >/tmp/said
 start_emulator b2emulator
 if b2drive ls 2>/tmp/said; then echo "trusts an unknown CA"; exit 1; fi
 cp /tmp/emulator.crt /usr/local/share/ca-certificates/
