@@ -138,7 +138,7 @@ void AddPutCommand(CLI::App& app, Selected& selected) {
   put->footer(
       "Into the folder PATH, or a single source under the name PATH; - reads standard input.\n"
       "Where a file has the name already, the new one becomes its latest version.\n"
-      "Files of more than 16 MiB go up in parts of that size, several at once. When such an "
+      "Files of more than 16 MiB go up in parts of 16 to 64 MiB, several at once. When such an "
       "upload\n"
       "is interrupted or fails, the parts that arrived stay on the service, where they cost\n"
       "storage, and the next put of the same file under the same name goes on with them.\n"

@@ -77,13 +77,14 @@ void Session::SetUploadOptions(int connections) {
 }
 
 // Parts as long as the service likes them would keep a file of some 100 MB on one connection, and
-// lose much when one breaks.
+// lose much when one breaks. Those of a long file may be longer.
 void Session::SetPartSize() {
   constexpr std::uint64_t kWanted = 16UL * 1024 * 1024;
   const std::uint64_t liked = sign_in_answer_.part_size;
   const std::uint64_t size =
       std::max(liked > 0 ? std::min(liked, kWanted) : kWanted, sign_in_answer_.smallest_part_size);
   protocol_->SetOpt("upload_part_size", std::to_string(size).c_str());
+  protocol_->SetOpt("upload_part_size_max", std::to_string(4 * size).c_str());
 }
 
 std::string Session::ServiceName() {

@@ -2,7 +2,9 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <exception>
+#include <future>
 #include <vector>
 
 #include "host/local/local_io.h"
@@ -12,6 +14,7 @@ namespace b2drive {
 namespace {
 
 constexpr std::uint64_t kLarge = 32UL * 1024 * 1024;
+constexpr std::uint64_t kPiece = 1024UL * 1024;
 
 bool IsSameFile(const LocalSource& one, const LocalSource& other) {
   struct stat first {};
@@ -45,16 +48,24 @@ std::optional<std::string> DigestAhead::Of(const LocalSource& source) {
   return sha1_;
 }
 
+// Empty at the end of the file.
+void DigestAhead::ReadPiece(std::vector<char>& piece, std::uint64_t at) const {
+  piece.resize(std::min<std::uint64_t>(file_->size - at, kPiece));
+  piece.resize(ReadAt(file_->fd.get(), piece.data(), piece.size(), at));
+}
+
+// The next piece is read meanwhile.
 std::optional<std::string> DigestAhead::Hash() const try {
-  std::vector<char> piece(256UL * 1024);
   Sha1 sha1;
-  for (std::uint64_t at = 0; at < file_->size;) {
-    const std::uint64_t left = file_->size - at;
-    const std::size_t wanted = left < piece.size() ? left : piece.size();
-    const std::size_t got = ReadAt(file_->fd.get(), piece.data(), wanted, at);
-    if (got == 0 || given_up_) return std::nullopt;
-    sha1.Update(piece.data(), got);
-    at += got;
+  std::vector<char> piece;
+  std::vector<char> next;
+  ReadPiece(piece, 0);
+  for (std::uint64_t at = 0; at < file_->size; piece.swap(next)) {
+    if (piece.empty() || given_up_) return std::nullopt;
+    at += piece.size();
+    auto read = std::async(std::launch::async, [&] { ReadPiece(next, at); });
+    sha1.Update(piece.data(), piece.size());
+    read.get();
   }
   return sha1.HexDigest();
 } catch (const std::exception&) {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "host/local/local_file.h"
 
@@ -25,6 +27,7 @@ class DigestAhead {
 
  private:
   std::optional<std::string> Hash() const;
+  void ReadPiece(std::vector<char>& piece, std::uint64_t at) const;
 
   std::optional<LocalSource> file_;
   std::atomic<bool> given_up_{false};

@@ -178,6 +178,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
                        ICacheIO* cache, _FS_FILE_V2* info, char** msg);
   // Bytes of a part: as wanted, or what the service recommends.
   long long PartSize(long long wanted) const;
+  long long UploadPartSize(const Options& options, long long size) const;
   // Calls `add` for each unfinished large file of the bucket whose name begins so, oldest first.
   AERROR ForEachUnfinished(const Stop& stop, const Options& options, const ItemPath& prefix,
                            const std::function<void(JsonObject&)>& add);

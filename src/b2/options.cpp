@@ -146,6 +146,7 @@ constexpr Option kOptions[] = {
     {"strict_answers", SetSwitch<&Options::strict_answers>},
     {"upload_connections", SetNumber<&Options::upload_connections, kMostConnections>},
     {"upload_part_size", SetNumber<&Options::upload_part_size, kMostPartBytes>},
+    {"upload_part_size_max", SetNumber<&Options::upload_part_size_max, kMostPartBytes>},
     {"verbose", ReadVerbose},
     {"verify_uploads", ReadVerify},
     {"view", ReadView},

@@ -33,7 +33,8 @@ struct Options {
   std::string view_name;  // the one last name that the other views show; empty: all
 
   bool reuse_upload_urls = false;
-  long long upload_part_size = 0;  // bytes; 0: what the service recommends
+  long long upload_part_size = 0;      // bytes; 0: what the service recommends
+  long long upload_part_size_max = 0;  // bytes; what parts of long files grow to
   int upload_connections = 1;
   bool cancel_failed_uploads = false;  // a large file that is given up goes from the service
   bool resume_uploads = false;         // or stays, and the next try sends what it lacks

@@ -227,11 +227,20 @@ long long BackBlazeB2::PartSize(long long wanted) const {
   return std::min(usual, kMostPartBytes);
 }
 
+// Each part costs its connection a round trip. The file's size alone decides, so that a later try
+// has the same parts.
+long long BackBlazeB2::UploadPartSize(const Options& options, long long size) const {
+  constexpr long long kParts = 64;
+  const long long least = PartSize(options.upload_part_size);
+  return std::max(least, std::min(size / kParts + 1, options.upload_part_size_max));
+}
+
 AERROR BackBlazeB2::UploadInParts(const Options& options, const char* path,
                                   std::shared_ptr<_FS_HANDLE> handle, ICacheIO* cache,
                                   _FS_FILE_V2* info, char** msg) {
-  const long long part_size = PartSize(options.upload_part_size);
-  if (static_cast<long long>(info->size) <= part_size) {
+  const auto size = static_cast<long long>(info->size);
+  const long long part_size = UploadPartSize(options, size);
+  if (size <= part_size) {
     return UploadUsingPost(options, path, std::move(handle), cache, info, msg, false);
   }
   if (*path == '\0' || info->name.empty() || cache == nullptr) return AERROR::FAILED;

@@ -99,6 +99,14 @@ TEST_F(UploadsTest, SizesDecideAndEverySizeCanBeStored) {
     Set("upload_part_size=" + std::string(part) + " upload_connections=" + connections);
     EXPECT_EQ(Put("f" + std::to_string(size), Bytes(size), *road == '1'), road) << part << size;
   }
+  // 128, 86 and 64 parts.
+  const std::pair<const char*, std::size_t> roads[] = {
+      {"1", 276 + 3}, {"150", 163 + 3}, {"400", 119 + 3}};
+  SetOpt("upload_part_size", "100");
+  for (const auto& [most, road] : roads) {
+    SetOpt("upload_part_size_max", most);
+    EXPECT_EQ(Put("f", Bytes(12800, 1)).size(), road) << most;
+  }
   EXPECT_EQ(log.Count("are smaller than the service takes"), 3);
   EXPECT_EQ(log.Count("4 [PROTOCOL  ] SetOpt"), 3);
   EXPECT_EQ(store().UnfinishedCount(), 0U);
