@@ -11,8 +11,8 @@
 
 namespace b2drive {
 
-// Below, at or above 0 as `one` stands before, is, or stands behind `other` among a folder's names: as
-// if a slash ended each, which is where the service puts folders.
+// Below, at or above 0 as `one` stands before, is, or stands behind `other` among a folder's names:
+// as if a slash ended each, which is where the service puts folders.
 int CompareNames(std::string_view one, std::string_view other);
 
 // The entries of a folder by name, of one name the file before the folder. They are kept in pieces
