@@ -84,7 +84,7 @@ void DeliversNoError() {
 
 void LeavesResultsToTheHost() {
   Drive drive;
-  const std::string bytes = Bytes(3 * kBlock);
+  const std::string bytes = Bytes(3UL * kBlock);
   const std::string file = drive.Put("f", bytes);
   for (const int answer : {1, -1, 300'000}) {
     Fetched fetched;
@@ -100,7 +100,7 @@ void LeavesResultsToTheHost() {
 
 void EndsWhenCanceled() {
   Drive drive;
-  const std::string file = drive.Put("f", Bytes(16 * kBlock));
+  const std::string file = drive.Put("f", Bytes(16UL * kBlock));
   for (const int state : {int{TRANSFER_CANCELED}, int{TRANSFER_FAILED}, 9}) {
     const Handle handle = NewHandle();
     Fetched fetched;

@@ -13,6 +13,7 @@ constexpr int kThreads = 8;
 template <class Work>
 void OnThreads(int count, const Work& work) {
   std::vector<std::jthread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) threads.emplace_back([&work, i] { work(i); });
 }
 

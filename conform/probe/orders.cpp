@@ -33,7 +33,7 @@ long NumberIn(const std::string& text) {
 std::string TakeBehind(std::string& word, char sign) {
   const std::size_t at = word.find(sign);
   if (at == word.npos) return "";
-  const std::string behind = word.substr(at + 1);
+  std::string behind = word.substr(at + 1);
   word.resize(at);
   return behind;
 }

@@ -125,7 +125,9 @@ class Doctor {
     if (!session_) return {Health::kSkipped, "not tried without a session", ""};
     const auto start = Clock::now();
     const std::size_t buckets = session_->drive().List("", "/").size();
-    return {Health::kOk, std::to_string(buckets) + " buckets, " + Since(start), ""};
+    return {Health::kOk,
+            std::to_string(buckets) + (buckets == 1 ? " bucket, " : " buckets, ") + Since(start),
+            ""};
   }
 
   Context& context_;

@@ -52,13 +52,17 @@ std::string FaultOf(const std::string& pair) {
   return "keys that begin with b2- mean something to the service, which does not know " + key;
 }
 
+void RequireStorable(const std::string& pair) {
+  const std::string fault = FaultOf(pair);
+  if (!fault.empty()) throw HostError(ExitCode::kUsage, "--info " + pair + ": " + fault);
+}
+
 // As the plug-in takes what is stored with a file.
 std::vector<std::string> TextsOf(const PutOptions& options) {
   std::vector<std::string> texts;
   if (!options.type.empty()) texts.push_back("type=" + options.type);
   for (const std::string& pair : options.info) {
-    const std::string fault = FaultOf(pair);
-    if (!fault.empty()) throw HostError(ExitCode::kUsage, "--info " + pair + ": " + fault);
+    RequireStorable(pair);
     texts.push_back("info." + pair);
   }
   if (options.info.size() <= kMostInfo) return texts;

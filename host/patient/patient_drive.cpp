@@ -256,7 +256,7 @@ Entry PatientDrive::Copy(const Entry& file, const std::string& folder_id, const 
   return Call(path, Allowed(path), [&](Drive& drive, Attempts&) {
     const auto found = std::exchange(repeated, true) ? find_copied() : std::nullopt;
     if (found && AreAlike(*found, file)) return *found;
-    const Entry copy = drive.Copy(file, folder_id, NameOf(path), path);
+    Entry copy = drive.Copy(file, folder_id, NameOf(path), path);
     if (MayBeAlike(copy, file)) return copy;
     throw FsError(EIO, HostError(ExitCode::kDamaged, path, "the service's copy is another file"));
   });

@@ -61,6 +61,13 @@ struct Judgement {
   std::string cause;
 };
 
+std::string AdviceFor(const Answer& answer) {
+  constexpr std::string_view kUntrusted = "(60)";  // libcurl's code
+  return answer.transport.ends_with(kUntrusted)
+             ? "--ca-file or SSL_CERT_FILE names the certificates to trust"
+             : "check network and proxy";
+}
+
 Judgement Judge(AERROR code, const Answer& answer) {
   if (code == AERROR::READ_CANCELED || code == AERROR::UPLOAD_CANCELED) {
     return {ExitCode::kInterrupted, "canceled"};
@@ -69,7 +76,7 @@ Judgement Judge(AERROR code, const Answer& answer) {
   if (row != kCodes.end()) return {row->exit_code, row->cause};
   if (!answer.transport.empty()) {
     return {ExitCode::kNetwork,
-            "the service cannot be reached: " + answer.transport + "; check network and proxy"};
+            "the service cannot be reached: " + answer.transport + "; " + AdviceFor(answer)};
   }
   if (answer.status >= 400) {
     const StatusRow& found = FindStatus(answer.status);
