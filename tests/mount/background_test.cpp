@@ -69,6 +69,43 @@ TEST_F(BackgroundTest, WhatWaitsIsShownAndOnlyTheLastOfANameIsSent) {
   ExpectAgreement();
 }
 
+// At a kill a renamed file may still have its old name as well.
+TEST_F(BackgroundTest, AKillAtAnyRequestOfARenameLeavesWhatWasSavedLast) {
+  const auto prepare = [this](Text in, Text waiting) {
+    EXPECT_EQ(Write(in + "a", "a 1"), 0);
+    EXPECT_EQ(Write(in + "b", "b 1"), 0);
+    AwaitSent();
+    Fail("b2_upload_file", 503, kAlways);
+    for (const char name : waiting) EXPECT_EQ(Write(in + name, name + std::string(" 2")), 0);
+    Await([this] {
+      return std::ranges::all_of(files->Waiting(),
+                                 [](const Delay& one) { return one.failures > 0; });
+    });
+    Heal();
+    return Contents{{in + "a", Read(in + "a")}, {in + "b", Read(in + "b")}};
+  };
+  for (const std::string waiting : {"", "a", "b", "ab"}) {
+    const std::string alone = "alone" + waiting + "/";
+    prepare(alone, waiting);
+    const int requests = RequestsOf([&] { EXPECT_EQ(Rename(alone + "a", alone + "b"), 0); });
+    for (int k = 1; k <= requests; ++k) {
+      const std::string in = waiting + std::to_string(k) + "/";
+      SCOPED_TRACE(in);
+      const Contents before = prepare(in, waiting);
+      KillAt(k, [&] { Rename(in + "a", in + "b"); });
+      Mount();
+      const std::string a = before.at(in + "a");
+      const Contents after{{in + "b", a}};
+      const Contents both{{in + "a", a}, {in + "b", a}};
+      for (int look = 0; look < 2; ++look) {
+        EXPECT_THAT(Shown(in), testing::AnyOf(before, after, both));
+        Remount();
+      }
+    }
+  }
+  ExpectAgreement();
+}
+
 TEST_F(BackgroundTest, SyncsOfAFileOrItsFolderEndWhenTheServiceHoldsIt) {
   Fail("b2_upload_file", 503, kAlways);
   HandlePtr handle = Create("f/a", "1");

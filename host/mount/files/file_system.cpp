@@ -59,8 +59,21 @@ FileSystem::FileSystem(LiveSession& live, const FileSystemOptions& options,
            options.rename_max}) {
   Spool::Found found = services_.spool.Recover();
   for (const std::string& line : found.damaged) announcements_.Add(line);
+  std::vector<NamedVersion> formers;
+  for (const Unsent& one : found.unsent) formers.push_back(one.destination.former);
   outbox_.Resume(std::move(found.unsent));
-  if (!options.read_only) folder_moves_.Resume();
+  if (options.read_only) return;
+  for (const NamedVersion& former : formers) RemoveFormer(former);
+  folder_moves_.Resume();
+}
+
+// What an earlier mount did not come to when it renamed contents that wait.
+void FileSystem::RemoveFormer(const NamedVersion& former) noexcept try {
+  if (former.path.empty() || files_.Find(former.path)) return;
+  const std::optional<Entry> there = StoredFile(former.path);
+  if (there && there->id == former.id) RemoveFile(former.path);
+} catch (const std::exception& error) {
+  Notice(former.path + ": was renamed, and is still there: " + error.what());
 }
 
 Entry FileSystem::StoredEntry(const std::string& path) {

@@ -235,7 +235,8 @@ void PendingContents::RemoveEntry(const SpoolPtr& contents) {
   }
 }
 
-void PendingContents::Redirect(const std::string& path, const std::string& base) {
+void PendingContents::Redirect(const std::string& path, const std::string& base,
+                               const NamedVersion& former) {
   Lock writing(writing_);
   // One entry is moved at once; of several, older contents would stay behind for a moment.
   if (Entered().size() > 1) SecureSealed();
@@ -243,8 +244,19 @@ void PendingContents::Redirect(const std::string& path, const std::string& base)
   Destination destination = destination_.Get();
   destination.path = path;
   destination.base = base;
+  destination.former = former;
   if (sealed) WithRoom(blocks_, [&] { spool_.Enter(*sealed, destination); });
   destination_.Set(std::move(destination));
+}
+
+void PendingContents::NoteAttemptsOf(const PendingContents& replaced) {
+  SpoolPtr taken;
+  {
+    Lock lock(replaced.state_);
+    taken = replaced.taken_.lock();
+  }
+  destination_.AddAttempts(replaced.destination_.Get().attempted);
+  if (taken && taken == replaced.sealed()) destination_.NoteAttempt(*taken);
 }
 
 void PendingContents::Abandon() {

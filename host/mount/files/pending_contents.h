@@ -69,8 +69,11 @@ class PendingContents {
   }
   void SetBase(const std::string& id) { destination_.SetBase(id); }
 
-  // They go to another name, in place of the version `base` there.
-  void Redirect(const std::string& path, const std::string& base);
+  // They go to another name, in place of the version `base` there; a later mount, too, removes
+  // `former`.
+  void Redirect(const std::string& path, const std::string& base, const NamedVersion& former = {});
+  // What `replaced` has sent under its name may arrive, or have arrived.
+  void NoteAttemptsOf(const PendingContents& replaced);
   // Nothing is sent any more, and nothing of it comes back after a loss of power.
   void Abandon();
   // Gives the shown contents up, which the service holds as well; null when it does not.

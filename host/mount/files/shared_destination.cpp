@@ -23,18 +23,24 @@ void SharedDestination::SetBase(const std::string& id) {
 }
 
 void SharedDestination::NoteAttempt(const SpoolFile& contents) {
+  AddAttempts({{contents.Size(), ChecksumOf(contents.fd())}});
+}
+
+void SharedDestination::AddAttempts(const std::vector<Fingerprint>& prints) {
   constexpr std::size_t kMostAttempted = 8;
-  const Fingerprint print{contents.Size(), ChecksumOf(contents.fd())};
   Lock lock(mutex_);
   auto& attempted = destination_.attempted;
-  if (std::ranges::count(attempted, print) == 0) attempted.push_back(print);
-  if (attempted.size() > kMostAttempted) attempted.erase(attempted.begin());
+  for (const Fingerprint& print : prints) {
+    if (std::ranges::count(attempted, print) == 0) attempted.push_back(print);
+    if (attempted.size() > kMostAttempted) attempted.erase(attempted.begin());
+  }
 }
 
 void SharedDestination::Arrived(const std::string& id) {
   Lock lock(mutex_);
   destination_.base = id;
   destination_.attempted.clear();
+  destination_.former = {};
 }
 
 bool SharedDestination::HasAttempt(std::uint64_t size) const {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "host/common/thread_safety.h"
 #include "host/mount/journal/spool.h"
@@ -19,6 +20,7 @@ class SharedDestination {
 
   // These contents were sent, or are being sent, and may have arrived. Throws FsError.
   void NoteAttempt(const SpoolFile& contents);
+  void AddAttempts(const std::vector<Fingerprint>& prints);
   // The version `id` stands there now, whatever was attempted before.
   void Arrived(const std::string& id);
   bool HasAttempt(std::uint64_t size) const;  // bytes

@@ -7,20 +7,6 @@
 #include "host/local/local_io.h"
 
 namespace b2drive::mount {
-namespace {
-
-FsError ChangedMeanwhile(const std::string& path) {
-  return {ESTALE, path + ": changed meanwhile by someone else"};
-}
-
-// The service keeps milliseconds.
-bool IsStoredTime(const timespec& time, const Entry& stored) {
-  constexpr long kMillisecond = 1'000'000;
-  return time.tv_sec == stored.modified.tv_sec &&
-         time.tv_nsec / kMillisecond == stored.modified.tv_nsec / kMillisecond;
-}
-
-}  // namespace
 
 SharedFile::SharedFile(FileServices& services, const std::string& path, std::optional<Entry> stored)
     : services_(services),
@@ -207,77 +193,11 @@ void SharedFile::Unlink(const std::string& name, bool open_elsewhere) {
   pending_.Abandon();
 }
 
-void SharedFile::Move(const std::string& name, const std::string& target,
-                      const std::optional<Entry>& seen, SharedFile* replaced) {
-  AboutToWait();
-  if (replaced == nullptr || replaced == this) {  // it may have been moved there meanwhile
-    Lock transfer(transfer_);
-    return MoveLocked(name, target, seen, nullptr);
-  }
-  LockBoth transfers(transfer_, replaced->transfer_);  // they may replace each other's file
-  MoveLocked(name, target, seen, replaced->Is(target) ? replaced : nullptr);
-}
-
-// What stands at a name that is to be replaced, if anything; where nothing was, nothing is looked
-// for. What a program saw there, or this mount has stored since, is all that it means to replace.
-std::optional<Entry> SharedFile::Replaceable(const std::string& target,
-                                             const std::optional<Entry>& seen,
-                                             const SharedFile* replaced) {
-  const bool ours = replaced != nullptr && replaced->stored_.certain();
-  const std::optional<Entry> expected = ours ? replaced->stored_.known() : seen;
-  if (!expected) return std::nullopt;
-  std::optional<Entry> found = stored_.FindAfresh(target);
-  if (found && found->id != expected->id) throw ChangedMeanwhile(target);
-  return found;
-}
-
 void SharedFile::Abandon() {
   Lock removal(removal_);
   sender_.GiveUp();
   Lock transfer(transfer_);
   pending_.Abandon();
-}
-
-// The stored version itself, also where something newer waits on top of it. A copy on the service
-// keeps the stored time: a file whose time was set since is uploaded.
-void SharedFile::CopyStored(const Entry& stored, const std::string& target) {
-  const timespec time = pending_.IsClean() ? modified() : stored.modified;
-  if (!IsStoredTime(time, stored) || !stored_.Copy(stored, target)) {
-    SpoolPtr contents = pending_.Freeze();
-    if (!contents) contents = stored_.Bring(stored, path(), UINT64_MAX);
-    UploadControl control;
-    stored_.Upload(target, *contents, time, control, kAllRetries);
-  }
-}
-
-// The old name goes only when the service holds the new one and the journal says it, so nothing is
-// lost and nothing comes back at any moment.
-void SharedFile::MoveLocked(const std::string& name, const std::string& target,
-                            const std::optional<Entry>& seen, SharedFile* replaced) {
-  if (!Is(name)) throw FsError(ENOENT, name + ": was renamed or removed meanwhile");
-  const std::optional<Entry> stored = stored_.Find(name);
-  const std::optional<Entry> there = Replaceable(target, seen, replaced);
-  if (stored && !stored_.IsListed(*stored, name)) throw ChangedMeanwhile(name);
-  const RaisedFlag moving(moving_);
-  if (stored) {
-    CopyStored(*stored, target);
-  } else {
-    stored_.Set(there);
-  }
-  if (replaced != nullptr && !replaced->IsSettled()) Secure();
-  const std::optional<Entry> moved = stored_.known();
-  pending_.Redirect(target, moved ? moved->id : "");
-  try {
-    if (stored) stored_.Delete(*stored, name);
-  } catch (const FsError&) {
-    pending_.Redirect(name, stored->id);
-    stored_.Set(stored);
-    stored_.Doubt();
-    throw;
-  }
-  services_.times.Remove(name);
-  KeepTime();
-  if (replaced != nullptr) replaced->pending_.Abandon();
 }
 
 }  // namespace b2drive::mount

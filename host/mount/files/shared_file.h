@@ -89,6 +89,7 @@ class SharedFile {
   timespec modified() const;
   void MoveLocked(const std::string& name, const std::string& target,
                   const std::optional<Entry>& seen, SharedFile* replaced) B2_REQUIRES(transfer_);
+  void PrepareToReplace(SharedFile& replaced) B2_REQUIRES(transfer_);
   std::optional<Entry> Replaceable(const std::string& target, const std::optional<Entry>& seen,
                                    const SharedFile* replaced) B2_REQUIRES(transfer_);
   bool Is(const std::string& name) const { return path() == name && !pending_.IsAbandoned(); }

@@ -29,6 +29,8 @@ JournalEntry EntryOf(const json& values) {
     entry.destination.attempted.push_back(
         {one.at(0).get<std::uint64_t>(), one.at(1).get<std::uint32_t>()});
   }
+  const json former = values.value("former", json{"", ""});
+  entry.destination.former = {ToPath(former.at(0)), former.at(1).get<std::string>()};
   return entry;
 }
 
@@ -47,6 +49,8 @@ std::string EntryTextOf(const JournalEntry& entry) {
               {"base", destination.base},
               {"attempted", attempted},
               {"modified", {entry.modified.tv_sec, entry.modified.tv_nsec}}};
+  const NamedVersion& former = destination.former;
+  if (!former.path.empty()) values["former"] = {FromPath(former.path), former.id};
   const bool passing = !entry.boot.empty();
   if (passing) values["boot"] = entry.boot;
   return (passing ? kPassing : "") + values.dump(-1, ' ', false, json::error_handler_t::replace);

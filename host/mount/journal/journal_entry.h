@@ -14,12 +14,19 @@ struct Fingerprint {
   bool operator==(const Fingerprint&) const = default;
 };
 
+// A version on the service, under its name.
+struct NamedVersion {
+  std::string path;  // on the drive; empty: none
+  std::string id;
+};
+
 // Where contents are to go, and what may stand there already.
 struct Destination {
   std::string path;  // on the drive
   std::string base;  // the identifier of the version that they follow; empty: there was none
   // Earlier contents whose sending failed, and yet may have arrived.
   std::vector<Fingerprint> attempted;
+  NamedVersion former{};  // what they were on top of before they were renamed, and which is to go
 };
 
 // No spool counts its files and entries so far: what has such a number is not its own.
