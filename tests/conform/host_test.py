@@ -60,7 +60,7 @@ class HostTest(unittest.TestCase):
         self.journal.write_text("")
         return subprocess.run(
             [self.program, "--retries=0", "--plugin", plugin or os.environ["B2PROBE_FILE"], *arguments],
-            cwd=self.scratch / "work", capture_output=True, timeout=60, stdin=subprocess.DEVNULL,
+            cwd=self.scratch / "work", capture_output=True, timeout=300, stdin=subprocess.DEVNULL,
             env={"HOME": str(self.scratch), "LC_ALL": "C.UTF-8", "B2PROBE": told,
                  "B2PROBE_JOURNAL": str(self.journal), "B2_APPLICATION_KEY_ID": "0123456789ab",
                  "B2_APPLICATION_KEY": "key"})
