@@ -17,10 +17,25 @@
 namespace emulator {
 namespace {
 
-// As much of the process's addresses is set aside; the file can never be larger.
-constexpr uint64_t kLargest = uint64_t{1} << 40;
+// As much of the process's addresses is set aside, or less where there are not so many; the file
+// can never be larger.
+constexpr uint64_t kMostAddresses = uint64_t{1} << 40;
 // The disk gets back what is free in runs of at least this many bytes.
 constexpr uint64_t kWorthPunching = uint64_t{1} << 20;
+
+struct Mapping {
+  void* base = MAP_FAILED;
+  uint64_t size = kMostAddresses;
+};
+
+Mapping Map(int file) {
+  constexpr uint64_t kFewest = uint64_t{1} << 32;
+  Mapping mapping;
+  for (;; mapping.size /= 2) {
+    mapping.base = mmap(nullptr, mapping.size, PROT_READ, MAP_SHARED | MAP_NORESERVE, file, 0);
+    if (mapping.base != MAP_FAILED || errno != ENOMEM || mapping.size <= kFewest) return mapping;
+  }
+}
 
 [[noreturn]] void Fail(const std::filesystem::path& path) {
   throw std::system_error(errno, std::generic_category(), path.string());
@@ -32,22 +47,21 @@ std::shared_ptr<ContentFile> ContentFile::Open(const std::filesystem::path& path
   const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (file < 0) Fail(path);
   struct stat facts {};
-  void* base = MAP_FAILED;
-  if (fstat(file, &facts) == 0) {
-    base = mmap(nullptr, kLargest, PROT_READ, MAP_SHARED | MAP_NORESERVE, file, 0);
-  }
-  if (base == MAP_FAILED) {
-    const int error = errno;
+  const Mapping mapping = fstat(file, &facts) == 0 ? Map(file) : Mapping{};
+  const bool mapped = mapping.base != MAP_FAILED;
+  if (!mapped || static_cast<uint64_t>(facts.st_size) > mapping.size) {
+    const int error = mapped ? EFBIG : errno;
     close(file);
     errno = error;
     Fail(path);
   }
-  return std::shared_ptr<ContentFile>(
-      new ContentFile(file, static_cast<const char*>(base), static_cast<uint64_t>(facts.st_size)));
+  return std::shared_ptr<ContentFile>(new ContentFile(file, static_cast<const char*>(mapping.base),
+                                                      mapping.size,
+                                                      static_cast<uint64_t>(facts.st_size)));
 }
 
 ContentFile::~ContentFile() {
-  munmap(const_cast<char*>(base_), kLargest);
+  munmap(const_cast<char*>(base_), most_);
   close(file_);
 }
 
@@ -88,7 +102,7 @@ Content::Block ContentFile::Reserve(uint64_t size) {
   {
     base::Lock lock(mutex_);
     begin = free_.Take(size);
-    if (!begin && size > kLargest - end_) {
+    if (!begin && size > most_ - end_) {
       throw ServiceError(403, "storage_cap_exceeded", "The data folder is full");
     }
     if (!begin) begin = std::exchange(end_, end_ + size);
@@ -114,7 +128,7 @@ void ContentFile::Write(const Content::Block& block, uint64_t offset, std::strin
 ContentFile::Extent ContentFile::ExtentOf(const Content::Block& block) const {
   const auto address = reinterpret_cast<uintptr_t>(block.get());
   const auto base = reinterpret_cast<uintptr_t>(base_);
-  if (address < base || address - base >= kLargest) return {0, 0};
+  if (address < base || address - base >= most_) return {0, 0};
   base::Lock lock(mutex_);
   return {address - base, used_.at(address - base)};
 }

@@ -51,14 +51,15 @@ class ContentFile : public std::enable_shared_from_this<ContentFile> {
   void StopReleasing() { releasing_ = false; }
 
  private:
-  ContentFile(int file, const char* base, uint64_t size)
-      : file_(file), base_(base), size_at_opening_(size) {}
+  ContentFile(int file, const char* base, uint64_t most, uint64_t size)
+      : file_(file), base_(base), most_(most), size_at_opening_(size) {}
 
   Content::Block BlockAt(uint64_t begin);
   void Release(uint64_t begin);
 
   const int file_;
   const char* const base_;
+  const uint64_t most_;  // bytes that can be seen from there
   const uint64_t size_at_opening_;
   std::atomic<bool> releasing_ = false;
 

@@ -71,34 +71,39 @@ TEST_F(BackgroundTest, WhatWaitsIsShownAndOnlyTheLastOfANameIsSent) {
 
 // At a kill a renamed file may still have its old name as well.
 TEST_F(BackgroundTest, AKillAtAnyRequestOfARenameLeavesWhatWasSavedLast) {
-  const auto prepare = [this](Text in, Text waiting) {
-    EXPECT_EQ(Write(in + "a", "a 1"), 0);
-    EXPECT_EQ(Write(in + "b", "b 1"), 0);
+  const std::string a = "/a";
+  const std::string b = "/to/b";
+  const auto prepare = [&](Text in, Text waiting) {
+    EXPECT_EQ(Write(in + a, "a 1"), 0);
+    EXPECT_EQ(Write(in + b, "b 1"), 0);
     AwaitSent();
     Fail("b2_upload_file", 503, kAlways);
-    for (const char name : waiting) EXPECT_EQ(Write(in + name, name + std::string(" 2")), 0);
+    for (Text name : {a, b}) {
+      const bool waits = waiting.find(name.back()) != std::string::npos;
+      EXPECT_EQ(waits ? Write(in + name, name + " 2") : 0, 0);
+    }
     Await([this] {
       return std::ranges::all_of(files->Waiting(),
                                  [](const Delay& one) { return one.failures > 0; });
     });
     Heal();
-    return Contents{{in + "a", Read(in + "a")}, {in + "b", Read(in + "b")}};
+    return Contents{{in + a, Read(in + a)}, {in + b, Read(in + b)}};
   };
   for (const std::string waiting : {"", "a", "b", "ab"}) {
-    const std::string alone = "alone" + waiting + "/";
+    const std::string alone = "alone" + waiting;
     prepare(alone, waiting);
-    const int requests = RequestsOf([&] { EXPECT_EQ(Rename(alone + "a", alone + "b"), 0); });
+    const int requests = RequestsOf([&] { EXPECT_EQ(Rename(alone + a, alone + b), 0); });
     for (int k = 1; k <= requests; ++k) {
-      const std::string in = waiting + std::to_string(k) + "/";
+      const std::string in = waiting + std::to_string(k);
       SCOPED_TRACE(in);
       const Contents before = prepare(in, waiting);
-      KillAt(k, [&] { Rename(in + "a", in + "b"); });
+      KillAt(k, [&] { Rename(in + a, in + b); });
       Mount();
-      const std::string a = before.at(in + "a");
-      const Contents after{{in + "b", a}};
-      const Contents both{{in + "a", a}, {in + "b", a}};
+      const std::string moved = before.at(in + a);
+      const Contents after{{in + b, moved}};
+      const Contents both{{in + a, moved}, {in + b, moved}};
       for (int look = 0; look < 2; ++look) {
-        EXPECT_THAT(Shown(in), testing::AnyOf(before, after, both));
+        EXPECT_THAT(Shown(in + "/"), testing::AnyOf(before, after, both));
         Remount();
       }
     }
