@@ -217,9 +217,13 @@ void FileSystem::Unlink(const std::string& path) {
 void FileSystem::RemoveFile(const std::string& path) {
   HeldFile held(files_, path, [&] { return ExistingFile(path); });
   markers_.KeepParentOf(path);
+  Unlink(held, path);
+  markers_.KeepIfEmptied(ParentOf(path));
+}
+
+void FileSystem::Unlink(const HeldFile& held, const std::string& path) {
   held.file()->Unlink(path, !held.IsOnly());
   files_.Remove(held.file(), path);
-  markers_.KeepIfEmptied(ParentOf(path));
 }
 
 void FileSystem::Rename(const std::string& from, const std::string& to, bool replace,
@@ -242,7 +246,10 @@ void FileSystem::FinishMove(const std::string& from, const std::string& to) {
   const std::optional<Entry> there = StoredFile(to);
   if (!there && !files_.Find(to)) return MoveFile(from, to, false);
   const std::optional<Entry> old = StoredFile(from);
-  if (there && old && IsCopy(*there, *old) && !files_.Find(from)) return RemoveFile(from);
+  if (there && old && IsCopy(*there, *old) && !files_.Find(from)) {
+    // Its folder goes as well, and needs no marker that keeps it.
+    return Unlink(HeldFile(files_, from, [&] { return old; }), from);
+  }
   Notice(from + ": stays, since there is another " + to + " by now");
 }
 

@@ -86,6 +86,7 @@ class FileSystem {
   std::optional<Entry> ExistingFile(const std::string& path);
   std::unique_ptr<Handle> OpenFile(const std::string& path, bool for_writing, bool truncate);
   void RemoveFile(const std::string& path);
+  void Unlink(const HeldFile& held, const std::string& path);
   void RemoveFormer(const NamedVersion& former) noexcept;
   void MoveFile(const std::string& from, const std::string& to, bool replace);
   void FinishMove(const std::string& from, const std::string& to);
