@@ -96,7 +96,7 @@ void PagesThroughAll() {
     Equal("names of a page", body.value("maxFileCount", 0), kPage);
     Equal("where a page begins", body.value("startFileName", "none"), start);
     Equal("its prefix", body.value("prefix", "none"), "many/");
-    const std::size_t next = (&request - requests.data() + 1) * std::size_t{kPage};
+    const std::size_t next = static_cast<std::size_t>(&request - requests.data() + 1) * kPage;
     if (next < names.size()) start = "many/" + names.at(next);
   }
 }

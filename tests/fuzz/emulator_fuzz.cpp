@@ -13,7 +13,8 @@ void fuzz::Run(Input& input) {
                        .key = "key",
                        .ca_file = fuzz::Folder() / "ca",
                        .ca_key_file = fuzz::Folder() / "key",
-                       .absolute_minimum_part_size = 2});
+                       .absolute_minimum_part_size = 2},
+                      nullptr, nullptr);
   const auto key = core.access.Login("Basic MDEyMzQ1Njc4OWFiOmtleQ==");
   const auto file = emulator::AddText(core.store, "bucket", "a/b", "contents");
   const auto large = core.store.StartLarge(*file->bucket_id, {.name = "large"});
