@@ -97,7 +97,8 @@ void fuzz::Run(Input& input) {
   fs::remove_all(folder);
   const bool same_boot = fuzz::Input(input.Line()).Pick("so") == 's';
   std::vector<Entered> all;
-  Spool spool(SystemDisk(), folder, "one");
+  constexpr std::uint64_t kNoLog = 0;  // from which files that were damaged would be made again
+  Spool spool(SystemDisk(), folder, "one", kNoLog);
   int steps = 0;
   for (std::string line = input.Line(); line != "kill" && !input.AtEnd(); line = input.Line()) {
     Use(spool, fuzz::Input(line), all, ++steps);
