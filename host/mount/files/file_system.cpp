@@ -248,7 +248,7 @@ void FileSystem::FinishMove(const std::string& from, const std::string& to) {
   const std::optional<Entry> old = StoredFile(from);
   if (there && old && IsCopy(*there, *old) && !files_.Find(from)) {
     // Its folder goes as well, and needs no marker that keeps it.
-    return Unlink(HeldFile(files_, from, [&] { return old; }), from);
+    return Unlink(HeldFile(files_, from, [&] { return StoredFile(from); }), from);
   }
   Notice(from + ": stays, since there is another " + to + " by now");
 }
