@@ -44,7 +44,7 @@ std::optional<Entry> SharedFile::Replaceable(const std::string& target,
   return found;
 }
 
-// The stored version itself, also where something newer waits on top of it. A copy on the service
+// The stored version itself, also where something newer is being written. A copy on the service
 // keeps the stored time: a file whose time was set since is uploaded.
 void SharedFile::CopyStored(const Entry& stored, const std::string& target) {
   const timespec time = pending_.IsClean() ? modified() : stored.modified;
