@@ -100,9 +100,11 @@ FetchPtr CachedVersion::ClaimGapBefore(std::uint64_t offset, std::uint64_t begin
   const std::uint64_t first = begin / kBlock;
   std::uint64_t stop = std::min((offset + kBlock - 1) / kBlock, std::uint64_t{there_.size()});
   while (stop > first && !IsMissing(stop - 1)) --stop;
+  if (stop == first) return nullptr;
+  // Not cut off at `begin`: that moves on with the reader, and would let short ranges through only.
   std::uint64_t start = stop;
-  while (start > first && (stop - start) * kBlock < longest && IsMissing(start - 1)) --start;
-  return start < stop ? ClaimLocked(start * kBlock, stop * kBlock) : nullptr;
+  while (start > 0 && (stop - start) * kBlock < longest && IsMissing(start - 1)) --start;
+  return ClaimLocked(start * kBlock, stop * kBlock);
 }
 
 FetchPtr CachedVersion::ClaimLocked(std::uint64_t offset, std::uint64_t end) {
