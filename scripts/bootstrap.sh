@@ -6,7 +6,7 @@ set -euo pipefail
 debian_packages=(
   build-essential ca-certificates ccache clang clang-format clang-tidy cmake git libclang-rt-14-dev ninja-build
   pkg-config python3
-  libboost1.81-dev libcli11-dev libcrypto++-dev libcurl4-openssl-dev libevent-dev libjsoncpp-dev
+  libboost1.81-dev libcli11-dev libcrypto++-dev libcurl4-openssl-dev libevent-dev libjemalloc-dev libjsoncpp-dev
   libsqlite3-dev libssl-dev libxml2-dev nlohmann-json3-dev zlib1g-dev
   libbenchmark-dev libgmock-dev libgtest-dev
   curl fuse3 libfuse3-dev

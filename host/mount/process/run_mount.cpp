@@ -1,6 +1,5 @@
 #include "host/mount/process/run_mount.h"
 
-#include <malloc.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -14,14 +13,6 @@
 
 namespace b2drive::mount {
 namespace {
-
-void LimitHeaps() {
-#ifdef __GLIBC__
-  // One heap for every few threads: many threads that each allocate a little need much otherwise.
-  constexpr int kHeaps = 4;
-  mallopt(M_ARENA_MAX, kHeaps);
-#endif
-}
 
 std::string Count(std::size_t files) {
   return std::to_string(files) + (files == 1 ? " file" : " files");
@@ -66,7 +57,6 @@ void EndSoon(FileSystem& files) {
 }  // namespace
 
 ExitCode RunMount(const MountRequest& request, const LiveSession::Connector& connect) {
-  LimitHeaps();
   const MountOptions options = OptionsOf(request);
   const auto mountpoint = CheckMountpoint(request.mountpoint, options);
   CacheFolder cache(options.cache_dir, request.account_id);
