@@ -12,7 +12,8 @@ from typing import Callable
 KIB, MIB, GIB = 1 << 10, 1 << 20, 1 << 30
 TIMEOUT_SECONDS = 300
 TREE = (100, 100)  # folders, files in each
-SEEDS = [f"bench-tree/folder:{TREE[0] * TREE[1]}:1K:{TREE[0]}"]
+NAMES = 1_000_000  # in one folder
+SEEDS = [f"bench-tree/folder:{TREE[0] * TREE[1]}:1K:{TREE[0]}", f"bench-names/in/f:{NAMES}:0"]
 BUCKETS = ["bench-read", "bench-store"]
 
 
@@ -27,7 +28,7 @@ class Job:
 
     name: str  # with {count}
     act: Callable  # (Places, mounted folder, count)
-    counts: dict
+    counts: dict  # 0: not from there on
     setup: Callable = None  # (Places, count), without latency
     stored: Callable = None  # (Places, count): the file or folder that has to reach bench-store
     check: Callable = None  # (Places, count)
@@ -46,6 +47,7 @@ def all_jobs():
         Job("{count:,} random reads of 4 KiB", random_reads(4 * KIB), {0: 200, 150: 100}),
         Job("{count:,} random reads of 128 KiB", random_reads(128 * KIB), {0: 200, 150: 100}),
         Job("ls -lR of {count:,} files", list_tree, {0: TREE[0] * TREE[1]}),
+        Job("ls -l of {count:,} names", list_names, {0: NAMES, 1: 0}),
         Job("cp -r of {count:,} files in", copy_in, small, stored=Places.small),
         Job("{count:,} files in by 8 cp at once", copy_in_at_once, {0: 1000, 150: 400},
             stored=Places.small),
@@ -140,6 +142,11 @@ def list_tree(_, folder, count):
     lines = [line.split() for line in run("ls", "-lR", folder / "bench-tree").splitlines()]
     sizes = [line[4] for line in lines if line and line[0].startswith(b"-")]
     expect(sizes == [b"1024"] * count, f"{len(sizes)} files")
+
+
+def list_names(_, folder, count):
+    lines = run("sh", "-c", f"ls -l {folder}/bench-names/in | wc -l")
+    expect(int(lines) == count + 1, f"{int(lines)} lines")  # with the total
 
 
 def copy_in(places, folder, count):
