@@ -45,6 +45,7 @@ class BackgroundTest : public FileSystemTest {
 TEST_F(BackgroundTest, WhatWaitsIsShownAndOnlyTheLastOfANameIsSent) {
   Put("changed", "before");
   EXPECT_EQ(MakeFolder("f"), 0);
+  AwaitSent();
   CloseGate();
   for (int i = 0; i < kSenders; ++i) EXPECT_EQ(Write("held" + std::to_string(i), "x"), 0);
   Await([this] { return uploads_ == kSenders; });
@@ -122,6 +123,48 @@ TEST_F(BackgroundTest, SyncsOfAFileOrItsFolderEndWhenTheServiceHoldsIt) {
   EXPECT_EQ(Try([&] { files->SyncFolder("/"); }), 0);
   EXPECT_EQ(Versions("f/a"), Texts{"1"});
   Close(std::move(handle));
+}
+
+TEST_F(BackgroundTest, AFolderIsThereAtOnceAndOnTheServiceWhenSynced) {
+  options.dir_ttl = std::chrono::seconds(0);
+  Remount();
+  CloseGate();
+  for (const std::string line : {"mkdir n", "mkdir n/m", "mkdir o", "save n/f text"}) {
+    EXPECT_EQ(Do(line), 0) << line;
+  }
+  EXPECT_EQ(Do("rmdir n"), ENOTEMPTY);
+  EXPECT_THAT(Names(), UnorderedElementsAre("n/", "o/"));
+  EXPECT_THAT(Names("n"), UnorderedElementsAre("m/", "f"));
+  gate_.set_value();
+  EXPECT_EQ(Try([&] { files->SyncFolder(At("n")); }), 0);
+  EXPECT_THAT(StoredIn(store()), testing::IsSupersetOf({Pair("n/.bzEmpty", ""), Pair("n/f", "text"),
+                                                        Pair("n/m/.bzEmpty", "")}));
+  EXPECT_EQ(Do("move n p"), 0);
+  EXPECT_EQ(Do("rmdir o"), 0);
+  Remount();
+  EXPECT_THAT(Names(), UnorderedElementsAre("p/"));
+  EXPECT_THAT(Names("p"), UnorderedElementsAre("m/", "f"));
+}
+
+TEST_F(BackgroundTest, AFolderWhoseMarkerFailsIsTriedAgainUntilItIsRefused) {
+  options.dir_ttl = std::chrono::seconds(0);
+  Remount();
+  Fail("b2_upload_file", 503, kAlways);
+  for (const std::string line : {"mkdir a", "mkdir b"}) EXPECT_EQ(Do(line), 0) << line;
+  EXPECT_EQ(AwaitFailure().path, At("a") + "/");
+  EXPECT_EQ(Try([&] { files->SyncFolder(At("a")); }), EIO);
+  EXPECT_EQ(Do("move a c"), EIO);
+  EXPECT_THAT(Names(), UnorderedElementsAre("a/", "b/"));
+  EXPECT_EQ(Do("rmdir a"), 0);
+  Heal();
+  ExpectAgreement();
+  EXPECT_THAT(Names(), UnorderedElementsAre("b/"));
+  Fail("b2_upload_file", 400, kAlways);
+  EXPECT_EQ(Do("mkdir d"), 0);
+  Await([this] { return !files->announcements().Lines().empty(); });
+  EXPECT_THAT(files->announcements().Lines(), Contains(HasSubstr(At("d"))));
+  AwaitSent();
+  EXPECT_THAT(Names(), UnorderedElementsAre("b/"));
 }
 
 TEST_F(BackgroundTest, ARefusalIsToldAtTheNextOpenOnce) {

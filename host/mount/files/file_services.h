@@ -7,6 +7,9 @@
 #include <optional>
 #include <string>
 
+#include "host/mount/files/announcements.h"
+#include "host/mount/files/known_markers.h"
+#include "host/mount/files/new_folders.h"
 #include "host/mount/files/time_book.h"
 #include "host/mount/journal/spool.h"
 #include "host/mount/reading/version_reader.h"
@@ -49,11 +52,15 @@ struct FileServices {
   // was started.
   FileServices(LiveSession& live, const FileSystemOptions& options,
                const std::filesystem::path& folder, Disk& disk, const std::string& boot,
-               Redirected when_redirected);
+               Announcements& announcements, Redirected when_redirected);
+  // The marker of a folder, and notes it. Throws FsError.
+  void SendMarker(const std::string& path, const std::string& id);
 
   Transfers transfers;
   PatientDrive remote;
   DirectoryCache directory;
+  KnownMarkers markers;
+  NewFolders new_folders;
   TimeBook times;
   Spool spool;
   BlockCache blocks;

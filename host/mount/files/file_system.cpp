@@ -1,6 +1,8 @@
 #include "host/mount/files/file_system.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "host/common/fs_error.h"
 #include "host/common/name_rules.h"
@@ -42,12 +44,12 @@ FileSystem::FileSystem(LiveSession& live, const FileSystemOptions& options,
     : size_(options.size),
       saving_(options.saving),
       started_(Now()),
-      services_(live, options, folder, disk, boot,
+      services_(live, options, folder, disk, boot, announcements_,
                 [this](SharedFile& file, const std::string& from, const std::string& to) {
                   files_.Move(file, from, to);
                   announcements_.AddRedirect(from, to);
                 }),
-      markers_(services_.remote, services_.directory),
+      markers_(services_),
       prefetcher_(services_.directory, services_.reading),
       files_(services_, [this](const SharedFilePtr& file) { outbox_.LastClosed(file); }),
       outbox_(files_, BoundOf(options, folder, services_.spool), options.read_only),
@@ -181,6 +183,7 @@ void FileSystem::Sync(Handle& handle) {
 void FileSystem::SyncFolder(const std::string& folder) {
   if (!in_background()) return;
   AboutToWait();
+  markers_.Sync(folder);
   const std::string below = Join(folder, "");
   for (const SharedFilePtr& file : files_.All()) {
     if (!file->IsSettled() && file->path().starts_with(below)) outbox_.Save(file);
@@ -272,8 +275,7 @@ void FileSystem::MoveFile(const std::string& from, const std::string& to, bool r
 
 void FileSystem::MakeFolder(const std::string& path) {
   const PathGate::Pass pass(gate_, path);
-  if (!IsBucket(path)) CheckName(path);
-  markers_.Make(path);
+  in_background() ? markers_.MakeLater(path) : markers_.Make(path);
 }
 
 void FileSystem::RemoveFolder(const std::string& path) {
@@ -288,6 +290,18 @@ void FileSystem::RemoveFolder(const std::string& path) {
   markers_.Remove(path);
   services_.times.Remove(path);
   markers_.KeepIfEmptied(ParentOf(path));
+}
+
+std::vector<Delay> FileSystem::Waiting() {
+  std::vector<Delay> waiting = services_.new_folders.Waiting();
+  std::ranges::move(outbox_.Waiting(), std::back_inserter(waiting));
+  return waiting;
+}
+
+std::vector<Delay> FileSystem::Drain() {
+  std::vector<Delay> left = services_.new_folders.Drain();
+  std::ranges::move(outbox_.Drain(), std::back_inserter(left));
+  return left;
 }
 
 void FileSystem::Hurry() { services_.transfers.Cancel(); }

@@ -68,10 +68,11 @@ class FileSystem {
 
   std::uint64_t TotalBytes();  // never 0
 
-  // What is not on the service yet.
-  std::vector<Delay> Waiting() { return outbox_.Waiting(); }
-  // Sends it; to be called when no operation runs any more. Gives what could not be sent.
-  std::vector<Delay> Drain() { return outbox_.Drain(); }
+  // What is not on the service yet; folders with a slash at their end.
+  std::vector<Delay> Waiting();
+  // Sends it; to be called when no operation runs any more. Gives what could not be sent, of which
+  // files are kept.
+  std::vector<Delay> Drain();
   Announcements& announcements() { return announcements_; }
   // Ends all waiting and transferring.
   void Hurry();

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <optional>
 #include <string>
-#include <unordered_map>
 
-#include "host/common/thread_safety.h"
-#include "host/patient/patient_drive.h"
-#include "host/plugin/directory_cache.h"
+#include "host/mount/files/file_services.h"
 
 namespace b2drive::mount {
 
@@ -14,10 +10,14 @@ namespace b2drive::mount {
 // below it or through a marker object. Thread-safe. All throw FsError.
 class FolderMarkers {
  public:
-  FolderMarkers(PatientDrive& remote, DirectoryCache& directory)
-      : remote_(remote), directory_(directory) {}
+  explicit FolderMarkers(FileServices& services) : services_(services) {}
 
+  // Returns when the service has it.
   void Make(const std::string& path);
+  // Returns at once where that is possible; a bucket always waits.
+  void MakeLater(const std::string& path);
+  // Returns when the service has all that were made at or below a folder.
+  void Sync(const std::string& folder) { services_.new_folders.AwaitBelow(folder); }
   // Asks the service, unless it is known.
   bool HasMarker(const std::string& path);
   // The caller has seen that it is empty. Takes the marker only: were something stored in the
@@ -32,16 +32,11 @@ class FolderMarkers {
   void KeepIfEmptied(const std::string& folder);
 
  private:
+  void MakeBucket(const std::string& path);
   void EnsureMarker(const std::string& folder);
-  std::optional<Entry> MakeMarker(const std::string& id, const std::string& path);
   Entry MarkerOf(const std::string& path, const std::string& id);
-  void NoteMarker(const std::string& path, const std::optional<Entry>& marker);
 
-  PatientDrive& remote_;
-  DirectoryCache& directory_;
-  Mutex mutex_;
-  // Folders known to have a marker, with the marker where it is known.
-  std::unordered_map<std::string, std::optional<Entry>> markers_ B2_GUARDED_BY(mutex_);
+  FileServices& services_;
 };
 
 }  // namespace b2drive::mount

@@ -170,9 +170,9 @@ std::string MountOptionsHelp() {
          << ")\n";
   }
   text << "\nWith save=close the service holds a file when its close returns.\n"
-          "With save=background the disk below cache_dir does, and the file is sent afterwards; "
-          "fsync\n"
-          "of a file or folder and unmounting wait for the service.\n";
+          "With save=background the disk below cache_dir does, and the file is sent afterwards, as "
+          "new\n"
+          "folders are; fsync of a file or folder and unmounting wait for the service.\n";
   return text.str();
 }
 

@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <functional>
 #include <thread>
 
 #include "host/mount/kernel/fuse_mount.h"
@@ -18,16 +20,22 @@ std::string Count(std::size_t files) {
   return std::to_string(files) + (files == 1 ? " file" : " files");
 }
 
+bool IsFolder(const Delay& delay) { return delay.path.ends_with('/'); }
+
 ExitCode SendRest(FileSystem& files) {
-  std::size_t waiting = files.Waiting().size();
+  const std::size_t waiting = files.Waiting().size();
   if (waiting == 0) return ExitCode::kSuccess;
   Notice("unmounted; sending " + Count(waiting));
-  const auto left = files.Drain();
+  auto left = files.Drain();
   if (left.empty()) {
     Notice("all sent");
     return ExitCode::kSuccess;
   }
-  Notice(Count(left.size()) + " could not be sent and will be by the next mount:");
+  const auto folders = std::ranges::stable_partition(left, std::not_fn(IsFolder));
+  for (const Delay& delay : folders) Notice(delay.path + ": not made: " + delay.reason);
+  left.erase(folders.begin(), folders.end());
+  if (!left.empty())
+    Notice(Count(left.size()) + " could not be sent and will be by the next mount:");
   for (const Delay& delay : left) Notice("  " + delay.path + ": " + delay.reason);
   return ExitCode::kPartly;
 }
