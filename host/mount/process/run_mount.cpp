@@ -31,9 +31,11 @@ ExitCode SendRest(FileSystem& files) {
     Notice("all sent");
     return ExitCode::kSuccess;
   }
-  const auto folders = std::ranges::stable_partition(left, std::not_fn(IsFolder));
-  for (const Delay& delay : folders) Notice(delay.path + ": not made: " + delay.reason);
-  left.erase(folders.begin(), folders.end());
+  const auto folders = std::stable_partition(left.begin(), left.end(), std::not_fn(IsFolder));
+  for (auto lost = folders; lost != left.end(); ++lost) {
+    Notice(lost->path + ": not made: " + lost->reason);
+  }
+  left.erase(folders, left.end());
   if (!left.empty())
     Notice(Count(left.size()) + " could not be sent and will be by the next mount:");
   for (const Delay& delay : left) Notice("  " + delay.path + ": " + delay.reason);
