@@ -76,7 +76,7 @@ class Fetched final : public IFetchCallback {
   const std::thread::id own_ = std::this_thread::get_id();
 };
 
-// A file's contents.
+// A file's contents. Read by several threads at once where a module sends parts so.
 class Cache final : public ICacheIO {
  public:
   explicit Cache(std::string contents) : bytes(std::move(contents)) {}
@@ -85,8 +85,8 @@ class Cache final : public ICacheIO {
   AERROR Read(_FS_HANDLE* handle, long long offset, void* data, int count, int* read) override;
 
   const std::string bytes;
-  _FS_HANDLE* handle = nullptr;  // the last one that it was read with
-  int foreign_calls = 0, reads_beyond = 0;
+  std::atomic<_FS_HANDLE*> handle = nullptr;  // the last one that it was read with
+  std::atomic<int> foreign_calls = 0, reads_beyond = 0;
   std::size_t largest_read = SIZE_MAX;  // bytes
   std::function<AERROR(long long offset)> on_read;
 

@@ -33,8 +33,8 @@ void StoresWhatItReads() {
     True("stored, " + what,
          drive.service.Download(drive.service.Versions("dir/" + file.name)[0]) == cache.bytes);
     if (size > 0) True("read back, " + what, drive.ReadAll(file.id, size) == cache.bytes);
-    Equal("reads of other threads, " + what, cache.foreign_calls, 0);
-    Equal("reads beyond the end, " + what, cache.reads_beyond, 0);
+    Equal("reads of other threads, " + what, cache.foreign_calls.load(), 0);
+    Equal("reads beyond the end, " + what, cache.reads_beyond.load(), 0);
     if (size > 0) True("reads with the handle, " + what, cache.handle == handle.get());
     if (size > 0) Equal("bytes read, " + what, handle->transfer->offset.load(), size);
   }
