@@ -106,6 +106,7 @@ class BackBlazeB2 final : public IProtocol_V2 {
   // What the views show of a folder.
   AERROR ListVersionsOf(const Options& options, const char* path, IFileList& list) const;
   AERROR ListUnfinishedOf(const Options& options, const char* path, IFileList& list);
+  AERROR NamedFileInfo(const Options& options, const ItemPath& folder, _FS_FILE_V2& record);
   AERROR UnfinishedInfo(const Options& options, const ItemPath& file, _FS_FILE_V2& record);
   // Bytes of the parts that are there; FILE_NOT_FOUND when it is unfinished no more.
   AERROR SetUnfinishedSize(const Options& options, _FS_FILE_V2& record);

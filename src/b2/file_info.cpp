@@ -40,6 +40,10 @@ AERROR ReadFileInfo(const Options& options, JsonObject& answer, _FS_FILE_V2& rec
 AERROR BackBlazeB2::GetFileInfo(const char* id, _FS_FILE_V2* out, char** message) {
   return Guarded(AERROR::FAILED, [&] {
     const auto options = options_.Get();
+    if (options->find_by_name && id != nullptr && out != nullptr && !out->name.empty() &&
+        (out->type & FS_DIRECTORY) == 0) {
+      return NamedFileInfo(*options, SplitNormalized(id), *out);
+    }
     if (options->view != View::kUnfinished || id == nullptr || out == nullptr)
       return _GetFileInfo(*options, id, out, message, false);
     const ItemPath item = SplitNormalized(id);
@@ -86,6 +90,36 @@ AERROR BackBlazeB2::FolderInfo(const Options& options, const char* path, _FS_FIL
   if (markers.GetFileList().empty()) return AERROR::FAILED;
   CopyDirectory(*markers.GetFileList().front(), record);
   return AERROR::SUCCESS;
+}
+
+// The first of the names that begin with it is the name itself, if there is such a file.
+AERROR BackBlazeB2::NamedFileInfo(const Options& options, const ItemPath& folder,
+                                  _FS_FILE_V2& record) {
+  BindQueryLogger(options.query_logger);
+  if (folder.container.empty()) return AERROR::FAILED;
+  const std::string name = folder.rest.empty() ? record.name : folder.rest + "/" + record.name;
+  const auto body = [&] {
+    JsonObject request(R"({"maxFileCount":1})");
+    request["bucketId"] = folder.container;
+    request["startFileName"] = name;
+    request["prefix"] = name;
+    return request;
+  };
+  bool found = false;
+  const auto read = [&](JsonObject& answer) {
+    JsonObject files = Required(answer, "files");
+    if (files.GetArraySize() == 0) return AERROR::SUCCESS;
+    JsonObject file = files[0];
+    found = static_cast<std::string>(Required(file, "fileName")) == name;
+    if (!found) return AERROR::SUCCESS;
+    record.id = ItemId(folder.container, Required(file, "fileId"));
+    record.size = ContentLength(file);
+    SetStored(options, record, file);
+    return AERROR::SUCCESS;
+  };
+  const AERROR result =
+      Query(options, JsonCall(query::kListObjects, call::kListFileNames, body), OnSuccess(read));
+  return result == AERROR::SUCCESS && !found ? AERROR::FILE_NOT_FOUND : result;
 }
 
 AERROR BackBlazeB2::StoredFileInfo(const Options& options, const std::string& file_id,

@@ -129,6 +129,7 @@ constexpr Option kOptions[] = {
     {"enable_delete_folder", SetSwitch<&Options::enable_delete_folder>},
     {"exact_delete", SetSwitch<&Options::exact_delete>},
     {"file_details", SetSwitch<&Options::file_details>},
+    {"find_by_name", SetSwitch<&Options::find_by_name>},
     {"hide_on_delete", SetSwitch<&Options::hide_on_delete>},
     {"keep_times", SetSwitch<&Options::keep_times>},
     {"low_speed_limit",

@@ -21,6 +21,7 @@ struct Options {
   std::shared_ptr<IQueryLogger> query_logger;
   bool delete_if_unchanged = false;  // delete a file only if its record names the newest version
   bool exact_delete = false;         // delete exactly the named file, page versions without repeats
+  bool find_by_name = false;         // GetFileInfo looks a file up by its name in a folder
   bool strict_answers = false;       // believe no range and no cursor unseen
   bool keep_times = false;           // the second time is the source's, stored with the file
   bool hide_on_delete = false;       // Delete and DeleteDirectory hide names

@@ -49,6 +49,8 @@ class IProtocol_V1 : public IRefObject {
   virtual AERROR GetChanges(IFileChanges* sink, char** message) = 0;  // SUCCESS, nothing reported
   // Fills `out`, whose type is an input: with FS_DIRECTORY a folder is looked up (by its marker
   // object only), else a file, whose name and type stay as they were. FAILED when there is none.
+  // With the option "find_by_name" a file whose name is given is looked up in the folder `id`, and
+  // gets its identifier; FILE_NOT_FOUND when the service has none.
   virtual AERROR GetFileInfo(const char* id, _FS_FILE_V2* out, char** message) = 0;
   // NOT_SUPPORTED unless the option "server_copy" is on. Rename: `to` is the file's new last name.
   // Move and MoveDir: `to` is the identifier of the folder it goes to, out->name its name there.

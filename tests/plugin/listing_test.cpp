@@ -80,6 +80,35 @@ TEST_F(ListingTest, PagesUntilTheCursorEndsAndTimesAreWholeSeconds) {
   }
 }
 
+TEST_F(ListingTest, AFileIsFoundByItsName) {
+  const std::string file = Store("d/a b", "123");
+  Store("d/a b2", "");
+  Store("d/c/x", "");
+  Store("top", "1");
+  const auto find = [&](Text folder, Text name) {
+    _FS_FILE_V2 record;
+    record.type = FS_FILE;
+    record.name = name;
+    const AERROR code = drive->GetFileInfo(folder.c_str(), &record, nullptr);
+    return std::pair(code, code == SUCCESS ? record.id + " " + record.first_time : "");
+  };
+  EXPECT_EQ(find(file, "any").first, SUCCESS);  // by the identifier
+  SetOpt("find_by_name", "true");
+  const auto listed = Records(bucket + "/d")[0];
+  service->ClearRequests();
+  EXPECT_EQ(find(bucket + "/d", "a b"), std::pair(SUCCESS, file + " " + listed.first_time));
+  EXPECT_EQ(service->requests().size(), 1U);
+  EXPECT_EQ(find(bucket, "top").first, SUCCESS);
+  for (const char* name : {"a", "c", "a b3", "c/"})
+    EXPECT_EQ(find(bucket + "/d", name).first, FILE_NOT_FOUND);
+  EXPECT_EQ(find("", "top").first, FAILED);
+  EXPECT_EQ(find(file, "").first, SUCCESS);
+  for (const char* body : {"", "{}", R"({"files":[1]})", R"({"files":[{"fileName":"top"}]})"}) {
+    AnswerWith(kListNames, body);
+    EXPECT_EQ(find(bucket, "top").first, FAILED) << body;
+  }
+}
+
 TEST_F(ListingTest, StrictlyEndlessListingsFail) {
   SetOpt("strict_answers", "true");
   SetOpt("exact_delete", "true");
