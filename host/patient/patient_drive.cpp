@@ -172,6 +172,11 @@ Entry PatientDrive::Upload(const std::string& parent_id, const std::string& path
   return Send({parent_id, name, path, contents}, control, retries, find_stored);
 }
 
+std::optional<Entry> PatientDrive::Find(const std::string& folder_id, const std::string& path) {
+  return Call(path, Allowed(path),
+              [&](Drive& drive, Attempts&) { return drive.Find(folder_id, NameOf(path), path); });
+}
+
 bool PatientDrive::HasMarker(const std::string& folder_id, const std::string& path) {
   return Call(path, Allowed(path),
               [&](Drive& drive, Attempts&) { return drive.HasMarker(folder_id, path); });

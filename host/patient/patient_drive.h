@@ -69,6 +69,10 @@ class PatientDrive {
                const UploadContents& contents, UploadControl& control, int retries,
                const Finder& find_stored = {});
 
+  bool finds_by_name() const { return patience_.options_are_known; }
+  // The file at `path`, by one small request. Only if finds_by_name().
+  std::optional<Entry> Find(const std::string& folder_id, const std::string& path);
+
   // Whether the folder would stay without its files.
   bool HasMarker(const std::string& folder_id, const std::string& path);
   // Makes the folder's marker object and gives its entry; none when it was found to be there after

@@ -103,6 +103,14 @@ bool DirectoryCache::IsKnownEmpty(const std::string& folder) {
   return found != folders_.end() && found->second.known && found->second.names->names().size() == 0;
 }
 
+std::size_t DirectoryCache::KnownNames(const std::string& folder) {
+  Lock lock(mutex_);
+  const auto found = folders_.find(folder);
+  if (found == folders_.end()) return 0;
+  const auto& [names, coming] = std::tie(found->second.names, found->second.coming);
+  return std::max(names->names().size(), coming ? coming->names().size() : 0);
+}
+
 std::vector<std::string> DirectoryCache::After(const std::string& folder, const std::string& name,
                                                bool folders, std::size_t count) {
   constexpr int kMostSteps = 1000;

@@ -44,6 +44,8 @@ class DirectoryCache {
   bool HasSiblings(const std::string& path);
   // Asks nobody.
   bool IsKnownEmpty(const std::string& folder);
+  // How many names a listing of the folder has, or the one under way so far. Asks nobody.
+  std::size_t KnownNames(const std::string& folder);
   // Up to `count` names behind `name`, or from the first on where that is empty, of folders or of
   // files, as far as they are known at once. Asks nobody.
   std::vector<std::string> After(const std::string& folder, const std::string& name, bool folders,

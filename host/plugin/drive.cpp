@@ -134,16 +134,29 @@ Entry Drive::MakeFolder(const std::string& parent_id, const std::string& name,
   return ToEntry(record);
 }
 
+bool Drive::LookUp(const std::string& id, const std::string& path, AERROR none,
+                   _FS_FILE_V2& record) {
+  HostLog::ForgetAnswer();
+  AERROR code = protocol_.GetFileInfo(id.c_str(), &record, nullptr);
+  if (code == AERROR::SUCCESS) return true;
+  const Answer& last = HostLog::LastAnswer();
+  if (code == none && last.status > 0 && last.status < 400) return false;
+  throw ServiceFailure(path, code, last);
+}
+
+std::optional<Entry> Drive::Find(const std::string& folder_id, const std::string& name,
+                                 const std::string& path) {
+  _FS_FILE_V2 record;
+  record.type = FS_FILE;
+  record.name = name;
+  if (!LookUp(folder_id, path, AERROR::FILE_NOT_FOUND, record)) return std::nullopt;
+  return ToEntry(record);
+}
+
 bool Drive::HasMarker(const std::string& folder_id, const std::string& path) {
   _FS_FILE_V2 record;
   record.type = FS_DIRECTORY;
-  HostLog::ForgetAnswer();
-  AERROR code = protocol_.GetFileInfo(folder_id.c_str(), &record, nullptr);
-  if (code == AERROR::SUCCESS) return true;
-  // A lookup that the service answered has found nothing.
-  const Answer& last = HostLog::LastAnswer();
-  if (last.status > 0 && last.status < 400) return false;
-  throw ServiceFailure(path, code, last);
+  return LookUp(folder_id, path, AERROR::FAILED, record);
 }
 
 std::uint64_t Drive::TotalBytes() {

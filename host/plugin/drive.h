@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "host/common/name_rules.h"
@@ -63,6 +64,11 @@ class Drive {
   // Makes a folder, or in the root a bucket.
   Entry MakeFolder(const std::string& parent_id, const std::string& name, const std::string& path);
 
+  // The file of this last name in a folder; one request, however much is in it. For a plug-in that
+  // knows the option "find_by_name".
+  std::optional<Entry> Find(const std::string& folder_id, const std::string& name,
+                            const std::string& path);
+
   // Whether a folder has a marker object, so that it stays when its last file goes.
   bool HasMarker(const std::string& folder_id, const std::string& path);
 
@@ -77,6 +83,8 @@ class Drive {
 
  private:
   void Call(const std::string& path, const std::function<AERROR()>& operation);
+  // False when the service has answered and the plug-in says `none`.
+  bool LookUp(const std::string& id, const std::string& path, AERROR none, _FS_FILE_V2& record);
 
   IProtocol_V2& protocol_;
   const View view_;

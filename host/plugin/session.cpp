@@ -55,6 +55,7 @@ void Session::SetOptions(const SessionOptions& options) {
   protocol_->SetOpt("exact_delete", "true");
   protocol_->SetOpt("delete_if_unchanged", "true");
   protocol_->SetOpt("strict_answers", "true");
+  protocol_->SetOpt("find_by_name", "true");
   protocol_->SetOpt("server_copy", "keep");
   protocol_->SetOpt("hide_on_delete", options.hide ? "true" : "false");
   protocol_->SetOpt("view", NameOf(options.view));

@@ -51,20 +51,17 @@ bool ContentsSender::Send(int retries) {
 }
 
 void ContentsSender::SendOnce(const SpoolPtr& contents, UploadControl& control, int retries) {
-  const auto since = waiting_since();
+  const auto since = LookSince();
   if (since && IsThere(contents, *since)) return;
   NoteSent(contents,
            stored_.Upload(pending_.path(), *contents, contents->Modified(), control, retries));
 }
 
 // Whether the service holds contents that waited. What someone else has stored since they were
-// written is not hidden by them: they get a name of their own. Many files that wait in one folder
-// share a look at it.
+// written is not hidden by them: they get a name of their own.
 bool ContentsSender::IsThere(const SpoolPtr& contents, Clock::time_point since) {
-  constexpr auto kLongestUse = std::chrono::seconds(1);
   const std::string name = pending_.path();
-  const std::optional<Entry> found =
-      stored_.FindSince(name, std::max(since, Clock::now() - kLongestUse));
+  const std::optional<Entry> found = stored_.FindSince(name, since);
   if (found && found->id != pending_.base()) {
     const SpoolPtr theirs =
         pending_.MayHaveSent(found->size) ? stored_.Bring(*found, name, found->size) : nullptr;
@@ -107,10 +104,14 @@ void ContentsSender::NoteWaiting() {
   if (!waiting_since_) waiting_since_ = Clock::now();
 }
 
-std::optional<ContentsSender::Clock::time_point> ContentsSender::waiting_since() const {
+std::optional<ContentsSender::Clock::time_point> ContentsSender::LookSince() const {
+  constexpr auto kSoon = std::chrono::seconds(1);
   const bool certain = stored_.certain();
+  const Clock::time_point now = Clock::now();
   Lock lock(mutex_);
-  return waiting_since_ || certain ? waiting_since_ : std::optional(Clock::now());
+  const Clock::time_point since = waiting_since_.value_or(now);
+  if (certain && failures_ == 0 && now - since < kSoon) return std::nullopt;
+  return std::max(since, now - kSoon);
 }
 
 Unfinished ContentsSender::LeftBehind() const {

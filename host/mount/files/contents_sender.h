@@ -46,8 +46,9 @@ class ContentsSender {
 
   void SendOnce(const SpoolPtr& contents, UploadControl& control, int retries);
   bool IsThere(const SpoolPtr& contents, Clock::time_point since);
-  // None when it does not wait: what is saved then counts as stored at that moment.
-  std::optional<Clock::time_point> waiting_since() const;
+  // What stands under the name must be known from this time on; none when it need not be known:
+  // what is sent within a second counts as stored when it was closed.
+  std::optional<Clock::time_point> LookSince() const;
   void GoElsewhere();
   void NoteSent(const SpoolPtr& contents, const Entry& entry);
   void NoteNotSent(const SpoolPtr& contents, const FsError& error);

@@ -40,6 +40,13 @@ std::optional<Entry> StoredFile::FindAfresh(const std::string& path) {
 
 std::optional<Entry> StoredFile::FindSince(const std::string& path,
                                            std::chrono::steady_clock::time_point since) {
+  constexpr std::size_t kFew = 4000;  // as many as a few requests list
+  const std::string folder = ParentOf(path);
+  if (services_.remote.finds_by_name() && services_.directory.KnownNames(folder) > kFew) {
+    auto found = services_.remote.Find(services_.directory.FolderId(folder), path);
+    if (found) services_.directory.Put(path, *found);
+    return found;
+  }
   auto found = services_.directory.Find(path, since);
   return found && !found->folder ? found : std::nullopt;
 }

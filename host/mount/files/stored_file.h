@@ -26,7 +26,8 @@ class StoredFile {
   std::optional<Entry> Find(const std::string& path);
   // Asks the service in any case.
   std::optional<Entry> FindAfresh(const std::string& path);
-  // As a listing shows it that was asked for at this time or later.
+  // The same, with an answer that was asked for at this time or later. Files of one folder share a
+  // listing of it, as long as that is a few pages.
   std::optional<Entry> FindSince(const std::string& path,
                                  std::chrono::steady_clock::time_point since);
   // Whether the latest listing shows this version under `path`.
