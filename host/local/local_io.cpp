@@ -1,5 +1,6 @@
 #include "host/local/local_io.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "host/common/fs_error.h"
+#include "host/common/unique_fd.h"
 
 namespace b2drive {
 namespace {
@@ -90,6 +92,14 @@ bool SameBytes(int one, int other) {
 std::string ReadSmallFile(const std::filesystem::path& file) {
   std::ifstream text(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(text), {}};
+}
+
+std::string ReadWhole(const std::filesystem::path& file) {
+  const UniqueFd fd(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!fd) throw FsError(errno, file.string() + ": cannot be opened");
+  std::string bytes(SizeOf(fd.get()), '\0');
+  bytes.resize(ReadAt(fd.get(), bytes.data(), bytes.size(), 0));
+  return bytes;
 }
 
 std::string CurrentBoot() {

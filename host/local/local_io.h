@@ -22,6 +22,8 @@ std::uint32_t ChecksumOf(int fd);
 
 // The bytes of a small file; none when it cannot be read.
 std::string ReadSmallFile(const std::filesystem::path& file);
+// The same. Throws FsError when it cannot be read.
+std::string ReadWhole(const std::filesystem::path& file);
 
 // A text that changes with each start of the machine; kUnknownBoot where there is none.
 std::string CurrentBoot();

@@ -24,8 +24,9 @@ namespace b2drive::mount {
 
 // A disk that fails or loses its power at a chosen operation, and knows what is left of it then: of
 // files what they held at their last sync, of names what they meant at their folder's last sync,
-// and of what came later all, nothing or some. Operations are those that change or sync something.
-// Folders themselves are always left. Thread-safe.
+// and of what came later all, nothing or some. As with Linux, what a sync could not bring to the
+// disk no later sync brings there either, though it says so, until it is written anew. Operations
+// are those that change or sync something. Folders themselves are always left. Thread-safe.
 class FaultyDisk : public Disk {
   using Path = std::filesystem::path;
 
@@ -84,7 +85,11 @@ class FaultyDisk : public Disk {
     return fd;
   }
   int Write(int fd, const char* data, std::size_t count, std::uint64_t offset) override {
-    return Do([&] { return SystemDisk().Write(fd, data, count, offset); });
+    return Do([&] {
+      File& file = *by_number_.at(NumberOf(fd));
+      file.given_up = file.given_up && (offset != 0 || count < SizeOf(fd));
+      return SystemDisk().Write(fd, data, count, offset);
+    });
   }
   int Resize(int fd, std::uint64_t size) override {
     return Do([&] { return SystemDisk().Resize(fd, size); });
@@ -96,11 +101,12 @@ class FaultyDisk : public Disk {
     return Do([&] { return SystemDisk().Copy(from, to, count); });
   }
   int Sync(int fd) override {
-    return Do([&] {
-      File& file = *by_number_.at(NumberOf(fd));
-      file.synced = file.Contents();
-      return 0;
-    });
+    std::lock_guard lock(mutex_);
+    File& file = *by_number_.at(NumberOf(fd));
+    const int error = Begin(false);
+    file.given_up = file.given_up || error != 0;
+    if (!file.given_up) file.synced = file.Contents();
+    return error;
   }
   int SyncFolder(const Path& folder) override {
     return Do(true, [&] {
@@ -152,6 +158,7 @@ class FaultyDisk : public Disk {
 
     UniqueFd fd;  // open as long as the disk, so that no other file gets its number
     std::string synced;
+    bool given_up = false;
   };
   using FilePtr = std::shared_ptr<File>;
   using History = std::vector<FilePtr>;  // what a name meant, from its last sync on; null: nothing
@@ -182,7 +189,7 @@ class FaultyDisk : public Disk {
   FilePtr Find(const Path& path) {
     UniqueFd fd = SystemDisk().Open(path, O_RDONLY);
     FilePtr& file = by_number_[NumberOf(fd.get())];
-    if (!file) file = std::make_shared<File>(File{std::move(fd), ""});
+    if (!file) file = std::make_shared<File>(File{std::move(fd), "", false});
     return file;
   }
 

@@ -14,6 +14,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kEntrySuffix[] = ".json";
+constexpr char kLogSuffix[] = ".log";
 
 fs::path ContentsOf(fs::path entry) { return entry.replace_extension(); }
 
@@ -53,7 +54,7 @@ void PutAside(Disk& disk, const fs::path& entry, const fs::path& aside) {
 std::optional<ScannedEntry> Load(Disk& disk, const fs::path& file, const std::string& boot) {
   const fs::path contents = ContentsOf(file);
   const fs::path aside = AsideOf(file.parent_path());
-  const EntryText text = ParseEntry(ReadSmallFile(file));
+  const EntryText text = ReadEntry(file);
   if (text.state == EntryText::State::kDamaged) {
     PutAside(disk, file, aside);
     return {};
@@ -78,6 +79,18 @@ std::optional<ScannedEntry> Load(Disk& disk, const fs::path& file, const std::st
 fs::path EntryFileOf(const fs::path& contents) { return contents.string() + kEntrySuffix; }
 
 fs::path AsideOf(const fs::path& spool) { return spool / "aside"; }
+
+fs::path LogAsideOf(const fs::path& spool, std::uint64_t number) {
+  return AsideOf(spool) / (std::to_string(number) + kLogSuffix);
+}
+
+EntryText ReadEntry(const fs::path& file) try {
+  return ParseEntry(ReadWhole(file));
+} catch (const FsError& error) {
+  if (error.number() == ENOENT) return {EntryText::State::kUnfinished, {}};
+  if (error.number() == EIO) return {};
+  throw;
+}
 
 JournalScan ScanJournal(Disk& disk, const fs::path& spool, const std::string& boot) {
   JournalScan scan;
@@ -105,7 +118,10 @@ std::vector<std::string> RemoveUnnamed(Disk& disk, const fs::path& spool) {
   std::vector<std::string> damaged;
   for (const fs::path& file : Files(AsideOf(spool))) {
     if (file.extension() != kEntrySuffix) {
-      damaged.push_back(file.string() + ": damaged, will not be sent");
+      const bool is_log = file.extension() == kLogSuffix;
+      damaged.push_back(file.string() + (is_log ? ": damaged, small files saved shortly before the "
+                                                  "machine stopped may be missing"
+                                                : ": damaged, will not be sent"));
     }
   }
   return damaged;

@@ -14,6 +14,11 @@ namespace b2drive::mount {
 std::filesystem::path EntryFileOf(const std::filesystem::path& contents);
 // Where entries that cannot be read are kept, with their contents.
 std::filesystem::path AsideOf(const std::filesystem::path& spool);
+// Where a damaged log is kept, by a number that no other file has.
+std::filesystem::path LogAsideOf(const std::filesystem::path& spool, std::uint64_t number);
+
+// Damaged also where the disk cannot read it; unfinished where there is none. Throws FsError.
+EntryText ReadEntry(const std::filesystem::path& file);
 
 // A good entry, and the file that it is about.
 struct ScannedEntry {

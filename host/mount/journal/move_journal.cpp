@@ -10,6 +10,7 @@
 #include "host/common/fs_error.h"
 #include "host/local/local_io.h"
 #include "host/mount/journal/json_path.h"
+#include "host/terminal/notices.h"
 
 namespace b2drive::mount {
 namespace fs = std::filesystem;
@@ -19,10 +20,10 @@ namespace {
 constexpr char kSuffix[] = ".move";
 constexpr char kNewSuffix[] = ".new";
 
-// None where a loss of power came before the program was told anything.
+// None where a loss of power came before the program was told anything. Throws FsError.
 std::optional<FolderMove> Read(const fs::path& file) {
   try {
-    const json values = json::parse(ReadSmallFile(file));
+    const json values = json::parse(ReadWhole(file));
     return FolderMove{ToPath(values.at("from")), ToPath(values.at("to"))};
   } catch (const json::exception&) {
     return std::nullopt;
@@ -47,10 +48,14 @@ std::vector<MoveJournal::Noted> MoveJournal::Find() {
     if (file.extension() != kSuffix) continue;
     const auto number = base::ParseNumber<std::uint64_t>(file.stem().string()).value_or(0);
     last = std::max(last, number);
-    if (auto move = Read(file)) {
-      found.push_back({std::move(*move), file, number});
-    } else {
-      left.push_back(file);
+    try {
+      if (auto move = Read(file)) {
+        found.push_back({std::move(*move), file, number});
+      } else {
+        left.push_back(file);
+      }
+    } catch (const FsError& error) {
+      Notice(std::string(error.what()) + "; a folder's move may be left half done");
     }
   }
   std::ranges::sort(found, {}, &Noted::number);  // one may have moved what another had moved before

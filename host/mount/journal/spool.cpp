@@ -1,10 +1,8 @@
 #include "host/mount/journal/spool.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 
 #include "host/common/fs_error.h"
 #include "host/local/local_io.h"
@@ -19,22 +17,6 @@ constexpr std::uint64_t kMostRemoval = 300;         // bytes of the record that 
 constexpr std::uint64_t kMostLogged = 128UL << 10;  // bytes; of more the copy costs more than syncs
 
 }  // namespace
-
-SpoolFile::~SpoolFile() {
-  if (entry_ == EntryState::kNone) disk_.Remove(file_);
-}
-
-timespec SpoolFile::Modified() const {
-  struct stat status {};
-  return fstat(fd_.get(), &status) == 0 ? status.st_mtim : timespec{};
-}
-
-void SpoolFile::SetModified(const timespec& time) const {
-  const std::array times = {timespec{0, UTIME_OMIT}, time};
-  (void)futimens(fd_.get(), times.data());
-}
-
-std::uint64_t SpoolFile::Size() const { return SizeOf(fd_.get()); }
 
 Spool::Spool(Disk& disk, fs::path folder, std::string boot, std::uint64_t log_size)
     : disk_(disk),
@@ -57,13 +39,20 @@ SpoolPtr Spool::Opened(const ScannedEntry& scanned) {
   auto contents =
       std::make_shared<SpoolFile>(disk_, scanned.contents, disk_.Open(scanned.contents, O_RDWR));
   SetEntry(*contents, secured ? SpoolFile::EntryState::kSecured : SpoolFile::EntryState::kWritten);
-  // Before an earlier one of the same name goes.
-  if (!secured) SecureInFiles(*contents, scanned.entry);
+  if (secured) return contents;
+  try {  // before an earlier one of the same name goes
+    SecureInFiles(*contents, scanned.entry);
+  } catch (const FsError&) {
+    if (!contents->HasFailedToSync()) throw;
+    // The next mount would have no reason to doubt it.
+    contents->WriteAnew();
+    SecureInFiles(*contents, scanned.entry);
+  }
   return contents;
 }
 
 Spool::Found Spool::Recover() {
-  ReplaySpoolLog(disk_, folder_, boot_);
+  const bool whole_log = ReplaySpoolLog(disk_, folder_, boot_);
   const JournalScan scan = ScanJournal(disk_, folder_, boot_);
   entries_.SkipNumbersTo(scan.last_number);
   Found found;
@@ -78,6 +67,12 @@ Spool::Found Spool::Recover() {
       found.unsent.erase(earlier);
     }
     found.unsent.push_back({destination, std::move(contents)});
+  }
+  if (!whole_log) {
+    const fs::path place = LogAsideOf(folder_, entries_.NextNumber());
+    SpoolLog::PutAside(disk_, folder_, place);
+    Notice("the log of small files is damaged, some may be missing; it is kept as " +
+           place.string());
   }
   if (SpoolLog::IsIn(folder_)) {  // all that it says is in synced files now
     const Lock lock(log_mutex_);
@@ -137,8 +132,22 @@ void Spool::WriteEntry(SpoolFile& contents, const Destination& destination) {
     SetEntry(contents, SpoolFile::EntryState::kWritten);
 }
 
+// What its file could not bring to the disk the log has.
+void Spool::SyncLogged(SpoolFile& contents, const JournalEntry& logged) {
+  try {
+    return contents.Sync();
+  } catch (const FsError& error) {
+    Notice(std::string(error.what()) + "; written anew");
+  }
+  const std::string entry = EntryTextOf(logged);
+  for (const SpoolLog::Record& record : SpoolLog::Read(disk_, folder_).records) {
+    if (record.entry == entry) contents.WriteAnew(record.contents);
+  }
+  contents.Sync();
+}
+
 void Spool::SecureInFiles(SpoolFile& contents, JournalEntry entry) {
-  Check(disk_.Sync(contents.fd()), contents.file(), "not synced");
+  contents.Sync();
   entry.boot.clear();
   entries_.Write(entry);
   // Before the folder is synced: the entry is there in any case.
@@ -150,7 +159,7 @@ void Spool::SecureInFiles(SpoolFile& contents, JournalEntry entry) {
 
 bool Spool::SecureInLog(SpoolFile& contents, const Destination& destination) {
   const std::uint64_t size = contents.Size();
-  if (size > kMostLogged) return false;
+  if (size > kMostLogged || contents.HasFailedToSync()) return false;
   const Lock lock(log_mutex_);
   const JournalEntry entry = EntryOf(contents, destination);
   SpoolLog::Record record{EntryTextOf(entry), std::string(size, '\0')};
@@ -207,7 +216,7 @@ bool Spool::Log(const SpoolLog::Record& record) {
 void Spool::EmptyLog() {
   if (logged_.empty() && !log_.is_there()) return;
   for (const auto& [contents, logged] : logged_) {
-    Check(disk_.Sync(contents->fd()), contents->file(), "not synced");
+    SyncLogged(*contents, logged);
     JournalEntry entry = logged;
     entry.boot.clear();
     entries_.Write(entry);

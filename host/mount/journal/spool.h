@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <ctime>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -11,47 +10,13 @@
 #include <vector>
 
 #include "host/common/thread_safety.h"
-#include "host/common/unique_fd.h"
 #include "host/mount/journal/disk.h"
 #include "host/mount/journal/entry_files.h"
 #include "host/mount/journal/journal_scan.h"
+#include "host/mount/journal/spool_file.h"
 #include "host/mount/journal/spool_log.h"
 
 namespace b2drive::mount {
-
-// A file in the spool folder: contents that a program writes or that wait to be sent. Removed with
-// the object unless a journal entry names it.
-class SpoolFile : public std::enable_shared_from_this<SpoolFile> {
- public:
-  SpoolFile(Disk& disk, std::filesystem::path file, UniqueFd fd)
-      : disk_(disk), file_(std::move(file)), fd_(std::move(fd)) {}
-  ~SpoolFile();
-  SpoolFile(const SpoolFile&) = delete;
-  SpoolFile& operator=(const SpoolFile&) = delete;
-
-  int fd() const { return fd_.get(); }
-  const std::filesystem::path& file() const { return file_; }
-  std::uint64_t Size() const;  // bytes
-  // When its contents were changed, as programs see it. Lasts as long as the file; a failure to set
-  // it is none of the contents'.
-  timespec Modified() const;
-  void SetModified(const timespec& time) const;
-  bool IsSecured() const {
-    const EntryState entry = entry_;
-    return entry == EntryState::kLogged || entry == EntryState::kSecured;
-  }
-
- private:
-  friend class Spool;
-  enum class EntryState { kNone, kWritten, kLogged, kSecured };
-
-  Disk& disk_;
-  const std::filesystem::path file_;
-  UniqueFd fd_;
-  std::atomic<EntryState> entry_{EntryState::kNone};
-  std::atomic<std::uint64_t> counted_{0};  // bytes, in the spool's Held
-};
-using SpoolPtr = std::shared_ptr<SpoolFile>;
 
 // Contents that were closed or synced and that the service does not hold yet.
 struct Unsent {
@@ -109,6 +74,7 @@ class Spool {
  private:
   JournalEntry EntryOf(const SpoolFile& contents, const Destination& destination);
   void WriteEntry(SpoolFile& contents, const Destination& destination);
+  void SyncLogged(SpoolFile& contents, const JournalEntry& logged) B2_REQUIRES(log_mutex_);
   void SecureInFiles(SpoolFile& contents, JournalEntry entry);  // keeps its order
   // False when it cannot, or the log is not for these contents.
   bool SecureInLog(SpoolFile& contents, const Destination& destination);

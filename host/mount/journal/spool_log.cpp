@@ -1,14 +1,16 @@
 #include "host/mount/journal/spool_log.h"
 
 #include <fcntl.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "host/common/fs_error.h"
 #include "host/local/local_io.h"
+#include "host/mount/journal/log_frames.h"
 
 namespace b2drive::mount {
 namespace fs = std::filesystem;
@@ -16,37 +18,41 @@ namespace {
 
 constexpr char kName[] = "log";
 
-// Before the entry and the contents; as the machine that wrote it keeps numbers.
-struct Header {
-  std::uint32_t checksum;  // of all that follows, never 0: what was never written is no record
-  std::uint32_t entry_size;
-  std::uint64_t contents_size;
-};
+using EntrySize = std::uint32_t;  // bytes; before the entry, as the machine keeps numbers
 
-std::uint32_t ChecksumOf(const char* data, std::size_t count) {
-  const uLong sum = crc32_z(0, reinterpret_cast<const Bytef*>(data), count);
-  return std::max<std::uint32_t>(static_cast<std::uint32_t>(sum), 1);
-}
-
+// With the contents behind the entry.
 std::string TextOf(const SpoolLog::Record& record) {
-  Header header{0, static_cast<std::uint32_t>(record.entry.size()), record.contents.size()};
-  std::string text(sizeof header, '\0');
-  text.reserve(sizeof header + record.entry.size() + record.contents.size());
-  std::memcpy(text.data(), &header, sizeof header);
+  const auto size = static_cast<EntrySize>(record.entry.size());
+  std::string text(sizeof size, '\0');
+  text.reserve(sizeof size + record.entry.size() + record.contents.size());
+  std::memcpy(text.data(), &size, sizeof size);
   text += record.entry;
   text += record.contents;
-  constexpr std::size_t kSummed = sizeof header.checksum;
-  header.checksum = ChecksumOf(text.data() + kSummed, text.size() - kSummed);
-  std::memcpy(text.data(), &header.checksum, kSummed);
   return text;
 }
 
-// None where there is no file; one that cannot be read must not be taken for that.
+std::optional<SpoolLog::Record> ParseRecord(const std::string& text) {
+  EntrySize size = 0;
+  if (text.size() < sizeof size) return {};
+  std::memcpy(&size, text.data(), sizeof size);
+  if (text.size() - sizeof size < size) return {};
+  return SpoolLog::Record{text.substr(sizeof size, size), text.substr(sizeof size + size)};
+}
+
+// None where there is no file; one that cannot be opened must not be taken for that. Zeros for
+// what the disk cannot read any more.
 std::string BytesOf(Disk& disk, const fs::path& file) {
+  constexpr std::size_t kSector = 4096;
   if (!fs::exists(file)) return "";
   const UniqueFd fd = disk.Open(file, O_RDONLY);
   std::string bytes(SizeOf(fd.get()), '\0');
-  bytes.resize(ReadAt(fd.get(), bytes.data(), bytes.size(), 0));
+  for (std::size_t at = 0; at < bytes.size(); at += kSector) {
+    try {
+      ReadAt(fd.get(), bytes.data() + at, std::min(kSector, bytes.size() - at), at);
+    } catch (const FsError& error) {
+      if (error.number() != EIO) throw;
+    }
+  }
   return bytes;
 }
 
@@ -61,13 +67,13 @@ SpoolLog::SpoolLog(Disk& disk, const fs::path& spool, std::uint64_t size)
 
 bool SpoolLog::HasRoomFor(const Record& record, std::uint64_t rest) const {
   const bool unclear = is_there_ && !fd_;
-  const std::uint64_t size = sizeof(Header) + record.entry.size() + record.contents.size();
-  return !unclear && end_ + size + rest <= size_;
+  const std::uint64_t size = sizeof(EntrySize) + record.entry.size() + record.contents.size();
+  return !unclear && end_ + MostFramed(size) + rest <= size_;
 }
 
 void SpoolLog::Add(const Record& record) {
   if (!fd_) Make();
-  const std::string text = TextOf(record);
+  const std::string text = FrameText(TextOf(record), end_);
   Check(disk_.Write(fd_.get(), text.data(), text.size(), end_), spool_ / kName);
   Check(disk_.Sync(fd_.get()), spool_ / kName);
   end_ += text.size();
@@ -102,23 +108,19 @@ void SpoolLog::Clear() {
 
 bool SpoolLog::IsIn(const fs::path& spool) { return fs::exists(spool / kName); }
 
-std::vector<SpoolLog::Record> SpoolLog::Read(Disk& disk, const fs::path& spool) {
-  const std::string text = BytesOf(disk, spool / kName);
-  std::vector<Record> records;
-  Header header{};
-  for (std::size_t at = 0; text.size() - at >= sizeof header;) {
-    std::memcpy(&header, text.data() + at, sizeof header);
-    const std::size_t left = text.size() - at - sizeof header;
-    if (header.entry_size > left || header.contents_size > left - header.entry_size) break;
-    const std::size_t size = sizeof header + header.entry_size + header.contents_size;
-    constexpr std::size_t kSummed = sizeof header.checksum;
-    if (ChecksumOf(text.data() + at + kSummed, size - kSummed) != header.checksum) break;
-    const std::size_t entry = at + sizeof header;
-    records.push_back({text.substr(entry, header.entry_size),
-                       text.substr(entry + header.entry_size, header.contents_size)});
-    at += size;
+SpoolLog::Found SpoolLog::Read(Disk& disk, const fs::path& spool) {
+  const Unframed unframed = UnframeTexts(BytesOf(disk, spool / kName));
+  Found found{{}, unframed.damaged};
+  for (const std::string& text : unframed.texts) {
+    if (auto record = ParseRecord(text)) found.records.push_back(std::move(*record));
   }
-  return records;
+  return found;
+}
+
+void SpoolLog::PutAside(Disk& disk, const fs::path& spool, const fs::path& place) {
+  Check(disk.Rename(spool / kName, place), place);
+  Check(disk.SyncFolder(place.parent_path()), place);
+  Check(disk.SyncFolder(spool), spool);
 }
 
 }  // namespace b2drive::mount

@@ -34,9 +34,16 @@ class SpoolLog {
   void Clear();
 
   static bool IsIn(const std::filesystem::path& spool);
-  // What the log in `spool` holds, in order; of a record that was not finished nothing.
-  // Throws FsError.
-  static std::vector<Record> Read(Disk& disk, const std::filesystem::path& spool);
+  struct Found {
+    std::vector<Record> records;  // in order
+    bool damaged = false;         // there were more
+  };
+  // What the log in `spool` holds; of a record that was not finished nothing. Throws FsError.
+  static Found Read(Disk& disk, const std::filesystem::path& spool);
+  // Moves the log in `spool` to `place`, which is in a folder of the same file system. Throws
+  // FsError.
+  static void PutAside(Disk& disk, const std::filesystem::path& spool,
+                       const std::filesystem::path& place);
 
  private:
   void Make();

@@ -41,14 +41,14 @@ void WriteWhole(Disk& disk, const fs::path& file, const std::string& text,
 // Whether files say something that is as new, and survive. The names of the entry and the contents
 // may have reached the disk one without the other.
 bool IsKnown(const fs::path& contents, const JournalEntry& entry) {
-  const EntryText there = ParseEntry(ReadSmallFile(EntryFileOf(contents)));
+  const EntryText there = ReadEntry(EntryFileOf(contents));
   return there.state == EntryText::State::kGood && there.entry.file == entry.file &&
          there.entry.boot.empty() && there.entry.order >= entry.order &&
          fs::is_regular_file(contents) && fs::file_size(contents) == there.entry.size;
 }
 
 bool IsDamaged(const fs::path& entry) {
-  return fs::exists(entry) && ParseEntry(ReadSmallFile(entry)).state != EntryText::State::kGood;
+  return fs::exists(entry) && ReadEntry(entry).state != EntryText::State::kGood;
 }
 
 void Replay(Disk& disk, const fs::path& spool, const std::string& boot, Told& told) {
@@ -69,16 +69,20 @@ void Replay(Disk& disk, const fs::path& spool, const std::string& boot, Told& to
 
 }  // namespace
 
-void ReplaySpoolLog(Disk& disk, const fs::path& spool, const std::string& boot) {
+bool ReplaySpoolLog(Disk& disk, const fs::path& spool, const std::string& boot) {
+  SpoolLog::Found found = SpoolLog::Read(disk, spool);
   std::map<std::string, Told> last;  // by the spool file's name
-  for (SpoolLog::Record& record : SpoolLog::Read(disk, spool)) {
+  bool earlier_boot = false;
+  for (SpoolLog::Record& record : found.records) {
     EntryText text = ParseEntry(record.entry);
     if (text.state != EntryText::State::kGood) continue;
+    earlier_boot = earlier_boot || text.entry.boot != boot;
     std::string name = text.entry.file;
     last.insert_or_assign(std::move(name), Told{std::move(text.entry), std::move(record.contents)});
   }
   for (auto& [name, told] : last) Replay(disk, spool, boot, told);
   if (!last.empty()) Check(disk.SyncFolder(spool), spool);
+  return !found.damaged || !earlier_boot;
 }
 
 }  // namespace b2drive::mount

@@ -9,7 +9,8 @@ namespace b2drive::mount {
 
 // After a loss of power, makes the files in `spool` again that its log tells of, and removes the
 // entries that it tells to be gone. A log of this boot says nothing that the files do not, but
-// where they are damaged. Throws FsError.
-void ReplaySpoolLog(Disk& disk, const std::filesystem::path& spool, const std::string& boot);
+// where they are damaged. False when the log is damaged, so that some may be missing. Throws
+// FsError.
+bool ReplaySpoolLog(Disk& disk, const std::filesystem::path& spool, const std::string& boot);
 
 }  // namespace b2drive::mount
