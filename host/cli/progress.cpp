@@ -49,15 +49,22 @@ std::string Right(const std::string& text, std::size_t width) {
   return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
+// From 0 to 1; by files where no bytes are to be moved.
+double PartDone(const ProgressState& state) {
+  if (state.total > 0) return static_cast<double>(state.done) / static_cast<double>(state.total);
+  if (state.files == 0) return 0;
+  return static_cast<double>(state.files_done) / static_cast<double>(state.files);
+}
+
 // What follows the name, from the widest to the narrowest.
 std::array<std::string, 4> Tails(const ProgressState& state) {
   constexpr std::size_t kBarWidth = 20;
-  const auto total = static_cast<double>(state.total);
-  const double part = state.total > 0 ? static_cast<double>(state.done) / total : 1.0;
+  const double part = PartDone(state);
   const auto filled = static_cast<std::size_t>(part * kBarWidth);
   const std::string bar =
       " [" + std::string(filled, '=') + std::string(kBarWidth - filled, ' ') + "]";
   const std::string percent = Right(std::to_string(static_cast<int>(part * 100)), 4) + "%";
+  if (state.total == 0) return {percent + bar, percent, percent, percent};
   const std::string bytes = "  " + Right(FormatBytes(static_cast<double>(state.done)), 6);
   const std::string rate = "  " + Right(FormatBytes(std::max(0.0, state.rate)), 6) + "/s";
   const std::string left = "  " + Right(FormatDuration(SecondsLeft(state).value_or(-1)), 5);

@@ -23,7 +23,8 @@ struct ProgressState {
 };
 
 // One line of less than `columns` columns: of many files how many are done, name, percentage, bar,
-// bytes, rate and time left. Where it is narrow the name gives way first, then the bar.
+// bytes, rate and time left; without the last three where there are no bytes to move. Where it is
+// narrow the name gives way first, then the bar.
 std::string ProgressLine(const ProgressState& state, int columns);
 
 // {"progress": {name, done, total, rate, left, files_done, files}}; left in seconds, null when

@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 
+#include "host/commands/tree_progress.h"
 #include "host/common/name_rules.h"
 #include "host/transfer/server_copy.h"
 
@@ -86,6 +87,12 @@ void RequirePossible(const Entry& source, const std::string& path, const std::st
   }
 }
 
+ExitCode CopyFolder(Context& context, ServerCopy& copy, const Entry& folder,
+                    const std::string& path, const std::string& target) {
+  ProgressBar bar(context.transfers(), NameOf(path), 0, 0);
+  return copy.Folder(context.transfers(), folder, path, target, CountedBy(bar));
+}
+
 ExitCode Run(Context& context, const CopyOptions& options) {
   context.RequireOwnPlugin();
   context.WantDetails();
@@ -102,8 +109,7 @@ ExitCode Run(Context& context, const CopyOptions& options) {
     RequirePossible(source, argument.path, target, index.Lookup(target), options);
     if (!source.folder) {
       copy.File(source, argument.path, target);
-    } else if (copy.Folder(context.transfers(), source, argument.path, target) !=
-               ExitCode::kSuccess) {
+    } else if (CopyFolder(context, copy, source, argument.path, target) != ExitCode::kSuccess) {
       partly = ExitCode::kPartly;
     }
     index.ForgetAll();

@@ -1,6 +1,6 @@
 #include "host/commands/get_tree.h"
 
-#include "host/cli/progress.h"
+#include "host/commands/tree_progress.h"
 #include "host/common/path.h"
 
 namespace b2drive::cli {
@@ -17,10 +17,7 @@ ExitCode GetTree(Context& context, const RemoteFile& folder, const std::string& 
   const LocalFolders folders(target);
   context.changes().Expect();
   ProgressBar bar(context.transfers(), name, 0, 0);
-  const TreeDownload::Watch watch{
-      [&](std::uint64_t bytes) { bar.Expect(static_cast<std::int64_t>(bytes), 1); },
-      [&](const std::string& file) { return std::make_shared<ProgressBar::File>(bar, file); }};
-  TreeDownload download(context.drive(), context.transfers(), folders, filter, how, watch,
+  TreeDownload download(context.drive(), context.transfers(), folders, filter, how, MeasuredBy(bar),
                         context.changes());
   const ExitCode code = download.Run(folder, into ? name : "");
   folders.Secure();

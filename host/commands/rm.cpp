@@ -4,6 +4,7 @@
 #include "host/cli/filter_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/deletion.h"
+#include "host/commands/tree_progress.h"
 #include "host/plugin/service_failure.h"
 #include "host/terminal/terminal.h"
 #include "host/transfer/tree_deletion.h"
@@ -100,8 +101,9 @@ ExitCode DeleteTree(Context& context, const Victim& victim, const RmOptions& opt
   RefuseNamesWithSlash(victim.path, children);
   ExitCode code = ExitCode::kSuccess;
   if (DeletesExactly(context, options)) {
+    ProgressBar bar(context.transfers(), NameOf(victim.path), 0, 0);
     TreeDeletion deletion(context.drive(), context.index(), context.transfers(), options.filter,
-                          context.changes(), options.hide);
+                          CountedBy(bar), context.changes(), options.hide);
     code = deletion.Run(victim.entry, victim.path);
   } else if (bucket) {
     EmptyBucket(context, victim.path, children);

@@ -12,6 +12,8 @@
 namespace b2drive {
 namespace {
 
+constexpr std::size_t kMostBody = 256UL << 20;  // bytes; what a log says could be anyone's
+
 bool IsHex(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789ABCDEF") == std::string_view::npos;
 }
@@ -30,6 +32,7 @@ std::optional<std::string> Inflate(std::string stream_bytes) {
     stream.avail_out = static_cast<uInt>(piece.size());
     result = inflate(&stream, Z_NO_FLUSH);
     out.append(piece.data(), piece.size() - stream.avail_out);
+    if (out.size() > kMostBody) return std::nullopt;
   }
   if (result != Z_STREAM_END) return std::nullopt;
   return out;

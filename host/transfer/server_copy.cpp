@@ -43,7 +43,8 @@ void ServerCopy::File(const Entry& file, const std::string& path, const std::str
 }
 
 ExitCode ServerCopy::Folder(const Transfers& transfers, const Entry& folder,
-                            const std::string& path, const std::string& target) {
+                            const std::string& path, const std::string& target,
+                            const TreeWatch& watch) {
   std::vector<RemoteItem> folders = {{"", folder}};
   Crew crew(transfers, name(), move_ ? "files were moved" : "files were copied", 0, kCopies);
   try {
@@ -54,7 +55,9 @@ ExitCode ServerCopy::Folder(const Transfers& transfers, const Entry& folder,
         return;
       }
       crew.Expect(1);
-      crew.Run([this, item = std::move(item), &path, &target] {
+      watch.found(item.entry.size);
+      crew.Run([this, item = std::move(item), &path, &target, &watch] {
+        const std::shared_ptr<void> in_work = watch.begins(item.entry.name);
         File(item.entry, Join(path, item.path), Join(target, item.path));
       });
     });

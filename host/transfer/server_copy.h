@@ -7,6 +7,7 @@
 #include "host/transfer/crew.h"
 #include "host/transfer/remote_tree.h"
 #include "host/transfer/storage.h"
+#include "host/transfer/tree_watch.h"
 
 namespace b2drive {
 
@@ -26,7 +27,7 @@ class ServerCopy {
   // empty folders. kPartly when something failed; what is done stays, and a further call goes on.
   // Throws as Crew::Finish.
   ExitCode Folder(const Transfers& transfers, const Entry& folder, const std::string& path,
-                  const std::string& target);
+                  const std::string& target, const TreeWatch& watch);
 
   const char* name() const { return move_ ? "mv" : "cp"; }
 

@@ -46,7 +46,9 @@ void TreeDeletion::Visit(const RemoteItem& item, const std::string& path, Crew& 
     return;
   }
   crew.Expect(1);
+  watch_.found(item.entry.size);
   crew.Run([this, item, full = Join(path, item.path)] {
+    const std::shared_ptr<void> in_work = watch_.begins(item.entry.name);
     try {
       DeleteStoredFile(drive_, index_, item.entry, full);
       changes_.Tell({action(), full, "", item.entry.size, item.entry.id});

@@ -2,6 +2,7 @@
 
 #include <set>
 #include <string>
+#include <utility>
 
 #include "host/common/thread_safety.h"
 #include "host/plugin/path_index.h"
@@ -9,6 +10,7 @@
 #include "host/transfer/crew.h"
 #include "host/transfer/filter.h"
 #include "host/transfer/remote_tree.h"
+#include "host/transfer/tree_watch.h"
 
 namespace b2drive {
 
@@ -27,11 +29,12 @@ class TreeDeletion {
   // All must outlive the object. The library must delete exactly the file that it is told to.
   // `hides`: the drive's sessions hide what they delete, and so it is told.
   TreeDeletion(PatientDrive& drive, PathIndex& index, const Transfers& transfers,
-               const Filter& filter, Changes& changes, bool hides)
+               const Filter& filter, TreeWatch watch, Changes& changes, bool hides)
       : drive_(drive),
         index_(index),
         transfers_(transfers),
         filter_(filter),
+        watch_(std::move(watch)),
         changes_(changes),
         hides_(hides) {}
 
@@ -51,6 +54,7 @@ class TreeDeletion {
   PathIndex& index_;
   const Transfers& transfers_;
   const Filter& filter_;
+  const TreeWatch watch_;
   Changes& changes_;
   const bool hides_;
   std::set<std::string> folders_;  // relative to the folder, as RemoteItem::path

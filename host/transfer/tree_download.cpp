@@ -15,7 +15,7 @@ std::string Below(const std::string& folder, const std::string& names) {
 
 TreeDownload::TreeDownload(PatientDrive& drive, const Transfers& transfers,
                            const LocalFolders& local, const Filter& filter,
-                           const TreeDownloadOptions& options, Watch watch, Changes& changes)
+                           const TreeDownloadOptions& options, TreeWatch watch, Changes& changes)
     : drive_(drive),
       transfers_(transfers),
       local_(local),

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-#include <memory>
 #include <set>
 #include <string>
 
@@ -11,6 +9,7 @@
 #include "host/transfer/download.h"
 #include "host/transfer/filter.h"
 #include "host/transfer/remote_tree.h"
+#include "host/transfer/tree_watch.h"
 
 namespace b2drive {
 
@@ -25,16 +24,9 @@ struct TreeDownloadOptions {
 // listed first wins. For one use.
 class TreeDownload {
  public:
-  struct Watch {
-    // Is told of the bytes of each file that is found; from any thread, one at a time.
-    std::function<void(std::uint64_t bytes)> found;
-    // Is told the name of a file that begins, by any thread, and gives what lives until it ends.
-    std::function<std::shared_ptr<void>(const std::string& name)> begins;
-  };
-
   // All must outlive the object. Nothing outside of `local` is written.
   TreeDownload(PatientDrive& drive, const Transfers& transfers, const LocalFolders& local,
-               const Filter& filter, const TreeDownloadOptions& options, Watch watch,
+               const Filter& filter, const TreeDownloadOptions& options, TreeWatch watch,
                Changes& changes);
 
   // Puts what the filter takes in `folder` into the folder `below` of the local one: names with
@@ -57,7 +49,7 @@ class TreeDownload {
   const LocalFolders& local_;
   const Filter& filter_;
   const TreeDownloadOptions options_;
-  const Watch watch_;
+  const TreeWatch watch_;
   Changes& changes_;
   std::set<std::string> taken_;                 // names in the tree that something has
   std::set<std::string, std::less<>> refused_;  // folders whose contents are left out

@@ -99,6 +99,12 @@ class BrowseTest(b2drive_case.B2DriveCase):
         out, error = self.run_to_end(0, "--progress", "json", "get", "/photos/x", "y")
         last = records(error)[-1]["progress"]
         self.assertEqual((out, last["name"], last["done"], last["total"]), ("", "x", 5, 5))
+        for name in "t/1", "t/2":
+            self.store(name)
+        for command in "cp -r /photos/t /photos/u", "mv /photos/u /photos/v", "rm -r --yes /photos/v":
+            error = self.run_to_end(0, "--progress", "json", *command.split())[1]
+            last = records(error)[-1]["progress"]
+            self.assertEqual([last[part] for part in ("files_done", "files", "total")], [2, 2, 0])
         out, error = self.run_to_end(0, "--json", "rm", "-r", "--yes", "/photos/d", "/photos/x")
         self.assertEqual([row.get("path") for row in records(out)], ["/photos/d", "/photos/x", None])
 

@@ -69,6 +69,10 @@ fs::path CheckMountpoint(const std::string& path, const MountOptions& options) {
   bool empty = false;
   const int error = LookInto(mountpoint, shows_drive, empty);
   if (IsOfDeadMount(error)) return mountpoint;
+  if (error == ENOENT) {
+    throw HostError(ExitCode::kLocalFile,
+                    mountpoint.string() + ": no such folder; make it first, with mkdir -p");
+  }
   if (error == ENOTDIR) {
     throw HostError(ExitCode::kWrongKind, mountpoint.string() + ": not a folder");
   }
