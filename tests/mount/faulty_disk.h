@@ -104,7 +104,7 @@ class FaultyDisk : public Disk {
     std::lock_guard lock(mutex_);
     File& file = *by_number_.at(NumberOf(fd));
     const int error = Begin(false);
-    file.given_up = file.given_up || error != 0;
+    file.given_up = file.given_up || (error != 0 && !off);
     if (!file.given_up) file.synced = file.Contents();
     return error;
   }

@@ -132,6 +132,7 @@ class PowerCutTest : public FileSystemTest, public testing::WithParamInterface<C
     worlds_ = {{}};
     unflushed_.clear();
     down_ = false;
+    unseen_.clear();
     same_boot_ = trouble.same_boot;
     options.saving = GetParam().second;
     options.log_size = options.saving == Saving::kInBackground ? 1000 : 9000;  // 2 files, and all
@@ -171,11 +172,13 @@ class PowerCutTest : public FileSystemTest, public testing::WithParamInterface<C
     }
     if (verb == "kill") return Restart();
     if (verb == "put") Put(name, text);
+    if (verb == "put" && disk_->disturbed) unseen_ = name;
     if (verb == "down") Fail("b2_upload_file", 500, kAlways);
     if (verb == "up") Heal();
     if (verb == "send") return static_cast<int>(files->Drain().size());
     if (verb == "open") return Try([&] { open_[name] = Create(name); });
-    if (open == open_.end()) return 0;
+    const bool needs_open = verb == "write" || verb == "flush" || verb == "close";
+    if (open == open_.end()) return needs_open ? EBADF : 0;
     Handle& handle = *open->second;
     if (verb == "write") return Try([&] { files->Write(handle, 0, text.data(), text.size()); });
     if (verb == "flush") return Try([&] { files->Flush(handle); });
@@ -261,6 +264,10 @@ class PowerCutTest : public FileSystemTest, public testing::WithParamInterface<C
       const auto passed = Passes(line, world);
       if (!certain) next.insert(passed.begin(), passed.end());
       next.insert(certain && !passed.empty() ? passed.back() : world);
+      if (verb != "save" || !keeps || name != unseen_) continue;
+      World beside = world;
+      beside[name + "+"] = text;
+      next.insert(beside);
     }
     worlds_ = std::move(next);
     if (verb == "flush" || verb == "close") unflushed_.erase(name);
@@ -304,6 +311,7 @@ class PowerCutTest : public FileSystemTest, public testing::WithParamInterface<C
   std::map<std::string, HandlePtr> open_;
   std::map<std::string, std::string> unflushed_;
   std::string stored_;  // under the line's name, before it
+  std::string unseen_;  // what another client put, if what was to wait may not have led to a look
   bool waits_ = false;  // the line's name
   bool down_ = false;
   bool same_boot_ = false;
