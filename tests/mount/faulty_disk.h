@@ -52,6 +52,7 @@ class FaultyDisk : public Disk {
 
   std::atomic<bool> off = false;  // operations fail and are not counted
   std::atomic<bool> disturbed = false;
+  std::atomic<bool> gave_up = false;
   std::atomic<int> operations = 0;
 
   enum class Left { kSynced, kWritten, kMixed };
@@ -104,7 +105,7 @@ class FaultyDisk : public Disk {
     std::lock_guard lock(mutex_);
     File& file = *by_number_.at(NumberOf(fd));
     const int error = Begin(false);
-    file.given_up = file.given_up || (error != 0 && !off);
+    if (error != 0 && !off) file.given_up = gave_up = true;
     if (!file.given_up) file.synced = file.Contents();
     return error;
   }
