@@ -107,6 +107,6 @@ unmount
 step "a mountpoint or an option that does not fit"
 mount_refused() { refused "$1" "$scratch/bin/b2drive" mount -o "$2" "$3"; }
 mount_refused "not empty" "cache_dir=$cache" "$scratch/bin"
-mount_refused "No such file" "cache_dir=$cache" "$scratch/missing"
+mount_refused "no such folder" "cache_dir=$cache" "$scratch/missing"
 mount_refused no_such_option no_such_option "$mnt"
 finish
