@@ -52,7 +52,7 @@ std::string Right(const std::string& text, std::size_t width) {
 // From 0 to 1; by files where no bytes are to be moved.
 double PartDone(const ProgressState& state) {
   if (state.total > 0) return static_cast<double>(state.done) / static_cast<double>(state.total);
-  if (state.files == 0) return 0;
+  if (state.files < 2) return static_cast<double>(state.files);
   return static_cast<double>(state.files_done) / static_cast<double>(state.files);
 }
 

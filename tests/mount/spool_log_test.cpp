@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "host/common/fs_error.h"
 #include "host/local/local_io.h"
 #include "host/mount/journal/log_frames.h"
 #include "host/mount/journal/spool.h"
@@ -113,6 +114,27 @@ TEST(SpoolLogTest, WhatFollowsDamageIsRecoveredAndTheLogKept) {
     EXPECT_THAT(paths, testing::ElementsAre("/a", "/c"));
     EXPECT_THAT(found.damaged, testing::ElementsAre(testing::HasSubstr("may be missing")));
   }
+}
+
+// Its first sector is unreadable: all that is there of the only record, say.
+class BadSectorDisk : public Disk {
+  std::size_t Read(int fd, char* data, std::size_t count, std::uint64_t offset) override {
+    if (offset < kSector) throw FsError(EIO, "unreadable");
+    return Disk::Read(fd, data, count, offset);
+  }
+};
+
+TEST(SpoolLogTest, WhatCannotBeReadIsTold) {
+  const Scratch scratch;
+  BadSectorDisk disk;
+  {
+    Spool spool(disk, scratch.path, "one");
+    const SpoolPtr file = spool.Make();
+    spool.Secure(*file, {"/a", "", {}});
+  }
+  fs::remove(scratch.path / "0");
+  fs::remove(scratch.path / "0.json");
+  EXPECT_THAT(Spool(disk, scratch.path, "two").Recover().damaged, testing::SizeIs(1));
 }
 
 }  // namespace

@@ -43,6 +43,10 @@ int Disk::Write(int fd, const char* data, std::size_t count, std::uint64_t offse
   return WriteAllAt(fd, {data, count}, offset);
 }
 
+std::size_t Disk::Read(int fd, char* data, std::size_t count, std::uint64_t offset) {
+  return ReadAt(fd, data, count, offset);
+}
+
 int Disk::Resize(int fd, std::uint64_t size) {
   return ErrnoOf(ftruncate(fd, static_cast<off_t>(size)));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 
@@ -18,6 +19,8 @@ class Disk {
   virtual UniqueFd Open(const std::filesystem::path& file, int flags);
   // All `count` bytes.
   virtual int Write(int fd, const char* data, std::size_t count, std::uint64_t offset);
+  // As ReadAt. Throws FsError.
+  virtual std::size_t Read(int fd, char* data, std::size_t count, std::uint64_t offset);
   virtual int Resize(int fd, std::uint64_t size);
   // Gives the disk space of a range back; the range reads as zeros then.
   virtual int Free(int fd, std::uint64_t offset, std::uint64_t count);

@@ -120,7 +120,7 @@ std::vector<std::string> RemoveUnnamed(Disk& disk, const fs::path& spool) {
     if (file.extension() != kEntrySuffix) {
       const bool is_log = file.extension() == kLogSuffix;
       damaged.push_back(file.string() + (is_log ? ": damaged, small files saved shortly before the "
-                                                  "machine stopped may be missing"
+                                                  "machine stopped may be missing, or back"
                                                 : ": damaged, will not be sent"));
     }
   }

@@ -19,6 +19,7 @@ namespace {
 
 constexpr char kSuffix[] = ".move";
 constexpr char kNewSuffix[] = ".new";
+constexpr char kUnreadableSuffix[] = ".unreadable";
 
 // None where a loss of power came before the program was told anything. Throws FsError.
 std::optional<FolderMove> Read(const fs::path& file) {
@@ -55,6 +56,10 @@ std::vector<MoveJournal::Noted> MoveJournal::Find() {
         left.push_back(file);
       }
     } catch (const FsError& error) {
+      if (error.number() != EIO) throw;
+      // Were it read later it could move what has the names by then.
+      Check(disk_.Rename(file, file.string() + kUnreadableSuffix), file);
+      Check(disk_.SyncFolder(folder_), folder_);
       Notice(std::string(error.what()) + "; a folder's move may be left half done");
     }
   }

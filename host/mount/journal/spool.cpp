@@ -39,15 +39,8 @@ SpoolPtr Spool::Opened(const ScannedEntry& scanned) {
   auto contents =
       std::make_shared<SpoolFile>(disk_, scanned.contents, disk_.Open(scanned.contents, O_RDWR));
   SetEntry(*contents, secured ? SpoolFile::EntryState::kSecured : SpoolFile::EntryState::kWritten);
-  if (secured) return contents;
-  try {  // before an earlier one of the same name goes
-    SecureInFiles(*contents, scanned.entry);
-  } catch (const FsError&) {
-    if (!contents->HasFailedToSync()) throw;
-    // The next mount would have no reason to doubt it.
-    contents->WriteAnew();
-    SecureInFiles(*contents, scanned.entry);
-  }
+  // Before an earlier one of the same name goes.
+  if (!secured) SecureInFiles(*contents, scanned.entry);
   return contents;
 }
 
@@ -68,12 +61,7 @@ Spool::Found Spool::Recover() {
     }
     found.unsent.push_back({destination, std::move(contents)});
   }
-  if (!whole_log) {
-    const fs::path place = LogAsideOf(folder_, entries_.NextNumber());
-    SpoolLog::PutAside(disk_, folder_, place);
-    Notice("the log of small files is damaged, some may be missing; it is kept as " +
-           place.string());
-  }
+  if (!whole_log) PutLogAside();
   if (SpoolLog::IsIn(folder_)) {  // all that it says is in synced files now
     const Lock lock(log_mutex_);
     log_.Clear();
@@ -81,6 +69,17 @@ Spool::Found Spool::Recover() {
   found.damaged = RemoveUnnamed(disk_, folder_);
   entries_.DropSpares();
   return found;
+}
+
+void Spool::PutLogAside() {
+  const std::string damaged = "the log of small files is damaged, some may be missing or back; ";
+  const fs::path place = LogAsideOf(folder_, entries_.NextNumber());
+  try {
+    SpoolLog::PutAside(disk_, folder_, place);
+    Notice(damaged + "it is kept as " + place.string());
+  } catch (const FsError& error) {  // all of it that can be read is secured
+    Notice(damaged + error.what());
+  }
 }
 
 SpoolPtr Spool::Make() {
@@ -137,12 +136,12 @@ void Spool::SyncLogged(SpoolFile& contents, const JournalEntry& logged) {
   try {
     return contents.Sync();
   } catch (const FsError& error) {
-    Notice(std::string(error.what()) + "; written anew");
+    Notice(std::string(error.what()) + "; it is written anew");
   }
   const std::string entry = EntryTextOf(logged);
-  for (const SpoolLog::Record& record : SpoolLog::Read(disk_, folder_).records) {
-    if (record.entry == entry) contents.WriteAnew(record.contents);
-  }
+  const std::vector<SpoolLog::Record> records = SpoolLog::Read(disk_, folder_).records;
+  const auto found = std::ranges::find(records, entry, &SpoolLog::Record::entry);
+  found != records.end() ? contents.WriteAnew(found->contents) : contents.WriteAnew();
   contents.Sync();
 }
 
@@ -159,8 +158,12 @@ void Spool::SecureInFiles(SpoolFile& contents, JournalEntry entry) {
 
 bool Spool::SecureInLog(SpoolFile& contents, const Destination& destination) {
   const std::uint64_t size = contents.Size();
-  if (size > kMostLogged || contents.HasFailedToSync()) return false;
+  if (size > kMostLogged) return false;
   const Lock lock(log_mutex_);
+  if (contents.HasFailedToSync()) {
+    if (contents.entry_ == SpoolFile::EntryState::kLogged) EmptyLog();
+    return false;
+  }
   const JournalEntry entry = EntryOf(contents, destination);
   SpoolLog::Record record{EntryTextOf(entry), std::string(size, '\0')};
   if (ReadAt(contents.fd(), record.contents.data(), size, 0) != size) return false;

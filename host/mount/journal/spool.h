@@ -72,6 +72,7 @@ class Spool {
   Held held() const { return {held_files_, held_bytes_}; }
 
  private:
+  void PutLogAside();
   JournalEntry EntryOf(const SpoolFile& contents, const Destination& destination);
   void WriteEntry(SpoolFile& contents, const Destination& destination);
   void SyncLogged(SpoolFile& contents, const JournalEntry& logged) B2_REQUIRES(log_mutex_);

@@ -28,7 +28,8 @@ void SpoolFile::SetModified(const timespec& time) const {
 }
 
 void SpoolFile::Sync() {
-  if (sync_error_ == 0) sync_error_ = disk_.Sync(fd_.get());
+  const int error = sync_error_ == 0 ? disk_.Sync(fd_.get()) : 0;
+  if (error != 0) sync_error_ = error;
   Check(sync_error_);
 }
 

@@ -14,7 +14,8 @@
 namespace b2drive::mount {
 
 // A file in the spool folder: contents that a program writes or that wait to be sent. Removed with
-// the object unless a journal entry names it. Thread-safe. What can fail throws FsError.
+// the object unless a journal entry names it. Thread-safe, but for what syncs and writes anew. What
+// can fail throws FsError.
 class SpoolFile : public std::enable_shared_from_this<SpoolFile> {
  public:
   SpoolFile(Disk& disk, std::filesystem::path file, UniqueFd fd)
@@ -41,7 +42,7 @@ class SpoolFile : public std::enable_shared_from_this<SpoolFile> {
   void Sync();
   bool HasFailedToSync() const { return sync_error_ != 0; }
   void WriteAnew(std::string_view contents);  // which it is known to hold
-  void WriteAnew();                           // as it reads now, which may not be all that it held
+  void WriteAnew();                           // as it reads now, where nothing knows better
 
  private:
   friend class Spool;

@@ -39,21 +39,26 @@ std::optional<SpoolLog::Record> ParseRecord(const std::string& text) {
   return SpoolLog::Record{text.substr(sizeof size, size), text.substr(sizeof size + size)};
 }
 
-// None where there is no file; one that cannot be opened must not be taken for that. Zeros for
-// what the disk cannot read any more.
-std::string BytesOf(Disk& disk, const fs::path& file) {
+struct Bytes {
+  std::string bytes;     // zeros for what the disk cannot read any more
+  bool damaged = false;  // there is such
+};
+
+// None where there is no file; one that cannot be opened must not be taken for that.
+Bytes BytesOf(Disk& disk, const fs::path& file) {
   constexpr std::size_t kSector = 4096;
-  if (!fs::exists(file)) return "";
+  if (!fs::exists(file)) return {};
   const UniqueFd fd = disk.Open(file, O_RDONLY);
-  std::string bytes(SizeOf(fd.get()), '\0');
-  for (std::size_t at = 0; at < bytes.size(); at += kSector) {
+  Bytes found{std::string(SizeOf(fd.get()), '\0')};
+  for (std::size_t at = 0; at < found.bytes.size(); at += kSector) {
     try {
-      ReadAt(fd.get(), bytes.data() + at, std::min(kSector, bytes.size() - at), at);
+      disk.Read(fd.get(), found.bytes.data() + at, std::min(kSector, found.bytes.size() - at), at);
     } catch (const FsError& error) {
       if (error.number() != EIO) throw;
+      found.damaged = true;
     }
   }
-  return bytes;
+  return found;
 }
 
 void Check(int error, const fs::path& file) {
@@ -109,8 +114,9 @@ void SpoolLog::Clear() {
 bool SpoolLog::IsIn(const fs::path& spool) { return fs::exists(spool / kName); }
 
 SpoolLog::Found SpoolLog::Read(Disk& disk, const fs::path& spool) {
-  const Unframed unframed = UnframeTexts(BytesOf(disk, spool / kName));
-  Found found{{}, unframed.damaged};
+  const Bytes file = BytesOf(disk, spool / kName);
+  const Unframed unframed = UnframeTexts(file.bytes);
+  Found found{{}, file.damaged || unframed.damaged};
   for (const std::string& text : unframed.texts) {
     if (auto record = ParseRecord(text)) found.records.push_back(std::move(*record));
   }

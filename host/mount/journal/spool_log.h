@@ -36,7 +36,7 @@ class SpoolLog {
   static bool IsIn(const std::filesystem::path& spool);
   struct Found {
     std::vector<Record> records;  // in order
-    bool damaged = false;         // there were more
+    bool damaged = false;         // there may have been more
   };
   // What the log in `spool` holds; of a record that was not finished nothing. Throws FsError.
   static Found Read(Disk& disk, const std::filesystem::path& spool);

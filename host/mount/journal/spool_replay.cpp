@@ -47,14 +47,24 @@ bool IsKnown(const fs::path& contents, const JournalEntry& entry) {
          fs::is_regular_file(contents) && fs::file_size(contents) == there.entry.size;
 }
 
-bool IsDamaged(const fs::path& entry) {
-  return fs::exists(entry) && ReadEntry(entry).state != EntryText::State::kGood;
+// What was secured in files since needs nothing of it.
+void BringAgain(Disk& disk, const fs::path& contents, const EntryText& there, const Told& told) {
+  if (there.entry.boot.empty() || told.entry.destination.path.empty()) return;
+  struct stat status {};
+  const bool exists = stat(contents.c_str(), &status) == 0;
+  WriteWhole(disk, contents, told.contents, exists ? &status.st_mtim : &told.entry.modified);
 }
 
 void Replay(Disk& disk, const fs::path& spool, const std::string& boot, Told& told) {
   const fs::path contents = spool / told.entry.file;
   const fs::path file = EntryFileOf(contents);
-  if (told.entry.boot == boot ? !IsDamaged(file) : IsKnown(contents, told.entry)) return;
+  if (told.entry.boot == boot) {
+    if (!fs::exists(file)) return;
+    const EntryText there = ReadEntry(file);
+    if (there.state == EntryText::State::kGood) return BringAgain(disk, contents, there, told);
+  } else if (IsKnown(contents, told.entry)) {
+    return;
+  }
   if (told.entry.destination.path.empty()) {
     const int error = disk.Remove(file);
     if (error != ENOENT) Check(error, file);
@@ -82,7 +92,7 @@ bool ReplaySpoolLog(Disk& disk, const fs::path& spool, const std::string& boot) 
   }
   for (auto& [name, told] : last) Replay(disk, spool, boot, told);
   if (!last.empty()) Check(disk.SyncFolder(spool), spool);
-  return !found.damaged || !earlier_boot;
+  return !found.damaged || !(earlier_boot || last.empty());
 }
 
 }  // namespace b2drive::mount

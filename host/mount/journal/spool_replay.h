@@ -8,9 +8,9 @@
 namespace b2drive::mount {
 
 // After a loss of power, makes the files in `spool` again that its log tells of, and removes the
-// entries that it tells to be gone. A log of this boot says nothing that the files do not, but
-// where they are damaged. False when the log is damaged, so that some may be missing. Throws
-// FsError.
+// entries that it tells to be gone. In the same boot the files say the same, but may be among what
+// the disk has given up: the contents are brought to it again. False when the log is damaged, so
+// that some may be missing. Throws FsError.
 bool ReplaySpoolLog(Disk& disk, const std::filesystem::path& spool, const std::string& boot);
 
 }  // namespace b2drive::mount
